@@ -1,0 +1,41 @@
+#pragma once
+
+// What the parts of the simulated machine share: its one lock, the signal that something changed,
+// and the way it gives up.
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+namespace veltrane::simulated {
+
+// How long a test waits for another thread before the process is ended with a message. Far longer
+// than anything takes, so that only a real deadlock reaches it.
+inline constexpr std::chrono::seconds kPatience{120};
+
+// Prints "simulated machine: " and the message to the real standard error and aborts. Used for
+// mistakes of a test, never for anything the program under test may do.
+[[noreturn]] void Die(const std::string& message);
+
+struct Core {
+  std::mutex mutex;                 // guards the whole machine
+  std::condition_variable changed;  // signalled after every change another thread may wait for
+  int blocked_threads = 0;          // threads of the program that wait inside a boundary call
+
+  // Waits inside a boundary call, without a bound, as Windows does.
+  template <typename Ready>
+  void Block(std::unique_lock<std::mutex>& lock, Ready ready) {
+    ++blocked_threads;
+    changed.wait(lock, ready);
+    --blocked_threads;
+  }
+
+  // Waits on behalf of a test; ends the process when `what` does not come about in kPatience.
+  template <typename Ready>
+  void Await(std::unique_lock<std::mutex>& lock, const std::string& what, Ready ready) {
+    if (!changed.wait_for(lock, kPatience, ready)) Die("gave up waiting for " + what);
+  }
+};
+
+}  // namespace veltrane::simulated

@@ -1,0 +1,162 @@
+#pragma once
+
+// A whole Windows machine in memory. It implements every function of platform/*.h, so that the
+// program's own code runs on it unchanged.
+//
+//   TEST(Teardown, DeletesTheRouteThatWasAdded) {
+//     Machine machine;                                   // the machine everything below runs on
+//     machine.routes.AddPhysicalNetwork();               // set it up
+//     machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+//     machine.Fail("ReadForwardTable", 3, 5);            // the third read will fail
+//     ...                                                // run the code under test
+//     EXPECT_EQ(machine.Changes(),                       // what it did, in order
+//               (std::vector<std::string>{
+//                   "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1"}));
+//     EXPECT_EQ(machine.routes.Texts(), ...);            // what is left on the machine
+//   }
+//
+// Exactly one machine exists at a time; it is the current one from its constructor to its
+// destructor. A boundary call without a machine ends the process with a message, and so does
+// destroying a machine while a thread of the program waits inside a boundary call (asleep on a
+// stepped clock, or in a pipe): stop the program's threads first. The global state of the program
+// itself is not the machine's and outlives it.
+//
+// Threads: everything may be called on any thread at any time. Hooks run with no lock held.
+// Waiting: tests wait for a state by the members called Wait... or by a pipe client; these end the
+// process with a message when nothing happens for two minutes.
+//
+// The names of the boundary calls, for Fail, OnCall, Calls::Of and the like, with the text in the
+// log. "!" changes routes, services or files and is listed by Changes; "-" cannot be made to fail;
+// "~" is counted but not logged. A printed text appears without the line feed at its end.
+// OutputFile.Close is also the end of a stream that was never closed; ServerPipe.Close and
+// Library.Free are the ends of those objects.
+//
+//   UtcTicks                     -  UtcTicks
+//   Sleep                        -  Sleep 1000
+//   ReadTcpConnections              ReadTcpConnections
+//   PrintOutput                  -  PrintOutput service installed
+//   PrintError                   -  PrintError install failed: OpenSCManager failed
+//   PrintErrorLine               -  PrintErrorLine [Veltrane] passive startup report: {...}
+//   PrintDebugger                -  PrintDebugger [Veltrane][admin_bypass] {...}
+//   InstallConsoleHandler        -  InstallConsoleHandler
+//   ReadProcessVariable             ReadProcessVariable ADMIN_BYPASS_IP
+//   ReadRegistryText                ReadRegistryText HKLM ADMIN_BYPASS_IP
+//   CreateFolders                !  CreateFolders C:\ProgramData\Veltrane\tunnels
+//   TestExistence                   TestExistence C:\...\active.conf
+//   OutputFile.Open              !  OutputFile.Open C:\...\active.conf.tmp
+//   OutputFile.Write             !  OutputFile.Write C:\...\active.conf.tmp 312 bytes
+//   OutputFile.Close             !  OutputFile.Close C:\...\active.conf.tmp
+//   MoveFileWithFlags            !  MoveFileWithFlags C:\...\a.tmp to C:\...\a flags 9
+//   RemoveFile                   !  RemoveFile C:\...\active.conf
+//   SetProtectedAccess           !  SetProtectedAccess C:\...\active.conf
+//   ParseIpv4, FormatIpv4        ~
+//   WideToUtf8                   ~
+//   Library.Load                    Library.Load tunnel.dll
+//   Library.Find                    Library.Find tunnel.dll WireGuardTunnelService
+//   Library.Free                 -  Library.Free tunnel.dll
+//   ExecutablePath               -  ExecutablePath
+//   ServerPipe.Create               ServerPipe.Create \\.\pipe\VeltraneVpn
+//   ServerPipe.WaitForClient        ServerPipe.WaitForClient
+//   ServerPipe.Read                 ServerPipe.Read 65535
+//   ServerPipe.Write                ServerPipe.Write 120 bytes
+//   ServerPipe.Flush             -  ServerPipe.Flush
+//   ServerPipe.Disconnect        -  ServerPipe.Disconnect
+//   ServerPipe.Close             -  ServerPipe.Close
+//   OpenAndClosePipe                OpenAndClosePipe \\.\pipe\VeltraneVpn
+//   ReadForwardTable                ReadForwardTable
+//   CreateForwardRow             !  CreateForwardRow 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
+//   DeleteForwardRow             !  DeleteForwardRow 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
+//   FindBestRoute                   FindBestRoute 203.0.113.5
+//   ReadInterfaceNames              ReadInterfaceNames 12
+//   ReadAdapterAddresses            ReadAdapterAddresses
+//   MakeNtSid                       MakeNtSid S-1-5-18
+//   ReadSessionUserSid              ReadSessionUserSid 1
+//   MakeSecurityAttributes          MakeSecurityAttributes 3 entries
+//   FreeSecurityAttributes       -  FreeSecurityAttributes
+//   ServiceManager.Open             ServiceManager.Open 0xf003f
+//   ServiceManager.OpenExisting     ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0xf01ff
+//   ServiceManager.Create        !  ServiceManager.Create VeltraneVpnTunnel$Active
+//   Service.ChangeCommandLine    !  Service.ChangeCommandLine VeltraneVpnTunnel$Active
+//   Service.SetSidType           !  Service.SetSidType VeltraneVpnTunnel$Active 1
+//   Service.Start                !  Service.Start VeltraneVpnTunnel$Active
+//   Service.SendStop             !  Service.SendStop VeltraneVpnTunnel$Active
+//   Service.QueryState              Service.QueryState VeltraneVpnTunnel$Active
+//   Service.Delete               !  Service.Delete VeltraneVpnTunnel$Active
+//   RunServiceDispatcher            RunServiceDispatcher VeltraneVpnTunnel
+//   RegisterControlHandler          RegisterControlHandler VeltraneVpnTunnel
+//   ReportServiceStatus          -  ReportServiceStatus 4
+//   IsRemoteSession              -  IsRemoteSession
+//   ActiveConsoleSession         -  ActiveConsoleSession
+//   ReadSessions                    ReadSessions
+//   ReadClientAddress               ReadClientAddress 2
+//
+// Any other name, and Fail of a name with "-", is a mistake of the test and ends the process.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/simulated/calls.h"
+#include "tests/simulated/clock.h"
+#include "tests/simulated/connections.h"
+#include "tests/simulated/console.h"
+#include "tests/simulated/core.h"
+#include "tests/simulated/environment.h"
+#include "tests/simulated/files.h"
+#include "tests/simulated/libraries.h"
+#include "tests/simulated/pipes.h"
+#include "tests/simulated/routes.h"
+#include "tests/simulated/security.h"
+#include "tests/simulated/service_host.h"
+#include "tests/simulated/services.h"
+#include "tests/simulated/sessions.h"
+#include "tests/simulated/text.h"
+
+namespace veltrane::simulated {
+
+class Machine {
+ public:
+  Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+  ~Machine();
+
+  // The machine that exists; dies when there is none.
+  static Machine& Current();
+
+  // Short forms of the members of `calls`.
+  std::vector<std::string> Changes() const { return calls.Changes(); }
+  void Fail(const std::string& name, std::size_t nth, std::uint32_t status) {
+    calls.Fail(name, nth, status);
+  }
+  void FailAlways(const std::string& name, std::uint32_t status) { calls.FailAlways(name, status); }
+  void FailWhere(const std::string& name, const std::string& fragment, std::uint32_t status) {
+    calls.FailWhere(name, fragment, status);
+  }
+  void OnCall(const std::string& name, std::size_t nth, std::function<void()> hook) {
+    calls.OnCall(name, nth, std::move(hook));
+  }
+
+ private:
+  Core core_;
+
+ public:
+  Calls calls{core_};
+  Clock clock{core_};
+  Connections connections{core_};
+  Console console{core_};
+  Environment environment{core_};
+  Files files{core_};
+  Libraries libraries{core_};
+  Pipes pipes{core_};
+  Routes routes{core_};
+  Security security{core_};
+  ServiceHost service_host{core_};
+  Services services{core_};
+  Sessions sessions{core_};
+};
+
+}  // namespace veltrane::simulated

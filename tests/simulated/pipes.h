@@ -1,0 +1,94 @@
+#pragma once
+
+// Message-mode named pipes: the server's instances. The test's end is in pipe_client.h.
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/pipes.h"
+#include "tests/simulated/core.h"
+
+namespace veltrane::simulated {
+
+// One instance that was created: the arguments, and the access list, nullopt for default security.
+struct CreatedPipe {
+  PipeParameters parameters;
+  std::optional<std::vector<AccessEntry>> access;
+};
+
+// An instance accepts a client from its creation on. The server's wait for a client answers 0 when
+// the client came during the wait, 535 when it was there already, and 232 when it came and went
+// before. A read of a message that is longer than the buffer fails, and so does a read when the
+// client has gone and left nothing. Flushing waits until the client has read everything or gone:
+// a test that sends a request must also receive, or close. Disconnecting loses what the client has
+// not read; closing without disconnecting does not. Creating more instances than the first one
+// allowed fails.
+//
+// A pipe server that is told to stop by connecting to it misses the call when it has no instance at
+// that moment. Before stopping one after an exchange, call WaitUntilServerWaits.
+//
+// For failures: Fail "ServerPipe.Create", "ServerPipe.WaitForClient" (with the error to answer),
+// "ServerPipe.Read", "ServerPipe.Write" (the bytes are lost), "OpenAndClosePipe". How often the
+// server flushed, disconnected or closed: Calls::Count of "ServerPipe.Flush",
+// "ServerPipe.Disconnect", "ServerPipe.Close". Every member may be called on any thread.
+class Pipes {
+ public:
+  explicit Pipes(Core& core) : core_(core) {}
+
+  // Every instance created so far, in order.
+  std::vector<CreatedPipe> Created() const;
+
+  // The instances that are open, of all names.
+  std::size_t OpenInstances() const;
+
+  // Waits until a thread of the program is blocked in WaitForClient (see kPatience), so that the
+  // next client is served by that wait.
+  void WaitUntilServerWaits();
+
+  // For the boundary functions and PipeClient.
+  struct Connection {
+    bool client_open = true;
+    bool server_open = true;
+    std::deque<std::string> to_server;
+    std::deque<std::string> to_client;
+  };
+  struct Instance {
+    PipeParameters parameters;
+    bool listening = true;
+    bool waiting = false;
+    std::shared_ptr<Connection> connection;
+  };
+  Instance* Create(const PipeParameters& parameters, const SecurityAttributes* attributes);
+  std::uint32_t WaitForClient(Instance& instance);
+  std::optional<std::size_t> Read(Instance& instance, char* buffer, std::size_t capacity);
+  void Write(Instance& instance, std::string_view bytes);
+  void Flush(Instance& instance);
+  void Disconnect(Instance& instance);
+  void Close(Instance* instance);
+
+  // The client's side; `error` is 0, 2 (no such pipe) or 231 (all instances busy).
+  struct Opened {
+    std::shared_ptr<Connection> connection;
+    std::uint32_t error = 0;
+  };
+  Opened TryOpen(const std::wstring& name);
+  std::shared_ptr<Connection> WaitAndOpen(const std::wstring& name);
+  bool Send(Connection& connection, std::string_view message);
+  std::optional<std::string> Receive(Connection& connection);
+  void CloseClient(Connection& connection);
+
+ private:
+  Opened OpenLocked(const std::wstring& name);
+
+  Core& core_;
+  std::vector<std::unique_ptr<Instance>> instances_;
+  std::vector<CreatedPipe> created_;
+};
+
+}  // namespace veltrane::simulated

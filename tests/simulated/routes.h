@@ -1,0 +1,99 @@
+#pragma once
+
+// The routing table, the interfaces and the adapter addresses.
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/routing.h"
+#include "tests/simulated/core.h"
+
+namespace veltrane::simulated {
+
+// A row as a test writes it: MakeRoute("203.0.113.5/32", "192.168.1.1", 12, 1). Type 4 (indirect),
+// or 3 (direct) when the next hop is 0.0.0.0; protocol 3; everything else 0.
+ForwardRow MakeRoute(const std::string& destination, const std::string& next_hop,
+                     std::uint32_t interface_index, std::uint32_t metric);
+
+// A row as text: "203.0.113.5/32 via 192.168.1.1 if 12 metric 1".
+std::string RouteText(const ForwardRow& row);
+
+// Everything is empty at the start. Rows are kept in the order in which they were added; a read
+// returns them sorted as Windows does, by destination, protocol, policy and next hop, addresses
+// compared as numbers in host byte order, and rows that are equal in those in their table order.
+//
+// A row is the same as another when destination, mask, next hop and interface are. Creating a row
+// that is there answers 5010, deleting one that is not answers 1168. Neither the interface nor the
+// gateway has to exist.
+//
+// For other failures: Fail "ReadForwardTable", "CreateForwardRow" (status 0 is a success that adds
+// nothing), "DeleteForwardRow", "FindBestRoute", "ReadInterfaceNames", "ReadAdapterAddresses".
+// Every member may be called on any thread.
+class Routes {
+ public:
+  explicit Routes(Core& core) : core_(core) {}
+
+  // A machine in an ordinary office: interface 12, alias "Ethernet", description "Intel(R) Ethernet
+  // Connection", address 192.168.1.10; routes 0.0.0.0/0 via 192.168.1.1 if 12 metric 25 and
+  // 192.168.1.0/24 via 0.0.0.0 if 12 metric 281.
+  void AddPhysicalNetwork();
+
+  void Add(const ForwardRow& row);
+  void Add(const std::string& destination, const std::string& next_hop,
+           std::uint32_t interface_index, std::uint32_t metric);
+
+  // Removes every row to this destination ("203.0.113.5/32"); returns how many there were.
+  std::size_t Remove(const std::string& destination);
+  void Clear();
+
+  // Sets the first metric of every row to this destination.
+  void SetMetric(const std::string& destination, std::uint32_t metric);
+
+  // The rows in table order, as rows and as texts (see RouteText).
+  std::vector<ForwardRow> Rows() const;
+  std::vector<std::string> Texts() const;
+  bool Has(const std::string& route_text) const;
+
+  // Reads return the rows in table order, not sorted.
+  void KeepTableOrder();
+
+  // Rows that the program creates get this metric in the table, whatever it asked for.
+  void SetMetricOfCreatedRows(std::uint32_t metric);
+
+  // Adding an interface that is there replaces its names.
+  void AddInterface(std::uint32_t index, const std::wstring& alias,
+                    const std::wstring& description = {});
+  void RemoveInterface(std::uint32_t index);
+
+  // Adapter addresses are listed in the order in which they were added.
+  void AddAdapterAddress(const std::string& address);
+
+  // Every question for the best route gets this answer until Clear... is called. Otherwise the
+  // answer is the matching row with the longest mask, then the lowest first metric, then the first
+  // in the table; 1232 when there is none.
+  void OverrideBestRoute(const BestRoute& answer);
+  void ClearBestRouteOverride();
+
+  // For the boundary functions.
+  std::vector<ForwardRow> Read() const;
+  std::uint32_t Create(ForwardRow row);
+  std::uint32_t Delete(const ForwardRow& row);
+  BestRoute Best(std::uint32_t dest) const;
+  std::optional<InterfaceNames> Names(std::uint32_t index) const;
+  std::vector<std::uint32_t> AdapterAddresses() const;
+
+ private:
+  Core& core_;
+  std::vector<ForwardRow> rows_;
+  bool keep_order_ = false;
+  std::optional<std::uint32_t> created_metric_;
+  std::map<std::uint32_t, InterfaceNames> interfaces_;
+  std::vector<std::uint32_t> adapter_addresses_;
+  std::optional<BestRoute> best_;
+};
+
+}  // namespace veltrane::simulated

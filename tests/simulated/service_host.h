@@ -1,0 +1,51 @@
+#pragma once
+
+// The program's own side of the service control manager: dispatcher, control handler and reported
+// statuses.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/services.h"
+#include "tests/simulated/core.h"
+
+namespace veltrane::simulated {
+
+// The dispatcher runs the service main function on a thread of its own and returns 0 when that has
+// returned; to have it answer 1063, as in a program that the manager did not start, fail
+// "RunServiceDispatcher" with it. Fail "RegisterControlHandler" gives the service main function
+// null. Every member may be called on any thread.
+class ServiceHost {
+ public:
+  explicit ServiceHost(Core& core) : core_(core) {}
+
+  // Sends a control code (1 stop, 4 interrogate) to the registered handler, on the calling thread,
+  // which stands for the dispatcher's; returns when the handler has. False when there is none.
+  bool SendControl(std::uint32_t control);
+
+  // Waits until a status with this state has been reported (see kPatience).
+  void WaitForState(std::uint32_t state);
+
+  // The statuses reported under the handle of the registered handler, in order; their states alone.
+  std::vector<ServiceStatus> Statuses() const;
+  std::vector<std::uint32_t> States() const;
+
+  // The names that the program gave to the dispatcher and to the handler; empty before that.
+  std::wstring DispatchedName() const;
+  std::wstring HandlerName() const;
+
+  // For the boundary functions.
+  void Run(const std::wstring& name, void (*service_main)());
+  ServiceStatusHandle Register(const std::wstring& name, void (*handler)(std::uint32_t));
+  void Report(ServiceStatusHandle handle, const ServiceStatus& status);
+
+ private:
+  Core& core_;
+  std::wstring dispatched_name_;
+  std::wstring handler_name_;
+  void (*handler_)(std::uint32_t) = nullptr;
+  std::vector<ServiceStatus> statuses_;
+};
+
+}  // namespace veltrane::simulated

@@ -1,0 +1,57 @@
+#pragma once
+
+// Remote Desktop sessions and their users.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/security.h"
+#include "platform/sessions.h"
+#include "tests/simulated/core.h"
+
+namespace veltrane::simulated {
+
+// At the start this is no remote session, no session is attached to the console and the list of
+// sessions is empty. The list, the client addresses and the users are independent of each other: a
+// session may have a client address without being listed. For failures: Fail "ReadSessions",
+// "ReadClientAddress", "ReadSessionUserSid". Every member may be called on any thread.
+class Sessions {
+ public:
+  explicit Sessions(Core& core) : core_(core) {}
+
+  void SetRemoteSession(bool remote);
+  void SetConsoleSession(std::uint32_t id);  // kNoSession: none
+
+  // Appends to the list; states of WTS_CONNECTSTATE_CLASS: 0 active, 1 connected, 4 disconnected.
+  void AddSession(std::uint32_t id, std::uint32_t state);
+
+  // An active session with an IPv4 client: AddSession and SetClientAddress at once.
+  void AddActive(std::uint32_t id, const std::string& client_address);
+
+  // The client address that a query for this session gets: an IPv4 address, or any record.
+  void SetClientAddress(std::uint32_t id, const std::string& ipv4);
+  void SetClientAddress(std::uint32_t id, const ClientAddress& address);
+
+  // The user of a session; without one the program may not read it, as in a console process.
+  void SetUser(std::uint32_t id, const Sid& sid);
+
+  // For the boundary functions.
+  bool IsRemote() const;
+  std::uint32_t Console() const;
+  std::vector<Session> List() const;
+  std::optional<ClientAddress> Address(std::uint32_t id) const;
+  std::optional<Sid> User(std::uint32_t id) const;
+
+ private:
+  Core& core_;
+  bool remote_ = false;
+  std::uint32_t console_ = kNoSession;
+  std::vector<Session> list_;
+  std::map<std::uint32_t, ClientAddress> addresses_;
+  std::map<std::uint32_t, Sid> users_;
+};
+
+}  // namespace veltrane::simulated

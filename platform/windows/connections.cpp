@@ -1,0 +1,27 @@
+#include "platform/connections.h"
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <iphlpapi.h>
+
+#include "platform/windows/sized_fetch.h"
+
+namespace veltrane {
+
+std::optional<std::vector<TcpConnection>> ReadTcpConnections() {
+  const auto buffer = FetchSized(ERROR_INSUFFICIENT_BUFFER, [](void* table, ULONG* size) {
+    return GetExtendedTcpTable(table, size, FALSE, AF_INET, TCP_TABLE_OWNER_PID_CONNECTIONS, 0);
+  });
+  if (!buffer) return std::nullopt;
+  const auto* table = reinterpret_cast<const MIB_TCPTABLE_OWNER_PID*>(buffer->data());
+  std::vector<TcpConnection> connections;
+  connections.reserve(table->dwNumEntries);
+  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
+    const MIB_TCPROW_OWNER_PID& row = table->table[i];
+    connections.push_back({row.dwState, row.dwLocalPort, row.dwRemoteAddr});
+  }
+  return connections;
+}
+
+}  // namespace veltrane

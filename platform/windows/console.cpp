@@ -1,0 +1,36 @@
+#include "platform/console.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <iostream>
+
+namespace veltrane {
+namespace {
+
+// The callback of the system carries no context.
+bool (*console_handler)(std::uint32_t control_type) = nullptr;
+
+BOOL WINAPI CallConsoleHandler(DWORD control_type) { return console_handler(control_type); }
+
+}  // namespace
+
+void PrintOutput(const std::wstring& text) {
+  std::wcout << text << std::flush;
+  std::wcout.clear();  // a character that the stream cannot print must not silence later texts
+}
+
+void PrintError(const std::wstring& text) { std::fputws(text.c_str(), stderr); }
+
+void PrintErrorLine(const std::wstring& prefix, const std::string& narrow) {
+  std::fwprintf(stderr, L"%ls%hs\n", prefix.c_str(), narrow.c_str());
+}
+
+void PrintDebugger(const std::wstring& text) { OutputDebugStringW(text.c_str()); }
+
+void InstallConsoleHandler(bool (*handler)(std::uint32_t control_type)) {
+  console_handler = handler;
+  SetConsoleCtrlHandler(CallConsoleHandler, TRUE);
+}
+
+}  // namespace veltrane

@@ -1,0 +1,30 @@
+#include "platform/environment.h"
+
+#include <windows.h>
+
+#include <vector>
+
+namespace veltrane {
+
+std::wstring ReadProcessVariable(const std::wstring& name, std::size_t capacity) {
+  std::vector<wchar_t> buffer(capacity);
+  const DWORD length =
+      GetEnvironmentVariableW(name.c_str(), buffer.data(), static_cast<DWORD>(capacity));
+  if (length == 0 || length >= capacity) return {};
+  return std::wstring(buffer.data(), length);
+}
+
+std::wstring ReadRegistryText(RegistryRoot root, const std::wstring& key, const std::wstring& name,
+                              std::size_t capacity_bytes) {
+  const HKEY root_key =
+      root == RegistryRoot::kLocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+  std::vector<wchar_t> buffer(capacity_bytes / sizeof(wchar_t));
+  DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+  const LSTATUS status =
+      RegGetValueW(root_key, key.c_str(), name.c_str(), RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ,
+                   nullptr, buffer.data(), &size);
+  if (status != ERROR_SUCCESS) return {};
+  return std::wstring(buffer.data());  // RegGetValueW always terminates a text
+}
+
+}  // namespace veltrane

@@ -1,0 +1,91 @@
+#include "platform/files.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <utility>
+
+#include "platform/windows/handles.h"
+
+namespace veltrane {
+namespace {
+
+std::ofstream* AsStream(void* stream) { return static_cast<std::ofstream*>(stream); }
+
+// The errors by which Windows says that nothing is there, or that nothing can be there because the
+// path makes no sense.
+bool MeansNotFound(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_DIRECTORY:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Asks for the attributes, or, where a file is open without any sharing, for its directory entry.
+// Returns 0 when the path is there, else the Win32 error.
+DWORD FindPath(const std::wstring& path) {
+  WIN32_FILE_ATTRIBUTE_DATA attributes{};
+  if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &attributes)) return ERROR_SUCCESS;
+  const DWORD error = GetLastError();
+  if (error != ERROR_SHARING_VIOLATION) return error;
+  WIN32_FIND_DATAW entry{};
+  const HANDLE search = FindFirstFileW(path.c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) return GetLastError();
+  FindHandle(search).reset();
+  return ERROR_SUCCESS;
+}
+
+}  // namespace
+
+std::error_code CreateFolders(const std::wstring& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  return error;
+}
+
+Existence TestExistence(const std::wstring& path) {
+  const DWORD error = FindPath(path);
+  if (error == ERROR_SUCCESS) return {.exists = true, .error = {}};
+  if (MeansNotFound(error)) return {};
+  return {.exists = false, .error = {static_cast<int>(error), std::system_category()}};
+}
+
+std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
+  // The C library below the stream opens with read and write sharing.
+  auto stream = std::make_unique<std::ofstream>(std::filesystem::path(path),
+                                                std::ios::out | std::ios::binary | std::ios::trunc);
+  if (!stream->is_open()) return std::nullopt;
+  return OutputFile(stream.release());
+}
+
+OutputFile::OutputFile(OutputFile&& other) noexcept
+    : stream_(std::exchange(other.stream_, nullptr)) {}
+
+OutputFile::~OutputFile() { delete AsStream(stream_); }
+
+void OutputFile::Write(std::string_view bytes) {
+  AsStream(stream_)->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+bool OutputFile::Close() {
+  AsStream(stream_)->close();
+  return !AsStream(stream_)->fail();
+}
+
+bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {
+  return MoveFileExW(from.c_str(), to.c_str(), flags) != 0;
+}
+
+bool RemoveFile(const std::wstring& path) { return DeleteFileW(path.c_str()) != 0; }
+
+}  // namespace veltrane

@@ -1,0 +1,117 @@
+#include "platform/security.h"
+
+#include <windows.h>
+
+#include <aclapi.h>
+#include <wtsapi32.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include "platform/windows/handles.h"
+#include "platform/windows/security_attributes.h"
+
+namespace veltrane {
+namespace {
+
+static_assert(static_cast<int>(TrusteeType::kUser) == TRUSTEE_IS_USER);
+static_assert(static_cast<int>(TrusteeType::kGroup) == TRUSTEE_IS_GROUP);
+
+std::optional<Sid> CopyOfSid(PSID source) {
+  Sid sid;
+  sid.bytes.resize(GetLengthSid(source));
+  const DWORD size = static_cast<DWORD>(sid.bytes.size());
+  if (!CopySid(size, sid.bytes.data(), source)) return std::nullopt;
+  return sid;
+}
+
+// The explicit entry of SetEntriesInAclW, which refers to the SID of `entry`.
+EXPLICIT_ACCESSW ToExplicitAccess(const AccessEntry& entry) {
+  EXPLICIT_ACCESSW access{};
+  access.grfAccessPermissions = entry.access_mask;
+  access.grfAccessMode = SET_ACCESS;
+  access.grfInheritance = entry.inheritance;
+  access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+  access.Trustee.TrusteeType = static_cast<TRUSTEE_TYPE>(entry.trustee_type);
+  // For this trustee form the name is a pointer to the SID; it is only read.
+  access.Trustee.ptstrName =
+      reinterpret_cast<wchar_t*>(const_cast<unsigned char*>(entry.sid.bytes.data()));
+  return access;
+}
+
+// A fresh access list of the entries in their order; null on failure. A success without a list
+// counts as failure too, because a null list would admit everyone.
+LocalMemory<ACL> MakeAccessList(const std::vector<AccessEntry>& entries) {
+  std::vector<EXPLICIT_ACCESSW> accesses;
+  accesses.reserve(entries.size());
+  for (const AccessEntry& entry : entries) accesses.push_back(ToExplicitAccess(entry));
+  ACL* list = nullptr;
+  const DWORD status =
+      SetEntriesInAclW(static_cast<ULONG>(accesses.size()), accesses.data(), nullptr, &list);
+  LocalMemory<ACL> owner(list);
+  return status == ERROR_SUCCESS ? std::move(owner) : nullptr;
+}
+
+// An initialised security descriptor that carries the list; null on failure.
+LocalMemory<void> MakeDescriptor(ACL* access_list) {
+  LocalMemory<void> descriptor(LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
+  if (!descriptor) return nullptr;
+  if (!InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION)) return nullptr;
+  if (!SetSecurityDescriptorDacl(descriptor.get(), TRUE, access_list, FALSE)) return nullptr;
+  return descriptor;
+}
+
+}  // namespace
+
+std::optional<Sid> MakeNtSid(const std::vector<std::uint32_t>& sub_authorities) {
+  std::array<DWORD, 8> parts{};
+  if (sub_authorities.size() > parts.size()) return std::nullopt;
+  std::copy(sub_authorities.begin(), sub_authorities.end(), parts.begin());
+  SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
+  PSID allocated = nullptr;
+  if (!AllocateAndInitializeSid(&authority, static_cast<BYTE>(sub_authorities.size()), parts[0],
+                                parts[1], parts[2], parts[3], parts[4], parts[5], parts[6],
+                                parts[7], &allocated)) {
+    return std::nullopt;
+  }
+  const AllocatedSid owner(allocated);
+  return CopyOfSid(allocated);
+}
+
+std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id) {
+  HANDLE handle = nullptr;
+  if (!WTSQueryUserToken(session_id, &handle)) return std::nullopt;
+  const UniqueHandle token(handle);
+  DWORD size = 0;
+  GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
+  if (size == 0) return std::nullopt;
+  std::vector<std::byte> buffer(size);
+  if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return std::nullopt;
+  return CopyOfSid(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
+}
+
+SecurityAttributes* MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {
+  auto attributes = std::make_unique<SecurityAttributes>();
+  attributes->access_list = MakeAccessList(entries);
+  if (!attributes->access_list) return nullptr;
+  attributes->descriptor = MakeDescriptor(attributes->access_list.get());
+  if (!attributes->descriptor) return nullptr;
+  attributes->record = {sizeof(SECURITY_ATTRIBUTES), attributes->descriptor.get(), FALSE};
+  return attributes.release();
+}
+
+void FreeSecurityAttributes(SecurityAttributes* attributes) { delete attributes; }
+
+bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
+  const LocalMemory<ACL> list = MakeAccessList(entries);
+  if (!list) return false;
+  std::wstring object = path;  // the call takes a name that it could write to
+  return SetNamedSecurityInfoW(object.data(), SE_FILE_OBJECT,
+                               DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                               nullptr, nullptr, list.get(), nullptr) == ERROR_SUCCESS;
+}
+
+}  // namespace veltrane

@@ -1,0 +1,123 @@
+#include "platform/services.h"
+
+#include <windows.h>
+
+#include <utility>
+
+#include "platform/windows/handles.h"
+
+namespace veltrane {
+namespace {
+
+// The two callbacks of the system carry no context, and a process is one service.
+void (*service_main_function)() = nullptr;
+void (*control_function)(std::uint32_t control) = nullptr;
+
+void WINAPI CallServiceMain(DWORD, wchar_t**) { service_main_function(); }
+
+void WINAPI CallControlFunction(DWORD control) { control_function(control); }
+
+SC_HANDLE AsServiceHandle(void* handle) { return static_cast<SC_HANDLE>(handle); }
+
+// A list of texts that each end in a zero; the zero that ends the string itself closes the list.
+std::wstring JoinWithZeros(const std::vector<std::wstring>& texts) {
+  std::wstring list;
+  for (const std::wstring& text : texts) {
+    list += text;
+    list += L'\0';
+  }
+  return list;
+}
+
+}  // namespace
+
+Service::Service(Service&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+
+Service::~Service() { ServiceHandle(AsServiceHandle(handle_)).reset(); }
+
+bool Service::ChangeCommandLine(const std::wstring& command_line) {
+  return ChangeServiceConfigW(AsServiceHandle(handle_), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                              SERVICE_NO_CHANGE, command_line.c_str(), nullptr, nullptr, nullptr,
+                              nullptr, nullptr, nullptr) != 0;
+}
+
+bool Service::SetSidType(std::uint32_t sid_type) {
+  SERVICE_SID_INFO info{sid_type};
+  return ChangeServiceConfig2W(AsServiceHandle(handle_), SERVICE_CONFIG_SERVICE_SID_INFO, &info) !=
+         0;
+}
+
+std::uint32_t Service::Start() {
+  return StartServiceW(AsServiceHandle(handle_), 0, nullptr) ? ERROR_SUCCESS : GetLastError();
+}
+
+bool Service::SendStop() {
+  SERVICE_STATUS status{};
+  return ControlService(AsServiceHandle(handle_), SERVICE_CONTROL_STOP, &status) != 0;
+}
+
+std::optional<std::uint32_t> Service::QueryState() {
+  SERVICE_STATUS_PROCESS status{};
+  DWORD needed = 0;
+  if (!QueryServiceStatusEx(AsServiceHandle(handle_), SC_STATUS_PROCESS_INFO,
+                            reinterpret_cast<BYTE*>(&status), sizeof(status), &needed)) {
+    return std::nullopt;
+  }
+  return status.dwCurrentState;
+}
+
+bool Service::Delete() { return DeleteService(AsServiceHandle(handle_)) != 0; }
+
+std::optional<ServiceManager> ServiceManager::Open(std::uint32_t access) {
+  const SC_HANDLE handle = OpenSCManagerW(nullptr, nullptr, access);
+  if (handle == nullptr) return std::nullopt;
+  return ServiceManager(handle);
+}
+
+ServiceManager::ServiceManager(ServiceManager&& other) noexcept
+    : handle_(std::exchange(other.handle_, nullptr)) {}
+
+ServiceManager::~ServiceManager() { ServiceHandle(AsServiceHandle(handle_)).reset(); }
+
+std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
+                                                    std::uint32_t access) {
+  const SC_HANDLE handle = OpenServiceW(AsServiceHandle(handle_), name.c_str(), access);
+  if (handle == nullptr) return std::nullopt;
+  return Service(handle);
+}
+
+CreatedService ServiceManager::Create(const ServiceSettings& settings) {
+  const std::wstring dependencies = JoinWithZeros(settings.dependencies);
+  const SC_HANDLE handle = CreateServiceW(
+      AsServiceHandle(handle_), settings.name.c_str(), settings.display_name.c_str(),
+      settings.access, settings.type, settings.start_type, settings.error_control,
+      settings.command_line.c_str(), nullptr, nullptr, dependencies.c_str(), nullptr, nullptr);
+  if (handle == nullptr) return {.service = std::nullopt, .error = GetLastError()};
+  return {.service = Service(handle), .error = ERROR_SUCCESS};
+}
+
+std::uint32_t RunServiceDispatcher(const std::wstring& name, void (*service_main)()) {
+  service_main_function = service_main;
+  std::wstring table_name = name;  // the table takes a name that it could write to
+  const SERVICE_TABLE_ENTRYW table[] = {{table_name.data(), CallServiceMain}, {nullptr, nullptr}};
+  return StartServiceCtrlDispatcherW(table) ? ERROR_SUCCESS : GetLastError();
+}
+
+ServiceStatusHandle RegisterControlHandler(const std::wstring& name,
+                                           void (*handler)(std::uint32_t control)) {
+  control_function = handler;
+  return RegisterServiceCtrlHandlerW(name.c_str(), CallControlFunction);
+}
+
+void ReportServiceStatus(ServiceStatusHandle handle, const ServiceStatus& status) {
+  SERVICE_STATUS report{status.type,
+                        status.state,
+                        status.controls_accepted,
+                        status.exit_code,
+                        status.specific_exit_code,
+                        status.check_point,
+                        status.wait_hint_ms};
+  SetServiceStatus(static_cast<SERVICE_STATUS_HANDLE>(handle), &report);
+}
+
+}  // namespace veltrane

@@ -1,0 +1,12 @@
+# What every target is compiled with.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+add_library(options INTERFACE)
+target_compile_options(options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  # GCC 12 sees overlaps in string concatenation that are not there (GCC bug 105329).
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)

@@ -1,0 +1,80 @@
+#include "ipc/dispatcher.h"
+
+#include <mutex>
+
+#include "bypass/host_routes.h"
+#include "bypass/records.h"
+#include "guard/route_guard_result.h"
+#include "ipc/auto_stop.h"
+#include "ipc/connect_sequence.h"
+#include "ipc/message_codec.h"
+#include "ipc/reports.h"
+#include "tunnel/active_conf.h"
+#include "tunnel/tunnel_manager.h"
+
+namespace veltrane {
+namespace {
+
+// The service alone decides which file the tunnel runs from. The words are refused anywhere in the
+// request, inside values and longer keys too.
+bool MentionsConfigPath(const std::string& request) {
+  for (const char* word : {"config_path", "wg_quick_config", "wgQuickConfig", "conf_path"}) {
+    if (request.find(word) != std::string::npos) return true;
+  }
+  return false;
+}
+
+// The reply names the phase "disconnected" whatever the phase is; "status" tells the real one.
+std::string RegisterSession(IpcServer& server, const std::string& request) {
+  server.session_nonce = ReadStringField(request, "session_nonce");
+  return MakeOkReply(kPhaseDisconnected, "");
+}
+
+std::string Status(IpcServer& server) {
+  std::string phase;
+  std::string node_id;
+  {
+    const std::lock_guard<std::mutex> lock(server.state_mutex);
+    phase = server.phase;
+    node_id = server.node_id;
+  }
+  std::string reply = MakeOkReply(phase, node_id);
+  reply.pop_back();  // the closing brace: one member is to follow
+  reply += std::string(",\"tunnel_running\":") + (TunnelManager::IsRunning() ? "true" : "false");
+  reply += "}";
+  return AppendReports(reply, CurrentAdminBypassState(), RouteGuardResult{});
+}
+
+// The steps of Teardown one by one, because the reply reports the outcome of the second.
+std::string Disconnect(IpcServer& server) {
+  CancelAutoStop(server);
+  TunnelManager::Stop();
+  const AdminBypassState bypass = RemoveBypassRoutes();
+  DeleteActiveConf(nullptr);
+  server.SetPhase(kPhaseDisconnected);
+  return AppendReports(MakeOkReply(kPhaseDisconnected, ""), bypass, RouteGuardResult{});
+}
+
+std::string CheckSessionAndConnect(IpcServer& server, const std::string& request) {
+  const std::string nonce = ReadStringField(request, "session_nonce");
+  if (!server.session_nonce.empty() && nonce != server.session_nonce) {
+    return MakeErrorReply("session_mismatch", "invalid session");
+  }
+  return Connect(server, request);
+}
+
+}  // namespace
+
+std::string HandleRequest(IpcServer& server, const std::string& request) {
+  if (MentionsConfigPath(request)) {
+    return MakeErrorReply("forbidden_path", "config paths not accepted from UI");
+  }
+  const std::string op = ReadOp(request);
+  if (op == "register_session") return RegisterSession(server, request);
+  if (op == "status") return Status(server);
+  if (op == "disconnect") return Disconnect(server);
+  if (op == "connect") return CheckSessionAndConnect(server, request);
+  return MakeErrorReply("unknown_op", "unsupported operation");
+}
+
+}  // namespace veltrane

@@ -1,0 +1,60 @@
+#include "ipc/pipe_server.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "ipc/dispatcher.h"
+#include "ipc/pipe_access.h"
+#include "platform/clock.h"
+#include "platform/pipes.h"
+
+namespace veltrane {
+namespace {
+
+constexpr std::size_t kBufferBytes = 65536;
+constexpr std::uint32_t kRetryMilliseconds = 500;
+constexpr std::uint32_t kErrorPipeConnected = 535;  // the client came before the wait
+
+PipeParameters ControlPipe() {
+  return {.name = kPipeName,
+          .open_mode = 3,  // PIPE_ACCESS_DUPLEX
+          .pipe_mode = 6,  // PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT
+          .max_instances = 1,
+          .out_buffer_bytes = kBufferBytes,
+          .in_buffer_bytes = kBufferBytes,
+          .default_timeout_ms = 0};
+}
+
+void AnswerRequest(IpcServer& server, ServerPipe& pipe, char* buffer) {
+  const std::optional<std::size_t> size = pipe.Read(buffer, kBufferBytes - 1);
+  if (!size || *size == 0) return;
+  buffer[*size] = '\0';
+  pipe.Write(HandleRequest(server, std::string(buffer)));
+}
+
+void ServeOneClient(IpcServer& server, const PipeParameters& parameters,
+                    const SecurityAttributes* security, char* buffer) {
+  std::optional<ServerPipe> pipe = ServerPipe::Create(parameters, security);
+  if (!pipe) {
+    SleepMilliseconds(kRetryMilliseconds);
+    return;
+  }
+  const std::uint32_t status = pipe->WaitForClient();
+  if (status != 0 && status != kErrorPipeConnected) return;
+  AnswerRequest(server, *pipe, buffer);
+  pipe->Flush();
+  pipe->Disconnect();
+}
+
+}  // namespace
+
+void RunPipeServer(IpcServer& server) noexcept {
+  const PipeSecurity security = BuildPipeSecurity();
+  const PipeParameters parameters = ControlPipe();
+  char buffer[kBufferBytes];
+  while (server.running) ServeOneClient(server, parameters, security.get(), buffer);
+}
+
+}  // namespace veltrane

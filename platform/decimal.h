@@ -1,0 +1,35 @@
+#pragma once
+
+// Reading a decimal number from the front of a text, with 32-bit ranges on every target.
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+
+namespace veltrane {
+
+enum class DecimalError { kNone, kNoDigits, kOutOfRange };
+
+struct Decimal {
+  std::int32_t value = 0;  // 0 unless error is kNone
+  DecimalError error = DecimalError::kNone;
+};
+
+// Reads a base-10 number as C's strtol does: leading white space is skipped, one sign is allowed,
+// reading stops at the first character that is no digit. The range is that of a signed 32-bit
+// number also where `long` is wider.
+inline Decimal ReadDecimal(const std::string& text) {
+  char* end = nullptr;
+  errno = 0;
+  const long long value = std::strtoll(text.c_str(), &end, 10);
+  if (end == text.c_str()) return {0, DecimalError::kNoDigits};
+  if (errno == ERANGE || value < std::numeric_limits<std::int32_t>::min() ||
+      value > std::numeric_limits<std::int32_t>::max()) {
+    return {0, DecimalError::kOutOfRange};
+  }
+  return {static_cast<std::int32_t>(value), DecimalError::kNone};
+}
+
+}  // namespace veltrane

@@ -1,0 +1,37 @@
+#pragma once
+
+// Numbers of the service control manager, as in winsvc.h and winnt.h of the Windows SDK.
+
+#include <cstdint>
+
+namespace veltrane {
+
+// Access to the manager and to a service.
+inline constexpr std::uint32_t kManagerConnect = 0x0001;
+inline constexpr std::uint32_t kManagerAllAccess = 0xF003F;
+inline constexpr std::uint32_t kServiceQueryStatus = 0x0004;
+inline constexpr std::uint32_t kServiceStop = 0x0020;
+inline constexpr std::uint32_t kServiceAllAccess = 0xF01FF;
+inline constexpr std::uint32_t kDelete = 0x00010000;
+
+// Settings of a service.
+inline constexpr std::uint32_t kServiceOwnProcess = 0x10;
+inline constexpr std::uint32_t kServiceDemandStart = 3;
+inline constexpr std::uint32_t kServiceErrorNormal = 1;
+inline constexpr std::uint32_t kServiceSidUnrestricted = 1;
+
+// States.
+inline constexpr std::uint32_t kServiceStopped = 1;
+inline constexpr std::uint32_t kServiceStartPending = 2;
+inline constexpr std::uint32_t kServiceStopPending = 3;
+inline constexpr std::uint32_t kServiceRunning = 4;
+
+// Controls, and which of them a service accepts.
+inline constexpr std::uint32_t kControlStop = 1;
+inline constexpr std::uint32_t kAcceptStop = 1;
+
+// Errors.
+inline constexpr std::uint32_t kErrorServiceAlreadyRunning = 1056;
+inline constexpr std::uint32_t kErrorServiceExists = 1073;
+
+}  // namespace veltrane

@@ -1,0 +1,35 @@
+#include "service/ipc_server.h"
+
+#include "ipc/auto_stop.h"
+#include "ipc/pipe_server.h"
+#include "platform/pipes.h"
+#include "service/startup_guard.h"
+
+namespace veltrane {
+
+IpcServer::~IpcServer() {
+  CancelAutoStop(*this);
+  Stop();
+}
+
+void IpcServer::Start() {
+  if (running.exchange(true)) return;
+  server_thread = std::thread([this] { RunPipeServer(*this); });
+}
+
+void IpcServer::Stop() {
+  CancelAutoStop(*this);
+  if (!running.exchange(false)) return;
+  MarkStopRequested();
+  // The pipe loop waits for a client; this connection is the one that it waits for.
+  OpenAndClosePipe(kPipeName);
+  if (server_thread.joinable()) server_thread.join();
+}
+
+void IpcServer::SetPhase(const std::string& new_phase, const std::string& new_node_id) {
+  const std::lock_guard<std::mutex> lock(state_mutex);
+  phase = new_phase;
+  node_id = new_node_id;
+}
+
+}  // namespace veltrane

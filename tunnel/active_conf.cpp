@@ -1,0 +1,90 @@
+#include "tunnel/active_conf.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/security.h"
+#include "service/startup_guard.h"
+#include "tunnel/wireguard_config.h"
+
+namespace veltrane {
+namespace {
+
+constexpr std::size_t kPathCapacity = 260;  // MAX_PATH
+constexpr std::size_t kScrubBytes = 4096;
+constexpr std::uint32_t kReplaceAndWriteThrough = 9;  // MOVEFILE_REPLACE_EXISTING | _WRITE_THROUGH
+constexpr std::uint32_t kGenericAll = 0x10000000;
+constexpr std::uint32_t kObjectAndContainerInherit = 3;
+
+bool Fail(std::string* error, const char* message) {
+  if (error != nullptr) *error = message;
+  return false;
+}
+
+AccessEntry FullAccess(const Sid& group) {
+  return {.sid = group,
+          .trustee_type = TrusteeType::kGroup,
+          .access_mask = kGenericAll,
+          .inheritance = kObjectAndContainerInherit};
+}
+
+}  // namespace
+
+std::wstring TunnelsFolder() {
+  std::wstring program_data = ReadProcessVariable(L"ProgramData", kPathCapacity);
+  if (program_data.empty()) program_data = L"C:\\ProgramData";
+  return program_data + L"\\Veltrane\\tunnels";
+}
+
+std::wstring ActiveConfPath() { return TunnelsFolder() + L"\\active.conf"; }
+
+bool WriteActiveConf(const ConnectionProfile& profile, std::string* error) {
+  CheckStartupMutation("WriteActiveConf");
+  NoteConfigWritten();
+  const std::wstring folder = TunnelsFolder();
+  if (CreateFolders(folder)) return Fail(error, "create_directories failed");
+  ApplyTunnelsAcl(folder);
+
+  const std::wstring temporary = folder + L"\\active.conf.tmp";
+  const std::wstring active = folder + L"\\active.conf";
+  const std::string text = RenderWireGuardConfig(profile);
+  std::optional<OutputFile> file = OutputFile::Open(temporary);
+  if (!file) return Fail(error, "open tmp failed");
+  file->Write(text);
+  if (!file->Close()) return Fail(error, "write tmp failed");
+  ApplyTunnelsAcl(temporary);
+
+  if (!MoveFileWithFlags(temporary, active, kReplaceAndWriteThrough)) {
+    return Fail(error, "rename active.conf failed");
+  }
+  ApplyTunnelsAcl(active);
+  return true;
+}
+
+bool DeleteActiveConf(std::string* error) {
+  const std::wstring active = ActiveConfPath();
+  const Existence existence = TestExistence(active);
+  if (existence.error) {
+    throw std::filesystem::filesystem_error("exists", active, existence.error);
+  }
+  if (!existence.exists) return true;
+  // The stream stays open over the deletion and destroys the key when it closes. Windows does not
+  // delete a file that is open without delete sharing, so what remains is a file of zeros.
+  std::optional<OutputFile> scrub = OutputFile::Open(active);
+  if (scrub) scrub->Write(std::string(kScrubBytes, '\0'));
+  if (!RemoveFile(active)) return Fail(error, "delete active.conf failed");
+  return true;
+}
+
+bool ApplyTunnelsAcl(const std::wstring& path) {
+  const std::optional<Sid> system = MakeNtSid({18});
+  const std::optional<Sid> administrators = MakeNtSid({32, 544});
+  if (!system || !administrators) return false;
+  return SetProtectedAccess(path, {FullAccess(*system), FullAccess(*administrators)});
+}
+
+}  // namespace veltrane

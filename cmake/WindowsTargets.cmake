@@ -5,7 +5,8 @@ target_compile_options(options INTERFACE -ffunction-sections -fdata-sections)
 
 file(GLOB platform_sources CONFIGURE_DEPENDS platform/windows/*.cpp)
 add_library(windows_platform STATIC ${platform_sources})
-target_link_libraries(windows_platform PUBLIC rooms advapi32 iphlpapi wtsapi32 ws2_32 user32)
+target_include_directories(windows_platform PUBLIC ${CMAKE_SOURCE_DIR})
+target_link_libraries(windows_platform PUBLIC options advapi32 iphlpapi wtsapi32 ws2_32 user32)
 
 add_executable(VeltraneVpnService service/main.cpp)
 target_link_libraries(VeltraneVpnService PRIVATE rooms windows_platform)

@@ -1,0 +1,76 @@
+# Sourced by ./run and ./test: installing, building and a private Wine.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build
+
+say() { printf '%s\n' "$*"; }
+heading() { printf '\n== %s\n' "$*"; }
+die() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# need_packages NAME...: installs the Debian packages that are missing.
+need_packages() {
+  local missing=() name
+  for name in "$@"; do
+    dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'install ok installed' ||
+      missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  if [ "$(id -u)" -ne 0 ]; then
+    die "these packages are missing; install them with:
+  sudo apt-get update && sudo apt-get install -y --no-install-recommends ${missing[*]}"
+  fi
+  say "installing ${missing[*]}"
+  mkdir -p "$build"
+  { apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y \
+    --no-install-recommends "${missing[@]}"; } >"$build/apt.log" 2>&1 ||
+    die "apt-get failed; see build/apt.log"
+}
+
+# What builds the Windows executables and runs them.
+# shellcheck disable=SC2034
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64 jq)
+
+# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails.
+build_preset() {
+  local preset=$1 log=$build/$1.log
+  shift
+  mkdir -p "$build"
+  {
+    cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}
+  } >"$log" 2>&1 || {
+    grep -E 'error|Error|FAILED' -A 6 "$log" | head -60
+    die "the build of preset $preset failed; see build/$preset.log"
+  }
+}
+
+# use_wine FOLDER: makes FOLDER the private Wine prefix of this shell. Nothing of the caller's
+# environment that the service reads comes through.
+use_wine() {
+  export WINEPREFIX=$1 WINEDEBUG=-all
+  unset DISPLAY WAYLAND_DISPLAY
+  local name
+  for name in $(compgen -e | grep -E '^(VELTRANE_|ADMIN_BYPASS_IPS?$|ProgramData$)'); do
+    unset "$name"
+  done
+  [ -d "$WINEPREFIX/drive_c/windows" ] || prepare_prefix
+}
+
+# The unix process of `wine x.exe` is the Windows process itself. The wrapper warns about a missing
+# 32-bit Wine, which nothing here needs.
+wine64_binary=/usr/lib/wine/wine64
+
+prepare_prefix() {
+  mkdir -p "$WINEPREFIX"
+  "$wine64_binary" wineboot --init >"$build/wineboot.log" 2>&1 ||
+    die "the Wine prefix could not be made; see build/wineboot.log"
+  # The control manager that made the prefix does not know the services that it put there, on which
+  # ours depend; the next one does.
+  stop_wine
+}
+
+# Ends every Windows process of the private prefix.
+stop_wine() { wineserver -k 2>/dev/null || true; }

@@ -88,6 +88,7 @@ class Files {
     std::optional<std::uint32_t> held_share;
   };
   struct Stream {
+    std::wstring path;  // as it was opened
     std::shared_ptr<Node> node;
     std::string buffer;
     bool failed = false;
@@ -96,7 +97,7 @@ class Files {
   std::error_code CreateFolders(const std::wstring& path);
   Stream* Open(const std::wstring& path);  // null: failed
   void Write(Stream& stream, std::string_view bytes);
-  void FailStream(Stream& stream);
+  void SpoilStream(Stream& stream, bool lose_buffer);  // Close will answer false
   bool Close(Stream& stream);
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);

@@ -31,7 +31,7 @@ struct ServiceRecord {
 };
 
 // Names are compared without case. Handles carry the access they were opened with, and an operation
-// through a handle without the right for it fails (error 5): connect 1 and create 2 of the manager;
+// through a handle without the right for it fails (error 5): create 2 of the manager;
 // change 2, query 4, start 0x10, stop 0x20 and delete 0x10000 of a service.
 //
 // Deleting marks a service; it is gone when it is marked, stopped and the last handle is closed. A
@@ -93,17 +93,20 @@ class Services {
   void OnStopped(Hook hook);
 
   // For the boundary functions. Errors are Win32 errors, 0 is success.
+  struct Pending {
+    std::uint32_t polls = 0;  // state queries still answered with the pending state
+    std::uint32_t state = 0;  // the state that follows
+  };
   struct Installed {
     ServiceRecord record;
-    std::uint32_t polls = 0;       // state queries still answered with the pending state
-    std::uint32_t next_state = 0;  // 0: stays pending
+    std::optional<Pending> pending;
   };
   struct Handle {
     std::shared_ptr<Installed> service;  // null for a manager
     std::uint32_t access = 0;
   };
-  Handle* OpenManager(std::uint32_t access);  // null: denied
-  Handle* Open(const Handle& manager, const std::wstring& name, std::uint32_t access);
+  Handle* OpenManager(std::uint32_t access);                     // null: denied
+  Handle* Open(const std::wstring& name, std::uint32_t access);  // null: not there, or denied
   std::pair<Handle*, std::uint32_t> Create(const Handle& manager, const ServiceSettings& settings);
   void Close(Handle* handle);
   std::uint32_t ChangeCommandLine(const Handle& handle, const std::wstring& command_line);

@@ -1,0 +1,99 @@
+// The functions of platform/files.h, and the access lists of files from platform/security.h.
+
+#include <utility>
+
+#include "platform/files.h"
+#include "platform/security.h"
+#include "tests/simulated/machine.h"
+
+namespace veltrane {
+namespace {
+
+using simulated::Files;
+using simulated::Machine;
+using simulated::Narrow;
+
+std::error_code SystemError(std::uint32_t status) {
+  return {static_cast<int>(status), std::system_category()};
+}
+
+Files::Stream& Open(void* stream) {
+  if (stream == nullptr) simulated::Die("an output file was used after it was moved from");
+  return *static_cast<Files::Stream*>(stream);
+}
+
+bool CloseStream(Files::Stream& stream) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("OutputFile.Close", Narrow(stream.path))) {
+    machine.files.SpoilStream(stream, true);
+  }
+  return machine.files.Close(stream);
+}
+
+}  // namespace
+
+std::error_code CreateFolders(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  const auto failure = machine.calls.Begin("CreateFolders", Narrow(path));
+  return failure ? SystemError(*failure) : machine.files.CreateFolders(path);
+}
+
+Existence TestExistence(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  const auto failure = machine.calls.Begin("TestExistence", Narrow(path));
+  if (failure) return {false, SystemError(*failure)};
+  return {machine.files.Exists(path), {}};
+}
+
+std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("OutputFile.Open", Narrow(path))) return std::nullopt;
+  Files::Stream* stream = machine.files.Open(path);
+  if (stream == nullptr) return std::nullopt;
+  return OutputFile(stream);
+}
+
+OutputFile::OutputFile(OutputFile&& other) noexcept
+    : stream_(std::exchange(other.stream_, nullptr)) {}
+
+OutputFile::~OutputFile() {
+  if (stream_ == nullptr) return;
+  Files::Stream& stream = veltrane::Open(stream_);
+  if (stream.open) CloseStream(stream);
+  delete &stream;
+}
+
+void OutputFile::Write(std::string_view bytes) {
+  Machine& machine = Machine::Current();
+  Files::Stream& stream = veltrane::Open(stream_);
+  const std::string details = Narrow(stream.path) + " " + std::to_string(bytes.size()) + " bytes";
+  if (machine.calls.Begin("OutputFile.Write", details)) {
+    machine.files.SpoilStream(stream, false);
+  } else {
+    machine.files.Write(stream, bytes);
+  }
+}
+
+bool OutputFile::Close() { return CloseStream(veltrane::Open(stream_)); }
+
+bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {
+  Machine& machine = Machine::Current();
+  const std::string details =
+      Narrow(from) + " to " + Narrow(to) + " flags " + std::to_string(flags);
+  if (machine.calls.Begin("MoveFileWithFlags", details)) return false;
+  return machine.files.Move(from, to, flags);
+}
+
+bool RemoveFile(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("RemoveFile", Narrow(path))) return false;
+  return machine.files.Remove(path);
+}
+
+bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("SetProtectedAccess", Narrow(path))) return false;
+  return machine.files.SetAccess(path, entries);
+}
+
+}  // namespace veltrane

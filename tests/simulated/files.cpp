@@ -1,0 +1,231 @@
+#include "tests/simulated/files.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tests/simulated/machine.h"
+
+namespace veltrane::simulated {
+namespace {
+
+constexpr int kPathNotFound = 3;                 // ERROR_PATH_NOT_FOUND
+constexpr std::uint32_t kReplaceExisting = 0x1;  // MOVEFILE_REPLACE_EXISTING
+
+std::wstring Tidy(std::wstring path) {
+  std::replace(path.begin(), path.end(), L'/', L'\\');
+  while (!path.empty() && path.back() == L'\\') path.pop_back();
+  return path;
+}
+
+std::wstring KeyOf(const std::wstring& path) { return FoldCase(Tidy(path)); }
+
+// The folder that holds what is at a tidy path; empty for a drive.
+std::wstring ParentOf(const std::wstring& tidy_path) {
+  const std::size_t separator = tidy_path.rfind(L'\\');
+  return separator == std::wstring::npos ? std::wstring{} : tidy_path.substr(0, separator);
+}
+
+// Whether a file may be deleted, moved or replaced while others have it open.
+bool LetsGo(const Files::Node& node) {
+  return node.streams == 0 && (node.held_share.value_or(kShareDelete) & kShareDelete) != 0;
+}
+
+}  // namespace
+
+Files::Files(Core& core) : core_(core) {
+  auto drive = std::make_shared<Node>();
+  drive->path = L"C:";
+  drive->folder = true;
+  nodes_[L"c:"] = std::move(drive);
+  AddFolder(L"C:\\ProgramData");
+}
+
+void Files::AddFolder(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (CreateFoldersLocked(path)) Die("no folder can be made at " + Narrow(path));
+}
+
+void Files::AddFile(const std::wstring& path, const std::string& bytes) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (CreateFoldersLocked(ParentOf(Tidy(path)))) Die("no file can be made at " + Narrow(path));
+  std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr) node = CreateFileLocked(path);
+  if (node->folder) Die("a folder is at " + Narrow(path));
+  node->bytes = bytes;
+}
+
+bool Files::Exists(const std::wstring& path) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return Find(path) != nullptr;
+}
+
+bool Files::IsFolder(const std::wstring& path) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  return node != nullptr && node->folder;
+}
+
+std::optional<std::string> Files::Bytes(const std::wstring& path) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr || node->folder) return std::nullopt;
+  return node->bytes;
+}
+
+std::vector<std::wstring> Files::AllFiles() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  std::vector<std::wstring> paths;
+  for (const auto& [key, node] : nodes_) {
+    if (!node->folder) paths.push_back(node->path);
+  }
+  return paths;
+}
+
+std::optional<std::vector<AccessEntry>> Files::Access(const std::wstring& path) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  return node == nullptr ? std::nullopt : node->access;
+}
+
+std::vector<AccessSet> Files::AccessSets() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return access_sets_;
+}
+
+int Files::OpenStreams() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return open_streams_;
+}
+
+void Files::DenyOpen(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  denied_.insert(KeyOf(path));
+}
+
+void Files::AllowOpen(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  denied_.erase(KeyOf(path));
+}
+
+void Files::HoldOpen(const std::wstring& path, std::uint32_t share) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  Known(path)->held_share = share;
+}
+
+void Files::Release(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  Known(path)->held_share.reset();
+}
+
+std::error_code Files::CreateFolders(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return CreateFoldersLocked(path);
+}
+
+Files::Stream* Files::Open(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (denied_.contains(KeyOf(path))) return nullptr;
+  const std::shared_ptr<Node> folder = Find(ParentOf(Tidy(path)));
+  if (folder == nullptr || !folder->folder) return nullptr;
+  std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr) node = CreateFileLocked(path);
+  if (node->folder) return nullptr;
+  if ((node->held_share.value_or(kShareWrite) & kShareWrite) == 0) return nullptr;
+  node->bytes.clear();
+  ++node->streams;
+  ++open_streams_;
+  auto* stream = new Stream;
+  stream->path = path;
+  stream->node = std::move(node);
+  return stream;
+}
+
+void Files::Write(Stream& stream, std::string_view bytes) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (stream.open && !stream.failed) stream.buffer += bytes;
+}
+
+void Files::SpoilStream(Stream& stream, bool lose_buffer) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  stream.failed = true;
+  if (lose_buffer) stream.buffer.clear();
+}
+
+bool Files::Close(Stream& stream) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (!stream.open) Die("an output file was closed twice");
+  stream.open = false;
+  --stream.node->streams;
+  --open_streams_;
+  std::string& bytes = stream.node->bytes;
+  bytes.replace(0, std::min(bytes.size(), stream.buffer.size()), stream.buffer);
+  return !stream.failed;
+}
+
+bool Files::Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> source = Find(from);
+  if (source == nullptr || source->folder || !LetsGo(*source)) return false;
+  const std::shared_ptr<Node> folder = Find(ParentOf(Tidy(to)));
+  if (folder == nullptr || !folder->folder) return false;
+  const std::shared_ptr<Node> target = Find(to);
+  if (target != nullptr && target != source) {
+    if ((flags & kReplaceExisting) == 0 || target->folder || !LetsGo(*target)) return false;
+  }
+  nodes_.erase(KeyOf(from));
+  source->path = Tidy(to);
+  nodes_[KeyOf(to)] = source;
+  return true;
+}
+
+bool Files::Remove(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr || node->folder || !LetsGo(*node)) return false;
+  nodes_.erase(KeyOf(path));
+  return true;
+}
+
+bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr) return false;
+  node->access = entries;
+  access_sets_.push_back({path, entries});
+  return true;
+}
+
+std::shared_ptr<Files::Node> Files::Find(const std::wstring& path) const {
+  const auto node = nodes_.find(KeyOf(path));
+  return node == nodes_.end() ? nullptr : node->second;
+}
+
+std::shared_ptr<Files::Node> Files::Known(const std::wstring& path) const {
+  std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr) Die("nothing is at " + Narrow(path));
+  return node;
+}
+
+std::error_code Files::CreateFoldersLocked(const std::wstring& path) {
+  const std::wstring tidy = Tidy(path);
+  if (const std::shared_ptr<Node> node = Find(tidy)) {
+    return node->folder ? std::error_code{} : std::make_error_code(std::errc::not_a_directory);
+  }
+  const std::wstring parent = ParentOf(tidy);
+  if (parent.empty()) return {kPathNotFound, std::system_category()};
+  if (const std::error_code error = CreateFoldersLocked(parent)) return error;
+  auto folder = std::make_shared<Node>();
+  folder->path = tidy;
+  folder->folder = true;
+  nodes_[KeyOf(tidy)] = std::move(folder);
+  return {};
+}
+
+std::shared_ptr<Files::Node> Files::CreateFileLocked(const std::wstring& path) {
+  auto node = std::make_shared<Node>();
+  node->path = Tidy(path);
+  nodes_[KeyOf(path)] = node;
+  return node;
+}
+
+}  // namespace veltrane::simulated

@@ -1,0 +1,105 @@
+// The functions of platform/services.h that deal with installed services.
+
+#include <cstdio>
+
+#include "platform/services.h"
+#include "tests/simulated/machine.h"
+
+namespace veltrane {
+namespace {
+
+using simulated::Machine;
+using simulated::Services;
+
+Services::Handle& Open(void* handle) {
+  if (handle == nullptr) simulated::Die("a service object was used after it was moved from");
+  return *static_cast<Services::Handle*>(handle);
+}
+
+void Close(void* handle) {
+  if (handle != nullptr) Machine::Current().services.Close(static_cast<Services::Handle*>(handle));
+}
+
+// Logs a call on an open service.
+std::optional<std::uint32_t> Begin(const char* name, void* handle,
+                                   const std::string& details = {}) {
+  const std::wstring& service = Open(handle).service->record.settings.name;
+  return Machine::Current().calls.Begin(name, simulated::Narrow(service) + details);
+}
+
+std::string Hex(std::uint32_t number) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "0x%x", number);
+  return text;
+}
+
+}  // namespace
+
+Service::Service(Service&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+
+Service::~Service() { Close(handle_); }
+
+bool Service::ChangeCommandLine(const std::wstring& command_line) {
+  if (Begin("Service.ChangeCommandLine", handle_)) return false;
+  return Machine::Current().services.ChangeCommandLine(Open(handle_), command_line) == 0;
+}
+
+bool Service::SetSidType(std::uint32_t sid_type) {
+  if (Begin("Service.SetSidType", handle_, " " + std::to_string(sid_type))) return false;
+  return Machine::Current().services.SetSidType(Open(handle_), sid_type) == 0;
+}
+
+std::uint32_t Service::Start() {
+  const auto failure = Begin("Service.Start", handle_);
+  return failure ? *failure : Machine::Current().services.Start(Open(handle_));
+}
+
+bool Service::SendStop() {
+  if (Begin("Service.SendStop", handle_)) return false;
+  return Machine::Current().services.SendStop(Open(handle_)) == 0;
+}
+
+std::optional<std::uint32_t> Service::QueryState() {
+  if (Begin("Service.QueryState", handle_)) return std::nullopt;
+  return Machine::Current().services.QueryState(Open(handle_));
+}
+
+bool Service::Delete() {
+  if (Begin("Service.Delete", handle_)) return false;
+  return Machine::Current().services.Delete(Open(handle_)) == 0;
+}
+
+std::optional<ServiceManager> ServiceManager::Open(std::uint32_t access) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("ServiceManager.Open", Hex(access))) return std::nullopt;
+  Services::Handle* handle = machine.services.OpenManager(access);
+  if (handle == nullptr) return std::nullopt;
+  return ServiceManager(handle);
+}
+
+ServiceManager::ServiceManager(ServiceManager&& other) noexcept
+    : handle_(std::exchange(other.handle_, nullptr)) {}
+
+ServiceManager::~ServiceManager() { Close(handle_); }
+
+std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
+                                                    std::uint32_t access) {
+  Machine& machine = Machine::Current();
+  const std::string details = simulated::Narrow(name) + " " + Hex(access);
+  if (machine.calls.Begin("ServiceManager.OpenExisting", details)) return std::nullopt;
+  Services::Handle* handle = machine.services.Open(name, access);
+  if (handle == nullptr) return std::nullopt;
+  return Service(handle);
+}
+
+CreatedService ServiceManager::Create(const ServiceSettings& settings) {
+  Machine& machine = Machine::Current();
+  const auto failure =
+      machine.calls.Begin("ServiceManager.Create", simulated::Narrow(settings.name));
+  if (failure) return {std::nullopt, *failure};
+  const auto [handle, error] = machine.services.Create(veltrane::Open(handle_), settings);
+  if (handle == nullptr) return {std::nullopt, error};
+  return {Service(handle), 0};
+}
+
+}  // namespace veltrane

@@ -1,0 +1,62 @@
+#include "platform/file_input.h"
+
+#include <windows.h>
+
+#include <array>
+
+#include "platform/windows/handles.h"
+
+namespace veltrane {
+namespace {
+
+static_assert(kErrorFileTooLarge == ERROR_FILE_TOO_LARGE);
+
+std::wstring Widen(const std::string& utf8) {
+  const int bytes = static_cast<int>(utf8.size());
+  const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(length), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), length);
+  return wide;
+}
+
+// A pipe as standard input reports its end as an error.
+bool MeansEnd(DWORD error) { return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF; }
+
+DWORD ReadHandle(HANDLE handle, std::size_t limit, const ByteSink& sink) {
+  std::array<char, 16384> piece{};
+  std::size_t total = 0;
+  DWORD status = ERROR_SUCCESS;
+  while (status == ERROR_SUCCESS) {
+    DWORD read = 0;
+    if (!ReadFile(handle, piece.data(), static_cast<DWORD>(piece.size()), &read, nullptr)) {
+      if (!MeansEnd(GetLastError())) status = GetLastError();
+      break;
+    }
+    if (read == 0) break;
+    total += read;
+    if (total > limit) {
+      status = ERROR_FILE_TOO_LARGE;
+    } else {
+      sink({piece.data(), read});
+    }
+  }
+  SecureZeroMemory(piece.data(), piece.size());
+  return status;
+}
+
+}  // namespace
+
+std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
+  const HANDLE handle =
+      CreateFileW(Widen(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return GetLastError();
+  const UniqueHandle file(handle);
+  return ReadHandle(file.get(), limit, sink);
+}
+
+std::uint32_t ReadStandardInput(std::size_t limit, const ByteSink& sink) {
+  return ReadHandle(GetStdHandle(STD_INPUT_HANDLE), limit, sink);
+}
+
+}  // namespace veltrane

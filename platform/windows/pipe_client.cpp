@@ -1,0 +1,111 @@
+#include "platform/pipe_client.h"
+
+#include <windows.h>
+
+#include <array>
+#include <memory>
+#include <utility>
+
+#include "platform/windows/handles.h"
+
+namespace veltrane {
+namespace {
+
+static_assert(kErrorNoSuchPipe == ERROR_FILE_NOT_FOUND);
+static_assert(kErrorAccessDenied == ERROR_ACCESS_DENIED);
+static_assert(kErrorWaitTimedOut == ERROR_SEM_TIMEOUT);
+static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
+
+constexpr std::size_t kPieceBytes = 65536;
+
+// An overlapped handle, so that waiting for the reply can be bounded. A read that was begun stays
+// under way between two calls of Receive.
+struct Connection {
+  UniqueHandle pipe;
+  UniqueHandle event;
+  OVERLAPPED overlapped{};
+  bool reading = false;
+  std::array<char, kPieceBytes> piece;
+
+  ~Connection() {
+    if (!reading) return;
+    CancelIo(pipe.get());
+    DWORD transferred = 0;
+    GetOverlappedResult(pipe.get(), &overlapped, &transferred, TRUE);
+  }
+
+  void Prepare() {
+    overlapped = {};
+    overlapped.hEvent = event.get();
+  }
+};
+
+Connection& AsConnection(void* connection) { return *static_cast<Connection*>(connection); }
+
+}  // namespace
+
+PipeOpening ClientPipe::Open(const std::wstring& name) {
+  const HANDLE handle =
+      CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                  FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return {.pipe = std::nullopt, .error = GetLastError()};
+  auto connection = std::make_unique<Connection>();
+  connection->pipe.reset(handle);
+  connection->event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!connection->event) return {.pipe = std::nullopt, .error = GetLastError()};
+  return {.pipe = ClientPipe(connection.release())};
+}
+
+ClientPipe::ClientPipe(ClientPipe&& other) noexcept
+    : connection_(std::exchange(other.connection_, nullptr)) {}
+
+ClientPipe::~ClientPipe() { delete static_cast<Connection*>(connection_); }
+
+std::optional<std::uint32_t> ClientPipe::ServerProcessId() const {
+  ULONG process_id = 0;
+  if (!GetNamedPipeServerProcessId(AsConnection(connection_).pipe.get(), &process_id)) {
+    return std::nullopt;
+  }
+  return process_id;
+}
+
+bool ClientPipe::Send(std::string_view message) {
+  Connection& connection = AsConnection(connection_);
+  connection.Prepare();
+  DWORD written = 0;
+  if (WriteFile(connection.pipe.get(), message.data(), static_cast<DWORD>(message.size()), nullptr,
+                &connection.overlapped) == 0 &&
+      GetLastError() != ERROR_IO_PENDING) {
+    return false;
+  }
+  return GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &written, TRUE) != 0 &&
+         written == message.size();
+}
+
+ClientPipe::Progress ClientPipe::Receive(std::uint32_t milliseconds, std::string& received) {
+  Connection& connection = AsConnection(connection_);
+  if (!connection.reading) {
+    connection.Prepare();
+    connection.reading = ReadFile(connection.pipe.get(), connection.piece.data(),
+                                  static_cast<DWORD>(connection.piece.size()), nullptr,
+                                  &connection.overlapped) != 0 ||
+                         GetLastError() == ERROR_IO_PENDING || GetLastError() == ERROR_MORE_DATA;
+    if (!connection.reading) return Progress::kEnded;
+  }
+  if (WaitForSingleObject(connection.event.get(), milliseconds) == WAIT_TIMEOUT) {
+    return Progress::kPending;
+  }
+  connection.reading = false;
+  DWORD read = 0;
+  const bool whole =
+      GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &read, FALSE) != 0;
+  if (!whole && GetLastError() != ERROR_MORE_DATA) return Progress::kEnded;
+  received.append(connection.piece.data(), read);
+  return Progress::kPending;
+}
+
+std::uint32_t WaitForFreePipe(const std::wstring& name, std::uint32_t milliseconds) {
+  return WaitNamedPipeW(name.c_str(), milliseconds) ? ERROR_SUCCESS : GetLastError();
+}
+
+}  // namespace veltrane

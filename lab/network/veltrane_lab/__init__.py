@@ -1,0 +1,1 @@
+"""The Linux side of the lab: what listens in its places, and what scenarios are told with."""

@@ -1,0 +1,64 @@
+"""CreateIpForwardEntry and DeleteIpForwardEntry on the machine's main routing table.
+
+A row is what the stand-in iphlpapi.dll sends: destination, mask, next hop (dotted quads), interface
+index and first metric (decimal). Answers are Win32 statuses.
+"""
+
+import ipaddress
+import json
+import socket
+
+from .commands import run
+
+NO_ERROR = 0
+ERROR_INVALID_PARAMETER = 87
+ERROR_NOT_FOUND = 1168
+ERROR_OBJECT_ALREADY_EXISTS = 5010
+
+
+def _parse(dest, mask, hop, index, metric):
+    """The row as (network, next hop, interface, metric), or None when it means nothing."""
+    try:
+        network = ipaddress.IPv4Network(f"{dest}/{mask}")
+        interface = socket.if_indextoname(int(index))
+        return str(network), str(ipaddress.IPv4Address(hop)), interface, int(metric)
+    except (ValueError, OSError):
+        return None
+
+
+def _rows(network):
+    """The (next hop, interface, metric) of every route to exactly this network."""
+    _, text = run("ip", "-json", "-4", "route", "show", "exact", network)
+    return [(row.get("gateway", "0.0.0.0"), row.get("dev", ""), row.get("metric", 0))
+            for row in json.loads(text or "[]")]
+
+
+def create(dest, mask, hop, index, metric):
+    """As on Windows, a route is told from another by destination, next hop and interface."""
+    row = _parse(dest, mask, hop, index, metric)
+    if row is None:
+        return ERROR_INVALID_PARAMETER
+    network, hop, interface, metric = row
+    if any(known[:2] == (hop, interface) for known in _rows(network)):
+        return ERROR_OBJECT_ALREADY_EXISTS
+    via = [] if hop == "0.0.0.0" else ["via", hop]
+    code, _ = run("ip", "route", "append", network, *via, "dev", interface, "metric", metric)
+    return NO_ERROR if code == 0 else ERROR_INVALID_PARAMETER
+
+
+def delete(dest, mask, hop, index, metric):
+    """The metric is not compared."""
+    row = _parse(dest, mask, hop, index, metric)
+    if row is None:
+        return ERROR_INVALID_PARAMETER
+    network, hop, interface, _ = row
+    via = [] if hop == "0.0.0.0" else ["via", hop]
+    code, _ = run("ip", "route", "delete", network, *via, "dev", interface)
+    return NO_ERROR if code == 0 else ERROR_NOT_FOUND
+
+
+def destroy_host_route(dest):
+    """Takes every host route to an address away, whoever made it."""
+    for hop, interface, metric in _rows(f"{dest}/32"):
+        via = [] if hop == "0.0.0.0" else ["via", hop]
+        run("ip", "route", "delete", f"{dest}/32", *via, "dev", interface, "metric", metric)

@@ -1,0 +1,122 @@
+#include "tests/windows/process.h"
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+namespace veltrane::windows_tests {
+namespace {
+
+constexpr DWORD kPatienceMilliseconds = 120'000;
+
+std::wstring ScratchFile(const std::wstring& ending) {
+  static std::atomic<int> count = 0;
+  return TestFolder() + L"\\scratch-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+         std::to_wstring(++count) + ending;
+}
+
+HANDLE OpenForChild(const std::wstring& path) {
+  SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                     CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+std::string WithBareLineFeeds(std::string text) {
+  std::erase(text, '\r');
+  return text;
+}
+
+// Sets variables for as long as it lives; a child process inherits them.
+class TemporaryVariables {
+ public:
+  explicit TemporaryVariables(const Variables& variables) : variables_(variables) {
+    for (const auto& [name, value] : variables_)
+      SetEnvironmentVariableW(name.c_str(), value.c_str());
+  }
+  TemporaryVariables(const TemporaryVariables&) = delete;
+  TemporaryVariables& operator=(const TemporaryVariables&) = delete;
+  ~TemporaryVariables() {
+    for (const auto& [name, value] : variables_) SetEnvironmentVariableW(name.c_str(), nullptr);
+  }
+
+ private:
+  const Variables& variables_;
+};
+
+}  // namespace
+
+std::wstring TestFolder() {
+  wchar_t path[MAX_PATH];
+  GetModuleFileNameW(nullptr, path, MAX_PATH);
+  return std::filesystem::path(path).parent_path().wstring();
+}
+
+std::wstring ServiceExecutable() { return TestFolder() + L"\\VeltraneVpnService.exe"; }
+
+Process::Process(const std::wstring& executable, const std::wstring& arguments,
+                 const Variables& variables)
+    : output_path_(ScratchFile(L".out")), error_path_(ScratchFile(L".err")) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = OpenForChild(output_path_);
+  startup.hStdError = OpenForChild(error_path_);
+  PROCESS_INFORMATION information{};
+  std::wstring command_line = L"\"" + executable + L"\" " + arguments;
+  const TemporaryVariables temporary(variables);
+  const BOOL started = CreateProcessW(executable.c_str(), command_line.data(), nullptr, nullptr,
+                                      TRUE, 0, nullptr, nullptr, &startup, &information);
+  CloseHandle(startup.hStdOutput);
+  CloseHandle(startup.hStdError);
+  if (!started) {
+    ADD_FAILURE() << "the process did not start, error " << GetLastError();
+    return;
+  }
+  CloseHandle(information.hThread);
+  process_ = information.hProcess;
+  id_ = information.dwProcessId;
+}
+
+Process::~Process() {
+  if (IsRunning()) Kill();
+  CloseHandle(process_);
+  DeleteFileW(output_path_.c_str());
+  DeleteFileW(error_path_.c_str());
+}
+
+Outcome Process::Wait() {
+  if (WaitForSingleObject(process_, kPatienceMilliseconds) != WAIT_OBJECT_0) {
+    ADD_FAILURE() << "the process did not end";
+    Kill();
+  }
+  Outcome outcome;
+  GetExitCodeProcess(process_, &outcome.exit_code);
+  outcome.output = Output();
+  outcome.error = Error();
+  return outcome;
+}
+
+void Process::Kill() {
+  TerminateProcess(process_, 255);
+  WaitForSingleObject(process_, kPatienceMilliseconds);
+}
+
+bool Process::IsRunning() const { return WaitForSingleObject(process_, 0) == WAIT_TIMEOUT; }
+
+std::string Process::Output() const { return WithBareLineFeeds(ReadFileBytes(output_path_)); }
+
+std::string Process::Error() const { return WithBareLineFeeds(ReadFileBytes(error_path_)); }
+
+Outcome RunService(const std::wstring& arguments, const Variables& variables) {
+  return Process(ServiceExecutable(), arguments, variables).Wait();
+}
+
+std::string ReadFileBytes(const std::wstring& path) {
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace veltrane::windows_tests

@@ -1,0 +1,65 @@
+#pragma once
+
+// Running the service executable as a process of its own.
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace veltrane::windows_tests {
+
+// The folder of this test program, in which it finds the executable under test.
+std::wstring TestFolder();
+
+// The executable under test.
+std::wstring ServiceExecutable();
+
+using Variables = std::vector<std::pair<std::wstring, std::wstring>>;
+
+// What a finished process left.
+struct Outcome {
+  DWORD exit_code = 0;
+  std::string output;  // standard output, line ends as "\n"
+  std::string error;   // standard error, line ends as "\n"
+};
+
+// A running process whose outputs go to files of their own. Ended with the object if it still runs.
+class Process {
+ public:
+  // Starts `executable` with the arguments as they stand, and with the environment variables set
+  // on top of this process's own.
+  Process(const std::wstring& executable, const std::wstring& arguments,
+          const Variables& variables = {});
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+  ~Process();
+
+  // Waits until the process has ended; fails the test after two minutes.
+  Outcome Wait();
+
+  // Ends the process at once, as a kill would.
+  void Kill();
+
+  bool IsRunning() const;
+  DWORD Id() const { return id_; }
+  HANDLE Handle() const { return process_; }
+
+  // What the process has printed so far.
+  std::string Output() const;
+  std::string Error() const;
+
+ private:
+  std::wstring output_path_;
+  std::wstring error_path_;
+  HANDLE process_ = nullptr;
+  DWORD id_ = 0;
+};
+
+// Runs the executable under test to its end.
+Outcome RunService(const std::wstring& arguments, const Variables& variables = {});
+
+// Reads a whole file; empty when there is none.
+std::string ReadFileBytes(const std::wstring& path);
+
+}  // namespace veltrane::windows_tests

@@ -2,7 +2,7 @@
 
 The interface is "veltrane-tunnel", so that its alias tells the service what it is. Every AllowedIPs
 network becomes a route over it, 0.0.0.0/0 as a second default route with metric 0, which wins
-over the physical one with its metric 25, while any host route wins over both.
+over the physical one with its metric 5, while any host route wins over both.
 
 The encrypted packets must not go into the tunnel themselves. On Windows their socket is bound to
 the physical interface, which no routing table shows; here they carry a mark, and a policy rule

@@ -1,0 +1,23 @@
+#pragma once
+
+// The functions of the system's own library that a stand-in of the same name passes calls on to.
+
+#include <windows.h>
+
+#include <string>
+
+namespace lab {
+
+// Loads the library by its full path, because its bare name is the stand-in's.
+inline HMODULE LoadSystemLibrary(const wchar_t* name) {
+  wchar_t folder[MAX_PATH];
+  const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+  return LoadLibraryW((std::wstring(folder, length) + L'\\' + name).c_str());
+}
+
+template <typename Function>
+Function* FindFunction(HMODULE library, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+}  // namespace lab

@@ -1,0 +1,89 @@
+"""The places of the network, and how to be in one."""
+
+import contextlib
+import ctypes
+import os
+import socket
+
+from .commands import check, run
+
+MACHINE, GATEWAY, ADMINISTRATOR = "machine", "gateway", "administrator"
+SERVER, OUTSIDE = "server", "outside"
+
+MACHINE_IP = "192.168.77.2"
+GATEWAY_IP = "192.168.77.1"
+ADMINISTRATOR_IP = "203.0.113.5"
+SERVER_IP = "198.51.100.2"
+OUTSIDE_IP = "192.0.2.10"
+TUNNEL_IP = "10.66.66.7"
+SERVER_TUNNEL_IP = "10.66.66.1"
+
+_CLONE_NEWNET = 0x40000000
+_libc = ctypes.CDLL(None, use_errno=True)
+
+
+def _enter(path):
+    descriptor = os.open(path, os.O_RDONLY)
+    try:
+        if _libc.setns(descriptor, _CLONE_NEWNET) != 0:
+            raise OSError(ctypes.get_errno(), f"setns {path}")
+    finally:
+        os.close(descriptor)
+
+
+@contextlib.contextmanager
+def inside(place):
+    """What this thread opens within the block belongs to the place; it stays there for good."""
+    _enter(f"/run/netns/{place}")
+    try:
+        yield
+    finally:
+        _enter("/proc/1/ns/net")
+
+
+def command_in(place, *arguments):
+    """The command line that runs a program in a place."""
+    return ["ip", "netns", "exec", place, *map(str, arguments)]
+
+
+def run_in(place, *arguments, **options):
+    return run(*command_in(place, *arguments), **options)
+
+
+def check_in(place, *arguments, **options):
+    return check(*command_in(place, *arguments), **options)
+
+
+def seen_from_outside(timeout=5):
+    """The address that the outside host sees the machine come from; None when it is not reached."""
+    with inside(MACHINE):
+        connection = socket.socket()
+    with connection:
+        connection.settimeout(timeout)
+        try:
+            connection.connect((OUTSIDE_IP, 80))
+            return connection.makefile().readline().strip()
+        except OSError:
+            return None
+
+
+def pings(target):
+    """True when the machine gets an answer to a ping within a few tries."""
+    return run_in(MACHINE, "ping", "-c", 5, "-i", "0.3", "-W", 2, target)[0] == 0
+
+
+def routing_of_machine():
+    """All of the machine's routing as text, every table and every policy rule, byte for byte."""
+    return (check_in(MACHINE, "ip", "-d", "route", "show", "table", "all") + "\n" +
+            check_in(MACHINE, "ip", "rule", "show"))
+
+
+def interfaces_of_machine():
+    return check_in(MACHINE, "ip", "-brief", "link")
+
+
+def host_routes():
+    """The machine's /32 routes of the main table, each as `ip` prints it, sorted."""
+    lines = check_in(MACHINE, "ip", "-4", "route", "show").splitlines()
+    return sorted(line.strip() for line in lines
+                  if "/" not in line.split()[0] and line.split()[0] != "default")

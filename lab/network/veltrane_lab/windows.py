@@ -1,0 +1,111 @@
+"""The Windows side of the machine: the service's processes and what is asked of them."""
+
+import json
+import os
+import pathlib
+import subprocess
+
+from .places import MACHINE, command_in
+from .waiting import wait_until
+
+FOLDER = pathlib.Path(os.environ.get("LAB_FOLDER", "/run/veltrane-lab"))
+PROGRAM = FOLDER / "program"
+LOGS = FOLDER / "logs"
+CONF = FOLDER / "prefix/drive_c/ProgramData/Veltrane/tunnels/active.conf"
+WINE = "/usr/lib/wine/wine64"
+
+
+def key(name):
+    return (FOLDER / "keys" / name).read_text().strip()
+
+
+def profile(**changes):
+    """A connect request that the lab's WireGuard server accepts."""
+    request = {"op": "connect", "node_id": "lab-node", "address_cidr": "10.66.66.7/32",
+               "endpoint_host": "198.51.100.2", "endpoint_port": "51820",
+               "server_public_key": key("server.public"),
+               "client_private_key": key("client.private"), "allowed_ips_csv": "10.66.66.0/24"}
+    request.update(changes)
+    return request
+
+
+class PipeClient:
+    """One client process for many requests, each a connection of its own to the control pipe."""
+
+    def __init__(self):
+        self._process = subprocess.Popen(
+            command_in(MACHINE, WINE, PROGRAM / "pipe_client.exe"), stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+
+    def ask(self, line):
+        self._process.stdin.write(line + "\n")
+        self._process.stdin.flush()
+        return self._process.stdout.readline().rstrip("\n")
+
+    def close(self):
+        self._process.stdin.close()
+        self._process.wait()
+
+
+class Service:
+    """The control service in the foreground, with the environment that is given."""
+
+    def __init__(self, **environment):
+        LOGS.mkdir(parents=True, exist_ok=True)
+        self._log = open(LOGS / "service.log", "wb")
+        self.process = subprocess.Popen(
+            command_in(MACHINE, WINE, PROGRAM / "VeltraneVpnService.exe", "--console"),
+            env=dict(os.environ, **environment), stdin=subprocess.DEVNULL, stdout=self._log,
+            stderr=self._log)
+        self.client = PipeClient()
+
+    def printed(self):
+        return (LOGS / "service.log").read_text(errors="replace").replace("\r", "")
+
+    def request(self, request):
+        """Sends a request; returns the reply, which must be JSON."""
+        text = self.client.ask(json.dumps(request))
+        try:
+            return json.loads(text)
+        except ValueError as error:
+            raise AssertionError(f"no JSON came back: {text!r}") from error
+
+    def connect(self, **changes):
+        return self.request(profile(**changes))
+
+    def disconnect(self):
+        return self.request({"op": "disconnect"})
+
+    def status(self):
+        return self.request({"op": "status"})
+
+    def wait_for_tunnel(self):
+        wait_until(lambda: self.status()["tunnel_running"], "the tunnel service runs")
+
+    def usage(self):
+        return self.client.ask("#usage")
+
+    def kill(self):
+        """Ends the process at once, as a crash would."""
+        self.process.kill()
+        self.process.wait()
+
+    def close(self):
+        self.kill()
+        self.client.close()
+        self._log.close()
+
+
+def tunnel_processes():
+    """The Linux process ids of what runs `VeltraneVpnService.exe /service`."""
+    found = []
+    for entry in pathlib.Path("/proc").iterdir():
+        if not entry.name.isdigit():
+            continue
+        try:
+            command = (entry / "cmdline").read_bytes()
+        except OSError:
+            continue
+        if b"VeltraneVpnService.exe" in command and b"/service" in command:
+            found.append(int(entry.name))
+    return found

@@ -31,8 +31,8 @@ struct ServiceRecord {
 };
 
 // Names are compared without case. Handles carry the access they were opened with, and an operation
-// through a handle without the right for it fails (error 5): create 2 of the manager;
-// change 2, query 4, start 0x10, stop 0x20 and delete 0x10000 of a service.
+// through a handle without the right for it fails (error 5). The rights are create 2 of the
+// manager, and change 2, query 4, start 0x10, stop 0x20 and delete 0x10000 of a service.
 //
 // Deleting marks a service; it is gone when it is marked, stopped and the last handle is closed. A
 // marked service can still be opened, queried and stopped; creating one of its name answers 1072,

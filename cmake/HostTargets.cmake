@@ -21,6 +21,6 @@ function(add_host_tests folder)
   add_test(NAME ${folder} COMMAND ${folder}_tests)
 endfunction()
 
-foreach(folder simulated service ipc tunnel bypass guard platform scenarios)
+foreach(folder simulated service ipc tunnel bypass bypass_local_addresses guard platform scenarios)
   add_host_tests(${folder})
 endforeach()

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import signal
 import subprocess
 
 from .places import MACHINE, command_in
@@ -12,6 +13,7 @@ FOLDER = pathlib.Path(os.environ.get("LAB_FOLDER", "/run/veltrane-lab"))
 PROGRAM = FOLDER / "program"
 LOGS = FOLDER / "logs"
 CONF = FOLDER / "prefix/drive_c/ProgramData/Veltrane/tunnels/active.conf"
+LAB_PROGRAMS = pathlib.Path(__file__).resolve().parent.parent
 WINE = "/usr/lib/wine/wine64"
 
 
@@ -50,17 +52,22 @@ class PipeClient:
 class Service:
     """The control service in the foreground, with the environment that is given."""
 
-    def __init__(self, **environment):
+    def __init__(self, client, **environment):
         LOGS.mkdir(parents=True, exist_ok=True)
         self._log = open(LOGS / "service.log", "wb")
         self.process = subprocess.Popen(
             command_in(MACHINE, WINE, PROGRAM / "VeltraneVpnService.exe", "--console"),
             env=dict(os.environ, **environment), stdin=subprocess.DEVNULL, stdout=self._log,
             stderr=self._log)
-        self.client = PipeClient()
+        self.client = client
 
     def printed(self):
         return (LOGS / "service.log").read_text(errors="replace").replace("\r", "")
+
+    def startup_report(self):
+        """The passive startup report that the process printed first."""
+        line = next(line for line in self.printed().splitlines() if "startup report: " in line)
+        return json.loads(line.split("startup report: ")[1])
 
     def request(self, request):
         """Sends a request; returns the reply, which must be JSON."""
@@ -89,11 +96,11 @@ class Service:
         """Ends the process at once, as a crash would."""
         self.process.kill()
         self.process.wait()
-
-    def close(self):
-        self.kill()
-        self.client.close()
         self._log.close()
+
+
+def end_process(process):
+    os.kill(process, signal.SIGKILL)
 
 
 def tunnel_processes():

@@ -1,0 +1,57 @@
+"""Counts the packets that pass through a place."""
+
+import collections
+import socket
+import struct
+import threading
+
+from .places import inside
+
+_ALL_PROTOCOLS = 0x0003
+_RECEIVE_BUFFER = 8 << 20
+
+
+class PacketWatch:
+    """Counts IPv4 packets in a place from construction until close, on all of its interfaces.
+
+    A packet that is forwarded is seen on two interfaces, and counted on each.
+    """
+
+    def __init__(self, place):
+        with inside(place):
+            self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM,
+                                         socket.htons(_ALL_PROTOCOLS))
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _RECEIVE_BUFFER)
+        self._socket.settimeout(0.2)
+        self._counts = collections.Counter()
+        self._lock = threading.Lock()
+        self._ending = threading.Event()
+        self._thread = threading.Thread(target=self._count, daemon=True)
+        self._thread.start()
+
+    def _count(self):
+        while not self._ending.is_set():
+            try:
+                packet, (interface, *_) = self._socket.recvfrom(64)
+            except TimeoutError:
+                continue
+            except OSError:
+                return
+            if len(packet) < 20 or packet[0] >> 4 != 4:
+                continue
+            source, dest = struct.unpack("!4s4s", packet[12:20])
+            key = interface, socket.inet_ntoa(source), socket.inet_ntoa(dest)
+            with self._lock:
+                self._counts[key] += 1
+
+    def count(self, interface=None, source=None, dest=None):
+        """How many packets so far; what is not given may be anything."""
+        wanted = interface, source, dest
+        with self._lock:
+            return sum(number for key, number in self._counts.items()
+                       if all(w is None or w == k for w, k in zip(wanted, key)))
+
+    def close(self):
+        self._ending.set()
+        self._thread.join()
+        self._socket.close()

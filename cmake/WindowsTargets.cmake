@@ -13,6 +13,9 @@ target_link_libraries(VeltraneVpnService PRIVATE rooms windows_platform)
 target_link_options(VeltraneVpnService PRIVATE
   -municode -mconsole -static -Wl,--gc-sections -s)
 
+if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/client/CMakeLists.txt)
+  add_subdirectory(client)
+endif()
 if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/lab/CMakeLists.txt)
   add_subdirectory(lab)
 endif()

@@ -1,0 +1,126 @@
+#include "client/commands.h"
+
+#include <optional>
+
+#include "client/advice.h"
+#include "client/exchange.h"
+#include "client/profile_file.h"
+#include "client/quoting.h"
+#include "client/reply.h"
+#include "client/request.h"
+#include "client/screens.h"
+#include "platform/clock.h"
+
+namespace veltrane {
+namespace {
+
+constexpr char kWaiting[] = "waiting for the service's reply (a connect can take 20 s)";
+constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J";
+
+// How a reply is shown: as it came, as a screen, or by a line of its own when it is a success.
+enum class Form { kJson, kScreen, kLine };
+
+ExitCode Fail(const ExchangeFailure& failure, Display& display) {
+  display.Complain(failure.text);
+  return failure.exit_code;
+}
+
+// Prints a reply byte for byte; a terminal or a row of replies needs a line end too.
+void PrintAsItCame(const std::string& reply, bool row, Display& display) {
+  display.Print(reply);
+  if (row || display.OutputIsTerminal()) display.Print("\n");
+}
+
+ExitCode ShowReply(const std::string& text, Form form, const std::string& line, Display& display) {
+  if (form == Form::kJson) PrintAsItCame(text, false, display);
+  const std::optional<Reply> reply = ReadReply(text);
+  if (!reply) {
+    const char* advice = form == Form::kLine ? "" : ": --json prints it as it came";
+    return Fail({kExitNoReply, std::string("the reply is no JSON object") + advice}, display);
+  }
+  if (form == Form::kScreen) display.Print(ReplyScreen(*reply, display.OutputPainter()));
+  if (!reply->ok) {
+    return Fail({kExitRefused, "the service refused: " + Shown(reply->error) + ", " +
+                                   Shown(reply->message) + ": " + AdviceFor(*reply)},
+                display);
+  }
+  if (form == Form::kLine) display.Print(line);
+  return kExitDone;
+}
+
+// Whether the reply comes at once, or only after what the service has to do first.
+enum class Pace { kQuick, kSlow };
+
+ExchangeResult Exchange(const SecretText& request, bool any_server, Pace pace, Display& display) {
+  ExchangeResult result =
+      ExchangeWithService(request, any_server, [&display, pace](std::uint32_t seconds) {
+        if (seconds > 0) display.ShowWait(kWaiting, seconds);
+        if (seconds == 0 && pace == Pace::kSlow) display.BeginWait(kWaiting);
+      });
+  display.EndWait();
+  return result;
+}
+
+ExitCode ShowStatusOnce(const StatusOptions& options, Display& display) {
+  const ExchangeResult result =
+      Exchange(PlainRequest("status"), options.any_server, Pace::kQuick, display);
+  if (options.watch && display.OutputIsTerminal() && !options.json) display.Print(kClearTerminal);
+  if (!result.reply) return Fail(result.failure, display);
+  if (options.watch && options.json) {
+    PrintAsItCame(*result.reply, true, display);
+    return kExitDone;
+  }
+  return ShowReply(*result.reply, options.json ? Form::kJson : Form::kScreen, "", display);
+}
+
+}  // namespace
+
+ExitCode RunStatus(const StatusOptions& options, Display& display) {
+  if (!options.watch) return ShowStatusOnce(options, display);
+  ExitCode last = kExitDone;
+  for (std::uint32_t round = 1;; ++round) {
+    last = ShowStatusOnce(options, display);
+    if (round == options.times) return last;
+    if (!options.json) {
+      display.Print("\nevery " + std::to_string(options.every_seconds) + " s; Ctrl+C ends\n");
+    }
+    SleepMilliseconds(options.every_seconds * 1000);
+    if (!options.json && !display.OutputIsTerminal()) display.Print("\n");
+  }
+}
+
+ExitCode RunConnect(const ConnectOptions& options, Display& display) {
+  const ProfileFile file = ReadProfileFile(options.profile, options.node_id);
+  if (!file.profile) return Fail({kExitProfile, file.problem}, display);
+  const RequestBuilding building = ConnectRequest(*file.profile, options.session);
+  if (!building.problem.empty()) {
+    return Fail({kExitProfile, Shown(options.profile) + ": " + building.problem}, display);
+  }
+  if (!options.json) {
+    display.Print(ProfileScreen(*file.profile, options.session, display.OutputPainter()) + "\n");
+  }
+  const ExchangeResult result =
+      Exchange(building.request, options.any_server, Pace::kSlow, display);
+  if (!result.reply) return Fail(result.failure, display);
+  return ShowReply(*result.reply, options.json ? Form::kJson : Form::kScreen, "", display);
+}
+
+ExitCode RunDisconnect(const DisconnectOptions& options, Display& display) {
+  const ExchangeResult result =
+      Exchange(PlainRequest("disconnect"), options.any_server, Pace::kSlow, display);
+  if (!result.reply) return Fail(result.failure, display);
+  return ShowReply(*result.reply, options.json ? Form::kJson : Form::kScreen, "", display);
+}
+
+ExitCode RunRegister(const RegisterOptions& options, Display& display) {
+  const RequestBuilding building = RegisterRequest(options.nonce);
+  if (!building.problem.empty()) return Fail({kExitUsage, building.problem}, display);
+  const ExchangeResult result =
+      Exchange(building.request, options.any_server, Pace::kQuick, display);
+  if (!result.reply) return Fail(result.failure, display);
+  const char* line =
+      options.nonce.empty() ? "session check switched off\n" : "session nonce registered\n";
+  return ShowReply(*result.reply, Form::kLine, line, display);
+}
+
+}  // namespace veltrane

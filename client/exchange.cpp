@@ -1,0 +1,151 @@
+#include "client/exchange.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ipc/pipe_server.h"
+#include "platform/clock.h"
+#include "platform/service_codes.h"
+#include "platform/service_facts.h"
+#include "service/service_name.h"
+
+namespace veltrane {
+namespace {
+
+constexpr std::int64_t kTicksPerMillisecond = 10'000;
+constexpr std::int64_t kBusyMilliseconds = 30'000;
+constexpr int kGapRetries = 20;
+constexpr std::uint32_t kGapMilliseconds = 50;
+constexpr std::uint32_t kRoundMilliseconds = 1000;
+constexpr std::uint32_t kReplyRounds = 120;
+
+ExchangeFailure Unreachable(std::string text) { return {kExitUnreachable, std::move(text)}; }
+
+std::string WindowsError(std::uint32_t error) { return "Windows error " + std::to_string(error); }
+
+// Why there is no pipe.
+ExchangeFailure NoPipe(bool any_server) {
+  if (any_server) {
+    return Unreachable("no program serves the pipe: start VeltraneVpnService.exe --console");
+  }
+  const ServiceFacts facts = ReadServiceFacts(kServiceName);
+  if (facts.error == kErrorServiceDoesNotExist) {
+    return Unreachable("the service is not installed: VeltraneVpnService.exe --install");
+  }
+  if (facts.error != 0) {
+    return Unreachable("the service's state cannot be read (" + WindowsError(facts.error) +
+                       "): sc query VeltraneVpnTunnel");
+  }
+  if (facts.state != kServiceRunning) {
+    return Unreachable("the service is not running: sc start VeltraneVpnTunnel");
+  }
+  return Unreachable(
+      "the service is running but its pipe is not there: sc stop VeltraneVpnTunnel, then sc start "
+      "VeltraneVpnTunnel");
+}
+
+ExchangeFailure CannotOpen(std::uint32_t error, bool any_server) {
+  switch (error) {
+    case kErrorNoSuchPipe:
+      return NoPipe(any_server);
+    case kErrorPipeBusy:
+    case kErrorWaitTimedOut:
+      return Unreachable(
+          "the service has been busy with another client for 30 s: try again when that is done");
+    case kErrorAccessDenied:
+      return Unreachable(
+          "the service's pipe does not admit this user: use an elevated prompt, or the user of the "
+          "console session");
+    default:
+      return Unreachable("the service's pipe cannot be opened (" + WindowsError(error) +
+                         "): veltranectl doctor");
+  }
+}
+
+// Between two clients the service makes its pipe anew, so for a moment there is none. Worth waiting
+// for only while somebody is there to make it.
+bool PipeMayComeBack(bool any_server) {
+  return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
+}
+
+PipeOpening OpenPatiently(bool any_server) {
+  const std::int64_t deadline = UtcTicks() + kBusyMilliseconds * kTicksPerMillisecond;
+  int gaps = 0;
+  for (;;) {
+    PipeOpening opening = ClientPipe::Open(kPipeName);
+    if (opening.error == kErrorPipeBusy) {
+      const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
+      if (left <= 0) return opening;
+      const auto wait = static_cast<std::uint32_t>(std::min(left, kBusyMilliseconds));
+      if (WaitForFreePipe(kPipeName, wait) == kErrorWaitTimedOut) return opening;
+    } else if (opening.error == kErrorNoSuchPipe && gaps < kGapRetries &&
+               PipeMayComeBack(any_server)) {
+      ++gaps;
+      SleepMilliseconds(kGapMilliseconds);
+    } else {
+      return opening;
+    }
+  }
+}
+
+// Whether the pipe's server is the registered service; what is wrong when it is not.
+std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
+  const std::optional<std::uint32_t> server = pipe.ServerProcessId();
+  const ServiceFacts facts = ReadServiceFacts(kServiceName);
+  if (server && facts.error == 0 && facts.process_id != 0 && *server == facts.process_id) {
+    return std::nullopt;
+  }
+  std::string text = server ? "the pipe is served by process " + std::to_string(*server)
+                            : "Windows does not say which process serves the pipe";
+  if (facts.error == kErrorServiceDoesNotExist) {
+    text += ", and the service is not installed";
+  } else if (facts.error != 0) {
+    text += ", and the service's state cannot be read (" + WindowsError(facts.error) + ")";
+  } else if (facts.process_id == 0) {
+    text += ", and the service is not running";
+  } else {
+    text += ", and the service is process " + std::to_string(facts.process_id);
+  }
+  return ExchangeFailure{
+      kExitUntrusted, text +
+                          ": nothing was sent; if that process is the service in console mode, add "
+                          "--any-server"};
+}
+
+}  // namespace
+
+Dialling DialService(bool any_server) {
+  PipeOpening opening = OpenPatiently(any_server);
+  if (!opening.pipe) return {std::nullopt, CannotOpen(opening.error, any_server)};
+  if (!any_server) {
+    std::optional<ExchangeFailure> impostor = FindImpostor(*opening.pipe);
+    if (impostor) return {std::nullopt, std::move(*impostor)};
+  }
+  return {std::move(opening.pipe), {}};
+}
+
+ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
+                                   const WaitObserver& observer) {
+  Dialling dialling = DialService(any_server);
+  if (!dialling.pipe) return {std::nullopt, std::move(dialling.failure)};
+  if (!dialling.pipe->Send(request.View())) {
+    return {std::nullopt,
+            {kExitNoReply, "the service ended the connection before the request: try again"}};
+  }
+  observer(0);
+  std::string reply;
+  for (std::uint32_t seconds = 0; seconds < kReplyRounds;) {
+    const std::size_t before = reply.size();
+    if (dialling.pipe->Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
+      if (!reply.empty()) return {std::move(reply), {}};
+      return {std::nullopt,
+              {kExitNoReply,
+               "the service ended the connection without a reply: sc query VeltraneVpnTunnel"}};
+    }
+    if (reply.size() == before) observer(++seconds);
+  }
+  return {std::nullopt,
+          {kExitNoReply, "no reply within 120 s: veltranectl status, or veltranectl doctor"}};
+}
+
+}  // namespace veltrane

@@ -1,0 +1,46 @@
+#pragma once
+
+// One request and its reply over the service's pipe.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "client/exit_codes.h"
+#include "client/secret_text.h"
+#include "platform/pipe_client.h"
+
+namespace veltrane {
+
+// What happened instead, and what to do next, in one line without a full stop.
+struct ExchangeFailure {
+  ExitCode exit_code = kExitDone;
+  std::string text;
+};
+
+// A connection to the service, or why there is none.
+struct Dialling {
+  std::optional<ClientPipe> pipe;
+  ExchangeFailure failure;
+};
+
+// Opens the service's pipe. A busy one is waited for, for 30 s at most. Unless `any_server` is set,
+// the process behind the pipe must be that of the registered service; what is checked is this very
+// connection, over which nothing has been sent.
+Dialling DialService(bool any_server);
+
+// Called with 0 when the request has been sent, and then about once a second while the reply is
+// awaited, with the seconds that have passed.
+using WaitObserver = std::function<void(std::uint32_t seconds)>;
+
+struct ExchangeResult {
+  std::optional<std::string> reply;  // byte for byte
+  ExchangeFailure failure;
+};
+
+// Dials, sends the request and takes the reply, for which it waits 120 s at most.
+ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
+                                   const WaitObserver& observer);
+
+}  // namespace veltrane

@@ -151,8 +151,9 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
 std::string FindCommandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
   if (arguments.empty()) return "a command is missing";
   const std::string& name = arguments.front();
-  if (name.empty() || name.front() == '-' || app.get_subcommand_no_throw(name) != nullptr)
-    return {};
+  if (name.substr(0, 1) == "-") return {};
+  const auto has_name = [&name](const CLI::App* sub) { return sub->get_name() == name; };
+  if (!app.get_subcommands(has_name).empty()) return {};
   return "unknown command " + Shown(name);
 }
 

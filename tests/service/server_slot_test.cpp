@@ -1,0 +1,45 @@
+#include "service/server_slot.h"
+
+#include "tests/service/program.h"
+
+namespace veltrane {
+namespace {
+
+using ServerSlot = OnSteppedMachine;
+
+TEST_F(ServerSlot, IsEmptyUntilAServerIsRegistered) { EXPECT_EQ(RegisteredServer(), nullptr); }
+
+TEST_F(ServerSlot, HoldsTheNewServerWhichIsNotStarted) {
+  IpcServer& server = RegisterNewServer();
+  EXPECT_EQ(RegisteredServer(), &server);
+  EXPECT_FALSE(server.running);
+  EXPECT_FALSE(server.server_thread.joinable());
+}
+
+TEST_F(ServerSlot, ANewServerReplacesARunningOneWhichIsStopped) {
+  IpcServer& first = RegisterNewServer();
+  first.Start();
+  machine.pipes.WaitUntilServerWaits();
+  IpcServer& second = RegisterNewServer();
+  EXPECT_EQ(RegisteredServer(), &second);
+  EXPECT_NE(&first, &second);
+  EXPECT_FALSE(second.running);
+  EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
+}
+
+TEST_F(ServerSlot, ReleasingStopsTheServerAndEmptiesTheSlot) {
+  RegisterNewServer().Start();
+  machine.pipes.WaitUntilServerWaits();
+  ReleaseServer();
+  EXPECT_EQ(RegisteredServer(), nullptr);
+  EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
+}
+
+TEST_F(ServerSlot, ReleasingAnEmptySlotDoesNothing) {
+  ReleaseServer();
+  EXPECT_EQ(RegisteredServer(), nullptr);
+  EXPECT_EQ(machine.calls.All(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace veltrane

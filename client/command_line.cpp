@@ -110,6 +110,7 @@ struct CommandLine {
     sub->add_option("NONCE", registration.nonce,
                     "What a connect must carry from now on; \"\" switches the check off")
         ->required();
+    sub->add_flag("--json", registration.json, kJsonHelp);
     sub->add_flag("--any-server", registration.any_server, kAnyServerHelp);
     sub->footer(
         "Examples:\n"

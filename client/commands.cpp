@@ -9,6 +9,7 @@
 #include "client/reply.h"
 #include "client/request.h"
 #include "client/screens.h"
+#include "client/utf8.h"
 #include "platform/clock.h"
 
 namespace veltrane {
@@ -20,9 +21,13 @@ constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J";
 // How a reply is shown: as it came, as a screen, or by a line of its own when it is a success.
 enum class Form { kJson, kScreen, kLine };
 
+ExitCode Complain(ExitCode exit_code, const std::string& text, Display& display) {
+  display.Complain(text);
+  return exit_code;
+}
+
 ExitCode Fail(const ExchangeFailure& failure, Display& display) {
-  display.Complain(failure.text);
-  return failure.exit_code;
+  return Complain(failure.exit_code, failure.what + ": " + failure.next, display);
 }
 
 // Prints a reply byte for byte; a terminal or a row of replies needs a line end too.
@@ -35,14 +40,15 @@ ExitCode ShowReply(const std::string& text, Form form, const std::string& line, 
   if (form == Form::kJson) PrintAsItCame(text, false, display);
   const std::optional<Reply> reply = ReadReply(text);
   if (!reply) {
-    const char* advice = form == Form::kLine ? "" : ": --json prints it as it came";
-    return Fail({kExitNoReply, std::string("the reply is no JSON object") + advice}, display);
+    return Fail({kExitNoReply, "the reply is no JSON object", "--json prints it as it came"},
+                display);
   }
   if (form == Form::kScreen) display.Print(ReplyScreen(*reply, display.OutputPainter()));
   if (!reply->ok) {
-    return Fail({kExitRefused, "the service refused: " + Shown(reply->error) + ", " +
-                                   Shown(reply->message) + ": " + AdviceFor(*reply)},
-                display);
+    return Fail(
+        {kExitRefused, "the service refused: " + Shown(reply->error) + ", " + Shown(reply->message),
+         AdviceFor(*reply)},
+        display);
   }
   if (form == Form::kLine) display.Print(line);
   return kExitDone;
@@ -91,10 +97,10 @@ ExitCode RunStatus(const StatusOptions& options, Display& display) {
 
 ExitCode RunConnect(const ConnectOptions& options, Display& display) {
   const ProfileFile file = ReadProfileFile(options.profile, options.node_id);
-  if (!file.profile) return Fail({kExitProfile, file.problem}, display);
+  if (!file.profile) return Complain(kExitProfile, file.problem, display);
   const RequestBuilding building = ConnectRequest(*file.profile, options.session);
   if (!building.problem.empty()) {
-    return Fail({kExitProfile, Shown(options.profile) + ": " + building.problem}, display);
+    return Complain(kExitProfile, Printable(options.profile) + ": " + building.problem, display);
   }
   if (!options.json) {
     display.Print(ProfileScreen(*file.profile, options.session, display.OutputPainter()) + "\n");
@@ -114,13 +120,13 @@ ExitCode RunDisconnect(const DisconnectOptions& options, Display& display) {
 
 ExitCode RunRegister(const RegisterOptions& options, Display& display) {
   const RequestBuilding building = RegisterRequest(options.nonce);
-  if (!building.problem.empty()) return Fail({kExitUsage, building.problem}, display);
+  if (!building.problem.empty()) return Complain(kExitUsage, building.problem, display);
   const ExchangeResult result =
       Exchange(building.request, options.any_server, Pace::kQuick, display);
   if (!result.reply) return Fail(result.failure, display);
   const char* line =
       options.nonce.empty() ? "session check switched off\n" : "session nonce registered\n";
-  return ShowReply(*result.reply, Form::kLine, line, display);
+  return ShowReply(*result.reply, options.json ? Form::kJson : Form::kLine, line, display);
 }
 
 }  // namespace veltrane

@@ -33,6 +33,7 @@ struct DisconnectOptions {
 
 struct RegisterOptions {
   std::string nonce;
+  bool json = false;
   bool any_server = false;
 };
 

@@ -1,4 +1,25 @@
 #include "client/doctor.h"
+
+#include "client/doctor_checks.h"
+#include "client/findings.h"
+
 namespace veltrane {
-ExitCode RunDoctor(const DoctorOptions&, Display&) { return kExitDone; }
+
+ExitCode RunDoctor(const DoctorOptions& options, Display& display) {
+  Findings findings;
+  Preflight preflight = BeginPreflight(options.any_server);
+  CheckService(preflight, findings);
+  CheckPipe(preflight, findings);
+  CheckTunnelLibrary(preflight, findings);
+  CheckSettings(preflight, findings);
+  CheckSession(preflight, findings);
+  CheckBypass(preflight, findings);
+  CheckNetwork(preflight, findings);
+  CheckLeftovers(preflight, findings);
+  CheckConfigurationFolder(findings);
+  display.Print(options.json ? FindingsJson(findings)
+                             : FindingsScreen(findings, display.OutputPainter()));
+  return findings.Verdict();
+}
+
 }  // namespace veltrane

@@ -13,52 +13,53 @@ namespace veltrane {
 namespace {
 
 constexpr std::int64_t kTicksPerMillisecond = 10'000;
-constexpr std::int64_t kBusyMilliseconds = 30'000;
 constexpr int kGapRetries = 20;
 constexpr std::uint32_t kGapMilliseconds = 50;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
 constexpr std::uint32_t kReplyRounds = 120;
 
-ExchangeFailure Unreachable(std::string text) { return {kExitUnreachable, std::move(text)}; }
+ExchangeFailure Unreachable(std::string what, std::string next) {
+  return {kExitUnreachable, std::move(what), std::move(next)};
+}
 
-std::string WindowsError(std::uint32_t error) { return "Windows error " + std::to_string(error); }
+std::string WindowsError(std::uint32_t error) {
+  return " (Windows error " + std::to_string(error) + ")";
+}
 
 // Why there is no pipe.
 ExchangeFailure NoPipe(bool any_server) {
   if (any_server) {
-    return Unreachable("no program serves the pipe: start VeltraneVpnService.exe --console");
+    return Unreachable("no program serves the pipe", "VeltraneVpnService.exe --console");
   }
   const ServiceFacts facts = ReadServiceFacts(kServiceName);
   if (facts.error == kErrorServiceDoesNotExist) {
-    return Unreachable("the service is not installed: VeltraneVpnService.exe --install");
+    return Unreachable("the service is not installed", "VeltraneVpnService.exe --install");
   }
   if (facts.error != 0) {
-    return Unreachable("the service's state cannot be read (" + WindowsError(facts.error) +
-                       "): sc query VeltraneVpnTunnel");
+    return Unreachable("the service's state cannot be read" + WindowsError(facts.error),
+                       "sc query VeltraneVpnTunnel");
   }
   if (facts.state != kServiceRunning) {
-    return Unreachable("the service is not running: sc start VeltraneVpnTunnel");
+    return Unreachable("the service is not running", "sc start VeltraneVpnTunnel");
   }
-  return Unreachable(
-      "the service is running but its pipe is not there: sc stop VeltraneVpnTunnel, then sc start "
-      "VeltraneVpnTunnel");
+  return Unreachable("the service is running but its pipe is not there",
+                     "sc stop VeltraneVpnTunnel, then sc start VeltraneVpnTunnel");
 }
 
-ExchangeFailure CannotOpen(std::uint32_t error, bool any_server) {
+ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t busy_seconds) {
   switch (error) {
     case kErrorNoSuchPipe:
       return NoPipe(any_server);
     case kErrorPipeBusy:
-    case kErrorWaitTimedOut:
-      return Unreachable(
-          "the service has been busy with another client for 30 s: try again when that is done");
+      return Unreachable("the service has been busy with another client for " +
+                             std::to_string(busy_seconds) + " s",
+                         "try again when that is done");
     case kErrorAccessDenied:
-      return Unreachable(
-          "the service's pipe does not admit this user: use an elevated prompt, or the user of the "
-          "console session");
+      return Unreachable("the service's pipe does not admit this user",
+                         "use an elevated prompt, or the user of the console session");
     default:
-      return Unreachable("the service's pipe cannot be opened (" + WindowsError(error) +
-                         "): veltranectl doctor");
+      return Unreachable("the service's pipe cannot be opened" + WindowsError(error),
+                         "veltranectl doctor");
   }
 }
 
@@ -68,16 +69,19 @@ bool PipeMayComeBack(bool any_server) {
   return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
 }
 
-PipeOpening OpenPatiently(bool any_server) {
-  const std::int64_t deadline = UtcTicks() + kBusyMilliseconds * kTicksPerMillisecond;
+PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds) {
+  const std::int64_t deadline = UtcTicks() + busy_seconds * 1000 * kTicksPerMillisecond;
   int gaps = 0;
   for (;;) {
     PipeOpening opening = ClientPipe::Open(kPipeName);
     if (opening.error == kErrorPipeBusy) {
       const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
-      if (left <= 0) return opening;
-      const auto wait = static_cast<std::uint32_t>(std::min(left, kBusyMilliseconds));
-      if (WaitForFreePipe(kPipeName, wait) == kErrorWaitTimedOut) return opening;
+      // At most the whole time, also when somebody has set the clock back.
+      const std::int64_t wait = std::min<std::int64_t>(left, busy_seconds * 1000);
+      if (wait <= 0) return opening;
+      if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
+        return opening;
+      }
     } else if (opening.error == kErrorNoSuchPipe && gaps < kGapRetries &&
                PipeMayComeBack(any_server)) {
       ++gaps;
@@ -95,28 +99,33 @@ std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
   if (server && facts.error == 0 && facts.process_id != 0 && *server == facts.process_id) {
     return std::nullopt;
   }
-  std::string text = server ? "the pipe is served by process " + std::to_string(*server)
+  std::string what = server ? "the pipe is served by process " + std::to_string(*server)
                             : "Windows does not say which process serves the pipe";
   if (facts.error == kErrorServiceDoesNotExist) {
-    text += ", and the service is not installed";
+    what += ", and the service is not installed";
   } else if (facts.error != 0) {
-    text += ", and the service's state cannot be read (" + WindowsError(facts.error) + ")";
+    what += ", and the service's state cannot be read" + WindowsError(facts.error);
   } else if (facts.process_id == 0) {
-    text += ", and the service is not running";
+    what += ", and the service is not running";
   } else {
-    text += ", and the service is process " + std::to_string(facts.process_id);
+    what += ", and the service is process " + std::to_string(facts.process_id);
   }
-  return ExchangeFailure{
-      kExitUntrusted, text +
-                          ": nothing was sent; if that process is the service in console mode, add "
-                          "--any-server"};
+  return ExchangeFailure{kExitUntrusted, std::move(what),
+                         "nothing was sent; if that is the service in console mode, add "
+                         "--any-server"};
+}
+
+ExchangeFailure NoReply(std::string what, std::string next) {
+  return {kExitNoReply, std::move(what), std::move(next)};
 }
 
 }  // namespace
 
-Dialling DialService(bool any_server) {
-  PipeOpening opening = OpenPatiently(any_server);
-  if (!opening.pipe) return {std::nullopt, CannotOpen(opening.error, any_server)};
+Dialling DialService(bool any_server, std::uint32_t busy_seconds) {
+  PipeOpening opening = OpenPatiently(any_server, busy_seconds);
+  if (!opening.pipe) {
+    return {std::nullopt, CannotOpen(opening.error, any_server, busy_seconds)};
+  }
   if (!any_server) {
     std::optional<ExchangeFailure> impostor = FindImpostor(*opening.pipe);
     if (impostor) return {std::nullopt, std::move(*impostor)};
@@ -124,28 +133,31 @@ Dialling DialService(bool any_server) {
   return {std::move(opening.pipe), {}};
 }
 
-ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
-                                   const WaitObserver& observer) {
-  Dialling dialling = DialService(any_server);
-  if (!dialling.pipe) return {std::nullopt, std::move(dialling.failure)};
-  if (!dialling.pipe->Send(request.View())) {
+ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
+                            const WaitObserver& observer) {
+  if (!pipe.Send(request.View())) {
     return {std::nullopt,
-            {kExitNoReply, "the service ended the connection before the request: try again"}};
+            NoReply("the service ended the connection before the request", "try again")};
   }
   observer(0);
   std::string reply;
   for (std::uint32_t seconds = 0; seconds < kReplyRounds;) {
     const std::size_t before = reply.size();
-    if (dialling.pipe->Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
+    if (pipe.Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
       if (!reply.empty()) return {std::move(reply), {}};
-      return {std::nullopt,
-              {kExitNoReply,
-               "the service ended the connection without a reply: sc query VeltraneVpnTunnel"}};
+      return {std::nullopt, NoReply("the service ended the connection without a reply",
+                                    "sc query VeltraneVpnTunnel")};
     }
     if (reply.size() == before) observer(++seconds);
   }
-  return {std::nullopt,
-          {kExitNoReply, "no reply within 120 s: veltranectl status, or veltranectl doctor"}};
+  return {std::nullopt, NoReply("no reply came within 120 s", "veltranectl doctor")};
+}
+
+ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
+                                   const WaitObserver& observer) {
+  Dialling dialling = DialService(any_server);
+  if (!dialling.pipe) return {std::nullopt, std::move(dialling.failure)};
+  return ExchangeOver(*dialling.pipe, request, observer);
 }
 
 }  // namespace veltrane

@@ -13,10 +13,11 @@
 
 namespace veltrane {
 
-// What happened instead, and what to do next, in one line without a full stop.
+// What happened instead, and what to do next; neither ends in a full stop.
 struct ExchangeFailure {
   ExitCode exit_code = kExitDone;
-  std::string text;
+  std::string what;
+  std::string next;
 };
 
 // A connection to the service, or why there is none.
@@ -25,10 +26,12 @@ struct Dialling {
   ExchangeFailure failure;
 };
 
-// Opens the service's pipe. A busy one is waited for, for 30 s at most. Unless `any_server` is set,
-// the process behind the pipe must be that of the registered service; what is checked is this very
-// connection, over which nothing has been sent.
-Dialling DialService(bool any_server);
+inline constexpr std::uint32_t kBusySeconds = 30;
+
+// Opens the service's pipe. A busy one is waited for, but not longer than this. Unless `any_server`
+// is set, the process behind the pipe must be that of the registered service; what is checked is
+// this very connection, over which nothing has been sent.
+Dialling DialService(bool any_server, std::uint32_t busy_seconds = kBusySeconds);
 
 // Called with 0 when the request has been sent, and then about once a second while the reply is
 // awaited, with the seconds that have passed.
@@ -39,7 +42,11 @@ struct ExchangeResult {
   ExchangeFailure failure;
 };
 
-// Dials, sends the request and takes the reply, for which it waits 120 s at most.
+// Sends the request over a fresh connection and takes the reply, for which it waits 120 s at most.
+ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
+                            const WaitObserver& observer);
+
+// Dials and exchanges.
 ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
                                    const WaitObserver& observer);
 

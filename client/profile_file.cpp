@@ -6,7 +6,7 @@
 #include "client/conf_profile.h"
 #include "client/json_profile.h"
 #include "client/profile_checks.h"
-#include "client/quoting.h"
+#include "client/utf8.h"
 #include "platform/file_input.h"
 
 namespace veltrane {
@@ -58,7 +58,7 @@ ProfileReading ReadEither(std::string_view text, bool& json) {
 
 ProfileFile ReadProfileFile(const std::string& path, const std::string& node_id) {
   const bool from_input = path == "-";
-  const std::string place = from_input ? "standard input" : Shown(path);
+  const std::string place = from_input ? "standard input" : Printable(path);
   const auto fail = [&place](const ProfileProblem& problem) -> ProfileFile {
     const std::string line = problem.line == 0 ? "" : ":" + std::to_string(problem.line);
     return {std::nullopt, place + line + ": " + problem.text};

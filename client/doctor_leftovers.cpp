@@ -1,0 +1,137 @@
+#include <algorithm>
+
+#include "client/doctor_checks.h"
+#include "guard/route_snapshots.h"
+#include "platform/access_lists.h"
+#include "platform/file_input.h"
+#include "platform/files.h"
+#include "platform/text.h"
+#include "tunnel/active_conf.h"
+
+namespace veltrane {
+namespace {
+
+constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
+constexpr char kDisconnect[] = "veltranectl disconnect";
+constexpr char kSystem[] = "S-1-5-18";
+constexpr char kAdministrators[] = "S-1-5-32-544";
+constexpr std::uint32_t kErrorFileNotFound = 2;
+constexpr std::uint32_t kErrorPathNotFound = 3;
+constexpr std::uint32_t kErrorAccessDenied = 5;
+constexpr std::size_t kLargestConf = 1024 * 1024;
+
+bool IsConnected(const Preflight& preflight) {
+  return preflight.status && preflight.status->phase == "connected";
+}
+
+void CheckTunnelService(bool connected, Findings& findings) {
+  const ServiceFacts tunnel = ReadServiceFacts(kTunnelService);
+  if (tunnel.error != 0) {
+    if (connected) {
+      findings.Warn("tunnel service", "connected, but VeltraneVpnTunnel$Active is not there",
+                    kDisconnect);
+    } else {
+      findings.Ok("tunnel service", "none");
+    }
+  } else if (connected) {
+    findings.Ok("tunnel service", "VeltraneVpnTunnel$Active is that of the connection");
+  } else {
+    findings.Warn("tunnel service", "VeltraneVpnTunnel$Active of an earlier run is still there",
+                  kDisconnect);
+  }
+}
+
+// What disconnect leaves on purpose where Windows does not let it delete the file: zeros.
+bool IsScrubbed(const std::string& path) {
+  bool zeros = true;
+  const std::uint32_t status = ReadFileBytes(path, kLargestConf, [&zeros](std::string_view piece) {
+    zeros = zeros && piece.find_first_not_of('\0') == std::string_view::npos;
+  });
+  return status == 0 && zeros;
+}
+
+void CheckActiveConf(bool connected, Findings& findings) {
+  const std::wstring active = ActiveConfPath();
+  if (!TestExistence(active).exists) {
+    findings.Ok("active.conf", "none");
+  } else if (connected) {
+    findings.Ok("active.conf", "that of the connection");
+  } else if (IsScrubbed(WideToUtf8(active))) {
+    findings.Note("active.conf", "of an earlier run, overwritten with zeros");
+  } else {
+    findings.Warn("active.conf", WideToUtf8(active) + " of an earlier run may still hold a key",
+                  kDisconnect);
+  }
+  const std::wstring temporary = TunnelsFolder() + L"\\active.conf.tmp";
+  if (TestExistence(temporary).exists) {
+    findings.Warn("active.conf.tmp", "a write that was cut off; it may hold a key",
+                  "del \"" + WideToUtf8(temporary) + "\"");
+  }
+}
+
+void CheckTunnelRoute(bool connected, Findings& findings) {
+  std::string route;
+  if (!FindTunnelDefaultRoute(&route)) {
+    findings.Ok("tunnel default route", "none");
+  } else if (connected) {
+    findings.Note("tunnel default route", route);
+  } else {
+    findings.Warn("tunnel default route", route + " without a connection", kDisconnect);
+  }
+}
+
+// Those besides LocalSystem and the Administrators whom an access list admits.
+std::string OthersAdmitted(const AccessListReading& list) {
+  std::string others;
+  for (const AccessListEntry& entry : list.entries) {
+    if (!entry.allows || entry.sid == kSystem || entry.sid == kAdministrators) continue;
+    if (others.find(entry.sid) != std::string::npos) continue;
+    others += (others.empty() ? "" : ", ") + entry.sid;
+  }
+  return others;
+}
+
+}  // namespace
+
+void CheckLeftovers(const Preflight& preflight, Findings& findings) {
+  findings.Begin("leftovers");
+  const bool connected = IsConnected(preflight);
+  CheckTunnelService(connected, findings);
+  CheckActiveConf(connected, findings);
+  CheckTunnelRoute(connected, findings);
+}
+
+void CheckConfigurationFolder(Findings& findings) {
+  findings.Begin("configuration");
+  const std::string folder = WideToUtf8(TunnelsFolder());
+  const std::string mend = "icacls \"" + folder +
+                           "\" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F";
+  const AccessListReading list = ReadAccessList(TunnelsFolder());
+  if (list.error == kErrorFileNotFound || list.error == kErrorPathNotFound) {
+    findings.Ok("folder", folder + " is made by the first connect");
+    return;
+  }
+  if (list.error == kErrorAccessDenied) {
+    findings.Ok("folder", folder + " is closed to this user");
+    return;
+  }
+  if (list.error != 0) {
+    findings.Warn(
+        "folder",
+        folder + " cannot be looked at (Windows error " + std::to_string(list.error) + ")",
+        "icacls \"" + folder + "\"");
+    return;
+  }
+  const std::string others = OthersAdmitted(list);
+  if (!list.has_list) {
+    findings.Warn("folder", folder + " is open to everybody", mend);
+  } else if (!others.empty()) {
+    findings.Warn("folder", folder + " is open to " + others, mend);
+  } else if (!list.is_protected) {
+    findings.Warn("folder", folder + " inherits rights from the folder above", mend);
+  } else {
+    findings.Ok("folder", folder + " is open to LocalSystem and Administrators alone");
+  }
+}
+
+}  // namespace veltrane

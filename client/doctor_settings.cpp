@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+#include "bypass/candidates.h"
+#include "client/doctor_checks.h"
+#include "guard/settings.h"
+#include "platform/text.h"
+
+namespace veltrane {
+namespace {
+
+constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
+
+std::wstring Widened(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+bool IsOneOf(std::string text, std::initializer_list<const char*> words) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return std::any_of(words.begin(), words.end(),
+                     [&text](const char* word) { return text == word; });
+}
+
+std::string Quoted(const std::string& value) { return "\"" + value + "\""; }
+
+// Where a value comes from, with the values that it hides.
+std::string ScopesText(const EnvValue& value) {
+  std::string text;
+  const std::array<std::pair<const char*, const std::string*>, 3> scopes = {
+      {{"process", &value.process}, {"machine", &value.machine}, {"user", &value.user}}};
+  for (const auto& [scope, scoped] : scopes) {
+    if (scoped->empty()) continue;
+    text += (text.empty() ? "" : ", ") + Quoted(*scoped) + " in the " + scope + " scope";
+  }
+  return text;
+}
+
+std::string SetForMachine(const std::string& name, const std::string& value) {
+  return "setx " + name + " \"" + value + "\" /M, then restart the service";
+}
+
+// Adds one setting: what its scopes hold and what that means. A registered service has a process
+// and a user environment of its own, so it sees nothing here but the machine scope.
+void AddSetting(const std::string& name, const EnvValue& value, const std::string& meaning,
+                const std::string& doubt, const Preflight& preflight, Findings& findings) {
+  if (value.effective.empty()) {
+    findings.Ok(name, "not set: " + meaning);
+    return;
+  }
+  const std::string text = ScopesText(value) + ": " + meaning;
+  if (!doubt.empty()) {
+    findings.Warn(name, text, doubt);
+  } else if (value.machine.empty() && !preflight.any_server) {
+    findings.Warn(name, text + "; the service does not see it, for the machine scope lacks it",
+                  SetForMachine(name, value.effective));
+  } else if (value.effective != value.machine && !preflight.any_server) {
+    findings.Note(name, text + "; the service sees the machine scope");
+  } else {
+    findings.Ok(name, text);
+  }
+}
+
+void CheckSwitch(const std::string& name, const std::string& on, const std::string& off,
+                 const Preflight& preflight, Findings& findings) {
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const bool active = ParseEnvBool(value.effective);
+  const bool understood =
+      active || value.effective.empty() || IsOneOf(value.effective, {"0", "false", "no", "off"});
+  AddSetting(name, value, active ? on : off, understood ? "" : SetForMachine(name, "1"), preflight,
+             findings);
+}
+
+void CheckAutoStop(const Preflight& preflight, Findings& findings) {
+  const std::string name = "VELTRANE_POC_AUTO_STOP_SECONDS";
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const std::int32_t seconds = AutoStopSeconds();
+  const std::string meaning = seconds > 0
+                                  ? "a tunnel is torn down after " + std::to_string(seconds) + " s"
+                                  : "a tunnel stays up";
+  const bool understood = seconds > 0 || value.effective.empty() || value.effective == "0";
+  AddSetting(name, value, meaning, understood ? "" : SetForMachine(name, "600"), preflight,
+             findings);
+}
+
+// The one setting that is read from the process alone.
+void CheckBypassSwitch(Findings& findings) {
+  const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const std::string meaning =
+      std::string("the bypass is ") + (IsAdminBypassEnabled() ? "on" : "off");
+  if (value.process.empty()) {
+    const bool elsewhere = !value.machine.empty() || !value.user.empty();
+    findings.Note(name, elsewhere ? ScopesText(value) +
+                                        ": read from the service's own process alone, which gets "
+                                        "the machine scope when Windows starts"
+                                  : "not set: " + meaning + ", as the addresses below decide");
+  } else if (IsOneOf(value.process, {"1", "true", "yes", "0", "false", "no"})) {
+    findings.Note(name, Quoted(value.process) + " in the process scope: " + meaning +
+                            "; the service reads its own process alone");
+  } else {
+    findings.Warn(name,
+                  Quoted(value.process) + " in the process scope is no word it knows: " + meaning,
+                  "set " + name + "=1");
+  }
+}
+
+void CheckAddresses(const std::string& name, const Preflight& preflight, Findings& findings) {
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  std::string unusable;
+  std::size_t usable = 0;
+  for (const std::string& token : SplitAddressList(value.effective)) {
+    if (IsPublicIpv4(token)) {
+      ++usable;
+    } else {
+      unusable += (unusable.empty() ? "" : " ") + token;
+    }
+  }
+  if (!unusable.empty()) {
+    findings.Warn(
+        name, ScopesText(value) + ": " + unusable + " is no public IPv4 address and is not used",
+        SetForMachine(name, "<public address>"));
+    return;
+  }
+  AddSetting(name, value,
+             value.effective.empty()
+                 ? "no address from here"
+                 : std::to_string(usable) + (usable == 1 ? " address" : " addresses"),
+             "", preflight, findings);
+}
+
+}  // namespace
+
+void CheckSettings(const Preflight& preflight, Findings& findings) {
+  findings.Begin("settings");
+  CheckSwitch(kDisableDefaultRoute, "catch-all AllowedIPs are replaced and DNS is dropped",
+              "AllowedIPs are used as they are", preflight, findings);
+  CheckAutoStop(preflight, findings);
+  CheckSwitch("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
+              "the service ends rather than change the network before a client asked",
+              "no guard at start", preflight, findings);
+  CheckBypassSwitch(findings);
+  CheckAddresses("ADMIN_BYPASS_IP", preflight, findings);
+  CheckAddresses("ADMIN_BYPASS_IPS", preflight, findings);
+}
+
+void CheckSession(const Preflight& preflight, Findings& findings) {
+  findings.Begin("session");
+  const RouteGuardResult& guard = preflight.guard;
+  const std::string mend = SetForMachine(kDisableDefaultRoute, "1");
+  if (!guard.rdp_session_active) {
+    findings.Ok("Remote Desktop", "this is no Remote Desktop session");
+  } else if (guard.poc_env_read_failed) {
+    findings.Fail(
+        "Remote Desktop",
+        "a Remote Desktop session, and the machine scope's guard is overridden by another",
+        std::string("set ") + kDisableDefaultRoute + "=");
+  } else if (guard.effective_disable_default_route) {
+    findings.Ok("Remote Desktop", "a Remote Desktop session, and the default-route guard is on");
+  } else if (preflight.any_server) {
+    findings.Fail("Remote Desktop",
+                  "a Remote Desktop session without the default-route guard: a service in console "
+                  "mode refuses every connect",
+                  mend);
+  } else {
+    findings.Warn(
+        "Remote Desktop",
+        "a Remote Desktop session without the default-route guard: a tunnel that takes "
+        "the default route can cut it off, and a service started in it refuses to connect",
+        mend);
+  }
+}
+
+}  // namespace veltrane

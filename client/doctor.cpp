@@ -16,7 +16,7 @@ ExitCode RunDoctor(const DoctorOptions& options, Display& display) {
   CheckBypass(preflight, findings);
   CheckNetwork(preflight, findings);
   CheckLeftovers(preflight, findings);
-  CheckConfigurationFolder(findings);
+  CheckConfigurationFolder(preflight, findings);
   display.Print(options.json ? FindingsJson(findings)
                              : FindingsScreen(findings, display.OutputPainter()));
   return findings.Verdict();

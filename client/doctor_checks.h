@@ -17,11 +17,14 @@ struct Preflight {
   bool any_server = false;
   ServiceFacts service;
   std::wstring program;         // the service's executable; empty when it is not known
+  ServiceFacts tunnel;          // the service of the tunnel itself
+  std::wstring conf;            // the configuration file that a tunnel runs from
   std::optional<Reply> status;  // the service's own word, when it could be asked
   RouteGuardResult guard;       // as ReadGuardSettings fills it in this process
 };
 
-// Reads service, program and guard.
+// Reads everything but the status. The file is that of the tunnel service when there is one, for a
+// service may have another idea of the program-data folder than this process.
 Preflight BeginPreflight(bool any_server);
 
 // The control service: installed, running, its command line and its account. In console mode none
@@ -50,6 +53,6 @@ void CheckNetwork(const Preflight& preflight, Findings& findings);
 void CheckLeftovers(const Preflight& preflight, Findings& findings);
 
 // The folder of active.conf and who may open it.
-void CheckConfigurationFolder(Findings& findings);
+void CheckConfigurationFolder(const Preflight& preflight, Findings& findings);
 
 }  // namespace veltrane

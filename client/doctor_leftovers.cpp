@@ -1,17 +1,13 @@
-#include <algorithm>
-
 #include "client/doctor_checks.h"
 #include "guard/route_snapshots.h"
 #include "platform/access_lists.h"
 #include "platform/file_input.h"
 #include "platform/files.h"
 #include "platform/text.h"
-#include "tunnel/active_conf.h"
 
 namespace veltrane {
 namespace {
 
-constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
 constexpr char kDisconnect[] = "veltranectl disconnect";
 constexpr char kSystem[] = "S-1-5-18";
 constexpr char kAdministrators[] = "S-1-5-32-544";
@@ -24,8 +20,7 @@ bool IsConnected(const Preflight& preflight) {
   return preflight.status && preflight.status->phase == "connected";
 }
 
-void CheckTunnelService(bool connected, Findings& findings) {
-  const ServiceFacts tunnel = ReadServiceFacts(kTunnelService);
+void CheckTunnelService(const ServiceFacts& tunnel, bool connected, Findings& findings) {
   if (tunnel.error != 0) {
     if (connected) {
       findings.Warn("tunnel service", "connected, but VeltraneVpnTunnel$Active is not there",
@@ -50,8 +45,7 @@ bool IsScrubbed(const std::string& path) {
   return status == 0 && zeros;
 }
 
-void CheckActiveConf(bool connected, Findings& findings) {
-  const std::wstring active = ActiveConfPath();
+void CheckActiveConf(const std::wstring& active, bool connected, Findings& findings) {
   if (!TestExistence(active).exists) {
     findings.Ok("active.conf", "none");
   } else if (connected) {
@@ -62,7 +56,7 @@ void CheckActiveConf(bool connected, Findings& findings) {
     findings.Warn("active.conf", WideToUtf8(active) + " of an earlier run may still hold a key",
                   kDisconnect);
   }
-  const std::wstring temporary = TunnelsFolder() + L"\\active.conf.tmp";
+  const std::wstring temporary = active + L".tmp";
   if (TestExistence(temporary).exists) {
     findings.Warn("active.conf.tmp", "a write that was cut off; it may hold a key",
                   "del \"" + WideToUtf8(temporary) + "\"");
@@ -96,17 +90,18 @@ std::string OthersAdmitted(const AccessListReading& list) {
 void CheckLeftovers(const Preflight& preflight, Findings& findings) {
   findings.Begin("leftovers");
   const bool connected = IsConnected(preflight);
-  CheckTunnelService(connected, findings);
-  CheckActiveConf(connected, findings);
+  CheckTunnelService(preflight.tunnel, connected, findings);
+  CheckActiveConf(preflight.conf, connected, findings);
   CheckTunnelRoute(connected, findings);
 }
 
-void CheckConfigurationFolder(Findings& findings) {
+void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
   findings.Begin("configuration");
-  const std::string folder = WideToUtf8(TunnelsFolder());
+  const std::wstring path = preflight.conf.substr(0, preflight.conf.find_last_of(L'\\'));
+  const std::string folder = WideToUtf8(path);
   const std::string mend = "icacls \"" + folder +
                            "\" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F";
-  const AccessListReading list = ReadAccessList(TunnelsFolder());
+  const AccessListReading list = ReadAccessList(path);
   if (list.error == kErrorFileNotFound || list.error == kErrorPathNotFound) {
     findings.Ok("folder", folder + " is made by the first connect");
     return;

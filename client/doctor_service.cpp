@@ -13,12 +13,23 @@
 #include "platform/service_codes.h"
 #include "platform/text.h"
 #include "service/service_name.h"
+#include "tunnel/active_conf.h"
 
 namespace veltrane {
 namespace {
 
 constexpr std::uint32_t kPipeBusySeconds = 2;
 constexpr std::size_t kLargestLibrary = 256 * 1024 * 1024;
+
+constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
+
+// The last argument of a command line that stands in quotes; empty when there is none.
+std::wstring LastQuoted(const std::wstring& command_line) {
+  const std::size_t end = command_line.rfind(L'"');
+  if (end == std::wstring::npos || end == 0) return {};
+  const std::size_t begin = command_line.rfind(L'"', end - 1);
+  return begin == std::wstring::npos ? L"" : command_line.substr(begin + 1, end - begin - 1);
+}
 
 // The program of a command line: what stands in quotes at its beginning, or up to the first blank.
 std::wstring ProgramOf(const std::wstring& command_line) {
@@ -85,6 +96,9 @@ Preflight BeginPreflight(bool any_server) {
   preflight.any_server = any_server;
   preflight.service = ReadServiceFacts(kServiceName);
   if (preflight.service.error == 0) preflight.program = ProgramOf(preflight.service.command_line);
+  preflight.tunnel = ReadServiceFacts(kTunnelService);
+  preflight.conf = LastQuoted(preflight.tunnel.command_line);
+  if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadGuardSettings(preflight.guard);
   return preflight;
 }

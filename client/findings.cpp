@@ -9,7 +9,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::size_t kCheckColumns = 38;
+constexpr std::size_t kMarkColumns = 6;
 
 const char* MarkWord(Mark mark) {
   switch (mark) {
@@ -26,7 +26,7 @@ const char* MarkWord(Mark mark) {
 }
 
 std::string PaintedMark(Mark mark, const Painter& paint) {
-  const std::string word = Padded(MarkWord(mark), 6);
+  const std::string word = Padded(MarkWord(mark), kMarkColumns);
   switch (mark) {
     case Mark::kOk:
       return paint(Colour::kGood, word);
@@ -62,6 +62,14 @@ std::string VerdictText(const Findings& findings, const Painter& paint) {
                                      warnings + ".") +
              "\n";
   }
+}
+
+std::size_t WidestCheck(const Findings& findings, const std::string& group) {
+  std::size_t widest = 0;
+  for (const Finding& finding : findings.All()) {
+    if (finding.group == group) widest = std::max(widest, finding.check.size());
+  }
+  return widest;
 }
 
 }  // namespace
@@ -100,15 +108,17 @@ ExitCode Findings::Verdict() const {
 std::string FindingsScreen(const Findings& findings, const Painter& paint) {
   std::string screen;
   std::string group;
+  std::size_t columns = 0;
   for (const Finding& finding : findings.All()) {
     if (finding.group != group) {
       group = finding.group;
+      columns = WidestCheck(findings, group) + 2;
       screen += paint(Colour::kHeading, group) + "\n";
     }
-    screen += "  " + PaintedMark(finding.mark, paint) + Padded(finding.check, kCheckColumns) +
+    screen += "  " + PaintedMark(finding.mark, paint) + Padded(finding.check, columns) +
               finding.text + "\n";
     if (!finding.mend.empty()) {
-      screen += std::string(8 + kCheckColumns, ' ') + "mend: " + finding.mend + "\n";
+      screen += std::string(2 + kMarkColumns + columns, ' ') + "mend: " + finding.mend + "\n";
     }
   }
   return screen + "\n" + VerdictText(findings, paint);

@@ -150,6 +150,11 @@ TEST_F(HostRoutes, OfATextThatIsNoAddressAndOfAnAddressWithoutRouteAreSkipped) {
   EXPECT_EQ(SnapshotHostRoutes({"10.1.2.3", "bad", "10.9.9.9"}), "10.1.2.3/32->192.168.1.1@if12");
 }
 
+TEST_F(HostRoutes, OfAnAddressBehindATextThatIsNoneAreIncluded) {
+  machine.routes.Add("10.1.2.3/32", "192.168.1.1", 12, 1);
+  EXPECT_EQ(SnapshotHostRoutes({"bad", "", "10.1.2.3"}), "10.1.2.3/32->192.168.1.1@if12");
+}
+
 TEST_F(HostRoutes, OfTextsThatAreNoIpv4AddressAreNone) {
   machine.routes.Add("10.1.2.3/32", "192.168.1.1", 12, 1);
   EXPECT_EQ(SnapshotHostRoutes({"", " 10.1.2.3", "10.1.2.3 ", "10.1.2.3/32", "::1", "10.1.2",

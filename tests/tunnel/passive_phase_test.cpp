@@ -45,6 +45,14 @@ TEST_F(PassivePhase, AStartLogsBeforeItTouchesTheServiceManager) {
                 "ServiceManager.Open 0xf003f"}));
 }
 
+TEST_F(PassivePhase, AStartSetsTheTunnelMarkBetweenItsTwoLines) {
+  std::vector<bool> marks;
+  machine.calls.OnEveryCall("PrintErrorLine",
+                            [&] { marks.push_back(ReadStartupState().tunnel_started); });
+  TunnelManager::Start(kConf, nullptr);
+  EXPECT_EQ(marks, (std::vector<bool>{false, true}));
+}
+
 TEST_F(PassivePhase, AStartThatFailsSetsTheTunnelMarkToo) {
   machine.services.DenyManagerAccess(2);
   EXPECT_FALSE(TunnelManager::Start(kConf, nullptr));
@@ -71,6 +79,16 @@ TEST_F(PassivePhase, AWriteLogsOneLineAndSetsTheConfigurationMark) {
   EXPECT_TRUE(ReadStartupState().config_written);
   EXPECT_FALSE(ReadStartupState().tunnel_started);
   EXPECT_TRUE(machine.files.Exists(kConf));
+}
+
+TEST_F(PassivePhase, AWriteSetsTheConfigurationMarkAfterItsLineAndBeforeTheFolderIsCreated) {
+  bool at_line = true;
+  bool at_folder = false;
+  machine.OnCall("PrintErrorLine", 1, [&] { at_line = ReadStartupState().config_written; });
+  machine.OnCall("CreateFolders", 1, [&] { at_folder = ReadStartupState().config_written; });
+  WriteActiveConf({}, nullptr);
+  EXPECT_FALSE(at_line);
+  EXPECT_TRUE(at_folder);
 }
 
 TEST_F(PassivePhase, AWriteThatFailsSetsTheConfigurationMarkToo) {

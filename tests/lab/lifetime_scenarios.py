@@ -98,10 +98,28 @@ def fifty_connects_leave_no_more_behind_than_one(lab):
         expect_equal(service.disconnect()["phase"], "disconnected", f"disconnect {cycle}")
         if cycle == 0:
             lab.expect_as_at_first()
-            after_first = service.usage()
+            after_first = service.usage(), sorted(windows.command_lines().values())
     lab.expect_as_at_first()
-    expect_equal(service.usage(), after_first, "handles and threads")
+    expect_equal((service.usage(), sorted(windows.command_lines().values())), after_first,
+                 "handles and threads of the service, and the processes of the lab")
     expect_equal(places.seen_from_outside(), places.MACHINE_IP, "the outside host sees")
+
+
+@scenario
+def a_slow_start_is_not_waited_for(lab):
+    administrator = lab.connect_administrator()
+    service = lab.start_service(VELTRANE_POC_ADMIN_BYPASS="1")
+    tell("knob start-delay 5")
+    reply = service.connect(allowed_ips_csv=EVERYTHING)
+    status = service.status()
+    expect_equal((reply["phase"], status["phase"], status["tunnel_running"]),
+                 ("connected", "connected", False), "(phase replied, phase, tunnel_running)")
+    service.wait_for_tunnel()
+    expect_equal(places.seen_from_outside(), places.TUNNEL_IP, "the outside host sees")
+    administrator.count_on(20)
+    service.disconnect()
+    lab.expect_as_at_first()
+    expect_equal((administrator.finish(), administrator.late), (0, 0), "(lost, late)")
 
 
 @scenario
@@ -124,7 +142,7 @@ def a_stubborn_stop_is_given_up(lab):
     service.wait_for_tunnel()
     # The reply comes although the tunnel is still there: the wait is bounded.
     expect_equal(service.disconnect()["phase"], "disconnected", "the phase")
-    expect(windows.tunnel_processes(), "the stubborn tunnel stopped")
+    expect(len(windows.tunnel_processes()) == 2, "the stubborn tunnel stopped")
     expect("veltrane-tunnel" in places.interfaces_of_machine(), "the stubborn interface is gone")
     expect_equal(places.host_routes(), [], "host routes after disconnect")
     expect_equal(windows.CONF.read_bytes(), bytes(4096), "active.conf")
@@ -133,9 +151,9 @@ def a_stubborn_stop_is_given_up(lab):
                  "(phase, tunnel_running)")
     # Once the process is ended, the service can connect as ever.
     tell("knob stop 0")
-    for process in windows.tunnel_processes():
+    for process in windows.tunnel_service_processes():
         windows.end_process(process)
-    wait_until(lambda: "veltrane-tunnel" not in places.interfaces_of_machine(), "the interface")
+    wait_until(lambda: not windows.tunnel_processes(), "the interface goes with the process")
     administrator.count_on(5)
     expect(service.connect(allowed_ips_csv=EVERYTHING)["ok"], "connect")
     service.wait_for_tunnel()

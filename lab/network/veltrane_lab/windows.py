@@ -103,16 +103,27 @@ def end_process(process):
     os.kill(process, signal.SIGKILL)
 
 
-def tunnel_processes():
-    """The Linux process ids of what runs `VeltraneVpnService.exe /service`."""
-    found = []
+def command_lines():
+    """The command line of every process in the lab, its words joined by blanks, by process id."""
+    lines = {}
     for entry in pathlib.Path("/proc").iterdir():
-        if not entry.name.isdigit():
-            continue
         try:
-            command = (entry / "cmdline").read_bytes()
-        except OSError:
+            if entry.name.isdigit():
+                command = (entry / "cmdline").read_bytes()
+                lines[int(entry.name)] = command.replace(b"\0", b" ").decode(errors="replace").strip()
+        except OSError:  # it ended meanwhile
             continue
-        if b"VeltraneVpnService.exe" in command and b"/service" in command:
-            found.append(int(entry.name))
-    return found
+    return lines
+
+
+def tunnel_service_processes():
+    """The ids of what runs `VeltraneVpnService.exe /service`."""
+    return [process for process, line in command_lines().items()
+            if "VeltraneVpnService.exe" in line and "/service" in line]
+
+
+def tunnel_processes():
+    """The ids of all that a tunnel is made of: its Windows process and its wireguard-go."""
+    return tunnel_service_processes() + [
+        process for process, line in command_lines().items()
+        if "wireguard-go" in line and "veltrane-tunnel" in line]

@@ -72,6 +72,8 @@ class WireguardInterface:
             raise
 
     def _start_process(self):
+        if os.path.exists(CONTROL_SOCKET):  # of one that was killed
+            os.unlink(CONTROL_SOCKET)
         self._process = subprocess.Popen(
             ["wireguard-go", "--foreground", NAME], stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

@@ -243,6 +243,22 @@ TEST_F(DisturbedRoute, ARouteThatCannotBeRestoredEndsInTheTeardown) {
   EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
 }
 
+TEST_F(DisturbedRoute, ATableThatCannotBeReadCountsAsALostRoute) {
+  OnStart([this] { machine.FailAlways("ReadForwardTable", 5); });
+  EXPECT_EQ(Handle(kConnect),
+            R"({"ok":false,"error":"admin_bypass_failed",)" + kLost +
+                Bypass(kLostFlags, kLost + kLostReason, "203.0.113.5:add_failed(5010);",
+                       "203.0.113.5:missing;") +
+                "," + kGuardOff +
+                R"(,"default_routes_before_tunnel":)"
+                R"("0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25",)"
+                R"("default_routes_after_tunnel":"unavailable",)"
+                R"("rdp_routes_before_tunnel":"203.0.113.5/32->192.168.1.1@if12",)"
+                R"("rdp_routes_after_tunnel":"unavailable",)"
+                R"("message":"disable-default-route not active"}})");
+  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+}
+
 TEST_F(DisturbedRoute, EverySelectedAddressIsAddedAgainWhenOneRequiredOneIsLost) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
   machine.sessions.AddActive(2, "192.0.2.44");

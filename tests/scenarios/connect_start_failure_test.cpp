@@ -206,6 +206,18 @@ TEST_F(ConnectStartFailure, AnUnreadableFileStateIsRaisedWhenTheStartHasFailed) 
   EXPECT_EQ(Phase(), "connecting");
 }
 
+TEST_F(ConnectStartFailure, WithBypassOffTheRemovalIsLoggedAllTheSame) {
+  machine.environment.UnsetMachine(L"ADMIN_BYPASS_IP");
+  machine.files.DenyOpen(kTemporaryConf);
+  Handle(kConnect);
+  EXPECT_EQ(machine.console.Error(), kLogOff);
+  StartStory();
+  machine.files.AllowOpen(kTemporaryConf);
+  machine.Fail("Service.Start", 1, 1053);
+  Handle(kConnect);
+  EXPECT_EQ(machine.console.Error(), kLogOff);
+}
+
 TEST_F(ConnectStartFailure, AnotherConnectAfterwardsSucceeds) {
   machine.Fail("Service.Start", 1, 1053);
   Handle(kConnect);

@@ -209,6 +209,16 @@ TEST_F(ConnectSuccess, WithEmptyAllowedIpsTheReplyLeavesThemOut) {
                 R"("message":"disable-default-route not active"}})");
 }
 
+TEST_F(ConnectSuccess, TheNodeIsCopiedIntoTheReplyAsItIs) {
+  const std::string reply =
+      Handle(R"({"op":"connect","node_id":"a\"b\\c\nd","client_private_key":"k"})");
+  EXPECT_TRUE(
+      reply.starts_with("{\"ok\":true,\"phase\":\"connected\",\"node_id\":\"a\"b\\c\nd\","
+                        "\"admin_bypass\":{"))
+      << reply;
+  EXPECT_EQ(NodeId(), "a\"b\\c\nd");
+}
+
 TEST_F(ConnectSuccess, ATunnelServiceThatRunsAlreadyCounts) {
   machine.Fail("Service.Start", 1, 1056);
   Handle(kConnect);

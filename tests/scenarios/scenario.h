@@ -145,8 +145,11 @@ class Scenario : public OnMachine {
  protected:
   Scenario() { machine.routes.AddPhysicalNetwork(); }
 
-  // A timer that a test has left asleep wakes up, so that the server can join it.
-  ~Scenario() override { machine.clock.RunFreely(); }
+  // A timer that a test has left asleep wakes up and gives up, so that the server can join it.
+  ~Scenario() override {
+    server.auto_stop_cancel = true;
+    machine.clock.RunFreely();
+  }
 
   std::string Handle(const std::string& request) { return HandleRequest(server, request); }
 

@@ -20,10 +20,15 @@ void PrintOutput(const std::wstring& text) {
   std::wcout.clear();  // a character that the stream cannot print must not silence later texts
 }
 
-void PrintError(const std::wstring& text) { std::fputws(text.c_str(), stderr); }
+// The C library keeps back what goes to a redirected standard error, and an abort would lose it.
+void PrintError(const std::wstring& text) {
+  std::fputws(text.c_str(), stderr);
+  std::fflush(stderr);
+}
 
 void PrintErrorLine(const std::wstring& prefix, const std::string& narrow) {
   std::fwprintf(stderr, L"%ls%hs\n", prefix.c_str(), narrow.c_str());
+  std::fflush(stderr);
 }
 
 void PrintDebugger(const std::wstring& text) { OutputDebugStringW(text.c_str()); }

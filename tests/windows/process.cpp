@@ -29,21 +29,37 @@ std::string WithBareLineFeeds(std::string text) {
   return text;
 }
 
-// Sets variables for as long as it lives; a child process inherits them.
+std::optional<std::wstring> ReadVariable(const std::wstring& name) {
+  std::wstring value(32767, L'\0');
+  SetLastError(ERROR_SUCCESS);
+  const DWORD size =
+      GetEnvironmentVariableW(name.c_str(), value.data(), static_cast<DWORD>(value.size()));
+  if (size == 0 && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
+  value.resize(size);
+  return value;
+}
+
+void WriteVariable(const std::wstring& name, const std::optional<std::wstring>& value) {
+  SetEnvironmentVariableW(name.c_str(), value ? value->c_str() : nullptr);
+}
+
+// Changes this process's environment, which a child inherits, for as long as it lives.
 class TemporaryVariables {
  public:
-  explicit TemporaryVariables(const Variables& variables) : variables_(variables) {
-    for (const auto& [name, value] : variables_)
-      SetEnvironmentVariableW(name.c_str(), value.c_str());
+  explicit TemporaryVariables(const Variables& variables) {
+    for (const auto& [name, value] : variables) {
+      earlier_.emplace_back(name, ReadVariable(name));
+      WriteVariable(name, value);
+    }
   }
   TemporaryVariables(const TemporaryVariables&) = delete;
   TemporaryVariables& operator=(const TemporaryVariables&) = delete;
   ~TemporaryVariables() {
-    for (const auto& [name, value] : variables_) SetEnvironmentVariableW(name.c_str(), nullptr);
+    for (const auto& [name, value] : earlier_) WriteVariable(name, value);
   }
 
  private:
-  const Variables& variables_;
+  Variables earlier_;
 };
 
 }  // namespace

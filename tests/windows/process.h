@@ -4,7 +4,9 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veltrane::windows_tests {
@@ -15,7 +17,8 @@ std::wstring TestFolder();
 // The executable under test.
 std::wstring ServiceExecutable();
 
-using Variables = std::vector<std::pair<std::wstring, std::wstring>>;
+// Environment variables by name; one without a value is taken out of the environment.
+using Variables = std::vector<std::pair<std::wstring, std::optional<std::wstring>>>;
 
 // What a finished process left.
 struct Outcome {
@@ -27,8 +30,8 @@ struct Outcome {
 // A running process whose outputs go to files of their own. Ended with the object if it still runs.
 class Process {
  public:
-  // Starts `executable` with the arguments as they stand, and with the environment variables set
-  // on top of this process's own.
+  // Starts `executable` with the arguments as they stand, and with the environment variables on top
+  // of this process's own.
   Process(const std::wstring& executable, const std::wstring& arguments,
           const Variables& variables = {});
   Process(const Process&) = delete;

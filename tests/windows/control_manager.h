@@ -1,0 +1,62 @@
+#pragma once
+
+// What the service control manager knows of the services of this product.
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace veltrane::windows_tests {
+
+inline constexpr wchar_t kControlService[] = L"VeltraneVpnTunnel";
+inline constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
+
+struct CloseServiceFunction {
+  void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
+};
+using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, CloseServiceFunction>;
+
+// Opens a service with all rights; null when it does not exist.
+ServiceHandle OpenServiceNamed(const std::wstring& name);
+
+// Registers an own-process service that is started on demand.
+ServiceHandle CreateServiceNamed(const std::wstring& name, const std::wstring& command_line);
+
+bool ServiceExists(const std::wstring& name);
+
+// The last reported status; all zeros when there is no such service.
+SERVICE_STATUS_PROCESS ServiceStatus(const std::wstring& name);
+
+bool WaitForServiceState(const std::wstring& name, DWORD state);
+
+// Starts the service. Returns 0, or the Win32 error.
+DWORD StartServiceNamed(const std::wstring& name);
+
+// Sends a control code. Returns 0, or the Win32 error.
+DWORD SendControl(const std::wstring& name, DWORD control);
+
+// Stops the service and waits until its process has ended.
+void StopServiceNamed(const std::wstring& name);
+
+// Stops and deletes the service, if it is there, and waits until it is gone.
+void RemoveService(const std::wstring& name);
+
+struct ServiceConfig {
+  DWORD type = 0;
+  DWORD start_type = 0;
+  DWORD error_control = 0;
+  DWORD tag = 0;
+  std::wstring command_line;
+  std::wstring load_order_group;
+  std::wstring account;
+  std::wstring display_name;
+};
+ServiceConfig ReadServiceConfig(const std::wstring& name);
+
+// The dependencies as the registry holds them.
+std::vector<std::wstring> RegisteredDependencies(const std::wstring& name);
+
+}  // namespace veltrane::windows_tests

@@ -84,7 +84,8 @@ class Lab:
             places.check_in(places.MACHINE, "ip", "route", "delete", *route.split())
         for file in (windows.CONF, windows.PROGRAM / "sessions.txt", windows.PROGRAM / "tunnel.log"):
             file.unlink(missing_ok=True)
-        expect_equal(places.routing_of_machine(), self.routing_at_first, "routing after the reset")
+        wait_until(lambda: places.routing_of_machine() == self.routing_at_first,
+                   "the routing is what it was at first")
 
     def _tunnel_service_is_gone(self):
         return self.client.ask("#tunnel") == "none" or self.client.ask("#delete") == "gone"

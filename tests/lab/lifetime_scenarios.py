@@ -129,6 +129,8 @@ def a_slow_stop_is_waited_for(lab):
     expect(service.connect(allowed_ips_csv=EVERYTHING)["ok"], "connect")
     service.wait_for_tunnel()
     expect_equal(service.disconnect()["phase"], "disconnected", "the phase")
+    # The network is back by the time of the reply, not some time after it.
+    expect_equal(places.routing_of_machine(), lab.routing_at_first, "routing after the reply")
     expect_equal(lab.client.ask("#tunnel"), "none", "the tunnel service after the reply")
     lab.expect_as_at_first()
 

@@ -3,8 +3,10 @@
 import json
 import os
 import pathlib
+import queue
 import signal
 import subprocess
+import threading
 
 from .places import MACHINE, command_in
 from .waiting import wait_until
@@ -15,6 +17,7 @@ LOGS = FOLDER / "logs"
 CONF = FOLDER / "prefix/drive_c/ProgramData/Veltrane/tunnels/active.conf"
 LAB_PROGRAMS = pathlib.Path(__file__).resolve().parent.parent
 WINE = "/usr/lib/wine/wine64"
+ANSWER_SECONDS = 120
 
 
 def key(name):
@@ -38,11 +41,22 @@ class PipeClient:
         self._process = subprocess.Popen(
             command_in(MACHINE, WINE, PROGRAM / "pipe_client.exe"), stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self._lines = queue.Queue()
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self._process.stdout:
+            self._lines.put(line.rstrip("\n"))
+        self._lines.put("the client has ended")
 
     def ask(self, line):
+        """Raises AssertionError when no line comes back; then no more may be asked."""
         self._process.stdin.write(line + "\n")
         self._process.stdin.flush()
-        return self._process.stdout.readline().rstrip("\n")
+        try:
+            return self._lines.get(timeout=ANSWER_SECONDS)
+        except queue.Empty as error:
+            raise AssertionError(f"no answer within {ANSWER_SECONDS} s to {line}") from error
 
     def close(self):
         self._process.stdin.close()

@@ -116,12 +116,12 @@ class WireguardInterface:
             raise Refused(" ".join(output.split()) or f"{arguments[0]} fails")
 
     def take_down(self):
-        """Takes the interface and all that came with it away."""
+        """Takes the interface and all that came with it away; when the process is gone, all is."""
         if self._process is None:
             return
-        self._process.terminate()
-        self._process.wait()
-        self._process = None
         while run("ip", "rule", "delete", "fwmark", MARK, "lookup", MARKED_TABLE)[0] == 0:
             pass
         run("ip", "route", "flush", "table", MARKED_TABLE)
+        self._process.terminate()
+        self._process.wait()
+        self._process = None

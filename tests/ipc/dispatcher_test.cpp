@@ -77,14 +77,16 @@ TEST_P(AllowedRequest, PassesTheSearchForConfigurationPaths) {
   EXPECT_EQ(Handle(GetParam().request), kUnknown);
 }
 
-INSTANTIATE_TEST_SUITE_P(Dispatcher, AllowedRequest,
-                         testing::Values(NamedRequest{"Capitals", R"({"CONFIG_PATH":"x"})"},
-                                         NamedRequest{"CamelCase", R"({"configPath":"x"})"},
-                                         NamedRequest{"Blank", R"({"config path":"x"})"},
-                                         NamedRequest{"EscapedLetter", R"({"conf\u005fpath":"x"})"},
-                                         NamedRequest{"OtherCamelCase",
-                                                      R"({"WgQuickConfig":"x"})"}),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Dispatcher, AllowedRequest,
+    testing::Values(NamedRequest{"CutShort",
+                                 R"({"conf_pat":"config_pat","wg_quick_confi":"wgQuickConfi"})"},
+                    NamedRequest{"Capitals", R"({"CONFIG_PATH":"x"})"},
+                    NamedRequest{"CamelCase", R"({"configPath":"x"})"},
+                    NamedRequest{"Blank", R"({"config path":"x"})"},
+                    NamedRequest{"EscapedLetter", R"({"conf\u005fpath":"x"})"},
+                    NamedRequest{"OtherCamelCase", R"({"WgQuickConfig":"x"})"}),
+    NameOf);
 
 // ---- unknown operations
 

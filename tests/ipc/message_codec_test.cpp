@@ -1,7 +1,9 @@
 #include "ipc/message_codec.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -88,6 +90,14 @@ TEST(FieldLookup, RequestThatEndsBeforeTheValueReadsEmpty) {
   EXPECT_EQ(ReadStringField(R"({"op")", "op"), "");
   EXPECT_EQ(ReadStringField(R"({"op":)", "op"), "");
   EXPECT_EQ(ReadStringField("{\"op\": \t\n", "op"), "");
+}
+
+TEST(FieldLookup, NothingIsReadBeyondTheEndOfTheRequest) {
+  const std::string_view whole = R"({"op": "x"})";
+  for (std::size_t size = 0; size < whole.size() - 1; ++size) {
+    const std::vector<char> cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_EQ(ReadStringField(std::string_view(cut.data(), cut.size()), "op"), "") << size;
+  }
 }
 
 TEST(FieldLookup, EmptyStringReadsEmpty) { EXPECT_EQ(ReadStringField(R"({"op":""})", "op"), ""); }

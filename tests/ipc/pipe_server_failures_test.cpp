@@ -151,6 +151,7 @@ TEST_F(PipeServerFailures, FailedReadGetsNoReplyAndTheConnectionIsClosedInOrder)
 // ---- the end of the loop
 
 TEST_F(PipeServerFailures, LoopThatIsNotToRunCreatesNoInstance) {
+  machine.FailAlways("ServerPipe.Create", 5);
   RunPipeServer(server);
   EXPECT_EQ(machine.calls.All(),
             (Texts{"ActiveConsoleSession", "MakeNtSid S-1-5-18", "MakeNtSid S-1-5-32-544",

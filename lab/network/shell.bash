@@ -1,6 +1,7 @@
 # shellcheck shell=bash
 # Read by the shells of "lab shell" and "lab join"; "places" lists what it offers.
 
+# shellcheck source-path=SCRIPTDIR source=environment.bash
 . "$(dirname "${BASH_SOURCE[0]}")/environment.bash"
 PS1='lab:$(ip netns identify)\$ '
 

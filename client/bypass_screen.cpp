@@ -10,6 +10,12 @@ constexpr std::size_t kIpColumns = 17;
 constexpr std::size_t kNeedColumns = 10;
 constexpr std::size_t kSourceColumns = 28;
 
+// A bypass that was removed still carries the texts of the time when it was in force.
+bool IsRemoved(const AdminBypassState& state) {
+  return state.enabled && state.attempted && !state.applied && !state.skipped_for_safe_mode &&
+         state.failure_reason.empty();
+}
+
 // What has become of the bypass, in a word or two.
 std::string Outcome(const AdminBypassState& state, const Painter& paint) {
   if (!state.failure_reason.empty()) {
@@ -20,13 +26,7 @@ std::string Outcome(const AdminBypassState& state, const Painter& paint) {
     return paint(Colour::kWarning, "skipped") + ", the default-route guard is in force";
   }
   if (state.applied) return paint(Colour::kGood, "in force");
-  return state.attempted ? "removed" : "not attempted";
-}
-
-// The message of a bypass that was removed still tells of the time when it was in force.
-bool MessageIsCurrent(const AdminBypassState& state) {
-  return !state.message.empty() && (state.applied || state.skipped_for_safe_mode ||
-                                    !state.failure_reason.empty() || !state.attempted);
+  return IsRemoved(state) ? "removed" : "not attempted";
 }
 
 std::string SourceText(const std::string& source) {
@@ -65,14 +65,16 @@ std::string RouteText(const HostRouteResult& route, const Painter& paint) {
 
 std::string AddressRows(const BypassReport& report, const Painter& paint) {
   std::string rows;
-  const char* label = report.state.applied || report.routes.empty() ? "addresses" : "tried";
+  const char* label = !report.state.failure_reason.empty() ? "tried"
+                      : IsRemoved(report.state)            ? "were pinned"
+                                                           : "addresses";
   for (const HostRouteResult& route : report.routes) {
     rows += Row(rows.empty() ? label : "",
                 AddressText(route.ip, route.required, route.source, RouteText(route, paint)));
   }
   if (!rows.empty()) return rows;
   for (const SelectedAddress& address : report.selected) {
-    rows += Row(rows.empty() ? label : "",
+    rows += Row(rows.empty() ? "addresses" : "",
                 AddressText(address.ip, address.required, address.source, ""));
   }
   return rows;
@@ -115,7 +117,7 @@ std::string BypassScreen(const BypassReport& report, const Painter& paint) {
   const AdminBypassState& state = report.state;
   std::string screen =
       paint(Colour::kHeading, "Administrator bypass") + ": " + Outcome(state, paint) + "\n";
-  if (MessageIsCurrent(state)) screen += Row("message", Shown(state.message));
+  if (!state.message.empty() && !IsRemoved(state)) screen += Row("message", Shown(state.message));
   if (!state.physical_default_gateway_before_tunnel.empty()) {
     screen +=
         Row("gateway", Shown(state.physical_default_gateway_before_tunnel) + " on interface " +
@@ -127,7 +129,7 @@ std::string BypassScreen(const BypassReport& report, const Painter& paint) {
   if (state.route_readded_after_tunnel)
     screen += SummaryRows("added again", state.route_add_results);
   screen += SummaryRows("after tunnel", state.route_verify_after_tunnel);
-  if (state.auto_stop_seconds > 0) {
+  if (state.auto_stop_seconds > 0 && !IsRemoved(state)) {
     screen += Row("auto-stop", "after " + std::to_string(state.auto_stop_seconds) + " s");
   }
   return screen;

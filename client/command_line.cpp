@@ -144,7 +144,9 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
     display.Print(output.str());
     return kExitDone;
   }
-  display.Complain(std::string(end.what()) + ": veltranectl --help");
+  const bool no_command = app.get_subcommands().empty();
+  display.Complain((no_command ? "a command is missing" : std::string(end.what())) +
+                   ": veltranectl --help");
   return kExitUsage;
 }
 

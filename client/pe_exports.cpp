@@ -79,10 +79,11 @@ class PeFile {
     return std::nullopt;
   }
 
+  // The text that ends in a zero; empty when none does.
   std::string_view TextAt(std::uint64_t offset) const {
     if (offset >= bytes_.size()) return {};
-    const std::string_view rest = bytes_.substr(offset);
-    return rest.substr(0, rest.find('\0'));
+    const std::size_t end = bytes_.find('\0', offset);
+    return end == std::string_view::npos ? std::string_view() : bytes_.substr(offset, end - offset);
   }
 
   std::string_view bytes_;

@@ -24,3 +24,12 @@ endfunction()
 foreach(folder simulated service ipc tunnel bypass bypass_local_addresses guard platform scenarios)
   add_host_tests(${folder})
 endforeach()
+
+if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/client/CMakeLists.txt)
+  add_subdirectory(client)
+  add_host_tests(client)
+  if(TARGET client_tests)
+    target_link_libraries(client_tests PRIVATE
+      -Wl,--start-group client rooms simulated -Wl,--end-group client_headers)
+  endif()
+endif()

@@ -1,0 +1,188 @@
+#include "client/command_line.h"
+
+#include "tests/client/on_client_machine.h"
+
+namespace veltrane {
+namespace {
+
+using CommandLines = OnClientMachine;
+
+TEST_F(CommandLines, HelpListsCommandsAndExitCodes) {
+  EXPECT_EQ(Run({"--help"}), 0);
+  EXPECT_EQ(side.Output(),
+            "Talks to the Veltrane VPN service of this machine.\n"
+            "Usage: veltranectl [OPTIONS] SUBCOMMAND\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --version                   Display program version information and exit\n"
+            "\n"
+            "Subcommands:\n"
+            "  status                      Show the connection and the bypass\n"
+            "  connect                     Bring the tunnel up\n"
+            "  disconnect                  Bring the tunnel down\n"
+            "  register                    Register the session nonce\n"
+            "  doctor                      Tell whether a connect would work now; reads only, "
+            "changes nothing\n"
+            "\n"
+            "Exit codes:\n"
+            "  0  done\n"
+            "  1  the service refused\n"
+            "  2  the command line is wrong\n"
+            "  3  the profile cannot be used; nothing was sent\n"
+            "  4  the service cannot be talked to; nothing was sent\n"
+            "  5  the pipe is served by somebody else; nothing was sent\n"
+            "  6  no reply that can be read came back\n"
+            "  doctor: 0 fine, 1 warnings, 2 a connect would be refused\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl doctor\n"
+            "  veltranectl connect office.conf\n"
+            "  veltranectl status --watch\n"
+            "\n");
+}
+
+TEST_F(CommandLines, HelpOfStatus) {
+  EXPECT_EQ(Run({"status", "--help"}), 0);
+  EXPECT_EQ(side.Output(),
+            "Show the connection and the bypass\n"
+            "Usage: veltranectl status [OPTIONS]\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --watch                     Keep it on screen\n"
+            "  --every SECONDS:INT in [1 - 3600] Needs: --watch\n"
+            "                              Seconds between two looks, 2 by default\n"
+            "  --times COUNT:INT in [1 - 1000000] Needs: --watch\n"
+            "                              End after so many looks\n"
+            "  --json                      Print the reply as it came\n"
+            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "console mode\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl status\n"
+            "  veltranectl status --watch --every 5\n"
+            "  veltranectl status --json\n"
+            "\n");
+}
+
+TEST_F(CommandLines, HelpOfConnect) {
+  EXPECT_EQ(Run({"connect", "--help"}), 0);
+  EXPECT_EQ(
+      side.Output(),
+      "Bring the tunnel up\n"
+      "Usage: veltranectl connect [OPTIONS] PROFILE\n"
+      "\n"
+      "Positionals:\n"
+      "  PROFILE TEXT REQUIRED       A WireGuard .conf, a JSON profile, or - for standard input\n"
+      "\n"
+      "Options:\n"
+      "  -h,--help                   Print this help message and exit\n"
+      "  --node-id TEXT              The node's name; a .conf is otherwise named after its file\n"
+      "  --session TEXT              The session nonce that was registered\n"
+      "  --json                      Print the reply as it came\n"
+      "  --any-server                Talk to whoever serves the pipe, as to a service in console "
+      "mode\n"
+      "\n"
+      "Examples:\n"
+      "  veltranectl connect office.conf\n"
+      "  veltranectl connect profile.json --session 5c0e7a\n"
+      "  veltranectl connect - --node-id office < office.conf\n"
+      "\n");
+}
+
+TEST_F(CommandLines, HelpOfDisconnect) {
+  EXPECT_EQ(Run({"disconnect", "--help"}), 0);
+  EXPECT_EQ(side.Output(),
+            "Bring the tunnel down\n"
+            "Usage: veltranectl disconnect [OPTIONS]\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --json                      Print the reply as it came\n"
+            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "console mode\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl disconnect\n"
+            "\n");
+}
+
+TEST_F(CommandLines, HelpOfRegister) {
+  EXPECT_EQ(Run({"register", "--help"}), 0);
+  EXPECT_EQ(side.Output(),
+            "Register the session nonce\n"
+            "Usage: veltranectl register [OPTIONS] NONCE\n"
+            "\n"
+            "Positionals:\n"
+            "  NONCE TEXT REQUIRED         What a connect must carry from now on; \"\" switches "
+            "the check off\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --json                      Print the reply as it came\n"
+            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "console mode\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl register 5c0e7a\n"
+            "  veltranectl register \"\"\n"
+            "\n");
+}
+
+TEST_F(CommandLines, HelpOfDoctor) {
+  EXPECT_EQ(Run({"doctor", "--help"}), 0);
+  EXPECT_EQ(side.Output(),
+            "Tell whether a connect would work now; reads only, changes nothing\n"
+            "Usage: veltranectl doctor [OPTIONS]\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --json                      Print the findings as JSON\n"
+            "  --any-server                Look at a service in console mode\n"
+            "\n"
+            "Exit codes: 0 fine, 1 warnings, 2 a connect would be refused\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl doctor\n"
+            "  veltranectl doctor --json\n"
+            "\n");
+}
+
+TEST_F(CommandLines, TheVersionIsPrinted) {
+  EXPECT_EQ(Run({"--version"}), 0);
+  EXPECT_EQ(side.Output(), "veltranectl 1.0.0\n");
+}
+
+struct BadLine {
+  std::vector<std::string> arguments;
+  const char* line;
+};
+
+class BadCommandLines : public OnClientMachine, public testing::WithParamInterface<BadLine> {};
+
+TEST_P(BadCommandLines, GetOneLine) {
+  EXPECT_EQ(Run(GetParam().arguments), 2);
+  EXPECT_EQ(side.Output(), "");
+  EXPECT_EQ(side.Error(), std::string("veltranectl: ") + GetParam().line + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, BadCommandLines,
+    testing::Values(
+        BadLine{{}, "a command is missing: veltranectl --help"},
+        BadLine{{"start"}, "unknown command start: veltranectl --help"},
+        BadLine{{""}, "unknown command : veltranectl --help"},
+        BadLine{{"--json"}, "a command is missing: veltranectl --help"},
+        BadLine{{"status", "now"},
+                "The following argument was not expected: now: veltranectl --help"},
+        BadLine{{"connect"}, "PROFILE is required: veltranectl --help"},
+        BadLine{{"register"}, "NONCE is required: veltranectl --help"},
+        BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl --help"},
+        BadLine{{"status", "--watch", "--every", "0"},
+                "--every: Value 0 not in range 1 to 3600: veltranectl --help"},
+        BadLine{{"status", "doctor"},
+                "The following argument was not expected: doctor: veltranectl --help"}));
+
+}  // namespace
+}  // namespace veltrane

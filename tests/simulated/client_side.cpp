@@ -1,0 +1,220 @@
+#include "tests/simulated/client_side.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/file_input.h"
+#include "platform/interface_metric.h"
+#include "platform/pipe_client.h"
+#include "platform/secret_memory.h"
+#include "platform/service_codes.h"
+#include "platform/service_facts.h"
+
+namespace veltrane {
+namespace simulated {
+namespace {
+
+ClientSide* current_side = nullptr;
+
+}  // namespace
+
+ClientSide::ClientSide() {
+  if (current_side != nullptr) Die("there are two client sides");
+  current_side = this;
+}
+
+ClientSide::~ClientSide() { current_side = nullptr; }
+
+ClientSide& ClientSide::Current() {
+  if (current_side == nullptr) Die("there is no client side");
+  return *current_side;
+}
+
+void ClientSide::SetTerminal(Stream stream, std::size_t columns) { columns_[stream] = columns; }
+
+void ClientSide::ClearScreen() {
+  output_.clear();
+  error_.clear();
+}
+
+void ClientSide::OnWaitForPipe(std::function<std::uint32_t(std::uint32_t)> hook) {
+  wait_hook_ = std::move(hook);
+}
+
+void ClientSide::SetAccessList(const std::wstring& path, const AccessListReading& reading) {
+  access_lists_[FoldCase(path)] = reading;
+}
+
+std::optional<AccessListReading> ClientSide::AccessListOf(const std::wstring& path) const {
+  const auto set = access_lists_.find(FoldCase(path));
+  if (set == access_lists_.end()) return std::nullopt;
+  return set->second;
+}
+
+bool ClientSide::HasWiped(std::string_view text) const {
+  return std::any_of(wiped_.begin(), wiped_.end(), [text](const std::string& block) {
+    return block.find(text) != std::string::npos;
+  });
+}
+
+void ClientSide::Write(Stream stream, std::string_view bytes) {
+  (stream == Stream::kOutput ? output_ : error_) += bytes;
+}
+
+std::optional<std::size_t> ClientSide::Columns(Stream stream) const {
+  const auto columns = columns_.find(stream);
+  if (columns == columns_.end()) return std::nullopt;
+  return columns->second;
+}
+
+std::shared_ptr<Pipes::Connection> ClientSide::OpenPipe(const std::wstring& name,
+                                                        std::uint32_t& error) {
+  error = open_error_;
+  if (error != 0) return nullptr;
+  if (waited_for_ != nullptr) return std::exchange(waited_for_, nullptr);
+  Pipes& pipes = Machine::Current().pipes;
+  if (server_expected_ && !wait_hook_) return pipes.WaitAndOpen(name);
+  const Pipes::Opened opened = pipes.TryOpen(name);
+  error = opened.error;
+  return opened.connection;
+}
+
+std::uint32_t ClientSide::WaitForPipe(const std::wstring& name, std::uint32_t milliseconds) {
+  if (!wait_hook_) Die("nobody said how long the pipe stays busy");
+  const std::uint32_t status = wait_hook_(milliseconds);
+  if (status == 0) waited_for_ = Machine::Current().pipes.WaitAndOpen(name);
+  return status;
+}
+
+bool ClientSide::TakeDelay() {
+  if (delay_seconds_ == 0) return false;
+  --delay_seconds_;
+  return true;
+}
+
+namespace {
+
+using Connection = std::shared_ptr<Pipes::Connection>;
+
+Connection& AsConnection(void* connection) { return *static_cast<Connection*>(connection); }
+
+std::wstring WidenAscii(const std::string& text) { return {text.begin(), text.end()}; }
+
+std::uint32_t GiveBytes(const std::string& bytes, std::size_t limit, const ByteSink& sink) {
+  if (bytes.size() > limit) return kErrorFileTooLarge;
+  // In two pieces, as a long file comes in many.
+  const std::size_t half = bytes.size() / 2;
+  sink(std::string_view(bytes).substr(0, half));
+  sink(std::string_view(bytes).substr(half));
+  return 0;
+}
+
+}  // namespace
+}  // namespace simulated
+
+using simulated::AsConnection;
+using simulated::ClientSide;
+using simulated::Machine;
+
+void WriteStream(Stream stream, std::string_view utf8) {
+  ClientSide::Current().Write(stream, utf8);
+}
+
+std::optional<std::size_t> TerminalColumns(Stream stream) {
+  return ClientSide::Current().Columns(stream);
+}
+
+void WipeMemory(void* memory, std::size_t bytes) {
+  char* const begin = static_cast<char*>(memory);
+  ClientSide::Current().NoteWiped({begin, bytes});
+  volatile char* const wiped = begin;
+  for (std::size_t i = 0; i < bytes; ++i) wiped[i] = 0;
+}
+
+std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
+  const ClientSide& side = ClientSide::Current();
+  if (side.file_input_error != 0) return side.file_input_error;
+  const std::wstring wide = simulated::WidenAscii(path);
+  if (Machine::Current().files.IsFolder(wide)) return kErrorAccessDenied;
+  const std::optional<std::string> bytes = Machine::Current().files.Bytes(wide);
+  return bytes ? simulated::GiveBytes(*bytes, limit, sink) : 2;
+}
+
+std::uint32_t ReadStandardInput(std::size_t limit, const ByteSink& sink) {
+  return simulated::GiveBytes(ClientSide::Current().input, limit, sink);
+}
+
+ServiceFacts ReadServiceFacts(const std::wstring& name) {
+  const ClientSide& side = ClientSide::Current();
+  ServiceFacts facts;
+  const std::optional<simulated::ServiceRecord> record = Machine::Current().services.Find(name);
+  facts.error = side.service_facts_error;
+  if (facts.error == 0 && !record) facts.error = kErrorServiceDoesNotExist;
+  if (facts.error != 0) return facts;
+  facts.state = record->state;
+  facts.process_id = record->state == kServiceStopped ? 0 : side.service_process;
+  facts.command_line = record->settings.command_line;
+  facts.account = side.account;
+  return facts;
+}
+
+AccessListReading ReadAccessList(const std::wstring& path) {
+  if (const auto set = ClientSide::Current().AccessListOf(path)) return *set;
+  AccessListReading reading;
+  if (!Machine::Current().files.Exists(path)) {
+    reading.error = 3;
+    return reading;
+  }
+  reading.has_list = true;
+  const auto entries = Machine::Current().files.Access(path);
+  reading.is_protected = entries.has_value();
+  for (const AccessEntry& entry : entries.value_or(std::vector<AccessEntry>())) {
+    reading.entries.push_back({simulated::SidText(entry.sid), true, entry.access_mask});
+  }
+  return reading;
+}
+
+std::optional<std::uint32_t> ReadInterfaceMetric(std::uint32_t interface_index) {
+  const auto& metrics = ClientSide::Current().interface_metrics;
+  const auto metric = metrics.find(interface_index);
+  if (metric == metrics.end()) return std::nullopt;
+  return metric->second;
+}
+
+PipeOpening ClientPipe::Open(const std::wstring& name) {
+  std::uint32_t error = 0;
+  simulated::Connection connection = ClientSide::Current().OpenPipe(name, error);
+  if (connection == nullptr) return {std::nullopt, error};
+  return {ClientPipe(new simulated::Connection(std::move(connection))), 0};
+}
+
+ClientPipe::ClientPipe(ClientPipe&& other) noexcept
+    : connection_(std::exchange(other.connection_, nullptr)) {}
+
+ClientPipe::~ClientPipe() {
+  if (connection_ == nullptr) return;
+  Machine::Current().pipes.CloseClient(*AsConnection(connection_));
+  delete static_cast<simulated::Connection*>(connection_);
+}
+
+std::optional<std::uint32_t> ClientPipe::ServerProcessId() const {
+  return ClientSide::Current().pipe_server;
+}
+
+bool ClientPipe::Send(std::string_view message) {
+  return Machine::Current().pipes.Send(*AsConnection(connection_), message);
+}
+
+ClientPipe::Progress ClientPipe::Receive(std::uint32_t, std::string& received) {
+  if (ClientSide::Current().TakeDelay()) return Progress::kPending;
+  const auto message = Machine::Current().pipes.Receive(*AsConnection(connection_));
+  if (!message) return Progress::kEnded;
+  received += *message;
+  return Progress::kPending;
+}
+
+std::uint32_t WaitForFreePipe(const std::wstring& name, std::uint32_t milliseconds) {
+  return ClientSide::Current().WaitForPipe(name, milliseconds);
+}
+
+}  // namespace veltrane

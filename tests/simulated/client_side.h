@@ -1,0 +1,94 @@
+#pragma once
+
+// What only the command-line client needs of a machine: its terminal and standard input, its end of
+// the pipe, what it may read about services, access lists and interface metrics.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/access_lists.h"
+#include "platform/terminal.h"
+#include "tests/simulated/machine.h"
+
+namespace veltrane::simulated {
+
+// The client's side of the current machine; lives beside it, and exactly one exists at a time. The
+// client is one thread, and so is a test that sets it up: members are called on that thread alone.
+//
+// At the start the standard streams are files, standard input is empty, the process behind every
+// pipe is 4711, and so is that of every running service, whose account is LocalSystem. Files are
+// read as machine.files holds them.
+class ClientSide {
+ public:
+  ClientSide();
+  ClientSide(const ClientSide&) = delete;
+  ClientSide& operator=(const ClientSide&) = delete;
+  ~ClientSide();
+
+  static ClientSide& Current();
+
+  std::string input;                                // standard input
+  std::optional<std::uint32_t> pipe_server = 4711;  // nullopt: the system does not name one
+  std::uint32_t service_process = 4711;
+  std::wstring account = L"LocalSystem";
+  std::uint32_t service_facts_error = 0;                     // what asking for any service answers
+  std::uint32_t file_input_error = 0;                        // what reading any file answers
+  std::map<std::uint32_t, std::uint32_t> interface_metrics;  // by index; the others are unreadable
+
+  // Makes a stream a terminal of that many columns.
+  void SetTerminal(Stream stream, std::size_t columns);
+
+  // Everything written so far.
+  std::string Output() const { return output_; }
+  std::string Error() const { return error_; }
+  void ClearScreen();
+
+  // Every attempt to open a pipe answers this error.
+  void FailOpen(std::uint32_t error) { open_error_ = error; }
+
+  // A service thread serves the pipe: opening it waits for the moment in which it does, so that two
+  // exchanges may follow each other at once.
+  void ExpectServer() { server_expected_ = true; }
+
+  // The next waits for the reply end without one, a second each.
+  void DelayReply(int seconds) { delay_seconds_ = seconds; }
+
+  // Runs when the client begins to wait for a free pipe; the answer is that of the wait, 0 once an
+  // instance is free.
+  void OnWaitForPipe(std::function<std::uint32_t(std::uint32_t milliseconds)> hook);
+
+  void SetAccessList(const std::wstring& path, const AccessListReading& reading);
+
+  // Whether memory that held this text has been wiped.
+  bool HasWiped(std::string_view text) const;
+
+  // For the boundary functions.
+  void Write(Stream stream, std::string_view bytes);
+  std::optional<std::size_t> Columns(Stream stream) const;
+  std::shared_ptr<Pipes::Connection> OpenPipe(const std::wstring& name, std::uint32_t& error);
+  std::uint32_t WaitForPipe(const std::wstring& name, std::uint32_t milliseconds);
+  bool TakeDelay();
+  void NoteWiped(std::string_view bytes) { wiped_.emplace_back(bytes); }
+  std::optional<AccessListReading> AccessListOf(const std::wstring& path) const;
+
+ private:
+  std::map<std::wstring, AccessListReading> access_lists_;
+  std::vector<std::string> wiped_;
+  std::map<Stream, std::size_t> columns_;
+  std::string output_;
+  std::string error_;
+  std::uint32_t open_error_ = 0;
+  bool server_expected_ = false;
+  int delay_seconds_ = 0;
+  std::function<std::uint32_t(std::uint32_t)> wait_hook_;
+  std::shared_ptr<Pipes::Connection> waited_for_;
+};
+
+}  // namespace veltrane::simulated

@@ -158,6 +158,33 @@ TEST_F(GuardSettings, AnUnreadableMachineScopeIsNoFailureOfItsOwn) {
   EXPECT_FALSE(result.poc_route_guard_failed);
 }
 
+TEST_F(GuardSettings, WhatWasReadBeforeIsReplaced) {
+  RouteGuardResult result;
+  result.effective_disable_default_route = true;
+  result.rdp_session_active = true;
+  result.auto_stop_seconds = 60;
+  result.effective_auto_stop_seconds = 60;
+  result.process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
+  result.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
+  result.user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
+  result.process_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
+  result.machine_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
+  result.user_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
+  ReadGuardSettings(result);
+  EXPECT_EQ(FormatRouteGuardReport(result),
+            R"("poc_route_guard":{"effective_disable_default_route":false,)"
+            R"("poc_route_guard_failed":false,"poc_default_route_detected":false,)"
+            R"("poc_env_read_failed":false,"rdp_session_active":false,)"
+            R"("auto_stop_scheduled":false,"auto_stop_seconds":0,)"
+            R"("effective_auto_stop_seconds":0,)"
+            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
+            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
+            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
+            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
+            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
+            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":""})");
+}
+
 TEST_F(GuardSettings, WhatOtherStepsFillInIsLeftAsItIs) {
   RouteGuardResult result;
   result.default_routes_before_tunnel = "none";

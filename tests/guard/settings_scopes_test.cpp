@@ -221,6 +221,16 @@ TEST_F(EnvScopes, AnUnpairedSurrogateBecomesTheReplacementCharacter) {
             "1");
 }
 
+TEST_F(EnvScopes, AValueThatCannotBeConvertedIsEmptyAndTheNextScopeTakesEffect) {
+  machine.environment.SetProcess(kName, L"1");
+  machine.environment.SetMachine(kName, L"2");
+  machine.Fail("WideToUtf8", 1, 87);
+  const EnvValue value = ReadEnvAllScopes(kName);
+  EXPECT_EQ(value.process, "");
+  EXPECT_EQ(value.machine, "2");
+  EXPECT_EQ(value.effective, "2");
+}
+
 TEST_F(EnvScopes, BlanksAroundAValueAreKept) {
   machine.environment.SetProcess(kName, L" true ");
   EXPECT_EQ(ReadEnvSetting(kName), " true ");

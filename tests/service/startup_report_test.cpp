@@ -251,6 +251,12 @@ TEST_F(StartupReport, IsPrintedToStandardOutputAndThenToStandardError) {
             (std::vector<Printed>{{Outlet::kOutput, kLine}, {Outlet::kError, kLine}}));
 }
 
+TEST_F(StartupReport, IsBuiltOnceForBothOutputs) {
+  machine.OnCall("PrintOutput", 1, [this] { AddTunnelDefaultRoute(L"wintun"); });
+  PrintPassiveStartupReport();
+  EXPECT_EQ(machine.console.Error(), machine.console.Output());
+}
+
 // Standard output gets each byte sign-extended; standard error gets the narrow text itself, which
 // the simulated console shows byte by byte.
 TEST_F(StartupReport, WidensEachByteOfALabelForStandardOutput) {

@@ -41,8 +41,7 @@ TEST_F(BadPort, EndsTheProcessBeforeTheRequiredFieldsAreLookedAt) {
 }
 
 TEST_F(BadPort, LeavesARunningTunnelInPlace) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   Ask(Fill(kConnect, R"("443")", R"("abc")"));
   server_.Wait();
   EXPECT_EQ(ServiceStatus(kTunnelService).dwCurrentState, DWORD{SERVICE_RUNNING});

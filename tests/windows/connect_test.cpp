@@ -42,17 +42,17 @@ TEST_F(Connect, AnswersWithThePhaseTheNodeAndBothReports) {
 }
 
 TEST_F(Connect, WritesTheConfigurationFile) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(ReadFileBytes(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf"), kConf);
 }
 
 TEST_F(Connect, LeavesNoTemporaryFile) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_FALSE(std::filesystem::exists(TunnelsFolder() / L"active.conf.tmp"));
 }
 
 TEST_F(Connect, RegistersTheTunnelServiceAsAnOwnProcessStartedOnDemand) {
-  Ask(kConnect);
+  BringTunnelUp();
   const ServiceConfig config = ReadServiceConfig(L"VeltraneVpnTunnel$Active");
   EXPECT_EQ(config.type, 16u);          // SERVICE_WIN32_OWN_PROCESS
   EXPECT_EQ(config.start_type, 3u);     // SERVICE_DEMAND_START
@@ -64,27 +64,25 @@ TEST_F(Connect, RegistersTheTunnelServiceAsAnOwnProcessStartedOnDemand) {
 }
 
 TEST_F(Connect, RegistersTheQuotedExecutableAndTheQuotedFile) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(ReadServiceConfig(kTunnelService).command_line,
             L"\"" + ServiceExecutable() +
                 L"\" /service \"C:\\ProgramData\\Veltrane\\tunnels\\active.conf\"");
 }
 
 TEST_F(Connect, RegistersTheDependenciesOfTheTunnelServiceInOrder) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_THAT(RegisteredDependencies(kTunnelService), ElementsAre(L"Nsi", L"TcpIp"));
 }
 
 TEST_F(Connect, StartsTheTunnelServiceInAProcessOfItsOwn) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   EXPECT_NE(ServiceStatus(kTunnelService).dwProcessId, 0u);
   EXPECT_NE(ServiceStatus(kTunnelService).dwProcessId, server_.Id());
 }
 
 TEST_F(Connect, IsSeenByTheNextStatus) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   EXPECT_EQ(Ask(kStatus),
             R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":true,)" +
                 kBypassOff + "," + kFreshGuard + "}");
@@ -92,36 +90,33 @@ TEST_F(Connect, IsSeenByTheNextStatus) {
 
 TEST_F(Connect, LogsNothing) {
   const std::string before = server_.Error();
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(server_.Error(), before);
 }
 
 TEST_F(Connect, OverARunningTunnelReplacesItsFile) {
-  Ask(kConnect);
-  Ask(kConnectElsewhere);
+  BringTunnelUp();
+  BringTunnelUp(kConnectElsewhere);
   EXPECT_EQ(ReadFileBytes(ActiveConf()), kConfElsewhere);
 }
 
 TEST_F(Connect, OverARunningTunnelReplacesItsProcess) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   const DWORD first = ServiceStatus(kTunnelService).dwProcessId;
-  Ask(kConnectElsewhere);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp(kConnectElsewhere);
   EXPECT_NE(ServiceStatus(kTunnelService).dwProcessId, first);
 }
 
 TEST_F(Connect, OverARunningTunnelMovesToTheOtherNode) {
-  Ask(kConnect);
-  Ask(kConnectElsewhere);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
+  BringTunnelUp(kConnectElsewhere);
   EXPECT_EQ(Ask(kStatus),
             R"({"ok":true,"phase":"connected","node_id":"ams-2","tunnel_running":true,)" +
                 kBypassOff + "," + kFreshGuard + "}");
 }
 
 TEST_F(Connect, WhileConnectedARegistrationStillAnswersDisconnected) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(Ask(R"({"op":"register_session","session_nonce":"abc"})"),
             R"({"ok":true,"phase":"disconnected"})");
   EXPECT_EQ(Ask(kStatus).find(R"({"ok":true,"phase":"connected","node_id":"fra-1",)"), 0u);
@@ -153,8 +148,7 @@ TEST_F(Connect, RefusesAProfileWithoutAPrivateKey) {
 }
 
 TEST_F(Connect, ThatIsRefusedForItsProfileLeavesTheConnectionAsItIs) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   EXPECT_EQ(Ask(R"({"op":"connect"})"), kInvalidProfile);
   EXPECT_EQ(Ask(kStatus),
             R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":true,)" +

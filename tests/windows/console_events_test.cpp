@@ -1,17 +1,90 @@
-#include <gtest/gtest.h>
+// Control events of the console. They need one, so these tests run in a pseudo terminal.
 
-#include "tests/windows/process.h"
+#include "tests/windows/clean_machine.h"
+#include "tests/windows/control_manager.h"
+#include "tests/windows/conversation.h"
+#include "tests/windows/pipe_connection.h"
 
 namespace veltrane::windows_tests {
 namespace {
 
-TEST(ConsoleEvents, CtrlCStopsTheServerAndTheProcessReturns0) {
-  Process service(ServiceExecutable(), L"--console");
-  while (service.Output().find("IPC on") == std::string::npos) Sleep(50);
-  SetConsoleCtrlHandler(nullptr, TRUE);  // this process outlives the event
-  ASSERT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
-  EXPECT_EQ(service.Wait().exit_code, 0u);
-  SetConsoleCtrlHandler(nullptr, FALSE);
+// This process shares the console with the server and outlives the event.
+BOOL WINAPI Outlive(DWORD) { return TRUE; }
+
+class ConsoleEvents : public CleanMachine {
+ protected:
+  ConsoleEvents() { SetConsoleCtrlHandler(Outlive, TRUE); }
+  ~ConsoleEvents() override { SetConsoleCtrlHandler(Outlive, FALSE); }
+
+  static Outcome EndByCtrlC(Process& server) {
+    EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+    return server.Wait();
+  }
+
+  // Wine sends no event but Ctrl+C. This starts the thread that an event starts in the process.
+  static void DeliverTo(const Process& server, DWORD_PTR event) {
+    const FARPROC routine = GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CtrlRoutine");
+    ASSERT_NE(routine, nullptr);
+    const HANDLE thread = CreateRemoteThread(
+        server.Handle(), nullptr, 0,
+        reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(routine)),
+        reinterpret_cast<void*>(event), 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    CloseHandle(thread);
+  }
+};
+
+TEST_F(ConsoleEvents, CtrlCStopsTheServerAndTheProcessReturns0) {
+  ConsoleServer server;
+  EXPECT_EQ(EndByCtrlC(server).exit_code, 0u);
+}
+
+TEST_F(ConsoleEvents, CtrlBreakStopsTheServerAndTheProcessReturns0) {
+  ConsoleServer server;
+  DeliverTo(server, CTRL_BREAK_EVENT);
+  EXPECT_EQ(server.Wait().exit_code, 0u);
+}
+
+TEST_F(ConsoleEvents, ClosingTheWindowStopsTheServer) {
+  ConsoleServer server;
+  DeliverTo(server, CTRL_CLOSE_EVENT);
+  EXPECT_EQ(server.Wait().exit_code, 0u);
+}
+
+TEST_F(ConsoleEvents, CtrlCClosesThePipe) {
+  ConsoleServer server;
+  EndByCtrlC(server);
+  EXPECT_EQ(TryToConnect(), DWORD{ERROR_FILE_NOT_FOUND});
+}
+
+TEST_F(ConsoleEvents, CtrlCPrintsNothing) {
+  ConsoleServer server;
+  const std::string output = server.Output(), error = server.Error();
+  const Outcome outcome = EndByCtrlC(server);
+  EXPECT_EQ(outcome.output, output);
+  EXPECT_EQ(outcome.error, error);
+}
+
+TEST_F(ConsoleEvents, CtrlCAfterRequestsReturns0) {
+  ConsoleServer server;
+  Ask(kStatus);
+  Ask("{}");
+  EXPECT_EQ(EndByCtrlC(server).exit_code, 0u);
+}
+
+TEST_F(ConsoleEvents, CtrlCLeavesTheTunnelAndItsFileInPlace) {
+  ConsoleServer server;
+  BringTunnelUp();
+  EXPECT_EQ(EndByCtrlC(server).exit_code, 0u);
+  EXPECT_EQ(ServiceStatus(kTunnelService).dwCurrentState, DWORD{SERVICE_RUNNING});
+  EXPECT_EQ(ReadFileBytes(ActiveConf()), kConf);
+}
+
+TEST_F(ConsoleEvents, CtrlCEndsAPendingAutoStopWithoutATeardown) {
+  ConsoleServer server(Variables{{L"VELTRANE_POC_AUTO_STOP_SECONDS", L"3600"}});
+  BringTunnelUp();
+  EXPECT_EQ(EndByCtrlC(server).exit_code, 0u);
+  EXPECT_EQ(ServiceStatus(kTunnelService).dwCurrentState, DWORD{SERVICE_RUNNING});
 }
 
 }  // namespace

@@ -59,6 +59,8 @@ DWORD SendControl(const std::wstring& name, DWORD control) {
 }
 
 void StopServiceNamed(const std::wstring& name) {
+  EXPECT_TRUE(WaitUntil(
+      [&] { return ServiceStatus(name).dwCurrentState != DWORD{SERVICE_START_PENDING}; }));
   const DWORD process_id = ServiceStatus(name).dwProcessId;
   SendControl(name, SERVICE_CONTROL_STOP);
   EXPECT_TRUE(WaitForServiceState(name, SERVICE_STOPPED));

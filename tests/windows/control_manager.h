@@ -38,7 +38,7 @@ DWORD StartServiceNamed(const std::wstring& name);
 // Sends a control code. Returns 0, or the Win32 error.
 DWORD SendControl(const std::wstring& name, DWORD control);
 
-// Stops the service and waits until its process has ended.
+// Stops the service once it has started, and waits until its process has ended.
 void StopServiceNamed(const std::wstring& name);
 
 // Stops and deletes the service, if it is there, and waits until it is gone.

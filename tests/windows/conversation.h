@@ -82,6 +82,10 @@ inline std::string Fill(std::string text, const std::string& placeholder,
   return text;
 }
 
+// Sends a connect that must succeed and waits until the tunnel service runs; it accepts no stop
+// before. Returns the reply.
+std::string BringTunnelUp(const std::string& request = kConnect);
+
 // The text with {utc} for every time of the form 2026-11-16T02:25:07Z.
 std::string WithoutTimes(const std::string& text);
 

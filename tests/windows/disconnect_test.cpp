@@ -14,32 +14,32 @@ class Disconnect : public CleanMachine {
 };
 
 TEST_F(Disconnect, AnswersWithBothReports) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(Ask(kDisconnect),
             R"({"ok":true,"phase":"disconnected",)" + kBypassOff + "," + kFreshGuard + "}");
 }
 
 TEST_F(Disconnect, RemovesTheTunnelService) {
-  Ask(kConnect);
+  BringTunnelUp();
   Ask(kDisconnect);
   EXPECT_FALSE(ServiceExists(kTunnelService));
 }
 
 TEST_F(Disconnect, LeavesAFileOf4096Zeros) {
-  Ask(kConnect);
+  BringTunnelUp();
   Ask(kDisconnect);
   EXPECT_EQ(ReadFileBytes(ActiveConf()), kScrubbed);
 }
 
 TEST_F(Disconnect, IsSeenByTheNextStatus) {
-  Ask(kConnect);
+  BringTunnelUp();
   Ask(kDisconnect);
   EXPECT_EQ(Ask(kStatus), R"({"ok":true,"phase":"disconnected","tunnel_running":false,)" +
                               kBypassOff + "," + kFreshGuard + "}");
 }
 
 TEST_F(Disconnect, LogsTheRemovalOfTheBypassRoutes) {
-  Ask(kConnect);
+  BringTunnelUp();
   const std::string before = server_.Error();
   Ask(kDisconnect);
   EXPECT_EQ(server_.Error(), before + "[Veltrane][admin_bypass] enabled=0 applied=0 failure=\n");
@@ -68,7 +68,7 @@ TEST_F(Disconnect, MakesNoFileWhenThereWasNone) {
 }
 
 TEST_F(Disconnect, RemovesATunnelThatAKilledServerLeftBehind) {
-  Ask(kConnect);
+  BringTunnelUp();
   server_.Kill();
   ConsoleServer next;
   Ask(kDisconnect);
@@ -77,9 +77,9 @@ TEST_F(Disconnect, RemovesATunnelThatAKilledServerLeftBehind) {
 }
 
 TEST_F(Disconnect, LetsTheNextConnectStartTheTunnelAnew) {
-  Ask(kConnect);
+  BringTunnelUp();
   Ask(kDisconnect);
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
   EXPECT_EQ(ReadFileBytes(ActiveConf()), kConf);
 }

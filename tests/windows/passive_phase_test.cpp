@@ -54,7 +54,7 @@ TEST_F(PassivePhase, AnArmedGuardAllowsAConnect) {
 
 TEST_F(PassivePhase, AnArmedGuardAllowsADisconnectAfterAConnect) {
   ConsoleServer server(kArmed);
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(Ask(kDisconnect),
             R"({"ok":true,"phase":"disconnected",)" + kBypassOff + "," + kFreshGuard + "}");
 }

@@ -50,7 +50,7 @@ TEST_F(RunningService, BringsATunnelUp) {
 }
 
 TEST_F(RunningService, TakesATunnelDown) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(Ask(kDisconnect),
             R"({"ok":true,"phase":"disconnected",)" + kBypassOff + "," + kFreshGuard + "}");
   EXPECT_FALSE(ServiceExists(kTunnelService));
@@ -82,8 +82,7 @@ TEST_F(RunningService, RunsOnAfterAnInterrogation) {
 }
 
 TEST_F(RunningService, LeavesTheTunnelAndItsFileInPlaceWhenItStops) {
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   StopServiceNamed(kControlService);
   EXPECT_EQ(ServiceStatus(kTunnelService).dwCurrentState, DWORD{SERVICE_RUNNING});
   EXPECT_EQ(ReadFileBytes(ConfOfTheTunnelService()), kConf);

@@ -93,7 +93,7 @@ TEST_F(Dispatcher, RefusesAConfigurationPathKeyInsideAValue) {
 }
 
 TEST_F(Dispatcher, RefusesAConfigurationPathOnADisconnectBeforeItTearsDown) {
-  Ask(kConnect);
+  BringTunnelUp();
   EXPECT_EQ(Ask(R"({"op":"disconnect","conf_path":""})"), kForbiddenPath);
   EXPECT_TRUE(ServiceExists(kTunnelService));
 }

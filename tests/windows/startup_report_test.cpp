@@ -6,7 +6,6 @@
 #include "tests/windows/control_manager.h"
 #include "tests/windows/conversation.h"
 #include "tests/windows/pipe_connection.h"
-#include "tests/windows/wait.h"
 
 namespace veltrane::windows_tests {
 namespace {
@@ -106,8 +105,7 @@ TEST_F(StartupReport, IsTheSameForConsoleWithOneDash) {
 
 TEST_F(StartupReport, TellsOfATunnelThatAKilledServerLeftBehind) {
   ConsoleServer killed;
-  Ask(kConnect);
-  ASSERT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  BringTunnelUp();
   killed.Kill();
   ConsoleServer next;
   EXPECT_EQ(WithoutTimes(next.Output()), std::string(kReportOfALeftoverTunnel) + kServing);

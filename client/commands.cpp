@@ -40,14 +40,14 @@ ExitCode ShowReply(const std::string& text, Form form, const std::string& line, 
   if (form == Form::kJson) PrintAsItCame(text, false, display);
   const std::optional<Reply> reply = ReadReply(text);
   if (!reply) {
-    return Fail({kExitNoReply, "the reply is no JSON object", "--json prints it as it came"},
+    return Fail({kExitNoReply, "the reply is no JSON object", "--json prints it as it came", false},
                 display);
   }
   if (form == Form::kScreen) display.Print(ReplyScreen(*reply, display.OutputPainter()));
   if (!reply->ok) {
     return Fail(
         {kExitRefused, "the service refused: " + Shown(reply->error) + ", " + Shown(reply->message),
-         AdviceFor(*reply)},
+         AdviceFor(*reply), false},
         display);
   }
   if (form == Form::kLine) display.Print(line);

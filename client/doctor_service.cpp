@@ -89,6 +89,21 @@ void CheckInstalledService(const Preflight& preflight, Findings& findings) {
   CheckAccount(service, findings);
 }
 
+// Why the pipe cannot be talked over.
+void AddUnserved(const Preflight& preflight, const ExchangeFailure& failure, Findings& findings) {
+  if (failure.busy) {
+    findings.Warn("served", failure.what, "veltranectl doctor, when that is done");
+  } else if (failure.exit_code == kExitUntrusted) {
+    findings.Fail("served", failure.what,
+                  "veltranectl doctor --any-server, if that is the service in console mode");
+  } else if (!preflight.any_server && preflight.service.state != kServiceRunning) {
+    // That the service does not run is a finding of its own, which its pipe does not repeat.
+    findings.Note("served", "there is none while the service does not run");
+  } else {
+    findings.Fail("served", failure.what, failure.next);
+  }
+}
+
 }  // namespace
 
 Preflight BeginPreflight(bool any_server) {
@@ -124,14 +139,7 @@ void CheckPipe(Preflight& preflight, Findings& findings) {
   findings.Begin("pipe");
   Dialling dialling = DialService(preflight.any_server, kPipeBusySeconds);
   if (!dialling.pipe) {
-    // A service that does not run is a finding of its own, which its pipe does not repeat.
-    const bool expected = !preflight.any_server && dialling.failure.exit_code == kExitUnreachable &&
-                          preflight.service.state != kServiceRunning;
-    if (expected) {
-      findings.Note("served", "there is none while the service does not run");
-    } else {
-      findings.Fail("served", dialling.failure.what, dialling.failure.next);
-    }
+    AddUnserved(preflight, dialling.failure, findings);
     return;
   }
   findings.Ok("served", preflight.any_server ? "by a program that is not checked"

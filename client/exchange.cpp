@@ -19,7 +19,7 @@ constexpr std::uint32_t kRoundMilliseconds = 1000;
 constexpr std::uint32_t kReplyRounds = 120;
 
 ExchangeFailure Unreachable(std::string what, std::string next) {
-  return {kExitUnreachable, std::move(what), std::move(next)};
+  return {kExitUnreachable, std::move(what), std::move(next), false};
 }
 
 std::string WindowsError(std::uint32_t error) {
@@ -51,9 +51,10 @@ ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t b
     case kErrorNoSuchPipe:
       return NoPipe(any_server);
     case kErrorPipeBusy:
-      return Unreachable("the service has been busy with another client for " +
-                             std::to_string(busy_seconds) + " s",
-                         "try again when that is done");
+      return {kExitUnreachable,
+              "the service has been busy with another client for " + std::to_string(busy_seconds) +
+                  " s",
+              "try again when that is done", true};
     case kErrorAccessDenied:
       return Unreachable("the service's pipe does not admit this user",
                          "use an elevated prompt, or the user of the console session");
@@ -112,11 +113,12 @@ std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
   }
   return ExchangeFailure{kExitUntrusted, std::move(what),
                          "nothing was sent; if that is the service in console mode, add "
-                         "--any-server"};
+                         "--any-server",
+                         false};
 }
 
 ExchangeFailure NoReply(std::string what, std::string next) {
-  return {kExitNoReply, std::move(what), std::move(next)};
+  return {kExitNoReply, std::move(what), std::move(next), false};
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ struct ExchangeFailure {
   ExitCode exit_code = kExitDone;
   std::string what;
   std::string next;
+  bool busy = false;  // the service is there and another client has it
 };
 
 // A connection to the service, or why there is none.

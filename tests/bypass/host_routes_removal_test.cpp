@@ -76,7 +76,8 @@ TEST_F(ReAddingAHostRoute, NeedsNoDetail) {
   EXPECT_FALSE(ReAddHostRoute("no-address", nullptr));
 }
 
-TEST_F(ReAddingAHostRoute, ResultOfAReAddCarriesTheSourceLegacyAndRequired) {
+// A re-add drops its result; this is the entry that it adds.
+TEST_F(ReAddingAHostRoute, EntryOfAReAddGivesAResultOfSourceLegacyThatIsRequired) {
   const HostRouteResult result =
       AddHostRoute({.ip = "203.0.113.5", .source = "legacy", .required = true});
   EXPECT_EQ(result.source, "legacy");

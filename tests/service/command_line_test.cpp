@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/service_codes.h"
 #include "service/startup_guard.h"
 #include "tests/service/program.h"
 
@@ -111,13 +110,13 @@ INSTANTIATE_TEST_SUITE_P(
 class DryRun : public OnMachine, public testing::WithParamInterface<Case> {};
 
 TEST_P(DryRun, PrintsTheReportTwiceAndReturns0) {
-  EXPECT_EQ(RunProgram(GetParam().arguments), 0);
+  EXPECT_EQ(ProgramThread(GetParam().arguments).Join(), 0);
   EXPECT_EQ(machine.console.Output(), kQuietReport);
   EXPECT_EQ(machine.console.Error(), kQuietReport);
 }
 
 TEST_P(DryRun, StartsNoServerAndChangesNothing) {
-  RunProgram(GetParam().arguments);
+  ProgramThread(GetParam().arguments).Join();
   EXPECT_EQ(machine.Changes(), Texts{});
   EXPECT_EQ(machine.calls.Count("ServerPipe.Create"), 0u);
   EXPECT_EQ(machine.calls.Count("InstallConsoleHandler"), 0u);
@@ -223,7 +222,7 @@ TEST_F(RunAsServiceMode, ReturnsTheErrorOfTheDispatcher) {
 
 TEST_F(RunAsServiceMode, Returns0WhenTheDispatcherSucceeded) {
   machine.Fail("RegisterControlHandler", 1, 5);  // the service main function returns at once
-  EXPECT_EQ(RunProgram({L"--run-as-service"}), 0);
+  EXPECT_EQ(ProgramThread({L"--run-as-service"}).Join(), 0);
   EXPECT_EQ(machine.service_host.DispatchedName(), L"VeltraneVpnTunnel");
 }
 

@@ -2,14 +2,13 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <future>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
-#include "ipc/auto_stop.h"
 #include "service/startup_guard.h"
 #include "tests/service/program.h"
 #include "tests/simulated/pipe_client.h"
@@ -186,7 +185,7 @@ TEST_F(IpcServerTest, StopEndsALoopThatCannotCreateItsPipe) {
 TEST_F(IpcServerTest, StopOfAServerThatDoesNotRunLeavesThePipeAndItsThreadAlone) {
   std::promise<void> end;
   IpcServer server;
-  server.server_thread = std::thread([&end] { end.get_future().wait(); });
+  server.server_thread = std::thread([&end] { end.get_future().wait_for(simulated::kPatience); });
   server.Stop();
   EXPECT_EQ(machine.calls.All(), Texts{});
   EXPECT_TRUE(server.server_thread.joinable());
@@ -235,6 +234,19 @@ TEST_F(IpcServerTest, DestructionOfAServerThatNeverRanLeavesThePassivePhase) {
   { IpcServer server; }
   EXPECT_EQ(machine.calls.All(), Texts{});
   EXPECT_FALSE(ReadStartupState().stop_requested);
+}
+
+TEST_F(IpcServerTest, DestructionOfAServerThatDoesNotRunCancelsAndJoinsTheTimer) {
+  std::atomic<bool> timer_ended = false;
+  {
+    IpcServer server;
+    server.auto_stop_thread = std::thread([&] {
+      while (!server.auto_stop_cancel) std::this_thread::yield();
+      timer_ended = true;
+    });
+  }
+  EXPECT_TRUE(timer_ended);
+  EXPECT_EQ(machine.calls.All(), Texts{});
 }
 
 class IpcServerDeathTest : public IpcServerTest {

@@ -2,6 +2,7 @@
 
 // The program as a test runs it: by its command line, on the simulated machine.
 
+#include <future>
 #include <string>
 #include <thread>
 #include <utility>
@@ -35,16 +36,23 @@ inline int RunProgram(const std::vector<std::wstring>& arguments) {
 class ProgramThread {
  public:
   explicit ProgramThread(std::vector<std::wstring> arguments)
-      : thread_([this, arguments = std::move(arguments)] { exit_code_ = RunProgram(arguments); }) {}
+      : thread_([this, arguments = std::move(arguments)] {
+          exit_code_.set_value(RunProgram(arguments));
+        }) {}
 
-  // Waits for the end of the program; its exit code. Called once.
+  // Waits for the end of the program; its exit code. Ends the process when that does not come.
+  // Called once.
   int Join() {
+    std::future<int> exit_code = exit_code_.get_future();
+    if (exit_code.wait_for(simulated::kPatience) != std::future_status::ready) {
+      simulated::Die("gave up waiting for the end of the program");
+    }
     thread_.join();
-    return exit_code_;
+    return exit_code.get();
   }
 
  private:
-  int exit_code_ = -1;
+  std::promise<int> exit_code_;
   std::thread thread_;
 };
 

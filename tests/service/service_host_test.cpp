@@ -118,7 +118,7 @@ TEST_F(ServiceHost, RecordsTheStartTimeAgain) {
 
 TEST_F(ServiceHost, WithoutAControlHandlerReturnsAtOnceAndReportsNothing) {
   machine.Fail("RegisterControlHandler", 1, 5);
-  EXPECT_EQ(RunProgram({L"--run-as-service"}), 0);
+  EXPECT_EQ(ProgramThread({L"--run-as-service"}).Join(), 0);
   EXPECT_EQ(machine.calls.All(), (Texts{"UtcTicks", "RunServiceDispatcher VeltraneVpnTunnel",
                                         "RegisterControlHandler VeltraneVpnTunnel"}));
   EXPECT_EQ(RegisteredServer(), nullptr);

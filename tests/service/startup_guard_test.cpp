@@ -1,6 +1,5 @@
 #include "service/startup_guard.h"
 
-#include <functional>
 #include <string>
 #include <vector>
 

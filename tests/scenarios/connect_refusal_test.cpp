@@ -125,7 +125,12 @@ TEST_F(SettingsUnreadable, ARunningTunnelStaysAndOnlyThePhaseIsLost) {
   const std::string bypass_before = Handle(kStatus);
   machine.sessions.SetRemoteSession(true);
   StartStory();
-  Handle(kConnectElsewhere);
+  const std::string reply = Handle(kConnectElsewhere);
+  EXPECT_TRUE(reply.starts_with(
+      R"({"ok":false,"error":"poc_env_read_failed",)"
+      R"("message":"Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid",)" +
+      kFreshBypass + R"(,"poc_route_guard":{)"))
+      << reply;
   EXPECT_EQ(Phase(), "disconnected");
   EXPECT_EQ(NodeId(), "");
   EXPECT_EQ(Story(), std::vector<std::string>{});

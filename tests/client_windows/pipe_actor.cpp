@@ -1,0 +1,66 @@
+// Plays a part on the control pipe for a test:
+//   pipe_actor serve [REPLY]  serves it without being the service: prints what every client sends,
+//                             answers with the text, or with nothing, until it is ended
+//   pipe_actor hold SECONDS   connects to it and keeps it busy for that long
+// Prints "ready" when it has begun.
+
+#include <windows.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
+
+void Say(const char* text) {
+  std::puts(text);
+  std::fflush(stdout);
+}
+
+int Serve(const char* reply) {
+  static char buffer[65536];
+  bool ready = false;
+  for (;;) {
+    const HANDLE pipe = CreateNamedPipeW(kPipeName, PIPE_ACCESS_DUPLEX,
+                                         PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT, 1,
+                                         sizeof(buffer), sizeof(buffer), 0, nullptr);
+    if (pipe == INVALID_HANDLE_VALUE) return 1;
+    if (!ready) Say("ready");
+    ready = true;
+    ConnectNamedPipe(pipe, nullptr);
+    DWORD size = 0;
+    if (ReadFile(pipe, buffer, sizeof(buffer) - 1, &size, nullptr) && size > 0) {
+      buffer[size] = '\0';
+      std::printf("received %s\n", buffer);
+      std::fflush(stdout);
+      if (*reply != '\0') {
+        WriteFile(pipe, reply, static_cast<DWORD>(std::strlen(reply)), &size, nullptr);
+      }
+    } else {
+      Say("received nothing");
+    }
+    FlushFileBuffers(pipe);
+    DisconnectNamedPipe(pipe);
+    CloseHandle(pipe);
+  }
+}
+
+int Hold(int seconds) {
+  const HANDLE pipe =
+      CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (pipe == INVALID_HANDLE_VALUE) return 1;
+  Say("ready");
+  Sleep(static_cast<DWORD>(seconds) * 1000);
+  CloseHandle(pipe);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1 && std::strcmp(argv[1], "serve") == 0) return Serve(argc > 2 ? argv[2] : "");
+  if (argc > 2 && std::strcmp(argv[1], "hold") == 0) return Hold(std::atoi(argv[2]));
+  return 2;
+}

@@ -83,7 +83,7 @@ TEST_F(AutoStop, RemovesTheTunnelServiceAndScrubsTheFile) {
   ConsoleServer server(After(L"2"));
   BringTunnelUp();
   ASSERT_TRUE(WaitForDisconnection());
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
   EXPECT_EQ(ReadFileBytes(ActiveConf()), kScrubbed);
 }
 

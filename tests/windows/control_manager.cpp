@@ -35,6 +35,10 @@ ServiceHandle CreateServiceNamed(const std::wstring& name, const std::wstring& c
 
 bool ServiceExists(const std::wstring& name) { return OpenServiceNamed(name) != nullptr; }
 
+bool WaitUntilGone(const std::wstring& name) {
+  return WaitUntil([&] { return !ServiceExists(name); });
+}
+
 SERVICE_STATUS_PROCESS ServiceStatus(const std::wstring& name) {
   SERVICE_STATUS_PROCESS status{};
   DWORD needed = 0;
@@ -71,7 +75,7 @@ void RemoveService(const std::wstring& name) {
   if (!ServiceExists(name)) return;
   if (ServiceStatus(name).dwCurrentState != SERVICE_STOPPED) StopServiceNamed(name);
   DeleteService(OpenServiceNamed(name).get());
-  EXPECT_TRUE(WaitUntil([&] { return !ServiceExists(name); }));
+  EXPECT_TRUE(WaitUntilGone(name));
 }
 
 ServiceConfig ReadServiceConfig(const std::wstring& name) {

@@ -27,6 +27,9 @@ ServiceHandle CreateServiceNamed(const std::wstring& name, const std::wstring& c
 
 bool ServiceExists(const std::wstring& name);
 
+// Waits until a deleted service is gone, which it is once its process has ended.
+bool WaitUntilGone(const std::wstring& name);
+
 // The last reported status; all zeros when there is no such service.
 SERVICE_STATUS_PROCESS ServiceStatus(const std::wstring& name);
 

@@ -22,7 +22,7 @@ TEST_F(Disconnect, AnswersWithBothReports) {
 TEST_F(Disconnect, RemovesTheTunnelService) {
   BringTunnelUp();
   Ask(kDisconnect);
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
 }
 
 TEST_F(Disconnect, LeavesAFileOf4096Zeros) {
@@ -72,7 +72,7 @@ TEST_F(Disconnect, RemovesATunnelThatAKilledServerLeftBehind) {
   server_.Kill();
   ConsoleServer next;
   Ask(kDisconnect);
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
   EXPECT_EQ(ReadFileBytes(ActiveConf()), kScrubbed);
 }
 

@@ -82,7 +82,7 @@ TEST_F(Installer, AnInstallThatCannotCreateTheServiceSaysSoOnStandardError) {
 TEST_F(Installer, UninstallRemovesTheService) {
   RunService(L"--install");
   ExpectOutcome(RunService(L"--uninstall"), "service uninstalled\n", "", 0);
-  EXPECT_FALSE(ServiceExists(kControlService));
+  EXPECT_TRUE(WaitUntilGone(kControlService));
 }
 
 TEST_F(Installer, UninstallOfAnAbsentServiceSaysTheSameAndExitsWith0) {
@@ -94,7 +94,7 @@ TEST_F(Installer, UninstallStopsARunningServiceAndRemovesIt) {
   ASSERT_EQ(StartServiceNamed(kControlService), 0u);
   ASSERT_TRUE(WaitForServiceState(kControlService, SERVICE_RUNNING));
   ExpectOutcome(RunService(L"--uninstall"), "service uninstalled\n", "", 0);
-  EXPECT_TRUE(WaitUntil([] { return !ServiceExists(kControlService); }));
+  EXPECT_TRUE(WaitUntilGone(kControlService));
   EXPECT_TRUE(WaitUntil([] { return TryToConnect() == ERROR_FILE_NOT_FOUND; }));
 }
 

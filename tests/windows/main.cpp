@@ -2,20 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/windows/clean_machine.h"
 #include "tests/windows/process.h"
 
 namespace {
 
 using namespace veltrane::windows_tests;
 
-// As a service: runs the executable under test as the service, and leaves what it printed in
-// service.out and service.err beside this program.
+// As a service: runs the executable under test as the service, which prints to service.out and
+// service.err beside this program.
 int KeepServiceOutputs() {
-  const Outcome outcome = RunService(L"--run-as-service");
-  PutFile(TestFolder() + L"\\service.out", outcome.output);
-  PutFile(TestFolder() + L"\\service.err", outcome.error);
-  return static_cast<int>(outcome.exit_code);
+  Process service(
+      ServiceExecutable(), L"--run-as-service", {},
+      {.output = TestFolder() + L"\\service.out", .error = TestFolder() + L"\\service.err"});
+  return static_cast<int>(service.Wait().exit_code);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ TEST_F(PassivePhase, ADisconnectIsLoggedAndCarriedOut) {
             before +
                 "[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n"
                 "[Veltrane][admin_bypass] enabled=0 applied=0 failure=\n");
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
 }
 
 TEST_F(PassivePhase, ADisconnectEndsTheProcessWhenTheGuardIsArmed) {

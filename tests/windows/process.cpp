@@ -12,12 +12,6 @@ namespace {
 
 constexpr DWORD kPatienceMilliseconds = 120'000;
 
-std::wstring ScratchFile(const std::wstring& ending) {
-  static std::atomic<int> count = 0;
-  return TestFolder() + L"\\scratch-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-         std::to_wstring(++count) + ending;
-}
-
 HANDLE OpenForChild(const std::wstring& path) {
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
@@ -70,16 +64,23 @@ std::wstring TestFolder() {
   return std::filesystem::path(path).parent_path().wstring();
 }
 
+OutputFiles ScratchFiles() {
+  static std::atomic<int> count = 0;
+  const std::wstring path = TestFolder() + L"\\scratch-" + std::to_wstring(GetCurrentProcessId()) +
+                            L"-" + std::to_wstring(++count);
+  return {.output = path + L".out", .error = path + L".err"};
+}
+
 std::wstring ServiceExecutable() { return TestFolder() + L"\\VeltraneVpnService.exe"; }
 
 Process::Process(const std::wstring& executable, const std::wstring& arguments,
-                 const Variables& variables)
-    : output_path_(ScratchFile(L".out")), error_path_(ScratchFile(L".err")) {
+                 const Variables& variables, const OutputFiles& files)
+    : files_(files) {
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdOutput = OpenForChild(output_path_);
-  startup.hStdError = OpenForChild(error_path_);
+  startup.hStdOutput = OpenForChild(files_.output);
+  startup.hStdError = OpenForChild(files_.error);
   PROCESS_INFORMATION information{};
   std::wstring command_line = L"\"" + executable + L"\" " + arguments;
   const TemporaryVariables temporary(variables);
@@ -99,8 +100,8 @@ Process::Process(const std::wstring& executable, const std::wstring& arguments,
 Process::~Process() {
   if (IsRunning()) Kill();
   CloseHandle(process_);
-  DeleteFileW(output_path_.c_str());
-  DeleteFileW(error_path_.c_str());
+  DeleteFileW(files_.output.c_str());
+  DeleteFileW(files_.error.c_str());
 }
 
 Outcome Process::Wait() {
@@ -122,9 +123,9 @@ void Process::Kill() {
 
 bool Process::IsRunning() const { return WaitForSingleObject(process_, 0) == WAIT_TIMEOUT; }
 
-std::string Process::Output() const { return WithBareLineFeeds(ReadFileBytes(output_path_)); }
+std::string Process::Output() const { return WithBareLineFeeds(ReadFileBytes(files_.output)); }
 
-std::string Process::Error() const { return WithBareLineFeeds(ReadFileBytes(error_path_)); }
+std::string Process::Error() const { return WithBareLineFeeds(ReadFileBytes(files_.error)); }
 
 Outcome RunService(const std::wstring& arguments, const Variables& variables) {
   return Process(ServiceExecutable(), arguments, variables).Wait();

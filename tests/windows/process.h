@@ -27,13 +27,23 @@ struct Outcome {
   std::string error;   // standard error, line ends as "\n"
 };
 
-// A running process whose outputs go to files of their own. Ended with the object if it still runs.
+// Where a process prints to.
+struct OutputFiles {
+  std::wstring output;
+  std::wstring error;
+};
+
+// Files that no other process prints to.
+OutputFiles ScratchFiles();
+
+// A running process whose outputs go to files. Ended with the object if it still runs; the files go
+// with it.
 class Process {
  public:
   // Starts `executable` with the arguments as they stand, and with the environment variables on top
   // of this process's own.
   Process(const std::wstring& executable, const std::wstring& arguments,
-          const Variables& variables = {});
+          const Variables& variables = {}, const OutputFiles& files = ScratchFiles());
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   ~Process();
@@ -53,8 +63,7 @@ class Process {
   std::string Error() const;
 
  private:
-  std::wstring output_path_;
-  std::wstring error_path_;
+  OutputFiles files_;
   HANDLE process_ = nullptr;
   DWORD id_ = 0;
 };

@@ -36,5 +36,12 @@ TEST_F(ProgramData, Of260CharactersMeansTheUsualFolder) {
   EXPECT_EQ(ReadFileBytes(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf"), kConf);
 }
 
+// run_all has put a link to the full device there, which only Wine can follow.
+TEST_F(ProgramData, OnAFullDiskIsReported) {
+  ConsoleServer server(Variables{{L"ProgramData", TestFolder() + L"\\full_disk"}});
+  EXPECT_EQ(Ask(kConnect),
+            R"({"ok":false,"error":"config_write_failed","message":"write tmp failed"})");
+}
+
 }  // namespace
 }  // namespace veltrane::windows_tests

@@ -53,7 +53,7 @@ TEST_F(RunningService, TakesATunnelDown) {
   BringTunnelUp();
   EXPECT_EQ(Ask(kDisconnect),
             R"({"ok":true,"phase":"disconnected",)" + kBypassOff + "," + kFreshGuard + "}");
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
 }
 
 TEST_F(RunningService, StopsWhenToldToAndClosesThePipe) {

@@ -119,21 +119,17 @@ TEST_F(StartupReport, DoesNotTakeATunnelServiceThatIsStoppedForALeftoverTunnel) 
   ExpectADryRun(L"--dry-run-startup");
 }
 
-// The control manager gives a service no outputs, so this test program stands between the two and
-// keeps them.
+// The control manager gives a service no outputs, so this test program stands between the two.
 TEST_F(StartupReport, IsPrintedByTheServiceOnBothOutputs) {
   const std::wstring program = TestFolder() + L"\\windows_tests.exe";
   ASSERT_NE(CreateServiceNamed(kControlService, L"\"" + program + L"\" --keep-service-outputs"),
             nullptr);
   ASSERT_EQ(StartServiceNamed(kControlService), 0u);
   ASSERT_TRUE(WaitForServiceState(kControlService, SERVICE_RUNNING));
-  StopServiceNamed(kControlService);
-  const std::filesystem::path output = TestFolder() + L"\\service.out";
-  const std::filesystem::path error = TestFolder() + L"\\service.err";
-  EXPECT_EQ(WithoutTimes(ReadFileBytes(output)), kPassiveReport);
-  EXPECT_EQ(WithoutTimes(ReadFileBytes(error)), kPassiveReport);
-  std::filesystem::remove(output);
-  std::filesystem::remove(error);
+  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(TestFolder() + L"\\service.out"), "\r", "")),
+            kPassiveReport);
+  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(TestFolder() + L"\\service.err"), "\r", "")),
+            kPassiveReport);
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST_F(WithoutTunnelLibrary, AConnectLogsTheRemovalOfTheBypassRoutes) {
 TEST_F(WithoutTunnelLibrary, ADisconnectRemovesTheTunnelService) {
   Ask(kConnect);
   Ask(kDisconnect);
-  EXPECT_FALSE(ServiceExists(kTunnelService));
+  EXPECT_TRUE(WaitUntilGone(kTunnelService));
 }
 
 class TunnelStart : public CleanMachine {};

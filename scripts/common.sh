@@ -32,7 +32,7 @@ need_packages() {
 
 # What builds the Windows executables and runs them.
 # shellcheck disable=SC2034
-windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64 jq)
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nlohmann-json3-dev wine wine64 jq)
 
 # build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails.
 build_preset() {

@@ -33,7 +33,9 @@ HostRouteResult AddHostRoute(const BypassIpEntry& entry);
 bool ReAddHostRoute(const std::string& ip, std::string* detail);
 
 // Deletes every recorded row in the order of creation, ignoring failures, and forgets them; clears
-// applied and routes_ready_before_tunnel in the current state, logs it and returns a copy.
+// applied and routes_ready_before_tunnel in the current state as it was at the start, gives it the
+// message "admin bypass host routes removed" if it has none, stores and logs it, and returns a
+// copy.
 AdminBypassState RemoveBypassRoutes();
 
 }  // namespace veltrane

@@ -22,7 +22,8 @@ std::string FormatRouteAddDetails(const std::vector<HostRouteResult>& results);
 // "admin_bypass":{...}; texts that are empty are left out.
 std::string FormatAdminBypassReport(const AdminBypassState& state);
 
-// Writes one line about the bypass to the debugger output and to standard error.
+// Writes one line about the bypass to the debugger output and then to standard error:
+// "[Veltrane][admin_bypass] enabled=1 applied=0 failure=<reason>".
 void LogAdminBypass(const AdminBypassState& state);
 
 // Makes a record the current one, logs it and returns it.

@@ -91,6 +91,39 @@ TEST_F(SafeModeBypass, GathersAndReportsButAddsNothing) {
   EXPECT_EQ(LogLines(), Logged("enabled=1 applied=0 failure="));
 }
 
+TEST_F(SafeModeBypass, GathersPeersThenTokensThenCandidates) {
+  machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"198.51.100.1");
+  machine.OnCall("ReadTcpConnections", 1,
+                 [this] { machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"198.51.100.2"); });
+  // The candidates ask for the peers after they have read both variables.
+  machine.OnCall("ReadTcpConnections", 2,
+                 [this] { machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"198.51.100.3"); });
+  const AdminBypassState state = ApplyAdminBypass(true);
+  EXPECT_EQ(state.admin_env_ips, R"(["198.51.100.2"])");
+  EXPECT_EQ(state.selected_admin_bypass_ips, R"(["198.51.100.2"])");
+}
+
+TEST_F(SafeModeBypass, ForgetsTheEarlierBypassAfterReadingItsSettings) {
+  LeaveAnEarlierBypass();
+  machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+  Strings recorded;
+  // The switch is the first variable that is read, the auto-stop the second.
+  machine.OnCall("ReadProcessVariable", 2, [&] { recorded = RecordedRoutes(); });
+  ApplyAdminBypass(true);
+  EXPECT_EQ(recorded, Strings{"8.8.4.4/32 via 192.168.1.9 if 9 metric 1"});
+}
+
+TEST_F(SafeModeBypass, ListsHoldTheCandidatesAloneWhateverWasPutThereWhileGathering) {
+  machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"198.51.100.7");
+  machine.OnCall("ReadSessions", 1, [] {
+    SelectedBypassIps() = {"8.8.4.4"};
+    RequiredBypassIps() = {"8.8.4.4"};
+  });
+  ApplyAdminBypass(true);
+  EXPECT_EQ(SelectedBypassIps(), Strings{"198.51.100.7"});
+  EXPECT_EQ(RequiredBypassIps(), Strings{"198.51.100.7"});
+}
+
 TEST_F(SafeModeBypass, WithoutAnyAddressIsReadyAndListsAreEmptyArrays) {
   machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
   AdminBypassState expected;

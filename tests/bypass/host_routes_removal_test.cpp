@@ -223,6 +223,29 @@ TEST_F(RemovingBypassRoutes, LogsOnceAfterTheLastDelete) {
                      "PrintError [Veltrane][admin_bypass] enabled=0 applied=0 failure="}));
 }
 
+TEST_F(RemovingBypassRoutes, KeepsItsListUntilTheLastDeleteAndEmptiesItBeforeItsLine) {
+  Add("203.0.113.5");
+  Add("198.51.100.7");
+  std::vector<std::size_t> recorded;
+  const auto note = [&recorded] { recorded.push_back(AddedRouteList().size()); };
+  machine.calls.Clear();
+  machine.OnCall("DeleteForwardRow", 1, note);
+  machine.OnCall("DeleteForwardRow", 2, note);
+  machine.OnCall("PrintDebugger", 1, note);
+  RemoveBypassRoutes();
+  EXPECT_EQ(recorded, (std::vector<std::size_t>{2, 2, 0}));
+}
+
+TEST_F(RemovingBypassRoutes, StoresTheStateAsItWasBeforeTheFirstDelete) {
+  CurrentAdminBypassState() = FullState();
+  Add("203.0.113.5");
+  machine.OnCall("DeleteForwardRow", 1,
+                 [] { CurrentAdminBypassState().message = "stored meanwhile"; });
+  RemoveBypassRoutes();
+  EXPECT_EQ(CurrentAdminBypassState().message,
+            "required admin bypass host routes verified before tunnel");
+}
+
 TEST_F(RemovingBypassRoutes, ClearsNoListButItsOwn) {
   SelectedBypassIps() = {"198.51.100.7", "203.0.113.5"};
   RequiredBypassIps() = {"203.0.113.5"};

@@ -332,6 +332,24 @@ TEST_F(RecheckAfterTunnel, RoutesThatWereReAddedAreRemovedByTheTeardown) {
                      "DeleteForwardRow 10.0.0.7/32 via 192.168.1.1 if 12 metric 1"}));
 }
 
+TEST_F(RecheckAfterTunnel, RoutesOfAFailedCheckAreRemovedByTheTeardownToo) {
+  machine.FailWhere("CreateForwardRow", "10.0.0.5/32", 87);
+  EXPECT_FALSE(RecheckBypassAfterTunnel().applied);
+  machine.calls.Clear();
+  RemoveBypassRoutes();
+  EXPECT_EQ(machine.Changes(),
+            (Strings{"DeleteForwardRow 10.0.0.6/32 via 192.168.1.1 if 12 metric 1",
+                     "DeleteForwardRow 10.0.0.7/32 via 192.168.1.1 if 12 metric 1"}));
+}
+
+TEST_F(RecheckAfterTunnel, UpdatesTheStateAsItWasBeforeTheFirstCheck) {
+  for (const char* ip : {"10.0.0.5", "10.0.0.6"}) AddRoute(ip, 5);
+  machine.OnCall("ReadForwardTable", 1,
+                 [] { CurrentAdminBypassState().client_ip = "stored meanwhile"; });
+  EXPECT_EQ(RecheckBypassAfterTunnel().client_ip, "10.0.0.5");
+  EXPECT_EQ(CurrentAdminBypassState().client_ip, "10.0.0.5");
+}
+
 TEST_F(RecheckAfterTunnel, ListsAndGatewayAreOnlyRead) {
   RecheckBypassAfterTunnel();
   EXPECT_EQ(SelectedBypassIps(), (Strings{"10.0.0.5", "10.0.0.6", "10.0.0.7"}));

@@ -114,6 +114,15 @@ TEST(SimulatedRoutes, DeletingAMissingRouteAnswers1168) {
   EXPECT_EQ(machine.routes.Rows().size(), 1U);
 }
 
+TEST(SimulatedRoutes, DeletingARouteOfAnotherProtocolAnswers1168) {
+  Machine machine;
+  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
+  ForwardRow row = MakeRoute("203.0.113.5/32", "192.168.1.1", 12, 1);
+  row.proto = 0;
+  EXPECT_EQ(DeleteForwardRow(row), 1168U);
+  EXPECT_EQ(machine.routes.Rows().size(), 1U);
+}
+
 TEST(SimulatedRoutes, MetricOfCreatedRowsCanBeForced) {
   Machine machine;
   machine.routes.SetMetricOfCreatedRows(16);

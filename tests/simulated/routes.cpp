@@ -179,7 +179,7 @@ std::uint32_t Routes::Create(ForwardRow row) {
 std::uint32_t Routes::Delete(const ForwardRow& row) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const auto existing = std::find_if(rows_.begin(), rows_.end(), [&row](const ForwardRow& other) {
-    return SameRoute(row, other);
+    return SameRoute(row, other) && row.proto == other.proto;
   });
   if (existing == rows_.end()) return kNotFound;
   rows_.erase(existing);

@@ -27,8 +27,8 @@ std::string RouteText(const ForwardRow& row);
 // compared as numbers in host byte order, and rows that are equal in those in their table order.
 //
 // A row is the same as another when destination, mask, next hop and interface are. Creating a row
-// that is there answers 5010, deleting one that is not answers 1168. Neither the interface nor the
-// gateway has to exist.
+// that is there answers 5010; deleting one that is not, or that is of another protocol, answers
+// 1168. Neither the interface nor the gateway has to exist.
 //
 // For other failures: Fail "ReadForwardTable", "CreateForwardRow" (status 0 is a success that adds
 // nothing), "DeleteForwardRow", "FindBestRoute", "ReadInterfaceNames", "ReadAdapterAddresses".

@@ -14,7 +14,7 @@ constexpr char kAdministrators[] = "S-1-5-32-544";
 constexpr std::uint32_t kErrorFileNotFound = 2;
 constexpr std::uint32_t kErrorPathNotFound = 3;
 constexpr std::uint32_t kErrorAccessDenied = 5;
-constexpr std::size_t kLargestConf = 1024 * 1024;
+constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 
 bool IsConnected(const Preflight& preflight) {
   return preflight.status && preflight.status->phase == "connected";

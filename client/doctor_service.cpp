@@ -19,7 +19,7 @@ namespace veltrane {
 namespace {
 
 constexpr std::uint32_t kPipeBusySeconds = 2;
-constexpr std::size_t kLargestLibrary = 256 * 1024 * 1024;
+constexpr std::size_t kLargestLibrary = std::size_t{256} << 20;
 
 constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
 

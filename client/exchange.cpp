@@ -13,6 +13,7 @@ namespace veltrane {
 namespace {
 
 constexpr std::int64_t kTicksPerMillisecond = 10'000;
+constexpr std::int64_t kMillisecondsPerSecond = 1000;
 constexpr int kGapRetries = 20;
 constexpr std::uint32_t kGapMilliseconds = 50;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
@@ -71,14 +72,15 @@ bool PipeMayComeBack(bool any_server) {
 }
 
 PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds) {
-  const std::int64_t deadline = UtcTicks() + busy_seconds * 1000 * kTicksPerMillisecond;
+  const std::int64_t patience = busy_seconds * kMillisecondsPerSecond;
+  const std::int64_t deadline = UtcTicks() + patience * kTicksPerMillisecond;
   int gaps = 0;
   for (;;) {
     PipeOpening opening = ClientPipe::Open(kPipeName);
     if (opening.error == kErrorPipeBusy) {
       const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
       // At most the whole time, also when somebody has set the clock back.
-      const std::int64_t wait = std::min<std::int64_t>(left, busy_seconds * 1000);
+      const std::int64_t wait = std::min(left, patience);
       if (wait <= 0) return opening;
       if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
         return opening;

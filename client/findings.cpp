@@ -26,7 +26,7 @@ const char* MarkWord(Mark mark) {
 }
 
 std::string PaintedMark(Mark mark, const Painter& paint) {
-  const std::string word = Padded(MarkWord(mark), kMarkColumns);
+  std::string word = Padded(MarkWord(mark), kMarkColumns);
   switch (mark) {
     case Mark::kOk:
       return paint(Colour::kGood, word);

@@ -62,7 +62,7 @@ std::string Outcome(const RouteGuardResult& guard, const Painter& paint) {
 }
 
 std::string AllowedIpsText(const RouteGuardResult& guard) {
-  const std::string before = Shown(guard.generated_allowed_ips_before);
+  std::string before = Shown(guard.generated_allowed_ips_before);
   if (guard.generated_allowed_ips_after.empty()) return before;
   if (guard.generated_allowed_ips_after == guard.generated_allowed_ips_before) {
     return before + ", left as they are";

@@ -16,13 +16,15 @@ namespace veltrane {
 // itself, where no allocator sees them.
 template <typename T>
 struct WipingAllocator {
-  using value_type = T;
+  using value_type = T;  // NOLINT(readability-identifier-naming): as the standard names it
 
   WipingAllocator() = default;
   template <typename U>
   explicit WipingAllocator(const WipingAllocator<U>&) {}
 
+  // NOLINTNEXTLINE(readability-identifier-naming)
   T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  // NOLINTNEXTLINE(readability-identifier-naming)
   void deallocate(T* memory, std::size_t count) {
     WipeMemory(memory, count * sizeof(T));
     std::allocator<T>().deallocate(memory, count);

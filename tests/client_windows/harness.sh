@@ -165,9 +165,20 @@ stop_actor() {
   actor_pid=
 }
 
-await_actor() {
+# The pipe that "pipe_actor hold release" keeps busy becomes free: now, or while the next command
+# waits for it. Should that command begin later, it finds a free pipe and passes too.
+release_pipe() {
+  : >release
   wait "$actor_pid"
   actor_pid=
+  rm release
+}
+
+release_pipe_later() { (sleep 2 && : >release) & }
+
+await_release() {
+  await "the file that frees the pipe" test -e release
+  release_pipe
 }
 
 # actor_heard NAME TEXT: the impostor must have been sent this and nothing else.

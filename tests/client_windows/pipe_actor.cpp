@@ -1,13 +1,12 @@
 // Plays a part on the control pipe for a test:
 //   pipe_actor serve [REPLY]  serves it without being the service: prints what every client sends,
 //                             answers with the text, or with nothing, until it is ended
-//   pipe_actor hold SECONDS   connects to it and keeps it busy for that long
+//   pipe_actor hold FILE      connects to it and keeps it busy until there is such a file
 // Prints "ready" when it has begun.
 
 #include <windows.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -47,12 +46,12 @@ int Serve(const char* reply) {
   }
 }
 
-int Hold(int seconds) {
+int Hold(const char* file) {
   const HANDLE pipe =
       CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (pipe == INVALID_HANDLE_VALUE) return 1;
   Say("ready");
-  Sleep(static_cast<DWORD>(seconds) * 1000);
+  while (GetFileAttributesA(file) == INVALID_FILE_ATTRIBUTES) Sleep(50);
   CloseHandle(pipe);
   return 0;
 }
@@ -61,6 +60,6 @@ int Hold(int seconds) {
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "serve") == 0) return Serve(argc > 2 ? argv[2] : "");
-  if (argc > 2 && std::strcmp(argv[1], "hold") == 0) return Hold(std::atoi(argv[2]));
+  if (argc > 2 && std::strcmp(argv[1], "hold") == 0) return Hold(argv[2]);
   return 2;
 }

@@ -4,6 +4,7 @@
 #include "tests/windows/control_manager.h"
 #include "tests/windows/conversation.h"
 #include "tests/windows/pipe_connection.h"
+#include "tests/windows/wait.h"
 
 namespace veltrane::windows_tests {
 namespace {
@@ -19,6 +20,18 @@ class ConsoleEvents : public CleanMachine {
   static Outcome EndByCtrlC(Process& server) {
     EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
     return server.Wait();
+  }
+
+  // With its main thread held, the process outlives an event only when the handler took it.
+  static void ExpectThatTheHandlerStopsThePipeServer(DWORD_PTR event) {
+    ConsoleServer server;
+    Ask(kStatus);
+    SuspendThread(server.MainThread());
+    DeliverTo(server, event);
+    EXPECT_TRUE(WaitUntil([] { return TryToConnect() == ERROR_FILE_NOT_FOUND; }));
+    EXPECT_TRUE(server.IsRunning());
+    ResumeThread(server.MainThread());
+    EXPECT_EQ(server.Wait().exit_code, 0u);
   }
 
   // Wine sends no event but Ctrl+C. This starts the thread that an event starts in the process.
@@ -45,10 +58,23 @@ TEST_F(ConsoleEvents, CtrlBreakStopsTheServerAndTheProcessReturns0) {
   EXPECT_EQ(server.Wait().exit_code, 0u);
 }
 
-TEST_F(ConsoleEvents, ClosingTheWindowStopsTheServer) {
+TEST_F(ConsoleEvents, CtrlCIsHandledByStoppingThePipeServer) {
+  ExpectThatTheHandlerStopsThePipeServer(CTRL_C_EVENT);
+}
+
+TEST_F(ConsoleEvents, CtrlBreakIsHandledByStoppingThePipeServer) {
+  ExpectThatTheHandlerStopsThePipeServer(CTRL_BREAK_EVENT);
+}
+
+TEST_F(ConsoleEvents, ClosingTheWindowIsHandledByStoppingThePipeServer) {
+  ExpectThatTheHandlerStopsThePipeServer(CTRL_CLOSE_EVENT);
+}
+
+TEST_F(ConsoleEvents, LogOffIsLeftToTheSystemWhichEndsTheProcess) {
   ConsoleServer server;
-  DeliverTo(server, CTRL_CLOSE_EVENT);
-  EXPECT_EQ(server.Wait().exit_code, 0u);
+  SuspendThread(server.MainThread());
+  DeliverTo(server, CTRL_LOGOFF_EVENT);
+  server.Wait();
 }
 
 TEST_F(ConsoleEvents, CtrlCClosesThePipe) {

@@ -92,13 +92,14 @@ Process::Process(const std::wstring& executable, const std::wstring& arguments,
     ADD_FAILURE() << "the process did not start, error " << GetLastError();
     return;
   }
-  CloseHandle(information.hThread);
   process_ = information.hProcess;
+  main_thread_ = information.hThread;
   id_ = information.dwProcessId;
 }
 
 Process::~Process() {
   if (IsRunning()) Kill();
+  CloseHandle(main_thread_);
   CloseHandle(process_);
   DeleteFileW(files_.output.c_str());
   DeleteFileW(files_.error.c_str());

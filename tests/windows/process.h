@@ -57,6 +57,7 @@ class Process {
   bool IsRunning() const;
   DWORD Id() const { return id_; }
   HANDLE Handle() const { return process_; }
+  HANDLE MainThread() const { return main_thread_; }
 
   // What the process has printed so far.
   std::string Output() const;
@@ -65,6 +66,7 @@ class Process {
  private:
   OutputFiles files_;
   HANDLE process_ = nullptr;
+  HANDLE main_thread_ = nullptr;
   DWORD id_ = 0;
 };
 

@@ -98,8 +98,8 @@ struct ServiceStatus {
 using ServiceStatusHandle = void*;
 
 // Connects this process to the service control manager as one service with this name and blocks
-// until the service has stopped; `service_main` is called on a thread of its own. Returns 0, or the
-// Win32 error of StartServiceCtrlDispatcherW.
+// until the service has stopped; `service_main` is called on a thread of its own, and an exception
+// that leaves it ends the process. Returns 0, or the Win32 error of StartServiceCtrlDispatcherW.
 std::uint32_t RunServiceDispatcher(const std::wstring& name, void (*service_main)());
 
 // Registers the function that receives control codes, called on the dispatcher's thread; null on

@@ -13,7 +13,8 @@ namespace veltrane {
 namespace {
 
 // The flags are written by the pipe thread, the auto-stop thread and the handlers' threads, hence
-// the atomics; the timestamp is written by the main thread alone, before any of them runs.
+// the atomics; the timestamp is written by the main and the service main thread, before any of
+// those runs.
 struct LiveState {
   std::atomic<bool> connect_requested = false;
   std::atomic<bool> stop_requested = false;

@@ -2,7 +2,8 @@
 
 // The passive phase: until a client asks for a connection, the service changes nothing on the
 // machine. This room keeps the record that proves it, and the hook that every operation that
-// changes something calls first. Everything here may be called on any thread.
+// changes something calls first. Everything here may be called on any thread; the timestamp alone
+// has no lock and is set before another thread could read it.
 
 #include <cstdint>
 #include <string>

@@ -8,10 +8,12 @@
 namespace veltrane {
 namespace {
 
-// The callback of the system carries no context.
+// The callback of the system carries no context. An exception must not unwind into the system.
 bool (*console_handler)(std::uint32_t control_type) = nullptr;
 
-BOOL WINAPI CallConsoleHandler(DWORD control_type) { return console_handler(control_type); }
+BOOL WINAPI CallConsoleHandler(DWORD control_type) noexcept {
+  return console_handler(control_type);
+}
 
 }  // namespace
 

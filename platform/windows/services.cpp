@@ -9,13 +9,14 @@
 namespace veltrane {
 namespace {
 
-// The two callbacks of the system carry no context, and a process is one service.
+// The two callbacks of the system carry no context, and a process is one service. An exception must
+// not unwind into the system.
 void (*service_main_function)() = nullptr;
 void (*control_function)(std::uint32_t control) = nullptr;
 
-void WINAPI CallServiceMain(DWORD, wchar_t**) { service_main_function(); }
+void WINAPI CallServiceMain(DWORD, wchar_t**) noexcept { service_main_function(); }
 
-void WINAPI CallControlFunction(DWORD control) { control_function(control); }
+void WINAPI CallControlFunction(DWORD control) noexcept { control_function(control); }
 
 SC_HANDLE AsServiceHandle(void* handle) { return static_cast<SC_HANDLE>(handle); }
 

@@ -103,6 +103,12 @@ TEST_F(Disconnect, StoresAndLogsTheBypassThatItReports) {
   EXPECT_EQ(machine.console.Debugger(), L"[Veltrane][admin_bypass] enabled=1 applied=0 failure=\n");
 }
 
+TEST_F(Disconnect, ReportsTheBypassAsTheRemovalLeftIt) {
+  SetUpConnection();
+  machine.OnCall("TestExistence", 1, [] { CurrentAdminBypassState().message = "later"; });
+  ExpectDisconnected(Send());
+}
+
 TEST_F(Disconnect, StatusAfterwardsReportsTheSameBypass) {
   SetUpConnection();
   Send();

@@ -140,6 +140,23 @@ TEST_F(Status, GuardReportIsTheDefaultEvenWhereSettingsAreInForce) {
 
 // ---- threads
 
+TEST_F(Status, PhaseIsThatOfTheMomentBeforeTheTunnelServiceIsAsked) {
+  server.SetPhase(kPhaseConnected, "n1");
+  machine.OnCall("ServiceManager.Open", 1, [this] { server.SetPhase(kPhaseDisconnected); });
+  EXPECT_EQ(Ask(), EndWithFreshReports(
+                       R"({"ok":true,"phase":"connected","node_id":"n1","tunnel_running":false)"));
+}
+
+TEST_F(Status, BypassIsThatOfTheMomentAfterTheTunnelServiceWasAsked) {
+  machine.OnCall("ServiceManager.Open", 1, [] { CurrentAdminBypassState().enabled = true; });
+  EXPECT_EQ(Ask(), EndWithFreshGuardReport(
+                       R"({"ok":true,"phase":"disconnected","tunnel_running":false,)"
+                       R"("admin_bypass":{"enabled":true,"attempted":false,"applied":false,)"
+                       R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
+                       R"("required_enforced":false,"skipped_for_safe_mode":false,)"
+                       R"("auto_stop_seconds":0})"));
+}
+
 TEST_F(Status, MutexIsFreeWhileTheTunnelServiceIsAsked) {
   bool free = false;
   machine.OnCall("ServiceManager.Open", 1, [this, &free] {

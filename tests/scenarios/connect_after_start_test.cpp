@@ -243,6 +243,20 @@ TEST_F(DisturbedRoute, ARouteThatCannotBeRestoredEndsInTheTeardown) {
   EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
 }
 
+TEST_F(DisturbedRoute, ThePhaseIsConnectingUntilTheTeardownIsDone) {
+  OnStart([this] {
+    machine.routes.Remove("203.0.113.5/32");
+    machine.FailAlways("CreateForwardRow", 87);
+  });
+  std::vector<std::string> phases;
+  for (const char* call : {"Service.SendStop", "DeleteForwardRow", "RemoveFile"}) {
+    machine.OnCall(call, 1, [&] { phases.push_back(Phase()); });
+  }
+  Handle(kConnect);
+  EXPECT_EQ(phases, (std::vector<std::string>{"connecting", "connecting", "connecting"}));
+  EXPECT_EQ(Phase(), "disconnected");
+}
+
 TEST_F(DisturbedRoute, ATableThatCannotBeReadCountsAsALostRoute) {
   OnStart([this] { machine.FailAlways("ReadForwardTable", 5); });
   EXPECT_EQ(Handle(kConnect),

@@ -199,6 +199,16 @@ TEST_F(ConnectRefusal, AFailedGuardReportsTheBypassAsItWasBeforeItsRemoval) {
                 kGathered + "}," + kFreshGuard + "}");
 }
 
+TEST_F(ConnectRefusal, AFailedGuardIsConnectingUntilTheRemovalIsLogged) {
+  SetGuard();
+  SetAdministrator();
+  std::string phase;
+  machine.OnCall("PrintError", 2, [&] { phase = Phase(); });  // the first logs the bypass
+  Handle(kCatchAllEndpoint);
+  EXPECT_EQ(phase, "connecting");
+  EXPECT_EQ(Phase(), "disconnected");
+}
+
 TEST_F(ConnectRefusal, AFailedGuardCarriesTheAutoStopDelayInBothRecords) {
   SetGuard();
   SetAutoStop(L"90");

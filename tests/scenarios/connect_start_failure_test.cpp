@@ -199,6 +199,15 @@ TEST_F(ConnectStartFailure, ThePhaseIsConnectingUntilEverythingIsUndone) {
   EXPECT_EQ(Phase(), "disconnected");
 }
 
+TEST_F(ConnectStartFailure, ThePhaseIsConnectingUntilTheRoutesOfAFailedWriteAreRemoved) {
+  machine.files.DenyOpen(kTemporaryConf);
+  std::string phase;
+  machine.OnCall("DeleteForwardRow", 1, [&] { phase = Phase(); });
+  Handle(kConnect);
+  EXPECT_EQ(phase, "connecting");
+  EXPECT_EQ(Phase(), "disconnected");
+}
+
 TEST_F(ConnectStartFailure, AnUnreadableFileStateIsRaisedWhenTheStartHasFailed) {
   machine.Fail("Service.Start", 1, 1053);
   machine.Fail("TestExistence", 1, 5);

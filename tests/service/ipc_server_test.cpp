@@ -103,6 +103,7 @@ TEST_F(IpcServerTest, StartThrowsWhenTheThreadCannotBeCreated) {
   pthread_attr_destroy(&greedy);
   pthread_attr_destroy(&usual);
   EXPECT_EQ(thrown, std::errc::resource_unavailable_try_again);
+  EXPECT_TRUE(server.running);
   EXPECT_FALSE(server.server_thread.joinable());
 }
 

@@ -157,6 +157,16 @@ TEST_F(ServiceHost, AStopEndsTheServerBeforeTheStoppedStateIsReported) {
   EXPECT_EQ(program.Join(), 0);
 }
 
+TEST_F(ServiceHost, AStopThatComesAsSoonAsRunningIsReportedEndsTheService) {
+  machine.OnCall("ReportServiceStatus", 2, [this] {
+    machine.pipes.WaitUntilServerWaits();
+    machine.service_host.SendControl(1);
+  });
+  EXPECT_EQ(ProgramThread({L"--run-as-service"}).Join(), 0);
+  EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>{});
+  EXPECT_EQ(RegisteredServer(), nullptr);
+}
+
 TEST_F(ServiceHost, TheMainFunctionFreesTheServerAtItsNextPoll) {
   ProgramThread program({L"--run-as-service"});
   WaitUntilServing();

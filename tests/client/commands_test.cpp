@@ -359,6 +359,14 @@ TEST_F(Commands, NoColorIsHonoured) {
             "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n");
 }
 
+TEST_F(Commands, NoColorIsHonouredByScreensToo) {
+  machine.environment.SetProcess(L"NO_COLOR", L"1");
+  side.SetTerminal(Stream::kOutput, 80);
+  StartService();
+  EXPECT_EQ(Run({"status"}), 0);
+  EXPECT_EQ(side.Output().substr(0, 43), "disconnected\n  tunnel service  not running\n");
+}
+
 TEST_F(Commands, AComplaintOnATerminalIsRed) {
   side.SetTerminal(Stream::kError, 80);
   EXPECT_EQ(Run({"status"}), 4);

@@ -21,6 +21,8 @@ TEST(WireGuardKey, IsNotShorterLongerUnpaddedOrOfOtherCharacters) {
 
 TEST(WireGuardKey, HasNoBitsBehindItsLastByte) {
   EXPECT_FALSE(IsWireGuardKey("AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAB="));
+  EXPECT_FALSE(IsWireGuardKey("AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAC="));
+  EXPECT_TRUE(IsWireGuardKey("AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAE="));
 }
 
 TEST(AddressWithPrefix, IsAnAddressOfEitherFamilyWithOrWithoutPrefix) {

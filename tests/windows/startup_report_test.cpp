@@ -6,6 +6,7 @@
 #include "tests/windows/control_manager.h"
 #include "tests/windows/conversation.h"
 #include "tests/windows/pipe_connection.h"
+#include "tests/windows/wait.h"
 
 namespace veltrane::windows_tests {
 namespace {
@@ -119,17 +120,25 @@ TEST_F(StartupReport, DoesNotTakeATunnelServiceThatIsStoppedForALeftoverTunnel) 
   ExpectADryRun(L"--dry-run-startup");
 }
 
-// The control manager gives a service no outputs, so this test program stands between the two.
+// The control manager gives a service no outputs, so this test program stands between the two. Wine
+// ends it when the service says that it has stopped, while the service may run on for a moment.
 TEST_F(StartupReport, IsPrintedByTheServiceOnBothOutputs) {
   const std::wstring program = TestFolder() + L"\\windows_tests.exe";
   ASSERT_NE(CreateServiceNamed(kControlService, L"\"" + program + L"\" --keep-service-outputs"),
             nullptr);
   ASSERT_EQ(StartServiceNamed(kControlService), 0u);
   ASSERT_TRUE(WaitForServiceState(kControlService, SERVICE_RUNNING));
-  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(TestFolder() + L"\\service.out"), "\r", "")),
-            kPassiveReport);
-  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(TestFolder() + L"\\service.err"), "\r", "")),
-            kPassiveReport);
+  const std::wstring output = TestFolder() + L"\\service.out";
+  const std::wstring error = TestFolder() + L"\\service.err";
+  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(output), "\r", "")), kPassiveReport);
+  EXPECT_EQ(WithoutTimes(Fill(ReadFileBytes(error), "\r", "")), kPassiveReport);
+  RemoveService(kControlService);
+  for (const std::wstring& path : {output, error}) {
+    EXPECT_TRUE(WaitUntil([&] {
+      DeleteFileW(path.c_str());
+      return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES;
+    }));
+  }
 }
 
 }  // namespace

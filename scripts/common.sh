@@ -64,7 +64,7 @@ use_wine() {
 wine64_binary=/usr/lib/wine/wine64
 
 prepare_prefix() {
-  mkdir -p "$WINEPREFIX"
+  mkdir -p "$build" "$WINEPREFIX"
   "$wine64_binary" wineboot --init >"$build/wineboot.log" 2>&1 ||
     die "the Wine prefix could not be made; see build/wineboot.log"
   # The control manager that made the prefix does not know the services that it put there, on which

@@ -8,7 +8,7 @@ constexpr char kDoctor[] = "veltranectl doctor tells more";
 std::string BypassAdvice(const Reply& reply) {
   const std::string reason = reply.bypass ? reply.bypass->state.failure_reason : "";
   if (reason == "no_admin_bypass_ips") {
-    return "setx ADMIN_BYPASS_IP <your public address> /M, then restart the service";
+    return "setx ADMIN_BYPASS_IP <your public address> /M";
   }
   if (reason == "physical_gateway_missing") {
     return "route print -4: the machine needs a default route with a gateway";
@@ -22,7 +22,7 @@ std::string BypassAdvice(const Reply& reply) {
 std::string GuardAdvice(const Reply& reply) {
   const std::string reason = reply.guard ? reply.guard->failure_reason : "";
   if (reason == "rdp_requires_disable_default_route") {
-    return "setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE 1 /M, then restart the service";
+    return "setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE 1 /M";
   }
   return "take 0.0.0.0/0 and ::/0 out of every value of the profile";
 }

@@ -16,7 +16,7 @@ constexpr char kProbeAddress[] = "8.8.8.8";  // the service asks for the way to 
 constexpr std::uint32_t kPinnedMetric = 1;   // what the service asks for when it creates a route
 
 bool BypassIsEnforced(const Preflight& preflight) {
-  return IsAdminBypassEnabled() && !preflight.guard.effective_disable_default_route;
+  return preflight.bypass_on && !preflight.guarded;
 }
 
 // The physical route that the service would find now; a next hop of 0 when there is none.
@@ -51,7 +51,7 @@ void WarnOfUnprotected(Findings& findings) {
   const std::set<std::string> distinct(peers.begin(), peers.end());
   for (const std::string& ip : distinct) {
     findings.Warn(ip, "an established Remote Desktop connection that nothing would keep up",
-                  "setx ADMIN_BYPASS_IP \"" + ip + "\" /M, then restart the service");
+                  "setx ADMIN_BYPASS_IP \"" + ip + "\" /M");
   }
 }
 
@@ -91,13 +91,13 @@ void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
 
 void CheckBypass(const Preflight& preflight, Findings& findings) {
   findings.Begin("bypass");
-  const std::vector<BypassIpEntry> candidates = CollectBypassCandidates();
-  if (preflight.guard.effective_disable_default_route) {
+  const std::vector<BypassIpEntry>& candidates = preflight.candidates;
+  if (preflight.guarded) {
     findings.Note("pinned routes", "none, the default-route guard is on");
     AddCandidates(candidates, findings);
     return;
   }
-  if (!IsAdminBypassEnabled()) {
+  if (!preflight.bypass_on) {
     findings.Note("pinned routes", "none, the bypass is off");
     WarnOfUnprotected(findings);
     return;
@@ -107,7 +107,7 @@ void CheckBypass(const Preflight& preflight, Findings& findings) {
                                         [](const BypassIpEntry& entry) { return entry.required; });
   if (!any_required) {
     findings.Fail("pinned routes", "the bypass is on and no address is required",
-                  "setx ADMIN_BYPASS_IP <your public address> /M, then restart the service");
+                  "setx ADMIN_BYPASS_IP <your public address> /M");
   }
 }
 
@@ -132,7 +132,7 @@ void CheckNetwork(const Preflight& preflight, Findings& findings) {
   } else {
     findings.Ok("gateway", place);
   }
-  CheckMetric(preflight, gateway, CollectBypassCandidates(), findings);
+  CheckMetric(preflight, gateway, preflight.candidates, findings);
 }
 
 }  // namespace veltrane

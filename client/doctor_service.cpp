@@ -5,7 +5,6 @@
 #include "client/pe_exports.h"
 #include "client/quoting.h"
 #include "client/request.h"
-#include "guard/settings.h"
 #include "platform/ascii.h"
 #include "platform/file_input.h"
 #include "platform/files.h"
@@ -114,7 +113,7 @@ Preflight BeginPreflight(bool any_server) {
   preflight.tunnel = ReadServiceFacts(kTunnelService);
   preflight.conf = LastQuoted(preflight.tunnel.command_line);
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
-  ReadGuardSettings(preflight.guard);
+  ReadEffectiveSettings(preflight);
   return preflight;
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <string_view>
 
 #include "bypass/candidates.h"
 #include "client/doctor_checks.h"
@@ -36,7 +37,37 @@ std::string ScopesText(const EnvValue& value) {
 }
 
 std::string SetForMachine(const std::string& name, const std::string& value) {
-  return "setx " + name + " \"" + value + "\" /M, then restart the service";
+  return "setx " + name + " \"" + value + "\" /M";
+}
+
+std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
+
+// A registered service's process gets the switch from the machine scope when Windows starts.
+bool MachineSwitchesBypassOn() {
+  const std::string word = MachineValue(L"VELTRANE_POC_ADMIN_BYPASS");
+  if (IsOneOf(word, {"1", "true", "yes"})) return true;
+  if (IsOneOf(word, {"0", "false", "no"})) return false;
+  return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
+}
+
+// The addresses of the machine scope, and those that no environment names.
+std::vector<BypassIpEntry> MachineCandidates() {
+  BypassCandidateMap candidates;
+  for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
+    for (const std::string& token : SplitAddressList(MachineValue(Widened(source)))) {
+      AddBypassCandidate(candidates, token, source, true);
+    }
+  }
+  for (const std::string& ip : ListRdpTcpRemoteAddresses()) {
+    AddBypassCandidate(candidates, ip, "RDP_TCP_ESTABLISHED", true);
+  }
+  for (const BypassIpEntry& entry : CollectBypassCandidates()) {
+    if (entry.source == std::string_view("WTS"))
+      AddBypassCandidate(candidates, entry.ip, "WTS", false);
+  }
+  std::vector<BypassIpEntry> entries;
+  for (const auto& [ip, entry] : candidates) entries.push_back(entry);
+  return entries;
 }
 
 // Adds one setting: what its scopes hold and what that means. A registered service has a process
@@ -82,25 +113,25 @@ void CheckAutoStop(const Preflight& preflight, Findings& findings) {
              findings);
 }
 
-// The one setting that is read from the process alone.
-void CheckBypassSwitch(Findings& findings) {
+// The one setting that is read from the process alone. A registered service's process has what the
+// machine scope held when Windows started.
+void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
   const EnvValue value = ReadEnvAllScopes(Widened(name));
   const std::string meaning =
-      std::string("the bypass is ") + (IsAdminBypassEnabled() ? "on" : "off");
-  if (value.process.empty()) {
-    const bool elsewhere = !value.machine.empty() || !value.user.empty();
-    findings.Note(name, elsewhere ? ScopesText(value) +
-                                        ": read from the service's own process alone, which gets "
-                                        "the machine scope when Windows starts"
-                                  : "not set: " + meaning + ", as the addresses below decide");
-  } else if (IsOneOf(value.process, {"1", "true", "yes", "0", "false", "no"})) {
-    findings.Note(name, Quoted(value.process) + " in the process scope: " + meaning +
-                            "; the service reads its own process alone");
+      std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
+  const std::string when =
+      preflight.any_server ? "" : "; the service gets the machine scope when Windows starts";
+  const std::string& seen = preflight.any_server ? value.process : value.machine;
+  if (ScopesText(value).empty()) {
+    findings.Note(name, "not set: " + meaning + ", as the addresses below decide");
+  } else if (seen.empty()) {
+    findings.Note(name, ScopesText(value) + ", which the service does not see: " + meaning);
+  } else if (IsOneOf(seen, {"1", "true", "yes", "0", "false", "no"})) {
+    findings.Note(name, ScopesText(value) + ": " + meaning + when);
   } else {
-    findings.Warn(name,
-                  Quoted(value.process) + " in the process scope is no word it knows: " + meaning,
-                  "set " + name + "=1");
+    findings.Warn(name, ScopesText(value) + ", no word it knows: " + meaning + when,
+                  preflight.any_server ? "set " + name + "=1" : SetForMachine(name, "1"));
   }
 }
 
@@ -118,7 +149,7 @@ void CheckAddresses(const std::string& name, const Preflight& preflight, Finding
   if (!unusable.empty()) {
     findings.Warn(
         name, ScopesText(value) + ": " + unusable + " is no public IPv4 address and is not used",
-        SetForMachine(name, "<public address>"));
+        "setx " + name + " <public address> /M");
     return;
   }
   AddSetting(name, value,
@@ -130,6 +161,20 @@ void CheckAddresses(const std::string& name, const Preflight& preflight, Finding
 
 }  // namespace
 
+void ReadEffectiveSettings(Preflight& preflight) {
+  ReadGuardSettings(preflight.guard);
+  if (preflight.any_server) {
+    preflight.guarded = preflight.guard.effective_disable_default_route;
+    preflight.bypass_on = IsAdminBypassEnabled();
+    preflight.candidates = CollectBypassCandidates();
+  } else {
+    preflight.guarded =
+        ParseEnvBool(preflight.guard.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+    preflight.bypass_on = MachineSwitchesBypassOn();
+    preflight.candidates = MachineCandidates();
+  }
+}
+
 void CheckSettings(const Preflight& preflight, Findings& findings) {
   findings.Begin("settings");
   CheckSwitch(kDisableDefaultRoute, "catch-all AllowedIPs are replaced and DNS is dropped",
@@ -138,7 +183,7 @@ void CheckSettings(const Preflight& preflight, Findings& findings) {
   CheckSwitch("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
               "the service ends rather than change the network before a client asked",
               "no guard at start", preflight, findings);
-  CheckBypassSwitch(findings);
+  CheckBypassSwitch(preflight, findings);
   CheckAddresses("ADMIN_BYPASS_IP", preflight, findings);
   CheckAddresses("ADMIN_BYPASS_IPS", preflight, findings);
 }
@@ -149,12 +194,12 @@ void CheckSession(const Preflight& preflight, Findings& findings) {
   const std::string mend = SetForMachine(kDisableDefaultRoute, "1");
   if (!guard.rdp_session_active) {
     findings.Ok("Remote Desktop", "this is no Remote Desktop session");
-  } else if (guard.poc_env_read_failed) {
+  } else if (preflight.any_server && guard.poc_env_read_failed) {
     findings.Fail(
         "Remote Desktop",
         "a Remote Desktop session, and the machine scope's guard is overridden by another",
         std::string("set ") + kDisableDefaultRoute + "=");
-  } else if (guard.effective_disable_default_route) {
+  } else if (preflight.guarded) {
     findings.Ok("Remote Desktop", "a Remote Desktop session, and the default-route guard is on");
   } else if (preflight.any_server) {
     findings.Fail("Remote Desktop",
@@ -165,7 +210,7 @@ void CheckSession(const Preflight& preflight, Findings& findings) {
     findings.Warn(
         "Remote Desktop",
         "a Remote Desktop session without the default-route guard: a tunnel that takes "
-        "the default route can cut it off, and a service started in it refuses to connect",
+        "the default route can cut it off, and a service in console mode would refuse to connect",
         mend);
   }
 }

@@ -109,7 +109,9 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
   std::string screen;
   std::string group;
   std::size_t columns = 0;
+  bool mends = false;
   for (const Finding& finding : findings.All()) {
+    mends = mends || !finding.mend.empty();
     if (finding.group != group) {
       group = finding.group;
       columns = WidestCheck(findings, group) + 2;
@@ -121,6 +123,7 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
       screen += std::string(2 + kMarkColumns + columns, ' ') + "mend: " + finding.mend + "\n";
     }
   }
+  if (mends) screen += "\nCommands are for a command prompt (cmd) run as administrator.\n";
   return screen + "\n" + VerdictText(findings, paint);
 }
 

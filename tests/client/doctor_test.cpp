@@ -131,6 +131,8 @@ TEST_F(Doctor, AMachineWithoutTheService) {
       "configuration\n"
       "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is made by the first connect\n"
       "\n"
+      "Commands are for a command prompt (cmd) run as administrator.\n"
+      "\n"
       "A connect would be refused: 1 failure, 0 warnings.\n");
 }
 
@@ -355,17 +357,17 @@ TEST_F(Doctor, SettingsThatTheServiceDoesNotSee) {
       "catch-all AllowedIPs are replaced and DNS is dropped; the service does not see it, for the "
       "machine scope lacks it\n"
       "                                                              mend: setx "
-      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M, then restart the service\n"
+      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
       "  note  VELTRANE_POC_AUTO_STOP_SECONDS                        \"60\" in the process scope, "
       "\"120\" in the machine scope: a tunnel is torn down after 60 s; the service sees the "
       "machine scope\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process scope: "
-      "the bypass is on; the service reads its own process alone\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process "
+      "scope, which the service does not see: the bypass is off\n"
       "  warn  ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the user "
       "scope: 1 address; the service does not see it, for the machine scope lacks it\n"
       "                                                              mend: setx ADMIN_BYPASS_IP "
-      "\"203.0.113.5\" /M, then restart the service\n"
+      "\"203.0.113.5\" /M\n"
       "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
       "here\n");
 }
@@ -373,7 +375,7 @@ TEST_F(Doctor, SettingsThatTheServiceDoesNotSee) {
 TEST_F(Doctor, SettingsThatMeanNothing) {
   machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"enabled");
   machine.environment.SetMachine(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"soon");
-  machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"off");
+  machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"off");
   machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"192.168.1.10 office");
   StartService();
   EXPECT_EQ(Run({"doctor"}), 2);
@@ -382,45 +384,60 @@ TEST_F(Doctor, SettingsThatMeanNothing) {
       "  warn  VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"enabled\" in the machine "
       "scope: AllowedIPs are used as they are\n"
       "                                                              mend: setx "
-      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M, then restart the service\n"
+      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
       "  warn  VELTRANE_POC_AUTO_STOP_SECONDS                        \"soon\" in the machine "
       "scope: a tunnel stays up\n"
       "                                                              mend: setx "
-      "VELTRANE_POC_AUTO_STOP_SECONDS \"600\" /M, then restart the service\n"
+      "VELTRANE_POC_AUTO_STOP_SECONDS \"600\" /M\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  warn  VELTRANE_POC_ADMIN_BYPASS                             \"off\" in the process scope "
-      "is no word it knows: the bypass is on\n"
-      "                                                              mend: set "
-      "VELTRANE_POC_ADMIN_BYPASS=1\n"
+      "  warn  VELTRANE_POC_ADMIN_BYPASS                             \"off\" in the machine "
+      "scope, no word it knows: the bypass is on; the service gets the machine scope when Windows "
+      "starts\n"
+      "                                                              mend: setx "
+      "VELTRANE_POC_ADMIN_BYPASS \"1\" /M\n"
       "  warn  ADMIN_BYPASS_IP                                       \"192.168.1.10 office\" in "
       "the machine scope: 192.168.1.10 office is no public IPv4 address and is not used\n"
       "                                                              mend: setx ADMIN_BYPASS_IP "
-      "\"<public address>\" /M, then restart the service\n"
+      "<public address> /M\n"
       "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
       "here\n");
   EXPECT_EQ(Group("bypass"),
             "  FAIL  pinned routes  the bypass is on and no address is required\n"
-            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M, then "
-            "restart the service\n");
+            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M\n");
 }
 
-TEST_F(Doctor, ASwitchInTheMachineScopeThatOnlyTheProcessScopeCountsFor) {
-  machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+TEST_F(Doctor, ASwitchThatTheServiceGetsWhenWindowsStarts) {
+  machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"0");
+  machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+  SetAdministrator();
   StartService();
   EXPECT_EQ(Run({"doctor"}), 0);
-  EXPECT_EQ(
-      Group("settings"),
-      "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
-      "as they are\n"
-      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: a tunnel stays up\n"
-      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the machine scope: "
-      "read from the service's own process alone, which gets the machine scope when Windows "
-      "starts\n"
-      "  ok    ADMIN_BYPASS_IP                                       not set: no address from "
-      "here\n"
-      "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
-      "here\n");
+  EXPECT_NE(
+      Group("settings")
+          .find(
+              "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process "
+              "scope, \"0\" in the machine scope: the bypass is off; the service gets the machine "
+              "scope when Windows starts\n"),
+      std::string::npos);
+  EXPECT_EQ(Group("bypass"), "  note  pinned routes  none, the bypass is off\n");
+}
+
+TEST_F(Doctor, ASwitchOfThisProcessCountsInConsoleMode) {
+  machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"0");
+  machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+  machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+  ServePipe();
+  EXPECT_EQ(Run({"doctor", "--any-server"}), 0);
+  EXPECT_EQ(Group("bypass"), "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
+}
+
+TEST_F(Doctor, AddressesThatTheServiceDoesNotSeeArePinnedByNobody) {
+  machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+  machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.6");
+  machine.environment.SetUser(L"ADMIN_BYPASS_IPS", L"203.0.113.7");
+  StartService();
+  EXPECT_EQ(Run({"doctor"}), 1);
+  EXPECT_EQ(Group("bypass"), "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopSessionWithoutTheGuard) {
@@ -429,10 +446,9 @@ TEST_F(Doctor, ARemoteDesktopSessionWithoutTheGuard) {
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("session"),
             "  warn  Remote Desktop  a Remote Desktop session without the default-route guard: a "
-            "tunnel that takes the default route can cut it off, and a service started in it "
-            "refuses to connect\n"
-            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M, then "
-            "restart the service\n");
+            "tunnel that takes the default route can cut it off, and a service in console mode "
+            "would refuse to connect\n"
+            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopSessionInConsoleModeIsRefused) {
@@ -442,8 +458,7 @@ TEST_F(Doctor, ARemoteDesktopSessionInConsoleModeIsRefused) {
   EXPECT_EQ(Group("session"),
             "  FAIL  Remote Desktop  a Remote Desktop session without the default-route guard: a "
             "service in console mode refuses every connect\n"
-            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M, then "
-            "restart the service\n");
+            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopSessionWithTheGuard) {
@@ -456,16 +471,27 @@ TEST_F(Doctor, ARemoteDesktopSessionWithTheGuard) {
       "  ok    Remote Desktop  a Remote Desktop session, and the default-route guard is on\n");
 }
 
-TEST_F(Doctor, ARemoteDesktopSessionWhoseGuardIsOverridden) {
+TEST_F(Doctor, ARemoteDesktopSessionWhoseGuardIsOverriddenInConsoleMode) {
   machine.sessions.SetRemoteSession(true);
   machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
   machine.environment.SetProcess(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"0");
-  StartService();
-  EXPECT_EQ(Run({"doctor"}), 2);
+  ServePipe();
+  EXPECT_EQ(Run({"doctor", "--any-server"}), 2);
   EXPECT_EQ(Group("session"),
             "  FAIL  Remote Desktop  a Remote Desktop session, and the machine scope's guard is "
             "overridden by another\n"
             "                        mend: set VELTRANE_POC_DISABLE_DEFAULT_ROUTE=\n");
+}
+
+TEST_F(Doctor, AGuardOverriddenInThisProcessIsOnAllTheSameForTheService) {
+  machine.sessions.SetRemoteSession(true);
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  machine.environment.SetProcess(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"0");
+  StartService();
+  EXPECT_EQ(Run({"doctor"}), 0);
+  EXPECT_EQ(
+      Group("session"),
+      "  ok    Remote Desktop  a Remote Desktop session, and the default-route guard is on\n");
 }
 
 TEST_F(Doctor, AddressesOfEverySource) {
@@ -484,15 +510,14 @@ TEST_F(Doctor, AddressesOfEverySource) {
 }
 
 TEST_F(Doctor, ABypassThatIsOnWithoutARequiredAddress) {
-  machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+  machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
   machine.sessions.AddActive(2, "198.51.100.9");
   StartService();
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("bypass"),
             "  ok    198.51.100.9   optional, the client of a Remote Desktop session\n"
             "  FAIL  pinned routes  the bypass is on and no address is required\n"
-            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M, then "
-            "restart the service\n");
+            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopConnectionThatNothingProtects) {
@@ -504,8 +529,7 @@ TEST_F(Doctor, ARemoteDesktopConnectionThatNothingProtects) {
       Group("bypass"),
       "  note  pinned routes  none, the bypass is off\n"
       "  warn  198.51.100.7   an established Remote Desktop connection that nothing would keep up\n"
-      "                       mend: setx ADMIN_BYPASS_IP \"198.51.100.7\" /M, then restart the "
-      "service\n");
+      "                       mend: setx ADMIN_BYPASS_IP \"198.51.100.7\" /M\n");
 }
 
 TEST_F(Doctor, NoGateway) {
@@ -617,6 +641,36 @@ TEST_F(Doctor, LeftoversOfAnEarlierRun) {
       "                              mend: veltranectl disconnect\n");
 }
 
+TEST_F(Doctor, AConnectionIsNotMendedAwayWhileTheServiceIsBusy) {
+  machine.services.Add(L"VeltraneVpnTunnel$Active", simulated::kRunning);
+  machine.files.AddFile(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf", "[Interface]\n");
+  machine.routes.AddInterface(23, L"Veltrane Tunnel");
+  machine.routes.Add("0.0.0.0/0", "10.66.66.1", 23, 100);
+  StartService();
+  side.FailOpen(231);
+  side.OnWaitForPipe([](std::uint32_t) { return 121; });
+  EXPECT_EQ(Run({"doctor"}), 1);
+  EXPECT_EQ(Group("leftovers"),
+            "  note  tunnel service        VeltraneVpnTunnel$Active is there; whose it is only the "
+            "service can tell, and it has not answered\n"
+            "  note  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf is "
+            "there; whose it is only the service can tell, and it has not answered\n"
+            "  note  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100; "
+            "whose it is only the service can tell, and it has not answered\n");
+}
+
+TEST_F(Doctor, LeftoversBesideAStoppedService) {
+  machine.services.Add(L"VeltraneVpnTunnel$Active", simulated::kRunning);
+  InstallService();
+  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(
+      Group("leftovers"),
+      "  warn  tunnel service        VeltraneVpnTunnel$Active of an earlier run is still there\n"
+      "                              mend: veltranectl disconnect\n"
+      "  ok    active.conf           none\n"
+      "  ok    tunnel default route  none\n");
+}
+
 TEST_F(Doctor, AnOverwrittenConfigurationIsHarmless) {
   machine.files.AddFile(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf",
                         std::string(4096, '\0'));
@@ -711,20 +765,23 @@ INSTANTIATE_TEST_SUITE_P(
                     "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to S-1-5-32-545, "
                     "S-1-1-0\n"
                     "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-                    "/inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F\n"},
-        FolderState{"WithoutAList",
-                    {.error = 0, .has_list = false, .is_protected = true, .entries = {}},
-                    1,
-                    "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to everybody\n"
-                    "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-                    "/inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F\n"},
-        FolderState{"Inheriting",
-                    {.error = 0, .has_list = true, .is_protected = false, .entries = {}},
-                    1,
-                    "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels inherits rights from the "
-                    "folder above\n"
-                    "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-                    "/inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F\n"},
+                    "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\" "
+                    "/remove:g \"*S-1-5-32-545\" \"*S-1-1-0\"\n"},
+        FolderState{
+            "WithoutAList",
+            {.error = 0, .has_list = false, .is_protected = true, .entries = {}},
+            1,
+            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to everybody\n"
+            "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
+            "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
+        FolderState{
+            "Inheriting",
+            {.error = 0, .has_list = true, .is_protected = false, .entries = {}},
+            1,
+            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels inherits rights from the "
+            "folder above\n"
+            "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
+            "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
         FolderState{"Unreadable",
                     {.error = 87, .has_list = false, .is_protected = false, .entries = {}},
                     1,

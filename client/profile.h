@@ -34,6 +34,14 @@ inline constexpr std::array<const char*, 12> kProfileKeyNames = {
     "client_public_key", "pre_shared_key", "dns_csv",           "allowed_ips_csv",
 };
 
+// The words by which a profile's author knows the keys of a request, in the same order.
+using ProfileKeyWords = std::array<const char*, kProfileKeyNames.size()>;
+
+inline constexpr ProfileKeyWords kConfKeyWords = {
+    "node_id",   "device_id",  "display_name", "Address",      "Endpoint", "Endpoint",
+    "PublicKey", "PrivateKey", "PublicKey",    "PresharedKey", "DNS",      "AllowedIPs",
+};
+
 // A value and where it was found; line 0 for a value that comes from the command line or from
 // nowhere.
 struct ProfileValue {

@@ -89,7 +89,8 @@ std::optional<std::string> FindBadItem(std::string_view list, Test test) {
 
 class Checker {
  public:
-  explicit Checker(const Profile& profile) : profile_(profile) {}
+  Checker(const Profile& profile, const ProfileKeyWords& words)
+      : profile_(profile), words_(words) {}
 
   std::optional<ProfileProblem> Run() {
     for (std::size_t i = 0; i < kProfileKeyNames.size(); ++i) {
@@ -108,9 +109,7 @@ class Checker {
   }
 
  private:
-  static std::string Name(ProfileKey key) {
-    return kProfileKeyNames[static_cast<std::size_t>(key)];
-  }
+  std::string Name(ProfileKey key) const { return words_[static_cast<std::size_t>(key)]; }
 
   // Keeps the first problem.
   void Fail(ProfileKey key, const std::string& text) {
@@ -200,13 +199,15 @@ class Checker {
   }
 
   const Profile& profile_;
+  const ProfileKeyWords& words_;
   std::optional<ProfileProblem> problem_;
 };
 
 }  // namespace
 
-std::optional<ProfileProblem> FindProfileProblem(const Profile& profile) {
-  return Checker(profile).Run();
+std::optional<ProfileProblem> FindProfileProblem(const Profile& profile,
+                                                 const ProfileKeyWords& words) {
+  return Checker(profile, words).Run();
 }
 
 bool IsWireGuardKey(std::string_view text) {

@@ -11,8 +11,9 @@ namespace veltrane {
 
 // The first problem of a profile: a value that a tunnel needs is missing, a key is no base64 of 32
 // bytes, an address is none, a port is out of range, or a value has characters that the service
-// would carry into its configuration file or its replies unescaped.
-std::optional<ProfileProblem> FindProfileProblem(const Profile& profile);
+// would carry into its configuration file or its replies unescaped. It is told in the given words.
+std::optional<ProfileProblem> FindProfileProblem(const Profile& profile,
+                                                 const ProfileKeyWords& words = kProfileKeyNames);
 
 // True for 44 characters of base64 (RFC 4648) that stand for exactly 32 bytes.
 bool IsWireGuardKey(std::string_view text);

@@ -79,7 +79,8 @@ ProfileFile ReadProfileFile(const std::string& path, const std::string& node_id)
   } else if (!json && !from_input) {
     profile[ProfileKey::kNodeId] = {SecretText(Stem(path)), 0};
   }
-  if (const std::optional<ProfileProblem> problem = FindProfileProblem(profile)) {
+  if (const std::optional<ProfileProblem> problem =
+          FindProfileProblem(profile, json ? kProfileKeyNames : kConfKeyWords)) {
     return fail(*problem);
   }
   return {std::move(reading.profile), {}};

@@ -449,6 +449,16 @@ INSTANTIATE_TEST_SUITE_P(
                    ":5: a second [Peer]: the service carries one peer, so remove the others"},
         BadProfile{"NoPrivateKey", "[Interface]\nAddress = 10.0.0.1\n[Peer]\nEndpoint = a:1\n",
                    ":1: [Interface] has no PrivateKey: add the line \"PrivateKey = ...\""},
+        BadProfile{"AddressInAConf",
+                   "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
+                   "Address = 10.0.0.1/33\n[Peer]\nEndpoint = a:1\n",
+                   ":3: Address holds \"10.0.0.1/33\", which is no address such as 10.66.66.7/32"},
+        BadProfile{"NoAllowedIpsInAConf",
+                   "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
+                   "Address = 10.0.0.1/32\n[Peer]\nEndpoint = a:1\n"
+                   "PublicKey = XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\n",
+                   ": AllowedIPs is missing: add the networks behind the tunnel, such as "
+                   "10.66.66.0/24"},
         BadProfile{"NoNodeIdInJson", "{}", ": node_id is missing: add it, or use --node-id"},
         BadProfile{"NumberInJson", "{\n  \"endpoint_port\": 51820\n}\n",
                    ":2: \"endpoint_port\" is not a text: put its value in quotes, the service "

@@ -10,6 +10,7 @@
 #include "client/doctor.h"
 #include "client/exit_codes.h"
 #include "client/quoting.h"
+#include "client/utf8.h"
 
 namespace veltrane {
 namespace {
@@ -92,7 +93,7 @@ struct CommandLine {
         "Examples:\n"
         "  veltranectl connect office.conf\n"
         "  veltranectl connect profile.json --session 5c0e7a\n"
-        "  veltranectl connect - --node-id office < office.conf\n");
+        "  type office.conf | veltranectl connect - --node-id office\n");
     sub->callback([this] { command = [this](Display& d) { return RunConnect(connect, d); }; });
   }
 
@@ -144,9 +145,11 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
     display.Print(output.str());
     return kExitDone;
   }
-  const bool no_command = app.get_subcommands().empty();
-  display.Complain((no_command ? "a command is missing" : std::string(end.what())) +
-                   ": veltranectl --help");
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  const std::string help = commands.empty() ? "veltranectl --help"
+                                            : "veltranectl " + commands[0]->get_name() + " --help";
+  display.Complain((commands.empty() ? "a command is missing" : Printable(end.what())) + ": " +
+                   help);
   return kExitUsage;
 }
 

@@ -87,7 +87,7 @@ TEST_F(CommandLines, HelpOfConnect) {
       "Examples:\n"
       "  veltranectl connect office.conf\n"
       "  veltranectl connect profile.json --session 5c0e7a\n"
-      "  veltranectl connect - --node-id office < office.conf\n"
+      "  type office.conf | veltranectl connect - --node-id office\n"
       "\n");
 }
 
@@ -175,14 +175,17 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{""}, "unknown command : veltranectl --help"},
         BadLine{{"--json"}, "a command is missing: veltranectl --help"},
         BadLine{{"status", "now"},
-                "The following argument was not expected: now: veltranectl --help"},
-        BadLine{{"connect"}, "PROFILE is required: veltranectl --help"},
-        BadLine{{"register"}, "NONCE is required: veltranectl --help"},
-        BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl --help"},
+                "The following argument was not expected: now: veltranectl status --help"},
+        BadLine{{"status", "a\x1b[2J\nb"},
+                "The following argument was not expected: a\xEF\xBF\xBD[2J\xEF\xBF\xBD"
+                "b: veltranectl status --help"},
+        BadLine{{"connect"}, "PROFILE is required: veltranectl connect --help"},
+        BadLine{{"register"}, "NONCE is required: veltranectl register --help"},
+        BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl status --help"},
         BadLine{{"status", "--watch", "--every", "0"},
-                "--every: Value 0 not in range 1 to 3600: veltranectl --help"},
+                "--every: Value 0 not in range 1 to 3600: veltranectl status --help"},
         BadLine{{"status", "doctor"},
-                "The following argument was not expected: doctor: veltranectl --help"}));
+                "The following argument was not expected: doctor: veltranectl status --help"}));
 
 }  // namespace
 }  // namespace veltrane

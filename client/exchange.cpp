@@ -82,6 +82,7 @@ PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds) {
       // At most the whole time, also when somebody has set the clock back.
       const std::int64_t wait = std::min(left, patience);
       if (wait <= 0) return opening;
+      gaps = 0;
       if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
         return opening;
       }

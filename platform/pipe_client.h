@@ -32,7 +32,8 @@ class ClientPipe {
   // system does not say.
   std::optional<std::uint32_t> ServerProcessId() const;
 
-  // Writes one message; false when the server has ended the connection.
+  // Writes one message; false when the server has ended the connection, or has not taken the
+  // message within 30 s.
   bool Send(std::string_view message);
 
   enum class Progress { kPending, kEnded };

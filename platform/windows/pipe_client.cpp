@@ -17,6 +17,7 @@ static_assert(kErrorWaitTimedOut == ERROR_SEM_TIMEOUT);
 static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 
 constexpr std::size_t kPieceBytes = 65536;
+constexpr DWORD kSendMilliseconds = 30'000;
 
 // An overlapped handle, so that waiting for the reply can be bounded. A read that was begun stays
 // under way between two calls of Receive.
@@ -77,6 +78,9 @@ bool ClientPipe::Send(std::string_view message) {
                 &connection.overlapped) == 0 &&
       GetLastError() != ERROR_IO_PENDING) {
     return false;
+  }
+  if (WaitForSingleObject(connection.event.get(), kSendMilliseconds) == WAIT_TIMEOUT) {
+    CancelIo(connection.pipe.get());
   }
   return GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &written, TRUE) != 0 &&
          written == message.size();

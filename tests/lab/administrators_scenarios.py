@@ -152,6 +152,7 @@ def a_host_route_that_cannot_be_made_again_refuses_the_connect(lab):
     lab.expect_as_at_first()
     expect_equal(service.status()["phase"], "disconnected", "the phase")
     administrator.count_on(20)
+    expect_equal((administrator.finish(), administrator.wrong), (0, 0), "(lost, wrong)")
 
 
 @scenario

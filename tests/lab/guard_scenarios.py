@@ -20,7 +20,8 @@ def the_guard_lets_only_the_clients_own_network_into_the_tunnel(lab):
                  (EVERYTHING, "10.66.66.0/24"), "AllowedIPs (before, after)")
     service.wait_for_tunnel()
     conf = windows.CONF.read_text()
-    expect("AllowedIPs = 10.66.66.0/24\n" in conf and "DNS" not in conf, "active.conf: " + conf)
+    expect("\nAllowedIPs = 10.66.66.0/24\n" in conf, "AllowedIPs of active.conf")
+    expect("DNS" not in conf, "active.conf has a DNS line")
     expect(places.pings(places.SERVER_TUNNEL_IP), "the server does not answer through the tunnel")
     expect_equal(places.seen_from_outside(), places.MACHINE_IP, "the outside host sees")
     expect_equal(machine.count(interface="veltrane-tunnel", dest=places.OUTSIDE_IP), 0,

@@ -1,6 +1,8 @@
 """How a connection ends, and what is left of it."""
 
-from harness import expect, expect_equal, scenario
+import re
+
+from harness import expect, expect_conf_is_zeros, expect_equal, scenario
 from veltrane_lab import places, windows
 from veltrane_lab.tell import tell
 from veltrane_lab.waiting import wait_until
@@ -16,7 +18,7 @@ def is_disconnected(service):
 
 @scenario
 def the_auto_stop_brings_the_machine_back(lab):
-    service = lab.start_service(VELTRANE_POC_AUTO_STOP_SECONDS="3", **BYPASS)
+    service = lab.start_service(VELTRANE_POC_AUTO_STOP_SECONDS="8", **BYPASS)
     reply = service.connect(allowed_ips_csv=EVERYTHING)
     expect(reply["ok"] and reply["poc_route_guard"]["auto_stop_scheduled"], f"connect: {reply}")
     service.wait_for_tunnel()
@@ -63,7 +65,7 @@ def a_killed_service_leaves_the_tunnel_which_the_next_start_names(lab):
     wait_until(lambda: not windows.tunnel_processes(), "the tunnel process ends")
     expect_equal(lab.client.ask("#tunnel"), "none", "the tunnel service")
     expect("veltrane-tunnel" not in places.interfaces_of_machine(), "the interface is still there")
-    expect_equal(windows.CONF.read_bytes(), bytes(4096), "active.conf")
+    expect_conf_is_zeros()
     # The new process does not know the host route of the old one: it stays for an operator.
     expect_equal(places.host_routes(), ["203.0.113.5 via 192.168.77.1 dev eth0 metric 1"],
                  "host routes")
@@ -99,6 +101,8 @@ def fifty_connects_leave_no_more_behind_than_one(lab):
         if cycle == 0:
             lab.expect_as_at_first()
             after_first = service.usage(), sorted(windows.command_lines().values())
+            expect(re.fullmatch(r"handles=[1-9]\d* threads=[1-9]\d*", after_first[0]),
+                   f"the service's handles and threads are not seen: {after_first[0]}")
     lab.expect_as_at_first()
     expect_equal((service.usage(), sorted(windows.command_lines().values())), after_first,
                  "handles and threads of the service, and the processes of the lab")
@@ -147,17 +151,18 @@ def a_stubborn_stop_is_given_up(lab):
     expect(len(windows.tunnel_processes()) == 2, "the stubborn tunnel stopped")
     expect("veltrane-tunnel" in places.interfaces_of_machine(), "the stubborn interface is gone")
     expect_equal(places.host_routes(), [], "host routes after disconnect")
-    expect_equal(windows.CONF.read_bytes(), bytes(4096), "active.conf")
+    expect_conf_is_zeros()
     status = service.status()
     expect_equal((status["phase"], status["tunnel_running"]), ("disconnected", False),
                  "(phase, tunnel_running)")
+    expect_equal(lab.client.ask("#delete"), "error 1072", "deletion of a service marked for it")
     # Once the process is ended, the service can connect as ever.
     tell("knob stop 0")
     for process in windows.tunnel_service_processes():
         windows.end_process(process)
     wait_until(lambda: not windows.tunnel_processes(), "the interface goes with the process")
-    administrator.count_on(5)
     expect(service.connect(allowed_ips_csv=EVERYTHING)["ok"], "connect")
     service.wait_for_tunnel()
     expect_equal(service.disconnect()["phase"], "disconnected", "the phase")
     lab.expect_as_at_first()
+    expect_equal((administrator.finish(), administrator.wrong), (0, 0), "(lost, wrong)")

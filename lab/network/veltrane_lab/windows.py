@@ -56,7 +56,8 @@ class PipeClient:
         try:
             return self._lines.get(timeout=ANSWER_SECONDS)
         except queue.Empty as error:
-            raise AssertionError(f"no answer within {ANSWER_SECONDS} s to {line}") from error
+            # The line is not shown: it may carry a private key.
+            raise AssertionError(f"no answer within {ANSWER_SECONDS} s") from error
 
     def close(self):
         self._process.stdin.close()

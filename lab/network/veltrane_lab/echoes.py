@@ -108,7 +108,7 @@ class Administrator:
         except AssertionError:
             pass
         lost = self.sent - self.back
-        self._connection.close()
+        self.close()
         return lost
 
     def close(self):

@@ -44,7 +44,7 @@ std::string AdviceFor(const Reply& reply) {
     return "see that the service may write to ProgramData\\Veltrane\\tunnels";
   }
   if (error == "tunnel_start_failed") {
-    return "sc query VeltraneVpnTunnel$Active, and veltranectl doctor on tunnel.dll";
+    return "veltranectl doctor looks at tunnel.dll and at the tunnel service";
   }
   if (error == "poc_default_route_detected") {
     return "take 0.0.0.0/0 and ::/0 out of the profile's AllowedIPs";

@@ -1,6 +1,7 @@
 #include "client/commands.h"
 
 #include <optional>
+#include <utility>
 
 #include "client/advice.h"
 #include "client/exchange.h"
@@ -16,6 +17,7 @@ namespace veltrane {
 namespace {
 
 constexpr char kWaiting[] = "waiting for the service's reply (a connect can take 20 s)";
+constexpr char kBusy[] = "waiting for another client to be done (30 s at most)";
 constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J";
 
 // How a reply is shown: as it came, as a screen, or by a line of its own when it is a success.
@@ -58,8 +60,13 @@ ExitCode ShowReply(const std::string& text, Form form, const std::string& line, 
 enum class Pace { kQuick, kSlow };
 
 ExchangeResult Exchange(const SecretText& request, bool any_server, Pace pace, Display& display) {
+  Dialling dialling = DialService(any_server, kBusySeconds, [&display](std::uint32_t seconds) {
+    display.ShowWait(kBusy, seconds);
+  });
+  display.EndWait();
+  if (!dialling.pipe) return {std::nullopt, std::move(dialling.failure)};
   ExchangeResult result =
-      ExchangeWithService(request, any_server, [&display, pace](std::uint32_t seconds) {
+      ExchangeOver(*dialling.pipe, request, [&display, pace](std::uint32_t seconds) {
         if (seconds > 0) display.ShowWait(kWaiting, seconds);
         if (seconds == 0 && pace == Pace::kSlow) display.BeginWait(kWaiting);
       });

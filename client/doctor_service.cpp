@@ -136,7 +136,7 @@ void CheckService(const Preflight& preflight, Findings& findings) {
 
 void CheckPipe(Preflight& preflight, Findings& findings) {
   findings.Begin("pipe");
-  Dialling dialling = DialService(preflight.any_server, kPipeBusySeconds);
+  Dialling dialling = DialService(preflight.any_server, kPipeBusySeconds, [](std::uint32_t) {});
   if (!dialling.pipe) {
     AddUnserved(preflight, dialling.failure, findings);
     return;

@@ -91,12 +91,18 @@ void AddSetting(const std::string& name, const EnvValue& value, const std::strin
   }
 }
 
+// The value that counts: the machine scope's for a registered service. What that scope lacks is
+// told by what this process would make of it.
+const std::string& Counting(const EnvValue& value, const Preflight& preflight) {
+  return preflight.any_server || value.machine.empty() ? value.effective : value.machine;
+}
+
 void CheckSwitch(const std::string& name, const std::string& on, const std::string& off,
                  const Preflight& preflight, Findings& findings) {
   const EnvValue value = ReadEnvAllScopes(Widened(name));
-  const bool active = ParseEnvBool(value.effective);
-  const bool understood =
-      active || value.effective.empty() || IsOneOf(value.effective, {"0", "false", "no", "off"});
+  const std::string& word = Counting(value, preflight);
+  const bool active = ParseEnvBool(word);
+  const bool understood = active || word.empty() || IsOneOf(word, {"0", "false", "no", "off"});
   AddSetting(name, value, active ? on : off, understood ? "" : SetForMachine(name, "1"), preflight,
              findings);
 }
@@ -104,11 +110,12 @@ void CheckSwitch(const std::string& name, const std::string& on, const std::stri
 void CheckAutoStop(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_AUTO_STOP_SECONDS";
   const EnvValue value = ReadEnvAllScopes(Widened(name));
-  const std::int32_t seconds = AutoStopSeconds();
+  const std::string& number = Counting(value, preflight);
+  const std::int32_t seconds = ParseEnvPositiveInt(number, 0);
   const std::string meaning = seconds > 0
                                   ? "a tunnel is torn down after " + std::to_string(seconds) + " s"
                                   : "a tunnel stays up";
-  const bool understood = seconds > 0 || value.effective.empty() || value.effective == "0";
+  const bool understood = seconds > 0 || number.empty() || number == "0";
   AddSetting(name, value, meaning, understood ? "" : SetForMachine(name, "600"), preflight,
              findings);
 }
@@ -118,8 +125,7 @@ void CheckAutoStop(const Preflight& preflight, Findings& findings) {
 void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
   const EnvValue value = ReadEnvAllScopes(Widened(name));
-  const std::string meaning =
-      std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
+  const std::string meaning = std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
   const std::string when =
       preflight.any_server ? "" : "; the service gets the machine scope when Windows starts";
   const std::string& seen = preflight.any_server ? value.process : value.machine;
@@ -139,7 +145,7 @@ void CheckAddresses(const std::string& name, const Preflight& preflight, Finding
   const EnvValue value = ReadEnvAllScopes(Widened(name));
   std::string unusable;
   std::size_t usable = 0;
-  for (const std::string& token : SplitAddressList(value.effective)) {
+  for (const std::string& token : SplitAddressList(Counting(value, preflight))) {
     if (IsPublicIpv4(token)) {
       ++usable;
     } else {

@@ -58,7 +58,8 @@ ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t b
               "try again when that is done", true};
     case kErrorAccessDenied:
       return Unreachable("the service's pipe does not admit this user",
-                         "use an elevated prompt, or the user of the console session");
+                         "use an elevated prompt, or restart the service while this user has the "
+                         "console");
     default:
       return Unreachable("the service's pipe cannot be opened" + WindowsError(error),
                          "veltranectl doctor");
@@ -71,20 +72,22 @@ bool PipeMayComeBack(bool any_server) {
   return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
 }
 
-PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds) {
+PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
+                          const WaitObserver& observer) {
   const std::int64_t patience = busy_seconds * kMillisecondsPerSecond;
   const std::int64_t deadline = UtcTicks() + patience * kTicksPerMillisecond;
+  std::uint32_t rounds = 0;
   int gaps = 0;
   for (;;) {
     PipeOpening opening = ClientPipe::Open(kPipeName);
     if (opening.error == kErrorPipeBusy) {
-      const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
-      // At most the whole time, also when somebody has set the clock back.
-      const std::int64_t wait = std::min(left, patience);
-      if (wait <= 0) return opening;
       gaps = 0;
+      const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
+      // Counting the rounds bounds the wait also when somebody has set the clock back.
+      if (left <= 0 || rounds == busy_seconds) return opening;
+      const std::int64_t wait = std::min<std::int64_t>(left, kRoundMilliseconds);
       if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
-        return opening;
+        observer(++rounds);
       }
     } else if (opening.error == kErrorNoSuchPipe && gaps < kGapRetries &&
                PipeMayComeBack(any_server)) {
@@ -126,8 +129,8 @@ ExchangeFailure NoReply(std::string what, std::string next) {
 
 }  // namespace
 
-Dialling DialService(bool any_server, std::uint32_t busy_seconds) {
-  PipeOpening opening = OpenPatiently(any_server, busy_seconds);
+Dialling DialService(bool any_server, std::uint32_t busy_seconds, const WaitObserver& observer) {
+  PipeOpening opening = OpenPatiently(any_server, busy_seconds, observer);
   if (!opening.pipe) {
     return {std::nullopt, CannotOpen(opening.error, any_server, busy_seconds)};
   }
@@ -156,13 +159,6 @@ ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
     if (reply.size() == before) observer(++seconds);
   }
   return {std::nullopt, NoReply("no reply came within 120 s", "veltranectl doctor")};
-}
-
-ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
-                                   const WaitObserver& observer) {
-  Dialling dialling = DialService(any_server);
-  if (!dialling.pipe) return {std::nullopt, std::move(dialling.failure)};
-  return ExchangeOver(*dialling.pipe, request, observer);
 }
 
 }  // namespace veltrane

@@ -29,14 +29,13 @@ struct Dialling {
 
 inline constexpr std::uint32_t kBusySeconds = 30;
 
+// Called about once a second during a wait, with the seconds that have passed.
+using WaitObserver = std::function<void(std::uint32_t seconds)>;
+
 // Opens the service's pipe. A busy one is waited for, but not longer than this. Unless `any_server`
 // is set, the process behind the pipe must be that of the registered service; what is checked is
 // this very connection, over which nothing has been sent.
-Dialling DialService(bool any_server, std::uint32_t busy_seconds = kBusySeconds);
-
-// Called with 0 when the request has been sent, and then about once a second while the reply is
-// awaited, with the seconds that have passed.
-using WaitObserver = std::function<void(std::uint32_t seconds)>;
+Dialling DialService(bool any_server, std::uint32_t busy_seconds, const WaitObserver& observer);
 
 struct ExchangeResult {
   std::optional<std::string> reply;  // byte for byte
@@ -44,11 +43,8 @@ struct ExchangeResult {
 };
 
 // Sends the request over a fresh connection and takes the reply, for which it waits 120 s at most.
+// The observer is called with 0 when the request has been sent.
 ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
                             const WaitObserver& observer);
-
-// Dials and exchanges.
-ExchangeResult ExchangeWithService(const SecretText& request, bool any_server,
-                                   const WaitObserver& observer);
 
 }  // namespace veltrane

@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"config_write_failed", "", "",
              "see that the service may write to ProgramData\\Veltrane\\tunnels"},
         Case{"tunnel_start_failed", "", "",
-             "sc query VeltraneVpnTunnel$Active, and veltranectl doctor on tunnel.dll"},
+             "veltranectl doctor looks at tunnel.dll and at the tunnel service"},
         Case{"poc_default_route_detected", "", "poc_default_route_detected",
              "take 0.0.0.0/0 and ::/0 out of the profile's AllowedIPs"},
         Case{"anything_else", "", "", "veltranectl doctor tells more"}));

@@ -359,7 +359,7 @@ TEST_F(Doctor, SettingsThatTheServiceDoesNotSee) {
       "                                                              mend: setx "
       "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
       "  note  VELTRANE_POC_AUTO_STOP_SECONDS                        \"60\" in the process scope, "
-      "\"120\" in the machine scope: a tunnel is torn down after 60 s; the service sees the "
+      "\"120\" in the machine scope: a tunnel is torn down after 120 s; the service sees the "
       "machine scope\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
       "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process "

@@ -95,7 +95,7 @@ TEST_F(Exchanges, APipeThatDoesNotAdmitTheUser) {
   side.FailOpen(5);
   EXPECT_EQ(Complaint(4),
             "veltranectl: the service's pipe does not admit this user: use an elevated prompt, or "
-            "the user of the console session\n");
+            "restart the service while this user has the console\n");
 }
 
 TEST_F(Exchanges, APipeThatCannotBeOpened) {
@@ -117,8 +117,26 @@ TEST_F(Exchanges, ABusyPipeIsWaitedForFor30Seconds) {
   EXPECT_EQ(Complaint(4),
             "veltranectl: the service has been busy with another client for 30 s: try again when "
             "that is done\n");
-  EXPECT_EQ(waits, std::vector<std::uint32_t>({30000}));
+  EXPECT_EQ(waits, std::vector<std::uint32_t>(30, 1000));
   other.Close();
+}
+
+TEST_F(Exchanges, ATerminalShowsHowLongABusyPipeHasBeenWaitedFor) {
+  StartService();
+  simulated::PipeClient other;
+  other.Connect();
+  side.SetTerminal(Stream::kError, 80);
+  int rounds = 0;
+  side.OnWaitForPipe([&other, &rounds](std::uint32_t) -> std::uint32_t {
+    if (++rounds < 3) return 121;
+    other.Close();
+    return 0;
+  });
+  EXPECT_EQ(Run({"status"}), 0);
+  EXPECT_EQ(side.Error(),
+            "\r\x1b[Kwaiting for another client to be done (30 s at most), 1 s"
+            "\r\x1b[Kwaiting for another client to be done (30 s at most), 2 s"
+            "\r\x1b[K");
 }
 
 TEST_F(Exchanges, APipeThatBecomesFreeIsUsed) {

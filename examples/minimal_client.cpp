@@ -10,7 +10,8 @@ int main(int argc, char** argv) {
   const wchar_t* const name = L"\\\\.\\pipe\\VeltraneVpn";
 
   // One client at a time: while another is served the pipe is busy, and for a moment after that
-  // there is none. The flags keep whoever serves the pipe from acting in this user's name.
+  // there is none. The flags keep whoever serves the pipe from acting in this user's name; a client
+  // that sends a key also compares GetNamedPipeServerProcessId with the service's process first.
   HANDLE pipe = INVALID_HANDLE_VALUE;
   for (int attempt = 0; attempt < 20 && pipe == INVALID_HANDLE_VALUE; ++attempt) {
     pipe = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,

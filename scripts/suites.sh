@@ -4,7 +4,7 @@
 
 logs=$build/test
 # No suite waits for ever: a hang is a failure.
-patience=(timeout --kill-after=10 1200)
+patience=(timeout --foreground --kill-after=10 1200)
 
 # record NAME PASSED FAILED SKIPPED NOTE
 record() {

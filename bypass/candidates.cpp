@@ -5,11 +5,11 @@
 #include <set>
 
 #include "guard/settings.h"
-#include "platform/ascii.h"
 #include "platform/connections.h"
 #include "platform/environment.h"
 #include "platform/ipv4.h"
 #include "platform/sessions.h"
+#include "text/ascii.h"
 
 namespace veltrane {
 namespace {
@@ -32,7 +32,7 @@ std::set<std::string> ReadLocalPublicAddresses() {
 
 // The machine's own public addresses as they were at the first call in the life of the process.
 const std::set<std::string>& LocalPublicAddresses() {
-  static const std::set<std::string> addresses = ReadLocalPublicAddresses();
+  static const auto& addresses = *new std::set<std::string>(ReadLocalPublicAddresses());
   return addresses;
 }
 

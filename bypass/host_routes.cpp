@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "bypass/report.h"
 #include "platform/ipv4.h"
 #include "platform/routing.h"
 #include "service/startup_guard.h"
@@ -10,7 +9,6 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
 constexpr std::uint32_t kRouteTypeIndirect = 4;      // MIB_IPROUTE_TYPE_INDIRECT
 constexpr std::uint32_t kRouteProtoManagement = 3;   // MIB_IPPROTO_NETMGMT
 constexpr std::uint32_t kErrorAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS

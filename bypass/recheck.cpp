@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "bypass/host_routes.h"
-#include "bypass/report.h"
 #include "platform/ipv4.h"
 
 namespace veltrane {

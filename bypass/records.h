@@ -2,7 +2,8 @@
 
 // The records that the bypass rooms pass between them, and the process-wide objects that outlive
 // one request. The objects have no lock: the pipe thread uses them, and the auto-stop thread's
-// teardown.
+// teardown. They are never destroyed, because the pipe thread may still serve while the process
+// ends.
 
 #include <cstdint>
 #include <string>
@@ -83,5 +84,12 @@ PhysicalRoute& CurrentPhysicalRoute();
 // The rows that the current bypass has created, in the order of creation. The service deletes these
 // and no others.
 std::vector<ForwardRow>& AddedRouteList();
+
+// Writes one line about the bypass to the debugger output and then to standard error:
+// "[Veltrane][admin_bypass] enabled=1 applied=0 failure=<reason>".
+void LogAdminBypass(const AdminBypassState& state);
+
+// Makes a record the current one, logs it and returns it.
+AdminBypassState StoreAndLogBypass(const AdminBypassState& state);
 
 }  // namespace veltrane

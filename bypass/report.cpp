@@ -1,8 +1,6 @@
 #include "bypass/report.h"
 
-#include "bypass/json_text.h"
-#include "platform/ascii.h"
-#include "platform/console.h"
+#include "text/json_text.h"
 
 namespace veltrane {
 namespace {
@@ -82,22 +80,6 @@ std::string FormatAdminBypassReport(const AdminBypassState& state) {
   text += OptionalJsonText("route_verify_before_tunnel", state.route_verify_before_tunnel);
   text += OptionalJsonText("route_verify_after_tunnel", state.route_verify_after_tunnel);
   return text + "}";
-}
-
-void LogAdminBypass(const AdminBypassState& state) {
-  std::wstring line = L"[Veltrane][admin_bypass] enabled=";
-  line += state.enabled ? L"1" : L"0";
-  line += L" applied=";
-  line += state.applied ? L"1" : L"0";
-  line += L" failure=" + WidenBytes(state.failure_reason) + L"\n";
-  PrintDebugger(line);
-  PrintError(line);
-}
-
-AdminBypassState StoreAndLogBypass(const AdminBypassState& state) {
-  CurrentAdminBypassState() = state;
-  LogAdminBypass(state);
-  return state;
 }
 
 }  // namespace veltrane

@@ -5,13 +5,14 @@
 #include "client/pe_exports.h"
 #include "client/quoting.h"
 #include "client/request.h"
-#include "platform/ascii.h"
 #include "platform/file_input.h"
 #include "platform/files.h"
 #include "platform/library.h"
 #include "platform/service_codes.h"
 #include "platform/text.h"
 #include "service/service_name.h"
+#include "tunnel/tunnel_manager.h"
+#include "text/ascii.h"
 #include "tunnel/active_conf.h"
 
 namespace veltrane {
@@ -19,8 +20,6 @@ namespace {
 
 constexpr std::uint32_t kPipeBusySeconds = 2;
 constexpr std::size_t kLargestLibrary = std::size_t{256} << 20;
-
-constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
 
 // The last argument of a command line that stands in quotes; empty when there is none.
 std::wstring LastQuoted(const std::wstring& command_line) {
@@ -110,7 +109,7 @@ Preflight BeginPreflight(bool any_server) {
   preflight.any_server = any_server;
   preflight.service = ReadServiceFacts(kServiceName);
   if (preflight.service.error == 0) preflight.program = ProgramOf(preflight.service.command_line);
-  preflight.tunnel = ReadServiceFacts(kTunnelService);
+  preflight.tunnel = ReadServiceFacts(kTunnelServiceName);
   preflight.conf = LastQuoted(preflight.tunnel.command_line);
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "ipc/pipe_server.h"
+#include "ipc/pipe_name.h"
 #include "platform/clock.h"
 #include "platform/service_codes.h"
 #include "platform/service_facts.h"

@@ -7,6 +7,7 @@ set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
 add_library(options INTERFACE)
+target_include_directories(options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
   # GCC 12 sees overlaps in string concatenation that are not there (GCC bug 105329).
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)

@@ -1,6 +1,6 @@
 #include "guard/report.h"
 
-#include "bypass/json_text.h"
+#include "text/json_text.h"
 
 namespace veltrane {
 namespace {

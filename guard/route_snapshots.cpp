@@ -1,16 +1,13 @@
 #include "guard/route_snapshots.h"
 
-#include <algorithm>
-#include <cctype>
 #include <optional>
 
 #include "platform/ipv4.h"
 #include "platform/text.h"
+#include "text/ascii.h"
 
 namespace veltrane {
 namespace {
-
-constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
 
 bool IsDefaultRoute(const ForwardRow& row) { return row.dest == 0 && row.mask == 0; }
 
@@ -31,9 +28,7 @@ std::string DescribeInterface(std::uint32_t interface_index) {
 }
 
 bool IsTunnelInterface(std::uint32_t interface_index) {
-  std::string label = DescribeInterface(interface_index);
-  std::transform(label.begin(), label.end(), label.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string label = AsciiToLower(DescribeInterface(interface_index));
   return label.find("wireguard") != std::string::npos ||
          label.find("wintun") != std::string::npos || label.find("tunnel") != std::string::npos;
 }

@@ -1,12 +1,10 @@
 #include "guard/settings.h"
 
-#include <algorithm>
-#include <cctype>
-
-#include "platform/decimal.h"
 #include "platform/environment.h"
 #include "platform/sessions.h"
 #include "platform/text.h"
+#include "text/ascii.h"
+#include "text/decimal.h"
 
 namespace veltrane {
 namespace {
@@ -35,9 +33,7 @@ EnvValue ReadEnvAllScopes(const std::wstring& name) {
 std::string ReadEnvSetting(const std::wstring& name) { return ReadEnvAllScopes(name).effective; }
 
 bool ParseEnvBool(const std::string& text) {
-  std::string lowered = text;
-  std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string lowered = AsciiToLower(text);
   return lowered == "1" || lowered == "true" || lowered == "yes" || lowered == "on";
 }
 

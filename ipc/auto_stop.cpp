@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::uint32_t kStepMilliseconds = 100;
 constexpr std::int64_t kStepsPerSecond = 10;
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
 
 std::string DeadlineText(std::int32_t seconds) {
   return FormatUtcTimestamp((UtcTicks() + seconds * kTicksPerSecond) / kTicksPerSecond);

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "ipc/message_codec.h"
-#include "platform/decimal.h"
+#include "text/decimal.h"
 
 namespace veltrane {
 namespace {

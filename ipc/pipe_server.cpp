@@ -7,6 +7,7 @@
 
 #include "ipc/dispatcher.h"
 #include "ipc/pipe_access.h"
+#include "ipc/pipe_name.h"
 #include "platform/clock.h"
 #include "platform/pipes.h"
 

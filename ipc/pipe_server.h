@@ -6,8 +6,6 @@
 
 namespace veltrane {
 
-inline constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
-
 // Serves clients strictly one after another while `server.running` is set; the body of
 // `server.server_thread`. A request is the bytes of one read of at most 65535 bytes, cut at the
 // first zero byte; a read that fails or returns nothing gets no reply. An exception that escapes

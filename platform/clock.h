@@ -6,6 +6,8 @@
 
 namespace veltrane {
 
+inline constexpr std::int64_t kTicksPerSecond = 10'000'000;
+
 // The current UTC time in 100-nanosecond ticks since 1970-01-01 00:00:00.
 std::int64_t UtcTicks();
 

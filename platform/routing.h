@@ -10,6 +10,9 @@
 
 namespace veltrane {
 
+// The mask of a route to a single address.
+inline constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
+
 // One row of the IPv4 forward table, member by member the MIB_IPFORWARDROW of ipmib.h.
 struct ForwardRow {
   std::uint32_t dest = 0;

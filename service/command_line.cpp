@@ -3,7 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/ascii.h"
 #include "platform/console.h"
 #include "platform/library.h"
 #include "service/console_host.h"
@@ -11,6 +10,7 @@
 #include "service/service_host.h"
 #include "service/startup_guard.h"
 #include "service/startup_report.h"
+#include "text/ascii.h"
 #include "tunnel/tunnel_service.h"
 
 namespace veltrane {

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-#include "ipc/pipe_server.h"
+#include "ipc/pipe_name.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "service/server_slot.h"

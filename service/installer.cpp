@@ -5,25 +5,11 @@
 #include "platform/service_codes.h"
 #include "platform/services.h"
 #include "service/service_name.h"
+#include "text/fail.h"
+#include "tunnel/own_service.h"
 
 namespace veltrane {
 namespace {
-
-bool Fail(std::wstring* error, const wchar_t* message) {
-  if (error != nullptr) *error = message;
-  return false;
-}
-
-ServiceSettings ControlServiceSettings(const std::wstring& exe_path) {
-  return {.name = kServiceName,
-          .display_name = kServiceName,
-          .access = kServiceAllAccess,
-          .type = kServiceOwnProcess,
-          .start_type = kServiceDemandStart,
-          .error_control = kServiceErrorNormal,
-          .command_line = L"\"" + exe_path + L"\" --run-as-service",
-          .dependencies = {L"Nsi", L"TcpIp"}};
-}
 
 void RequestStop() {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
@@ -38,7 +24,8 @@ void RequestStop() {
 bool InstallService(const std::wstring& exe_path, std::wstring* error) {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
   if (!manager) return Fail(error, L"OpenSCManager failed");
-  CreatedService created = manager->Create(ControlServiceSettings(exe_path));
+  CreatedService created =
+      manager->Create(OwnServiceSettings(kServiceName, L"\"" + exe_path + L"\" --run-as-service"));
   if (created.service) {
     created.service->SetSidType(kServiceSidUnrestricted);
   } else if (created.error != kErrorServiceExists) {

@@ -1,6 +1,7 @@
 #include "service/ipc_server.h"
 
 #include "ipc/auto_stop.h"
+#include "ipc/pipe_name.h"
 #include "ipc/pipe_server.h"
 #include "platform/pipes.h"
 #include "service/startup_guard.h"

@@ -25,7 +25,7 @@ struct LiveState {
 };
 
 LiveState& State() {
-  static LiveState state;
+  static auto& state = *new LiveState();  // a thread may still serve while the process ends
   return state;
 }
 
@@ -71,7 +71,7 @@ std::string FormatUtcTimestamp(std::int64_t seconds) {
   return text;
 }
 
-std::string UtcTimestampNow() { return FormatUtcTimestamp(UtcTicks() / 10'000'000); }
+std::string UtcTimestampNow() { return FormatUtcTimestamp(UtcTicks() / kTicksPerSecond); }
 
 void MarkConnectRequested() { State().connect_requested = true; }
 

@@ -1,9 +1,9 @@
 #include "service/startup_report.h"
 
 #include "guard/route_snapshots.h"
-#include "platform/ascii.h"
 #include "platform/console.h"
 #include "service/startup_guard.h"
+#include "text/ascii.h"
 #include "tunnel/tunnel_manager.h"
 
 namespace veltrane {

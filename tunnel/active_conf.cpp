@@ -9,6 +9,7 @@
 #include "platform/files.h"
 #include "platform/security.h"
 #include "service/startup_guard.h"
+#include "text/fail.h"
 #include "tunnel/wireguard_config.h"
 
 namespace veltrane {
@@ -19,11 +20,6 @@ constexpr std::size_t kScrubBytes = 4096;
 constexpr std::uint32_t kReplaceAndWriteThrough = 9;  // MOVEFILE_REPLACE_EXISTING | _WRITE_THROUGH
 constexpr std::uint32_t kGenericAll = 0x10000000;
 constexpr std::uint32_t kObjectAndContainerInherit = 3;
-
-bool Fail(std::string* error, const char* message) {
-  if (error != nullptr) *error = message;
-  return false;
-}
 
 AccessEntry FullAccess(const Sid& group) {
   return {.sid = group,

@@ -9,6 +9,8 @@
 #include "platform/service_codes.h"
 #include "platform/services.h"
 #include "service/startup_guard.h"
+#include "text/fail.h"
+#include "tunnel/own_service.h"
 
 namespace veltrane {
 namespace {
@@ -16,21 +18,8 @@ namespace {
 constexpr int kStopPolls = 15;
 constexpr std::uint32_t kStopPollMilliseconds = 1000;
 
-std::wstring TunnelServiceName() { return std::wstring(L"VeltraneVpnTunnel") + L"$Active"; }
-
 std::wstring TunnelCommandLine(const std::wstring& conf_path) {
   return L"\"" + ExecutablePath() + L"\" /service \"" + conf_path + L"\"";
-}
-
-ServiceSettings TunnelServiceSettings(const std::wstring& name, const std::wstring& command_line) {
-  return {.name = name,
-          .display_name = name,
-          .access = kServiceAllAccess,
-          .type = kServiceOwnProcess,
-          .start_type = kServiceDemandStart,
-          .error_control = kServiceErrorNormal,
-          .command_line = command_line,
-          .dependencies = {L"Nsi", L"TcpIp"}};
 }
 
 // Reconfigures the service that still exists, or creates it; nullopt when the creation failed. A
@@ -42,7 +31,7 @@ std::optional<Service> InstallTunnelService(ServiceManager& manager, const std::
     existing->ChangeCommandLine(command_line);
     return existing;
   }
-  CreatedService created = manager.Create(TunnelServiceSettings(name, command_line));
+  CreatedService created = manager.Create(OwnServiceSettings(name, command_line));
   if (created.service) created.service->SetSidType(kServiceSidUnrestricted);
   return std::move(created.service);
 }
@@ -54,11 +43,6 @@ void AwaitStopped(Service& service) {
   }
 }
 
-bool Fail(std::string* error, const char* message) {
-  if (error != nullptr) *error = message;
-  return false;
-}
-
 }  // namespace
 
 bool TunnelManager::Start(const std::wstring& conf_path, std::string* error) {
@@ -68,7 +52,7 @@ bool TunnelManager::Start(const std::wstring& conf_path, std::string* error) {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
   if (!manager) return Fail(error, "OpenSCManager failed");
   std::optional<Service> service =
-      InstallTunnelService(*manager, TunnelServiceName(), TunnelCommandLine(conf_path));
+      InstallTunnelService(*manager, kTunnelServiceName, TunnelCommandLine(conf_path));
   if (!service) return Fail(error, "CreateService tunnel failed");
   const std::uint32_t status = service->Start();
   if (status != 0 && status != kErrorServiceAlreadyRunning) {
@@ -82,7 +66,7 @@ bool TunnelManager::Stop() {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
   if (!manager) return true;
   std::optional<Service> service =
-      manager->OpenExisting(TunnelServiceName(), kDelete | kServiceStop | kServiceQueryStatus);
+      manager->OpenExisting(kTunnelServiceName, kDelete | kServiceStop | kServiceQueryStatus);
   if (!service) return true;
   service->SendStop();
   AwaitStopped(*service);
@@ -93,7 +77,7 @@ bool TunnelManager::Stop() {
 bool TunnelManager::IsRunning() {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerConnect);
   if (!manager) return false;
-  std::optional<Service> service = manager->OpenExisting(TunnelServiceName(), kServiceQueryStatus);
+  std::optional<Service> service = manager->OpenExisting(kTunnelServiceName, kServiceQueryStatus);
   return service && service->QueryState() == kServiceRunning;
 }
 

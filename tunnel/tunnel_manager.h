@@ -4,7 +4,9 @@
 
 namespace veltrane {
 
-// The tunnel's own Windows service, "VeltraneVpnTunnel$Active": this executable again, started with
+inline constexpr wchar_t kTunnelServiceName[] = L"VeltraneVpnTunnel$Active";
+
+// The tunnel's own Windows service, kTunnelServiceName: this executable again, started with
 // "/service" and the path of the configuration file. Every call opens and closes its own handles
 // and takes no lock; callers serialise.
 class TunnelManager {

@@ -12,7 +12,6 @@ namespace veltrane {
 namespace simulated {
 namespace {
 
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr std::int64_t kTicksPerMillisecond = 10'000;
 
 }  // namespace

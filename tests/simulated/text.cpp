@@ -5,7 +5,7 @@
 #include <array>
 #include <optional>
 
-#include "platform/ascii.h"
+#include "text/ascii.h"
 #include "platform/ipv4.h"
 #include "platform/text.h"
 #include "tests/simulated/machine.h"

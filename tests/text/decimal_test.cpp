@@ -1,4 +1,4 @@
-#include "platform/decimal.h"
+#include "text/decimal.h"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "bypass/json_text.h"
+#include "text/json_text.h"
 
 #include <gtest/gtest.h>
 

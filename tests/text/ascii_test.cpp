@@ -1,4 +1,4 @@
-#include "platform/ascii.h"
+#include "text/ascii.h"
 
 #include <gtest/gtest.h>
 

@@ -12,6 +12,14 @@ constexpr wchar_t AsciiToLower(wchar_t c) {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
 }
 
+// The text with the letters A to Z lower-cased; every other byte comes back as it is.
+inline std::string AsciiToLower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
 // True when both texts are equal but for the case of the letters A to Z.
 constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) {
   if (left.size() != right.size()) return false;

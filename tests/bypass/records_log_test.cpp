@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "bypass/report.h"
+#include "bypass/records.h"
 #include "tests/bypass/record_texts.h"
 #include "tests/support/on_machine.h"
 

@@ -1,0 +1,18 @@
+# The tests over the simulated machine: one executable for each folder below tests/.
+find_package(GTest REQUIRED)
+enable_testing()
+
+# Adds the test executable <folder>_tests from tests/<folder>/*_test.cpp.
+function(add_host_tests folder)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
+  add_executable(${folder}_tests ${sources})
+  target_link_libraries(${folder}_tests PRIVATE ${ARGN} rooms GTest::gmock GTest::gtest_main)
+  target_precompile_headers(${folder}_tests PRIVATE
+    <gmock/gmock.h> <gtest/gtest.h> <map> <optional> <string> <thread> <vector>)
+  add_test(NAME ${folder} COMMAND ${folder}_tests)
+endfunction()
+
+foreach(folder simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios)
+  add_host_tests(${folder})
+endforeach()
+add_host_tests(client client)

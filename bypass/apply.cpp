@@ -14,9 +14,6 @@
 namespace veltrane {
 namespace {
 
-// A public address that tells which route leads out of the machine.
-constexpr char kProbeAddress[] = "8.8.8.8";
-
 // What became of the routes of one apply.
 struct RouteAdds {
   std::vector<HostRouteResult> results;

@@ -4,6 +4,10 @@
 
 namespace veltrane {
 
+// A public address that tells which route leads out of the machine: routes are pinned through the
+// gateway by which it is reached.
+inline constexpr char kProbeAddress[] = "8.8.8.8";
+
 // Pins a host route outside the tunnel for every administrator's address, before the tunnel starts:
 // gathers the candidates, finds the physical gateway, adds and verifies the routes. With
 // `safe_mode` (the default-route guard is in force) it only gathers. The outcome is stored as the

@@ -12,7 +12,6 @@ namespace {
 constexpr std::uint32_t kRouteTypeIndirect = 4;      // MIB_IPROUTE_TYPE_INDIRECT
 constexpr std::uint32_t kRouteProtoManagement = 3;   // MIB_IPPROTO_NETMGMT
 constexpr std::uint32_t kErrorAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS
-constexpr std::uint32_t kPinnedMetric = 1;
 
 // The first row of a freshly read table that satisfies the condition.
 template <typename Condition>

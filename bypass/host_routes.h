@@ -10,6 +10,10 @@
 
 namespace veltrane {
 
+// The metric with which routes are created. Windows refuses one below the metric of the interface
+// (Microsoft KB947216).
+inline constexpr std::uint32_t kPinnedMetric = 1;
+
 // A route counts as verified only up to this metric; with a higher one it counts as absent.
 inline constexpr std::uint32_t kHighestGoodMetric = 15;
 

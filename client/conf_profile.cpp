@@ -1,11 +1,11 @@
 #include "client/conf_profile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string>
 #include <utility>
 
 #include "client/quoting.h"
+#include "text/ascii.h"
 
 namespace veltrane {
 namespace {
@@ -33,12 +33,7 @@ constexpr KnownKey kKnownKeys[] = {
 constexpr const char* kUncarriedKeys[] = {"mtu",    "listenport", "fwmark",   "table",     "preup",
                                           "postup", "predown",    "postdown", "saveconfig"};
 
-std::string Lowered(std::string_view text) {
-  std::string lowered(text);
-  std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lowered;
-}
+std::string Lowered(std::string_view text) { return AsciiToLower(std::string(text)); }
 
 std::string_view Trimmed(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\v\f";

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <set>
 
+#include "bypass/apply.h"
 #include "bypass/candidates.h"
 #include "bypass/host_routes.h"
 #include "client/doctor_checks.h"
@@ -11,9 +12,6 @@
 
 namespace veltrane {
 namespace {
-
-constexpr char kProbeAddress[] = "8.8.8.8";  // the service asks for the way to the same address
-constexpr std::uint32_t kPinnedMetric = 1;   // what the service asks for when it creates a route
 
 bool BypassIsEnforced(const Preflight& preflight) {
   return preflight.bypass_on && !preflight.guarded;

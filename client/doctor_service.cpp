@@ -11,9 +11,9 @@
 #include "platform/service_codes.h"
 #include "platform/text.h"
 #include "service/service_name.h"
-#include "tunnel/tunnel_manager.h"
 #include "text/ascii.h"
 #include "tunnel/active_conf.h"
+#include "tunnel/tunnel_manager.h"
 
 namespace veltrane {
 namespace {

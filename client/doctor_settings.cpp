@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string_view>
 
 #include "bypass/candidates.h"
 #include "client/doctor_checks.h"
 #include "guard/settings.h"
 #include "platform/text.h"
+#include "text/ascii.h"
 
 namespace veltrane {
 namespace {
@@ -15,9 +15,8 @@ constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
 
 std::wstring Widened(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
 
-bool IsOneOf(std::string text, std::initializer_list<const char*> words) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+bool IsOneOf(const std::string& value, std::initializer_list<const char*> words) {
+  const std::string text = AsciiToLower(value);
   return std::any_of(words.begin(), words.end(),
                      [&text](const char* word) { return text == word; });
 }

@@ -102,14 +102,14 @@ AdminBypassState ApplyAdminBypass(bool safe_mode) {
 
   const std::optional<std::uint32_t> probe = ParseIpv4(kProbeAddress);
   if (!probe) return Refuse(state, "physical_gateway_missing", "probe address parse failed");
-  const BestRoute best = FindBestRoute(*probe);
-  if (best.status != 0 || best.next_hop == 0) {
+  const Result<BestRoute> best = FindBestRoute(*probe);
+  if (!best || best->next_hop == 0) {
     return Refuse(state, "physical_gateway_missing",
                   "physical default gateway not found before tunnel (GetBestRoute)");
   }
-  CurrentPhysicalRoute() = {.gateway = best.next_hop, .interface_index = best.interface_index};
-  state.physical_default_gateway_before_tunnel = FormatIpv4(best.next_hop);
-  state.physical_interface_index_before_tunnel = std::to_string(best.interface_index);
+  CurrentPhysicalRoute() = {.gateway = best->next_hop, .interface_index = best->interface_index};
+  state.physical_default_gateway_before_tunnel = FormatIpv4(best->next_hop);
+  state.physical_interface_index_before_tunnel = std::to_string(best->interface_index);
   state.gateway = state.physical_default_gateway_before_tunnel;
   state.client_ip = RequiredBypassIps().front();
 

@@ -14,10 +14,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kTcpEstablished = 5;  // MIB_TCP_STATE_ESTAB
 constexpr std::uint32_t kRdpPort = 3389;
-constexpr std::uint32_t kFamilyIpv4 = 2;        // AF_INET
-constexpr std::uint32_t kSessionConnected = 1;  // WTSConnected; WTSActive is 0
 constexpr std::size_t kSwitchCapacity = 16;
 
 std::set<std::string> ReadLocalPublicAddresses() {

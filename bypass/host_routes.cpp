@@ -9,10 +9,6 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kRouteTypeIndirect = 4;      // MIB_IPROUTE_TYPE_INDIRECT
-constexpr std::uint32_t kRouteProtoManagement = 3;   // MIB_IPPROTO_NETMGMT
-constexpr std::uint32_t kErrorAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS
-
 // The first row of a freshly read table that satisfies the condition.
 template <typename Condition>
 std::optional<ForwardRow> FindRow(Condition matches) {
@@ -130,7 +126,7 @@ HostRouteResult AddHostRoute(const BypassIpEntry& entry) {
     return Failed(result, "route_verify_failed", "route verify failed after add");
   }
 
-  if (result.win32_error_code == kErrorAlreadyExists) result.already_exists = true;
+  if (result.win32_error_code == kErrorObjectAlreadyExists) result.already_exists = true;
   NoteExistingRoute(*dest, result);
   result.route_verify_success = IsVerified(*dest);
   if (result.route_verify_success) {

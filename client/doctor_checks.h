@@ -17,9 +17,10 @@ namespace veltrane {
 // What more than one group wants to know.
 struct Preflight {
   bool any_server = false;
-  ServiceFacts service;
-  std::wstring program;                   // the service's executable; empty when it is not known
-  ServiceFacts tunnel;                    // the service of the tunnel itself
+  Result<ServiceFacts> service = Result<ServiceFacts>::Failure(kErrorServiceDoesNotExist);
+  std::wstring program;  // the service's executable; empty when it is not known
+  // The service of the tunnel itself.
+  Result<ServiceFacts> tunnel = Result<ServiceFacts>::Failure(kErrorServiceDoesNotExist);
   std::wstring conf;                      // the configuration file that a tunnel runs from
   std::optional<Reply> status;            // the service's own word, when it could be asked
   RouteGuardResult guard;                 // as ReadGuardSettings fills it in this process

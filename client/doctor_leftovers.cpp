@@ -22,31 +22,31 @@ constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 constexpr char kUnasked[] = "whose it is only the service can tell, and it has not answered";
 
 // What the service says of the things that a connection leaves on the machine while it lasts.
-enum class Owner { kConnection, kNobody, kUnknown };
+enum class Claimant { kConnection, kNobody, kUnknown };
 
 // A service that runs and was not heard may well be connected, and a connection that somebody works
 // over must not be mended away. One that is stopped has no connection.
-Owner FindOwner(const Preflight& preflight) {
+Claimant FindClaimant(const Preflight& preflight) {
   if (preflight.status && preflight.status->ok) {
-    return preflight.status->phase == "connected" ? Owner::kConnection : Owner::kNobody;
+    return preflight.status->phase == "connected" ? Claimant::kConnection : Claimant::kNobody;
   }
   const bool serves_nobody =
-      !preflight.any_server && (preflight.service.error == kErrorServiceDoesNotExist ||
-                                preflight.service.state == kServiceStopped);
-  return serves_nobody ? Owner::kNobody : Owner::kUnknown;
+      !preflight.any_server && (preflight.service.Error() == kErrorServiceDoesNotExist ||
+                                (preflight.service && preflight.service->state == kServiceStopped));
+  return serves_nobody ? Claimant::kNobody : Claimant::kUnknown;
 }
 
-void CheckTunnelService(const ServiceFacts& tunnel, Owner owner, Findings& findings) {
-  if (tunnel.error != 0) {
-    if (owner == Owner::kConnection) {
+void CheckTunnelService(const Result<ServiceFacts>& tunnel, Claimant claimant, Findings& findings) {
+  if (!tunnel) {
+    if (claimant == Claimant::kConnection) {
       findings.Warn("tunnel service", "connected, but VeltraneVpnTunnel$Active is not there",
                     kDisconnect);
     } else {
       findings.Ok("tunnel service", "none");
     }
-  } else if (owner == Owner::kConnection) {
+  } else if (claimant == Claimant::kConnection) {
     findings.Ok("tunnel service", "VeltraneVpnTunnel$Active is that of the connection");
-  } else if (owner == Owner::kUnknown) {
+  } else if (claimant == Claimant::kUnknown) {
     findings.Note("tunnel service", std::string("VeltraneVpnTunnel$Active is there; ") + kUnasked);
   } else {
     findings.Warn("tunnel service", "VeltraneVpnTunnel$Active of an earlier run is still there",
@@ -63,33 +63,33 @@ bool IsScrubbed(const std::string& path) {
   return status == 0 && zeros;
 }
 
-void CheckActiveConf(const std::wstring& active, Owner owner, Findings& findings) {
-  if (!TestExistence(active).exists) {
+void CheckActiveConf(const std::wstring& active, Claimant claimant, Findings& findings) {
+  if (!IsThere(active)) {
     findings.Ok("active.conf", "none");
-  } else if (owner == Owner::kConnection) {
+  } else if (claimant == Claimant::kConnection) {
     findings.Ok("active.conf", "that of the connection");
   } else if (IsScrubbed(WideToUtf8(active))) {
     findings.Note("active.conf", "of an earlier run, overwritten with zeros");
-  } else if (owner == Owner::kUnknown) {
+  } else if (claimant == Claimant::kUnknown) {
     findings.Note("active.conf", WideToUtf8(active) + " is there; " + kUnasked);
   } else {
     findings.Warn("active.conf", WideToUtf8(active) + " of an earlier run may still hold a key",
                   kDisconnect);
   }
   const std::wstring temporary = active + L".tmp";
-  if (TestExistence(temporary).exists) {
+  if (IsThere(temporary)) {
     findings.Warn("active.conf.tmp", "a write that was cut off; it may hold a key",
                   "del \"" + WideToUtf8(temporary) + "\"");
   }
 }
 
-void CheckTunnelRoute(Owner owner, Findings& findings) {
+void CheckTunnelRoute(Claimant claimant, Findings& findings) {
   std::string route;
   if (!FindTunnelDefaultRoute(&route)) {
     findings.Ok("tunnel default route", "none");
-  } else if (owner == Owner::kConnection) {
+  } else if (claimant == Claimant::kConnection) {
     findings.Note("tunnel default route", route);
-  } else if (owner == Owner::kUnknown) {
+  } else if (claimant == Claimant::kUnknown) {
     findings.Note("tunnel default route", route + "; " + kUnasked);
   } else {
     findings.Warn("tunnel default route", route + " without a connection", kDisconnect);
@@ -97,7 +97,7 @@ void CheckTunnelRoute(Owner owner, Findings& findings) {
 }
 
 // Those besides LocalSystem and the Administrators whom an access list admits.
-std::vector<std::string> OthersAdmitted(const AccessListReading& list) {
+std::vector<std::string> OthersAdmitted(const AccessList& list) {
   std::vector<std::string> others;
   for (const AccessListEntry& entry : list.entries) {
     if (!entry.allows || entry.sid == kSystem || entry.sid == kAdministrators) continue;
@@ -128,39 +128,39 @@ std::string Closing(const std::string& folder, const std::vector<std::string>& o
 
 void CheckLeftovers(const Preflight& preflight, Findings& findings) {
   findings.Begin("leftovers");
-  const Owner owner = FindOwner(preflight);
-  CheckTunnelService(preflight.tunnel, owner, findings);
-  CheckActiveConf(preflight.conf, owner, findings);
-  CheckTunnelRoute(owner, findings);
+  const Claimant claimant = FindClaimant(preflight);
+  CheckTunnelService(preflight.tunnel, claimant, findings);
+  CheckActiveConf(preflight.conf, claimant, findings);
+  CheckTunnelRoute(claimant, findings);
 }
 
 void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
   findings.Begin("configuration");
   const std::wstring path = preflight.conf.substr(0, preflight.conf.find_last_of(L'\\'));
   const std::string folder = WideToUtf8(path);
-  const AccessListReading list = ReadAccessList(path);
-  if (list.error == kErrorFileNotFound || list.error == kErrorPathNotFound) {
+  const Result<AccessList> list = ReadAccessList(path);
+  if (list.Error() == kErrorFileNotFound || list.Error() == kErrorPathNotFound) {
     findings.Ok("folder", folder + " is made by the first connect");
     return;
   }
-  if (list.error == kErrorAccessDenied) {
+  if (list.Error() == kErrorAccessDenied) {
     findings.Ok("folder", folder + " is closed to this user");
     return;
   }
-  if (list.error != 0) {
+  if (!list) {
     findings.Warn(
         "folder",
-        folder + " cannot be looked at (Windows error " + std::to_string(list.error) + ")",
+        folder + " cannot be looked at (Windows error " + std::to_string(list.Error()) + ")",
         "icacls \"" + folder + "\"");
     return;
   }
-  const std::vector<std::string> others = OthersAdmitted(list);
+  const std::vector<std::string> others = OthersAdmitted(*list);
   const std::string mend = Closing(folder, others);
-  if (!list.has_list) {
+  if (!list->has_list) {
     findings.Warn("folder", folder + " is open to everybody", mend);
   } else if (!others.empty()) {
     findings.Warn("folder", folder + " is open to " + Joined(others), mend);
-  } else if (!list.is_protected) {
+  } else if (!list->is_protected) {
     findings.Warn("folder", folder + " inherits rights from the folder above", mend);
   } else {
     findings.Ok("folder", folder + " is open to LocalSystem and Administrators alone");

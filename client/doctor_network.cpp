@@ -18,7 +18,10 @@ bool BypassIsEnforced(const Preflight& preflight) {
 }
 
 // The physical route that the service would find now; a next hop of 0 when there is none.
-BestRoute FindGateway() { return FindBestRoute(ParseIpv4(kProbeAddress).value_or(0)); }
+BestRoute FindGateway() {
+  const Result<BestRoute> route = FindBestRoute(ParseIpv4(kProbeAddress).value_or(0));
+  return route ? *route : BestRoute();
+}
 
 bool IsPinned(const std::string& ip, const BestRoute& gateway) {
   std::uint32_t metric = 0;
@@ -112,7 +115,7 @@ void CheckBypass(const Preflight& preflight, Findings& findings) {
 void CheckNetwork(const Preflight& preflight, Findings& findings) {
   findings.Begin("network");
   const BestRoute gateway = FindGateway();
-  if (gateway.status != 0 || gateway.next_hop == 0) {
+  if (gateway.next_hop == 0) {
     const std::string text = "no default route with a gateway";
     if (BypassIsEnforced(preflight)) {
       findings.Fail("gateway", text, "route print -4");

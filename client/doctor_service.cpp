@@ -50,9 +50,9 @@ const char* StateWord(std::uint32_t state) {
 }
 
 void CheckCommandLine(const Preflight& preflight, Findings& findings) {
-  const std::wstring& line = preflight.service.command_line;
+  const std::wstring& line = preflight.service->command_line;
   const std::string shown = WideToUtf8(line);
-  if (!TestExistence(preflight.program).exists) {
+  if (!IsThere(preflight.program)) {
     findings.Fail("command line", shown + ", whose program is not there",
                   "VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe --install");
   } else if (line != L"\"" + preflight.program + L"\" --run-as-service") {
@@ -74,7 +74,7 @@ void CheckAccount(const ServiceFacts& service, Findings& findings) {
 }
 
 void CheckInstalledService(const Preflight& preflight, Findings& findings) {
-  const ServiceFacts& service = preflight.service;
+  const ServiceFacts& service = *preflight.service;
   findings.Ok("installed", "as VeltraneVpnTunnel");
   if (service.state == kServiceRunning) {
     findings.Ok("running", "as process " + std::to_string(service.process_id));
@@ -87,6 +87,10 @@ void CheckInstalledService(const Preflight& preflight, Findings& findings) {
   CheckAccount(service, findings);
 }
 
+bool Runs(const Result<ServiceFacts>& service) {
+  return service && service->state == kServiceRunning;
+}
+
 // Why the pipe cannot be talked over.
 void AddUnserved(const Preflight& preflight, const ExchangeFailure& failure, Findings& findings) {
   if (failure.busy) {
@@ -94,7 +98,7 @@ void AddUnserved(const Preflight& preflight, const ExchangeFailure& failure, Fin
   } else if (failure.exit_code == kExitUntrusted) {
     findings.Fail("served", failure.what,
                   "veltranectl doctor --any-server, if that is the service in console mode");
-  } else if (!preflight.any_server && preflight.service.state != kServiceRunning) {
+  } else if (!preflight.any_server && !Runs(preflight.service)) {
     // That the service does not run is a finding of its own, which its pipe does not repeat.
     findings.Note("served", "there is none while the service does not run");
   } else {
@@ -108,9 +112,9 @@ Preflight BeginPreflight(bool any_server) {
   Preflight preflight;
   preflight.any_server = any_server;
   preflight.service = ReadServiceFacts(kServiceName);
-  if (preflight.service.error == 0) preflight.program = ProgramOf(preflight.service.command_line);
   preflight.tunnel = ReadServiceFacts(kTunnelServiceName);
-  preflight.conf = LastQuoted(preflight.tunnel.command_line);
+  if (preflight.service) preflight.program = ProgramOf(preflight.service->command_line);
+  if (preflight.tunnel) preflight.conf = LastQuoted(preflight.tunnel->command_line);
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);
   return preflight;
@@ -118,7 +122,7 @@ Preflight BeginPreflight(bool any_server) {
 
 void CheckService(const Preflight& preflight, Findings& findings) {
   findings.Begin("service");
-  const std::uint32_t error = preflight.service.error;
+  const std::uint32_t error = preflight.service.Error();
   if (error == 0) {
     CheckInstalledService(preflight, findings);
   } else if (preflight.any_server && error == kErrorServiceDoesNotExist) {

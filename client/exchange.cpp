@@ -32,15 +32,15 @@ ExchangeFailure NoPipe(bool any_server) {
   if (any_server) {
     return Unreachable("no program serves the pipe", "VeltraneVpnService.exe --console");
   }
-  const ServiceFacts facts = ReadServiceFacts(kServiceName);
-  if (facts.error == kErrorServiceDoesNotExist) {
+  const Result<ServiceFacts> facts = ReadServiceFacts(kServiceName);
+  if (facts.Error() == kErrorServiceDoesNotExist) {
     return Unreachable("the service is not installed", "VeltraneVpnService.exe --install");
   }
-  if (facts.error != 0) {
-    return Unreachable("the service's state cannot be read" + WindowsError(facts.error),
+  if (!facts) {
+    return Unreachable("the service's state cannot be read" + WindowsError(facts.Error()),
                        "sc query VeltraneVpnTunnel");
   }
-  if (facts.state != kServiceRunning) {
+  if (facts->state != kServiceRunning) {
     return Unreachable("the service is not running", "sc start VeltraneVpnTunnel");
   }
   return Unreachable("the service is running but its pipe is not there",
@@ -69,18 +69,20 @@ ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t b
 // Between two clients the service makes its pipe anew, so for a moment there is none. Worth waiting
 // for only while somebody is there to make it.
 bool PipeMayComeBack(bool any_server) {
-  return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
+  if (any_server) return true;
+  const Result<ServiceFacts> facts = ReadServiceFacts(kServiceName);
+  return facts && facts->state == kServiceRunning;
 }
 
-PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
-                          const WaitObserver& observer) {
+Result<ClientPipe> OpenPatiently(bool any_server, std::uint32_t busy_seconds,
+                                 const WaitObserver& observer) {
   const std::int64_t patience = busy_seconds * kMillisecondsPerSecond;
   const std::int64_t deadline = UtcTicks() + patience * kTicksPerMillisecond;
   std::uint32_t rounds = 0;
   int gaps = 0;
   for (;;) {
-    PipeOpening opening = ClientPipe::Open(kPipeName);
-    if (opening.error == kErrorPipeBusy) {
+    Result<ClientPipe> opening = ClientPipe::Open(kPipeName);
+    if (opening.Error() == kErrorPipeBusy) {
       gaps = 0;
       const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
       // Counting the rounds bounds the wait also when somebody has set the clock back.
@@ -89,7 +91,7 @@ PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
       if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
         observer(++rounds);
       }
-    } else if (opening.error == kErrorNoSuchPipe && gaps < kGapRetries &&
+    } else if (opening.Error() == kErrorNoSuchPipe && gaps < kGapRetries &&
                PipeMayComeBack(any_server)) {
       ++gaps;
       SleepMilliseconds(kGapMilliseconds);
@@ -102,20 +104,20 @@ PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
 // Whether the pipe's server is the registered service; what is wrong when it is not.
 std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
   const std::optional<std::uint32_t> server = pipe.ServerProcessId();
-  const ServiceFacts facts = ReadServiceFacts(kServiceName);
-  if (server && facts.error == 0 && facts.process_id != 0 && *server == facts.process_id) {
+  const Result<ServiceFacts> facts = ReadServiceFacts(kServiceName);
+  if (server && facts && facts->process_id != 0 && *server == facts->process_id) {
     return std::nullopt;
   }
   std::string what = server ? "the pipe is served by process " + std::to_string(*server)
                             : "Windows does not say which process serves the pipe";
-  if (facts.error == kErrorServiceDoesNotExist) {
+  if (facts.Error() == kErrorServiceDoesNotExist) {
     what += ", and the service is not installed";
-  } else if (facts.error != 0) {
-    what += ", and the service's state cannot be read" + WindowsError(facts.error);
-  } else if (facts.process_id == 0) {
+  } else if (!facts) {
+    what += ", and the service's state cannot be read" + WindowsError(facts.Error());
+  } else if (facts->process_id == 0) {
     what += ", and the service is not running";
   } else {
-    what += ", and the service is process " + std::to_string(facts.process_id);
+    what += ", and the service is process " + std::to_string(facts->process_id);
   }
   return ExchangeFailure{kExitUntrusted, std::move(what),
                          "nothing was sent; if that is the service in console mode, add "
@@ -130,15 +132,15 @@ ExchangeFailure NoReply(std::string what, std::string next) {
 }  // namespace
 
 Dialling DialService(bool any_server, std::uint32_t busy_seconds, const WaitObserver& observer) {
-  PipeOpening opening = OpenPatiently(any_server, busy_seconds, observer);
-  if (!opening.pipe) {
-    return {std::nullopt, CannotOpen(opening.error, any_server, busy_seconds)};
+  Result<ClientPipe> opening = OpenPatiently(any_server, busy_seconds, observer);
+  if (!opening) {
+    return {std::nullopt, CannotOpen(opening.Error(), any_server, busy_seconds)};
   }
   if (!any_server) {
-    std::optional<ExchangeFailure> impostor = FindImpostor(*opening.pipe);
+    std::optional<ExchangeFailure> impostor = FindImpostor(*opening);
     if (impostor) return {std::nullopt, std::move(*impostor)};
   }
-  return {std::move(opening.pipe), {}};
+  return {std::move(*opening), {}};
 }
 
 ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -26,7 +27,7 @@ struct WipingAllocator {
   T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
   // NOLINTNEXTLINE(readability-identifier-naming)
   void deallocate(T* memory, std::size_t count) {
-    WipeMemory(memory, count * sizeof(T));
+    WipeMemory(std::as_writable_bytes(std::span(memory, count)));
     std::allocator<T>().deallocate(memory, count);
   }
 

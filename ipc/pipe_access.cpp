@@ -8,8 +8,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kGenericAll = 0x10000000;
-constexpr std::uint32_t kReadWriteSynchronize = 0xC0100000;  // generic read and write, synchronize
+constexpr std::uint32_t kReadAndWrite = kGenericRead | kGenericWrite | kSynchronize;
 
 void AddEntry(std::vector<AccessEntry>& entries, const std::optional<Sid>& sid,
               std::uint32_t access_mask) {
@@ -19,15 +18,13 @@ void AddEntry(std::vector<AccessEntry>& entries, const std::optional<Sid>& sid,
 
 }  // namespace
 
-void FreePipeSecurity(SecurityAttributes* attributes) { FreeSecurityAttributes(attributes); }
-
 PipeSecurity BuildPipeSecurity() {
   const std::optional<Sid> console_user = ConsoleUserSid();
   std::vector<AccessEntry> entries;
-  AddEntry(entries, MakeNtSid({18}), kGenericAll);       // Local System, S-1-5-18
-  AddEntry(entries, MakeNtSid({32, 544}), kGenericAll);  // Administrators, S-1-5-32-544
-  AddEntry(entries, console_user, kReadWriteSynchronize);
-  return PipeSecurity(MakeSecurityAttributes(entries));
+  AddEntry(entries, MakeSystemSid(), kGenericAll);
+  AddEntry(entries, MakeAdministratorsSid(), kGenericAll);
+  AddEntry(entries, console_user, kReadAndWrite);
+  return MakeSecurityAttributes(entries);
 }
 
 std::optional<Sid> ConsoleUserSid() {

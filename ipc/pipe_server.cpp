@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "ipc/dispatcher.h"
@@ -16,27 +17,26 @@ namespace {
 
 constexpr std::size_t kBufferBytes = 65536;
 constexpr std::uint32_t kRetryMilliseconds = 500;
-constexpr std::uint32_t kErrorPipeConnected = 535;  // the client came before the wait
 
 PipeParameters ControlPipe() {
   return {.name = kPipeName,
-          .open_mode = 3,  // PIPE_ACCESS_DUPLEX
-          .pipe_mode = 6,  // PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT
+          .open_mode = kPipeAccessDuplex,
+          .pipe_mode = kPipeTypeMessage | kPipeReadModeMessage | kPipeWait,
           .max_instances = 1,
           .out_buffer_bytes = kBufferBytes,
           .in_buffer_bytes = kBufferBytes,
           .default_timeout_ms = 0};
 }
 
-void AnswerRequest(IpcServer& server, ServerPipe& pipe, char* buffer) {
-  const std::optional<std::size_t> size = pipe.Read(buffer, kBufferBytes - 1);
+void AnswerRequest(IpcServer& server, ServerPipe& pipe, std::span<char> buffer) {
+  const std::optional<std::size_t> size = pipe.Read(buffer.first(buffer.size() - 1));
   if (!size || *size == 0) return;
   buffer[*size] = '\0';
-  pipe.Write(HandleRequest(server, std::string(buffer)));
+  pipe.Write(HandleRequest(server, std::string(buffer.data())));
 }
 
 void ServeOneClient(IpcServer& server, const PipeParameters& parameters,
-                    const SecurityAttributes* security, char* buffer) {
+                    const SecurityAttributes* security, std::span<char> buffer) {
   std::optional<ServerPipe> pipe = ServerPipe::Create(parameters, security);
   if (!pipe) {
     SleepMilliseconds(kRetryMilliseconds);
@@ -52,10 +52,11 @@ void ServeOneClient(IpcServer& server, const PipeParameters& parameters,
 }  // namespace
 
 void RunPipeServer(IpcServer& server) noexcept {
-  const PipeSecurity security = BuildPipeSecurity();
+  PipeSecurity security = BuildPipeSecurity();
   const PipeParameters parameters = ControlPipe();
   char buffer[kBufferBytes];
   while (server.running) ServeOneClient(server, parameters, security.get(), buffer);
+  FreePipeSecurity(security);
 }
 
 }  // namespace veltrane

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/result.h"
+
 namespace veltrane {
 
 // One entry of an access list, allowing or denying.
@@ -17,15 +19,15 @@ struct AccessListEntry {
   bool operator==(const AccessListEntry&) const = default;
 };
 
-struct AccessListReading {
-  std::uint32_t error = 0;    // Win32 error; the other members are unset unless it is 0
+struct AccessList {
   bool has_list = false;      // without a list everybody has every right
   bool is_protected = false;  // nothing is inherited from the folder above
   std::vector<AccessListEntry> entries;
 };
 
 // Reads the access list of a file or folder (GetNamedSecurityInfoW); entries that neither allow nor
-// deny are left out. 2 or 3 when it is not there, 5 without the right to read the list.
-AccessListReading ReadAccessList(const std::wstring& path);
+// deny are left out. Fails with 2 or 3 when it is not there, with 5 without the right to read the
+// list.
+Result<AccessList> ReadAccessList(const std::wstring& path);
 
 }  // namespace veltrane

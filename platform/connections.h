@@ -8,9 +8,12 @@
 
 namespace veltrane {
 
+// A connection in the state MIB_TCP_STATE_ESTAB.
+inline constexpr std::uint32_t kTcpEstablished = 5;
+
 // One row of the connection table: the members of MIB_TCPROW_OWNER_PID that the service reads.
 struct TcpConnection {
-  std::uint32_t state = 0;           // MIB_TCP_STATE, for example 5 for established
+  std::uint32_t state = 0;           // MIB_TCP_STATE
   std::uint32_t local_port = 0;      // low 16 bits in network byte order, the rest undefined
   std::uint32_t remote_address = 0;  // network byte order
 };

@@ -21,9 +21,13 @@ void PrintErrorLine(const std::wstring& prefix, const std::string& narrow);
 // Hands a text to the debugger output (OutputDebugStringW).
 void PrintDebugger(const std::wstring& text);
 
+// Types of a console event (CTRL_C_EVENT and its like); 5 is log-off, 6 shutdown.
+inline constexpr std::uint32_t kConsoleCtrlC = 0;
+inline constexpr std::uint32_t kConsoleCtrlBreak = 1;
+inline constexpr std::uint32_t kConsoleClose = 2;
+
 // Installs the process's console control handler (SetConsoleCtrlHandler). The system calls it on a
-// thread of its own with the control type: 0 Ctrl+C, 1 Ctrl+Break, 2 close, 5 log-off, 6 shutdown;
-// true means handled.
+// thread of its own with the type of the event; true means handled.
 void InstallConsoleHandler(bool (*handler)(std::uint32_t control_type));
 
 }  // namespace veltrane

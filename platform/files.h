@@ -6,20 +6,27 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
+
+#include "platform/owner.h"
+#include "platform/result.h"
 
 namespace veltrane {
 
-// Creates a folder with all its missing parents; a folder that exists is no error.
-std::error_code CreateFolders(const std::wstring& path);
+// Creates a folder with all its missing parents; false on failure. A folder that exists is not a
+// failure.
+bool CreateFolders(const std::wstring& path);
 
-struct Existence {
-  bool exists = false;    // false when `error` is set
-  std::error_code error;  // set when the test failed for a reason other than "not found"
-};
+// Tells whether a file or folder is there. Fails with the Win32 error when that cannot be told, for
+// example because a folder above it denies access.
+Result<bool> TestExistence(const std::wstring& path);
 
-// Tests whether a file or folder is there.
-Existence TestExistence(const std::wstring& path);
+// True when a file or folder is known to be there.
+inline bool IsThere(const std::wstring& path) {
+  const Result<bool> exists = TestExistence(path);
+  return exists && *exists;
+}
+
+void CloseOutputStream(void* stream) noexcept;  // for OutputFile alone
 
 // A buffered output stream over a file, opened in binary mode and truncated; others may open the
 // file for reading and writing meanwhile, but not delete it. Closed with the object at the latest.
@@ -27,10 +34,6 @@ class OutputFile {
  public:
   // nullopt when the file cannot be opened.
   static std::optional<OutputFile> Open(const std::wstring& path);
-
-  OutputFile(OutputFile&& other) noexcept;
-  OutputFile& operator=(OutputFile&&) = delete;
-  ~OutputFile();
 
   // Hands bytes to the stream, which may keep them until Close.
   void Write(std::string_view bytes);
@@ -41,10 +44,14 @@ class OutputFile {
  private:
   explicit OutputFile(void* stream) : stream_(stream) {}
 
-  void* stream_;
+  Owner<void, CloseOutputStream> stream_;
 };
 
-// Moves a file (MoveFileExW) with the flags of winbase.h; false on failure.
+// Flags of a move: MOVEFILE_REPLACE_EXISTING, MOVEFILE_WRITE_THROUGH.
+inline constexpr std::uint32_t kMoveReplaceExisting = 1;
+inline constexpr std::uint32_t kMoveWriteThrough = 8;
+
+// Moves a file (MoveFileExW) with a sum of these flags; false on failure.
 bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
 
 // Deletes a file (DeleteFileW); false on failure, for example while it is open without delete

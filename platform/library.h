@@ -5,10 +5,14 @@
 #include <optional>
 #include <string>
 
+#include "platform/owner.h"
+
 namespace veltrane {
 
 // An exported function of unknown type; the caller casts it to what the library documents.
 using LibraryFunction = void (*)();
+
+void FreeLoadedLibrary(void* handle) noexcept;  // for Library alone
 
 // A loaded library, freed with the object.
 class Library {
@@ -16,17 +20,13 @@ class Library {
   // Loads a library by the system's normal search; nullopt when that fails.
   static std::optional<Library> Load(const std::wstring& name);
 
-  Library(Library&& other) noexcept;
-  Library& operator=(Library&&) = delete;
-  ~Library();
-
   // The exported function of this name, or null.
   LibraryFunction Find(const std::string& name) const;
 
  private:
   explicit Library(void* handle) : handle_(handle) {}
 
-  void* handle_;
+  Owner<void, FreeLoadedLibrary> handle_;
 };
 
 // The path of the running executable, cut to what fits a buffer of 260 wide characters with its

@@ -7,6 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "platform/owner.h"
+#include "platform/result.h"
+
 namespace veltrane {
 
 inline constexpr std::uint32_t kErrorNoSuchPipe = 2;      // ERROR_FILE_NOT_FOUND
@@ -14,19 +17,15 @@ inline constexpr std::uint32_t kErrorAccessDenied = 5;    // ERROR_ACCESS_DENIED
 inline constexpr std::uint32_t kErrorWaitTimedOut = 121;  // ERROR_SEM_TIMEOUT
 inline constexpr std::uint32_t kErrorPipeBusy = 231;      // ERROR_PIPE_BUSY
 
-struct PipeOpening;
+void CloseClientConnection(void* connection) noexcept;  // for ClientPipe alone
 
 // One connection; closed with the object. Used by one thread.
 class ClientPipe {
  public:
   // Opens a pipe for reading and writing, in such a way that its server can learn who the client is
-  // but cannot act in its name (SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION). Never waits: 231
-  // when every instance is busy, 2 when there is no pipe of this name.
-  static PipeOpening Open(const std::wstring& name);
-
-  ClientPipe(ClientPipe&& other) noexcept;
-  ClientPipe& operator=(ClientPipe&&) = delete;
-  ~ClientPipe();
+  // but cannot act in its name (SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION). Never waits:
+  // fails with 231 when every instance is busy, with 2 when there is no pipe of this name.
+  static Result<ClientPipe> Open(const std::wstring& name);
 
   // The process that created the pipe's instance (GetNamedPipeServerProcessId); nullopt when the
   // system does not say.
@@ -45,13 +44,7 @@ class ClientPipe {
  private:
   explicit ClientPipe(void* connection) : connection_(connection) {}
 
-  void* connection_;
-};
-
-// `pipe`, or `error` when it could not be opened.
-struct PipeOpening {
-  std::optional<ClientPipe> pipe;
-  std::uint32_t error = 0;
+  Owner<void, CloseClientConnection> connection_;
 };
 
 // Waits until an instance of the pipe is free, at most this long (WaitNamedPipeW). 121 when none

@@ -5,14 +5,25 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include "platform/owner.h"
 #include "platform/security.h"
 
 namespace veltrane {
 
-// The arguments of CreateNamedPipeW, with the numbers of winbase.h.
+// Modes of a pipe: PIPE_ACCESS_DUPLEX; PIPE_TYPE_MESSAGE, PIPE_READMODE_MESSAGE, PIPE_WAIT.
+inline constexpr std::uint32_t kPipeAccessDuplex = 3;
+inline constexpr std::uint32_t kPipeTypeMessage = 4;
+inline constexpr std::uint32_t kPipeReadModeMessage = 2;
+inline constexpr std::uint32_t kPipeWait = 0;
+
+// ERROR_PIPE_CONNECTED: the client came before the wait for it.
+inline constexpr std::uint32_t kErrorPipeConnected = 535;
+
+// The arguments of CreateNamedPipeW.
 struct PipeParameters {
   std::wstring name;
   std::uint32_t open_mode = 0;
@@ -23,6 +34,8 @@ struct PipeParameters {
   std::uint32_t default_timeout_ms = 0;
 };
 
+void ClosePipeInstance(void* handle) noexcept;  // for ServerPipe alone
+
 // The server's end of one pipe instance; its handle is closed with the object. Used by one thread.
 class ServerPipe {
  public:
@@ -31,17 +44,13 @@ class ServerPipe {
   static std::optional<ServerPipe> Create(const PipeParameters& parameters,
                                           const SecurityAttributes* attributes);
 
-  ServerPipe(ServerPipe&& other) noexcept;
-  ServerPipe& operator=(ServerPipe&&) = delete;
-  ~ServerPipe();
-
   // Blocks until a client is there (ConnectNamedPipe without an overlapped structure). Returns 0,
-  // or the Win32 error: 535 when a client had connected before the call.
+  // or the Win32 error: kErrorPipeConnected when a client had connected before the call.
   std::uint32_t WaitForClient();
 
-  // Reads once, at most `capacity` bytes; nullopt when the read fails, which it does when the
-  // message is longer than `capacity` (234).
-  std::optional<std::size_t> Read(char* buffer, std::size_t capacity);
+  // Reads once into the buffer and returns the bytes read; nullopt when the read fails, which it
+  // does when the message is longer than the buffer (234).
+  std::optional<std::size_t> Read(std::span<char> buffer);
 
   // Writes the bytes with one WriteFile; a failure is not reported.
   void Write(std::string_view bytes);
@@ -55,7 +64,7 @@ class ServerPipe {
  private:
   explicit ServerPipe(void* handle) : handle_(handle) {}
 
-  void* handle_;
+  Owner<void, ClosePipeInstance> handle_;
 };
 
 // Opens a pipe as a client (read and write access, no sharing, open existing, no flags) and closes

@@ -8,10 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "platform/result.h"
+
 namespace veltrane {
 
 // The mask of a route to a single address.
 inline constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
+
+inline constexpr std::uint32_t kRouteTypeIndirect = 4;     // MIB_IPROUTE_TYPE_INDIRECT
+inline constexpr std::uint32_t kRouteProtoManagement = 3;  // MIB_IPPROTO_NETMGMT
 
 // One row of the IPv4 forward table, member by member the MIB_IPFORWARDROW of ipmib.h.
 struct ForwardRow {
@@ -38,19 +43,20 @@ struct ForwardRow {
 // when the second call does not answer 0.
 std::optional<std::vector<ForwardRow>> ReadForwardTable();
 
+inline constexpr std::uint32_t kErrorObjectAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS
+
 // Creates or deletes a route (CreateIpForwardEntry, DeleteIpForwardEntry). Return the Win32 status,
 // 0 on success.
 std::uint32_t CreateForwardRow(const ForwardRow& row);
 std::uint32_t DeleteForwardRow(const ForwardRow& row);
 
 struct BestRoute {
-  std::uint32_t status = 0;  // Win32 status; the other members are 0 unless it is 0
   std::uint32_t next_hop = 0;
   std::uint32_t interface_index = 0;
 };
 
 // Asks which route a packet to `dest` would take, with source address 0 (GetBestRoute).
-BestRoute FindBestRoute(std::uint32_t dest);
+Result<BestRoute> FindBestRoute(std::uint32_t dest);
 
 struct InterfaceNames {
   std::wstring alias;

@@ -5,12 +5,13 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/result.h"
+
 namespace veltrane {
 
-inline constexpr std::uint32_t kErrorServiceDoesNotExist = 1060;
+inline constexpr std::uint32_t kErrorServiceDoesNotExist = 1060;  // ERROR_SERVICE_DOES_NOT_EXIST
 
 struct ServiceFacts {
-  std::uint32_t error = 0;       // Win32 error; the other members are unset unless it is 0
   std::uint32_t state = 0;       // current state, a number of service_codes.h
   std::uint32_t process_id = 0;  // 0 unless the service has a process
   std::wstring command_line;
@@ -18,7 +19,8 @@ struct ServiceFacts {
 };
 
 // Asks the service control manager (QueryServiceStatusEx, QueryServiceConfigW) with the rights that
-// every interactive user has. 1060 when no service of this name is registered.
-ServiceFacts ReadServiceFacts(const std::wstring& name);
+// every interactive user has. Fails with kErrorServiceDoesNotExist when no service of this name is
+// registered.
+Result<ServiceFacts> ReadServiceFacts(const std::wstring& name);
 
 }  // namespace veltrane

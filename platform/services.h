@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/owner.h"
+#include "platform/result.h"
+
 namespace veltrane {
 
 // The settings of a service to be created, which runs as LocalSystem, with no load-order group and
@@ -23,13 +26,11 @@ struct ServiceSettings {
   std::vector<std::wstring> dependencies;
 };
 
+void CloseServiceControlHandle(void* handle) noexcept;  // for the two classes below alone
+
 // An open service.
 class Service {
  public:
-  Service(Service&& other) noexcept;
-  Service& operator=(Service&&) = delete;
-  ~Service();
-
   // Changes the command line alone (ChangeServiceConfigW, the rest SERVICE_NO_CHANGE).
   bool ChangeCommandLine(const std::wstring& command_line);
 
@@ -52,13 +53,7 @@ class Service {
   friend class ServiceManager;
   explicit Service(void* handle) : handle_(handle) {}
 
-  void* handle_;
-};
-
-// The outcome of a creation: `service`, or `error` (a Win32 error) when it failed.
-struct CreatedService {
-  std::optional<Service> service;
-  std::uint32_t error = 0;
+  Owner<void, CloseServiceControlHandle> handle_;
 };
 
 // An open connection to the service control manager of this machine.
@@ -67,19 +62,16 @@ class ServiceManager {
   // nullopt when the manager cannot be opened with this access.
   static std::optional<ServiceManager> Open(std::uint32_t access);
 
-  ServiceManager(ServiceManager&& other) noexcept;
-  ServiceManager& operator=(ServiceManager&&) = delete;
-  ~ServiceManager();
-
   // nullopt when the service does not exist or cannot be opened with this access.
   std::optional<Service> OpenExisting(const std::wstring& name, std::uint32_t access);
 
-  CreatedService Create(const ServiceSettings& settings);
+  // Fails with the Win32 error of CreateServiceW: 1073 when the service exists.
+  Result<Service> Create(const ServiceSettings& settings);
 
  private:
   explicit ServiceManager(void* handle) : handle_(handle) {}
 
-  void* handle_;
+  Owner<void, CloseServiceControlHandle> handle_;
 };
 
 // The SERVICE_STATUS of winsvc.h.

@@ -12,13 +12,19 @@ namespace veltrane {
 // What ActiveConsoleSession answers when no session is attached to the console.
 inline constexpr std::uint32_t kNoSession = 0xFFFFFFFF;
 
+// States of a session (WTS_CONNECTSTATE_CLASS).
+inline constexpr std::uint32_t kSessionActive = 0;
+inline constexpr std::uint32_t kSessionConnected = 1;
+
+inline constexpr std::uint32_t kFamilyIpv4 = 2;  // AF_INET
+
 struct Session {
   std::uint32_t id = 0;
-  std::uint32_t state = 0;  // WTS_CONNECTSTATE_CLASS: 0 active, 1 connected
+  std::uint32_t state = 0;  // WTS_CONNECTSTATE_CLASS
 };
 
 struct ClientAddress {
-  std::uint32_t family = 0;              // 2 for AF_INET
+  std::uint32_t family = 0;              // kFamilyIpv4, or another address family
   std::array<std::uint8_t, 20> bytes{};  // an IPv4 address lies in bytes 2 to 5
 };
 

@@ -13,7 +13,6 @@ namespace veltrane {
 namespace {
 
 constexpr std::uint32_t kPollMilliseconds = 100;
-constexpr std::uint32_t kCloseWindow = 2;
 
 std::atomic<bool> console_running = false;
 
@@ -30,7 +29,7 @@ int RunConsole() {
 }
 
 bool HandleConsoleControl(std::uint32_t control_type) {
-  if (control_type > kCloseWindow) return false;
+  if (control_type > kConsoleClose) return false;
   console_running = false;
   if (IpcServer* server = RegisteredServer()) server->Stop();
   return true;

@@ -24,11 +24,11 @@ void RequestStop() {
 bool InstallService(const std::wstring& exe_path, std::wstring* error) {
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
   if (!manager) return Fail(error, L"OpenSCManager failed");
-  CreatedService created =
+  Result<Service> created =
       manager->Create(OwnServiceSettings(kServiceName, L"\"" + exe_path + L"\" --run-as-service"));
-  if (created.service) {
-    created.service->SetSidType(kServiceSidUnrestricted);
-  } else if (created.error != kErrorServiceExists) {
+  if (created) {
+    created->SetSidType(kServiceSidUnrestricted);
+  } else if (created.Error() != kErrorServiceExists) {
     return Fail(error, L"CreateService failed");
   }
   return true;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 #include "platform/environment.h"
 #include "platform/files.h"
@@ -17,9 +18,6 @@ namespace {
 
 constexpr std::size_t kPathCapacity = 260;  // MAX_PATH
 constexpr std::size_t kScrubBytes = 4096;
-constexpr std::uint32_t kReplaceAndWriteThrough = 9;  // MOVEFILE_REPLACE_EXISTING | _WRITE_THROUGH
-constexpr std::uint32_t kGenericAll = 0x10000000;
-constexpr std::uint32_t kObjectAndContainerInherit = 3;
 
 AccessEntry FullAccess(const Sid& group) {
   return {.sid = group,
@@ -42,7 +40,7 @@ bool WriteActiveConf(const ConnectionProfile& profile, std::string* error) {
   CheckStartupMutation("WriteActiveConf");
   NoteConfigWritten();
   const std::wstring folder = TunnelsFolder();
-  if (CreateFolders(folder)) return Fail(error, "create_directories failed");
+  if (!CreateFolders(folder)) return Fail(error, "create_directories failed");
   ApplyTunnelsAcl(folder);
 
   const std::wstring temporary = folder + L"\\active.conf.tmp";
@@ -54,7 +52,7 @@ bool WriteActiveConf(const ConnectionProfile& profile, std::string* error) {
   if (!file->Close()) return Fail(error, "write tmp failed");
   ApplyTunnelsAcl(temporary);
 
-  if (!MoveFileWithFlags(temporary, active, kReplaceAndWriteThrough)) {
+  if (!MoveFileWithFlags(temporary, active, kMoveReplaceExisting | kMoveWriteThrough)) {
     return Fail(error, "rename active.conf failed");
   }
   ApplyTunnelsAcl(active);
@@ -63,11 +61,13 @@ bool WriteActiveConf(const ConnectionProfile& profile, std::string* error) {
 
 bool DeleteActiveConf(std::string* error) {
   const std::wstring active = ActiveConfPath();
-  const Existence existence = TestExistence(active);
-  if (existence.error) {
-    throw std::filesystem::filesystem_error("exists", active, existence.error);
+  const Result<bool> exists = TestExistence(active);
+  if (!exists) {
+    throw std::filesystem::filesystem_error(
+        "exists", active,
+        std::error_code(static_cast<int>(exists.Error()), std::system_category()));
   }
-  if (!existence.exists) return true;
+  if (!*exists) return true;
   // The stream stays open over the deletion and destroys the key when it closes. Windows does not
   // delete a file that is open without delete sharing, so what remains is a file of zeros.
   std::optional<OutputFile> scrub = OutputFile::Open(active);
@@ -77,8 +77,8 @@ bool DeleteActiveConf(std::string* error) {
 }
 
 bool ApplyTunnelsAcl(const std::wstring& path) {
-  const std::optional<Sid> system = MakeNtSid({18});
-  const std::optional<Sid> administrators = MakeNtSid({32, 544});
+  const std::optional<Sid> system = MakeSystemSid();
+  const std::optional<Sid> administrators = MakeAdministratorsSid();
   if (!system || !administrators) return false;
   return SetProtectedAccess(path, {FullAccess(*system), FullAccess(*administrators)});
 }

@@ -31,9 +31,10 @@ std::optional<Service> InstallTunnelService(ServiceManager& manager, const std::
     existing->ChangeCommandLine(command_line);
     return existing;
   }
-  CreatedService created = manager.Create(OwnServiceSettings(name, command_line));
-  if (created.service) created.service->SetSidType(kServiceSidUnrestricted);
-  return std::move(created.service);
+  Result<Service> created = manager.Create(OwnServiceSettings(name, command_line));
+  if (!created) return std::nullopt;
+  created->SetSidType(kServiceSidUnrestricted);
+  return std::move(*created);
 }
 
 void AwaitStopped(Service& service) {

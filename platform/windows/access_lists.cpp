@@ -36,16 +36,15 @@ std::vector<AccessListEntry> ReadEntries(ACL* list) {
 
 }  // namespace
 
-AccessListReading ReadAccessList(const std::wstring& path) {
+Result<AccessList> ReadAccessList(const std::wstring& path) {
   ACL* list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   const DWORD status =
       GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
                             nullptr, &list, nullptr, &descriptor);
   const LocalMemory<void> owner(descriptor);
-  AccessListReading reading;
-  reading.error = status;
-  if (status != ERROR_SUCCESS) return reading;
+  if (status != ERROR_SUCCESS) return Result<AccessList>::Failure(status);
+  AccessList reading;
   reading.has_list = list != nullptr;
   SECURITY_DESCRIPTOR_CONTROL control = 0;
   DWORD revision = 0;

@@ -9,6 +9,8 @@
 
 namespace veltrane {
 
+static_assert(kTcpEstablished == MIB_TCP_STATE_ESTAB);
+
 std::optional<std::vector<TcpConnection>> ReadTcpConnections() {
   const auto buffer = FetchSized(ERROR_INSUFFICIENT_BUFFER, [](void* table, ULONG* size) {
     return GetExtendedTcpTable(table, size, FALSE, AF_INET, TCP_TABLE_OWNER_PID_CONNECTIONS, 0);

@@ -8,6 +8,10 @@
 namespace veltrane {
 namespace {
 
+static_assert(kConsoleCtrlC == CTRL_C_EVENT);
+static_assert(kConsoleCtrlBreak == CTRL_BREAK_EVENT);
+static_assert(kConsoleClose == CTRL_CLOSE_EVENT);
+
 // The callback of the system carries no context. An exception must not unwind into the system.
 bool (*console_handler)(std::uint32_t control_type) = nullptr;
 

@@ -5,14 +5,18 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <utility>
 
 #include "platform/windows/handles.h"
 
 namespace veltrane {
 namespace {
 
-std::ofstream* AsStream(void* stream) { return static_cast<std::ofstream*>(stream); }
+static_assert(kMoveReplaceExisting == MOVEFILE_REPLACE_EXISTING);
+static_assert(kMoveWriteThrough == MOVEFILE_WRITE_THROUGH);
+
+std::ofstream& AsStream(const Owner<void, CloseOutputStream>& stream) {
+  return *static_cast<std::ofstream*>(stream.get());
+}
 
 // The errors by which Windows says that nothing is there, or that nothing can be there because the
 // path makes no sense.
@@ -41,23 +45,23 @@ DWORD FindPath(const std::wstring& path) {
   WIN32_FIND_DATAW entry{};
   const HANDLE search = FindFirstFileW(path.c_str(), &entry);
   if (search == INVALID_HANDLE_VALUE) return GetLastError();
-  FindHandle(search).reset();
+  FindClose(search);
   return ERROR_SUCCESS;
 }
 
 }  // namespace
 
-std::error_code CreateFolders(const std::wstring& path) {
+bool CreateFolders(const std::wstring& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  return error;
+  return !error;
 }
 
-Existence TestExistence(const std::wstring& path) {
+Result<bool> TestExistence(const std::wstring& path) {
   const DWORD error = FindPath(path);
-  if (error == ERROR_SUCCESS) return {.exists = true, .error = {}};
-  if (MeansNotFound(error)) return {};
-  return {.exists = false, .error = {static_cast<int>(error), std::system_category()}};
+  if (error == ERROR_SUCCESS) return true;
+  if (MeansNotFound(error)) return false;
+  return Result<bool>::Failure(error);
 }
 
 std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
@@ -68,18 +72,15 @@ std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
   return OutputFile(stream.release());
 }
 
-OutputFile::OutputFile(OutputFile&& other) noexcept
-    : stream_(std::exchange(other.stream_, nullptr)) {}
-
-OutputFile::~OutputFile() { delete AsStream(stream_); }
+void CloseOutputStream(void* stream) noexcept { delete static_cast<std::ofstream*>(stream); }
 
 void OutputFile::Write(std::string_view bytes) {
-  AsStream(stream_)->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  AsStream(stream_).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 bool OutputFile::Close() {
-  AsStream(stream_)->close();
-  return !AsStream(stream_)->fail();
+  AsStream(stream_).close();
+  return !AsStream(stream_).fail();
 }
 
 bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {

@@ -1,56 +1,33 @@
 #pragma once
 
-// Owners of what Windows hands out, one for each way of giving it back. None accepts
-// INVALID_HANDLE_VALUE: a call that answers with it is tested before its handle is owned.
+// Owners of what Windows hands out, with a closer each.
 
 #include <windows.h>
 
 #include <wtsapi32.h>
 
-#include <memory>
+#include "platform/owner.h"
 
 namespace veltrane {
 
-struct HandleCloser {
-  void operator()(void* handle) const { CloseHandle(handle); }
-};
-using UniqueHandle = std::unique_ptr<void, HandleCloser>;
+inline void CloseAnyHandle(void* handle) noexcept { CloseHandle(handle); }
+using UniqueHandle = Owner<void, CloseAnyHandle>;
 
-struct FindCloser {
-  void operator()(void* handle) const { FindClose(handle); }
-};
-using FindHandle = std::unique_ptr<void, FindCloser>;
-
-struct ServiceHandleCloser {
-  using pointer = SC_HANDLE;
-  void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using ServiceHandle = std::unique_ptr<SC_HANDLE__, ServiceHandleCloser>;
-
-struct LibraryFreer {
-  using pointer = HMODULE;
-  void operator()(HMODULE module) const { FreeLibrary(module); }
-};
-using LibraryHandle = std::unique_ptr<HINSTANCE__, LibraryFreer>;
+inline void CloseServiceControl(SC_HANDLE handle) noexcept { CloseServiceHandle(handle); }
+using ServiceHandle = Owner<SC_HANDLE__, CloseServiceControl>;
 
 // Memory from LocalAlloc, and what the security calls allocate with it.
-struct LocalMemoryFreer {
-  void operator()(void* memory) const { LocalFree(memory); }
-};
+inline void FreeLocalMemory(void* memory) noexcept { LocalFree(memory); }
 template <typename T>
-using LocalMemory = std::unique_ptr<T, LocalMemoryFreer>;
+using LocalMemory = Owner<T, FreeLocalMemory>;
 
 // A SID from AllocateAndInitializeSid.
-struct SidFreer {
-  void operator()(void* sid) const { FreeSid(sid); }
-};
-using AllocatedSid = std::unique_ptr<void, SidFreer>;
+inline void FreeAllocatedSid(void* sid) noexcept { FreeSid(sid); }
+using AllocatedSid = Owner<void, FreeAllocatedSid>;
 
 // A buffer that a wtsapi32 call allocated.
-struct WtsMemoryFreer {
-  void operator()(void* memory) const { WTSFreeMemory(memory); }
-};
+inline void FreeWtsMemory(void* memory) noexcept { WTSFreeMemory(memory); }
 template <typename T>
-using WtsMemory = std::unique_ptr<T, WtsMemoryFreer>;
+using WtsMemory = Owner<T, FreeWtsMemory>;
 
 }  // namespace veltrane

@@ -4,9 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
-
-#include "platform/windows/handles.h"
 
 namespace veltrane {
 
@@ -16,13 +13,11 @@ std::optional<Library> Library::Load(const std::wstring& name) {
   return Library(module);
 }
 
-Library::Library(Library&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-Library::~Library() { LibraryHandle(static_cast<HMODULE>(handle_)).reset(); }
+void FreeLoadedLibrary(void* handle) noexcept { FreeLibrary(static_cast<HMODULE>(handle)); }
 
 LibraryFunction Library::Find(const std::string& name) const {
   return reinterpret_cast<LibraryFunction>(
-      GetProcAddress(static_cast<HMODULE>(handle_), name.c_str()));
+      GetProcAddress(static_cast<HMODULE>(handle_.get()), name.c_str()));
 }
 
 std::wstring ExecutablePath() {

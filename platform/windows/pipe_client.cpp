@@ -4,7 +4,6 @@
 
 #include <array>
 #include <memory>
-#include <utility>
 
 #include "platform/windows/handles.h"
 
@@ -41,26 +40,27 @@ struct Connection {
   }
 };
 
-Connection& AsConnection(void* connection) { return *static_cast<Connection*>(connection); }
+Connection& AsConnection(const Owner<void, CloseClientConnection>& connection) {
+  return *static_cast<Connection*>(connection.get());
+}
 
 }  // namespace
 
-PipeOpening ClientPipe::Open(const std::wstring& name) {
+Result<ClientPipe> ClientPipe::Open(const std::wstring& name) {
   const HANDLE handle =
       CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                   FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return {.pipe = std::nullopt, .error = GetLastError()};
+  if (handle == INVALID_HANDLE_VALUE) return Result<ClientPipe>::Failure(GetLastError());
   auto connection = std::make_unique<Connection>();
   connection->pipe.reset(handle);
   connection->event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  if (!connection->event) return {.pipe = std::nullopt, .error = GetLastError()};
-  return {.pipe = ClientPipe(connection.release())};
+  if (!connection->event) return Result<ClientPipe>::Failure(GetLastError());
+  return ClientPipe(connection.release());
 }
 
-ClientPipe::ClientPipe(ClientPipe&& other) noexcept
-    : connection_(std::exchange(other.connection_, nullptr)) {}
-
-ClientPipe::~ClientPipe() { delete static_cast<Connection*>(connection_); }
+void CloseClientConnection(void* connection) noexcept {
+  delete static_cast<Connection*>(connection);
+}
 
 std::optional<std::uint32_t> ClientPipe::ServerProcessId() const {
   ULONG process_id = 0;

@@ -2,12 +2,15 @@
 
 #include <windows.h>
 
-#include <utility>
-
-#include "platform/windows/handles.h"
 #include "platform/windows/security_attributes.h"
 
 namespace veltrane {
+
+static_assert(kPipeAccessDuplex == PIPE_ACCESS_DUPLEX);
+static_assert(kPipeTypeMessage == PIPE_TYPE_MESSAGE);
+static_assert(kPipeReadModeMessage == PIPE_READMODE_MESSAGE);
+static_assert(kPipeWait == PIPE_WAIT);
+static_assert(kErrorPipeConnected == ERROR_PIPE_CONNECTED);
 
 std::optional<ServerPipe> ServerPipe::Create(const PipeParameters& parameters,
                                              const SecurityAttributes* attributes) {
@@ -21,34 +24,33 @@ std::optional<ServerPipe> ServerPipe::Create(const PipeParameters& parameters,
   return ServerPipe(handle);
 }
 
-ServerPipe::ServerPipe(ServerPipe&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-ServerPipe::~ServerPipe() { UniqueHandle(handle_).reset(); }
+void ClosePipeInstance(void* handle) noexcept { CloseHandle(handle); }
 
 std::uint32_t ServerPipe::WaitForClient() {
-  return ConnectNamedPipe(handle_, nullptr) ? ERROR_SUCCESS : GetLastError();
+  return ConnectNamedPipe(handle_.get(), nullptr) ? ERROR_SUCCESS : GetLastError();
 }
 
-std::optional<std::size_t> ServerPipe::Read(char* buffer, std::size_t capacity) {
+std::optional<std::size_t> ServerPipe::Read(std::span<char> buffer) {
   DWORD read = 0;
-  if (!ReadFile(handle_, buffer, static_cast<DWORD>(capacity), &read, nullptr)) return std::nullopt;
+  if (!ReadFile(handle_.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &read, nullptr)) {
+    return std::nullopt;
+  }
   return read;
 }
 
 void ServerPipe::Write(std::string_view bytes) {
   DWORD written = 0;
-  WriteFile(handle_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  WriteFile(handle_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
-void ServerPipe::Flush() { FlushFileBuffers(handle_); }
+void ServerPipe::Flush() { FlushFileBuffers(handle_.get()); }
 
-void ServerPipe::Disconnect() { DisconnectNamedPipe(handle_); }
+void ServerPipe::Disconnect() { DisconnectNamedPipe(handle_.get()); }
 
 void OpenAndClosePipe(const std::wstring& name) {
   const HANDLE handle = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
-  if (handle != INVALID_HANDLE_VALUE) UniqueHandle(handle).reset();
+  if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
 }
 
 }  // namespace veltrane

@@ -14,6 +14,9 @@
 namespace veltrane {
 namespace {
 
+static_assert(kRouteTypeIndirect == MIB_IPROUTE_TYPE_INDIRECT);
+static_assert(kRouteProtoManagement == MIB_IPPROTO_NETMGMT);
+static_assert(kErrorObjectAlreadyExists == ERROR_OBJECT_ALREADY_EXISTS);
 static_assert(sizeof(ForwardRow) == sizeof(MIB_IPFORWARDROW));
 static_assert(offsetof(ForwardRow, dest) == offsetof(MIB_IPFORWARDROW, dwForwardDest));
 static_assert(offsetof(ForwardRow, mask) == offsetof(MIB_IPFORWARDROW, dwForwardMask));
@@ -57,11 +60,11 @@ std::uint32_t DeleteForwardRow(const ForwardRow& row) {
   return DeleteIpForwardEntry(&entry);
 }
 
-BestRoute FindBestRoute(std::uint32_t dest) {
+Result<BestRoute> FindBestRoute(std::uint32_t dest) {
   MIB_IPFORWARDROW row{};
   const DWORD status = GetBestRoute(dest, 0, &row);
-  if (status != NO_ERROR) return {.status = status};
-  return {.next_hop = row.dwForwardNextHop, .interface_index = row.dwForwardIfIndex};
+  if (status != NO_ERROR) return Result<BestRoute>::Failure(status);
+  return BestRoute{.next_hop = row.dwForwardNextHop, .interface_index = row.dwForwardIfIndex};
 }
 
 std::optional<InterfaceNames> ReadInterfaceNames(std::uint32_t interface_index) {

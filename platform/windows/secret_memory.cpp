@@ -4,6 +4,6 @@
 
 namespace veltrane {
 
-void WipeMemory(void* memory, std::size_t bytes) { SecureZeroMemory(memory, bytes); }
+void WipeMemory(std::span<std::byte> memory) { SecureZeroMemory(memory.data(), memory.size()); }
 
 }  // namespace veltrane

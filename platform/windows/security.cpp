@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <utility>
 
 #include "platform/windows/handles.h"
@@ -17,6 +16,12 @@
 namespace veltrane {
 namespace {
 
+static_assert(kGenericAll == GENERIC_ALL);
+static_assert(kGenericRead == GENERIC_READ);
+static_assert(kGenericWrite == GENERIC_WRITE);
+static_assert(kSynchronize == SYNCHRONIZE);
+static_assert(kNoInheritance == NO_INHERITANCE);
+static_assert(kObjectAndContainerInherit == SUB_CONTAINERS_AND_OBJECTS_INHERIT);
 static_assert(static_cast<int>(TrusteeType::kUser) == TRUSTEE_IS_USER);
 static_assert(static_cast<int>(TrusteeType::kGroup) == TRUSTEE_IS_GROUP);
 
@@ -93,17 +98,17 @@ std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id) {
   return CopyOfSid(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
 }
 
-SecurityAttributes* MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {
-  auto attributes = std::make_unique<SecurityAttributes>();
+SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {
+  SecurityAttributesOwner attributes(new SecurityAttributes());
   attributes->access_list = MakeAccessList(entries);
   if (!attributes->access_list) return nullptr;
   attributes->descriptor = MakeDescriptor(attributes->access_list.get());
   if (!attributes->descriptor) return nullptr;
   attributes->record = {sizeof(SECURITY_ATTRIBUTES), attributes->descriptor.get(), FALSE};
-  return attributes.release();
+  return attributes;
 }
 
-void FreeSecurityAttributes(SecurityAttributes* attributes) { delete attributes; }
+void FreeSecurityAttributes(SecurityAttributes* attributes) noexcept { delete attributes; }
 
 bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   const LocalMemory<ACL> list = MakeAccessList(entries);

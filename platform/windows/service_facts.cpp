@@ -12,15 +12,11 @@ namespace {
 
 static_assert(kErrorServiceDoesNotExist == ERROR_SERVICE_DOES_NOT_EXIST);
 
-ServiceFacts Failure() {
-  ServiceFacts facts;
-  facts.error = GetLastError();
-  return facts;
-}
+Result<ServiceFacts> Failure() { return Result<ServiceFacts>::Failure(GetLastError()); }
 
 }  // namespace
 
-ServiceFacts ReadServiceFacts(const std::wstring& name) {
+Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return Failure();
   const ServiceHandle service(

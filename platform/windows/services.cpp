@@ -2,12 +2,29 @@
 
 #include <windows.h>
 
-#include <utility>
-
-#include "platform/windows/handles.h"
+#include "platform/service_codes.h"
 
 namespace veltrane {
 namespace {
+
+static_assert(kManagerConnect == SC_MANAGER_CONNECT);
+static_assert(kManagerAllAccess == SC_MANAGER_ALL_ACCESS);
+static_assert(kServiceQueryStatus == SERVICE_QUERY_STATUS);
+static_assert(kServiceStop == SERVICE_STOP);
+static_assert(kServiceAllAccess == SERVICE_ALL_ACCESS);
+static_assert(kDelete == DELETE);
+static_assert(kServiceOwnProcess == SERVICE_WIN32_OWN_PROCESS);
+static_assert(kServiceDemandStart == SERVICE_DEMAND_START);
+static_assert(kServiceErrorNormal == SERVICE_ERROR_NORMAL);
+static_assert(kServiceSidUnrestricted == SERVICE_SID_TYPE_UNRESTRICTED);
+static_assert(kServiceStopped == SERVICE_STOPPED);
+static_assert(kServiceStartPending == SERVICE_START_PENDING);
+static_assert(kServiceStopPending == SERVICE_STOP_PENDING);
+static_assert(kServiceRunning == SERVICE_RUNNING);
+static_assert(kControlStop == SERVICE_CONTROL_STOP);
+static_assert(kAcceptStop == SERVICE_ACCEPT_STOP);
+static_assert(kErrorServiceAlreadyRunning == ERROR_SERVICE_ALREADY_RUNNING);
+static_assert(kErrorServiceExists == ERROR_SERVICE_EXISTS);
 
 // The two callbacks of the system carry no context, and a process is one service. An exception must
 // not unwind into the system.
@@ -18,7 +35,9 @@ void WINAPI CallServiceMain(DWORD, wchar_t**) noexcept { service_main_function()
 
 void WINAPI CallControlFunction(DWORD control) noexcept { control_function(control); }
 
-SC_HANDLE AsServiceHandle(void* handle) { return static_cast<SC_HANDLE>(handle); }
+SC_HANDLE AsServiceHandle(const Owner<void, CloseServiceControlHandle>& handle) {
+  return static_cast<SC_HANDLE>(handle.get());
+}
 
 // A list of texts that each end in a zero; the zero that ends the string itself closes the list.
 std::wstring JoinWithZeros(const std::vector<std::wstring>& texts) {
@@ -32,9 +51,9 @@ std::wstring JoinWithZeros(const std::vector<std::wstring>& texts) {
 
 }  // namespace
 
-Service::Service(Service&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-Service::~Service() { ServiceHandle(AsServiceHandle(handle_)).reset(); }
+void CloseServiceControlHandle(void* handle) noexcept {
+  CloseServiceHandle(static_cast<SC_HANDLE>(handle));
+}
 
 bool Service::ChangeCommandLine(const std::wstring& command_line) {
   return ChangeServiceConfigW(AsServiceHandle(handle_), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
@@ -75,11 +94,6 @@ std::optional<ServiceManager> ServiceManager::Open(std::uint32_t access) {
   return ServiceManager(handle);
 }
 
-ServiceManager::ServiceManager(ServiceManager&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-ServiceManager::~ServiceManager() { ServiceHandle(AsServiceHandle(handle_)).reset(); }
-
 std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
                                                     std::uint32_t access) {
   const SC_HANDLE handle = OpenServiceW(AsServiceHandle(handle_), name.c_str(), access);
@@ -87,14 +101,14 @@ std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
   return Service(handle);
 }
 
-CreatedService ServiceManager::Create(const ServiceSettings& settings) {
+Result<Service> ServiceManager::Create(const ServiceSettings& settings) {
   const std::wstring dependencies = JoinWithZeros(settings.dependencies);
   const SC_HANDLE handle = CreateServiceW(
       AsServiceHandle(handle_), settings.name.c_str(), settings.display_name.c_str(),
       settings.access, settings.type, settings.start_type, settings.error_control,
       settings.command_line.c_str(), nullptr, nullptr, dependencies.c_str(), nullptr, nullptr);
-  if (handle == nullptr) return {.service = std::nullopt, .error = GetLastError()};
-  return {.service = Service(handle), .error = ERROR_SUCCESS};
+  if (handle == nullptr) return Result<Service>::Failure(GetLastError());
+  return Service(handle);
 }
 
 std::uint32_t RunServiceDispatcher(const std::wstring& name, void (*service_main)()) {

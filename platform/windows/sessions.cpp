@@ -1,6 +1,7 @@
 #include "platform/sessions.h"
 
 #include <windows.h>
+#include <winsock2.h>
 
 #include <wtsapi32.h>
 
@@ -9,6 +10,11 @@
 #include "platform/windows/handles.h"
 
 namespace veltrane {
+
+static_assert(kNoSession == 0xFFFFFFFF);  // as WTSGetActiveConsoleSessionId documents it
+static_assert(kSessionActive == WTSActive);
+static_assert(kSessionConnected == WTSConnected);
+static_assert(kFamilyIpv4 == AF_INET);
 
 bool IsRemoteSession() { return GetSystemMetrics(SM_REMOTESESSION) != 0; }
 

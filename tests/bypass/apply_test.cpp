@@ -261,12 +261,6 @@ TEST_F(BypassWithoutGateway, IsRefusedWhenTheDefaultRouteIsOnLink) {
   ExpectRefused(Expected());
 }
 
-TEST_F(BypassWithoutGateway, IsRefusedWhenAFailedAnswerNamesAGateway) {
-  machine.routes.OverrideBestRoute(
-      {.status = 1, .next_hop = Ip("192.168.1.1"), .interface_index = 12});
-  ExpectRefused(Expected());
-}
-
 TEST_F(BypassWithoutGateway, IsRefusedWhenTheProbeAddressDoesNotParse) {
   // The listing of the sessions is the last reading before the probe.
   machine.OnCall("ReadSessions", 1, [this] { machine.FailAlways("ParseIpv4", 0); });

@@ -675,7 +675,7 @@ TEST_F(Doctor, AnOverwrittenConfigurationIsHarmless) {
   machine.files.AddFile(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf",
                         std::string(4096, '\0'));
   side.SetAccessList(L"C:\\ProgramData\\Veltrane\\tunnels",
-                     {.has_list = true, .is_protected = true, .entries = {}});
+                     AccessList{.has_list = true, .is_protected = true, .entries = {}});
   StartService();
   EXPECT_EQ(Run({"doctor"}), 0);
   EXPECT_EQ(Group("leftovers"),
@@ -717,7 +717,7 @@ TEST_F(Doctor, AConnectionWhoseTunnelServiceHasGone) {
 
 struct FolderState {
   const char* name;
-  AccessListReading reading;
+  Result<AccessList> reading;
   int exit_code;
   const char* lines;
 };
@@ -734,33 +734,29 @@ TEST_P(DoctorOnFolders, SaysWhoMayOpenIt) {
 INSTANTIATE_TEST_SUITE_P(
     Folders, DoctorOnFolders,
     testing::Values(
-        FolderState{"Closed",
-                    {.error = 5, .has_list = false, .is_protected = false, .entries = {}},
-                    0,
+        FolderState{"Closed", Result<AccessList>::Failure(5), 0,
                     "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is closed to this user\n"},
-        FolderState{"AsTheServiceMakesIt",
-                    {.error = 0,
-                     .has_list = true,
-                     .is_protected = true,
-                     .entries = {{"S-1-5-18", true, 0x1F01FF}, {"S-1-5-32-544", true, 0x1F01FF}}},
-                    0,
-                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
-                    "Administrators alone\n"},
+        FolderState{
+            "AsTheServiceMakesIt",
+            AccessList{.has_list = true,
+                       .is_protected = true,
+                       .entries = {{"S-1-5-18", true, 0x1F01FF}, {"S-1-5-32-544", true, 0x1F01FF}}},
+            0,
+            "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
+            "Administrators alone\n"},
         FolderState{"DenyingSomebodyElse",
-                    {.error = 0,
-                     .has_list = true,
-                     .is_protected = true,
-                     .entries = {{"S-1-5-32-545", false, 0x1F01FF}}},
+                    AccessList{.has_list = true,
+                               .is_protected = true,
+                               .entries = {{"S-1-5-32-545", false, 0x1F01FF}}},
                     0,
                     "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
                     "Administrators alone\n"},
         FolderState{"OpenToUsers",
-                    {.error = 0,
-                     .has_list = true,
-                     .is_protected = true,
-                     .entries = {{"S-1-5-32-545", true, 0x1200A9},
-                                 {"S-1-1-0", true, 0x1200A9},
-                                 {"S-1-1-0", true, 0x2}}},
+                    AccessList{.has_list = true,
+                               .is_protected = true,
+                               .entries = {{"S-1-5-32-545", true, 0x1200A9},
+                                           {"S-1-1-0", true, 0x1200A9},
+                                           {"S-1-1-0", true, 0x2}}},
                     1,
                     "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to S-1-5-32-545, "
                     "S-1-1-0\n"
@@ -768,23 +764,17 @@ INSTANTIATE_TEST_SUITE_P(
                     "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\" "
                     "/remove:g \"*S-1-5-32-545\" \"*S-1-1-0\"\n"},
         FolderState{
-            "WithoutAList",
-            {.error = 0, .has_list = false, .is_protected = true, .entries = {}},
-            1,
+            "WithoutAList", AccessList{.has_list = false, .is_protected = true, .entries = {}}, 1,
             "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to everybody\n"
             "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
             "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
         FolderState{
-            "Inheriting",
-            {.error = 0, .has_list = true, .is_protected = false, .entries = {}},
-            1,
+            "Inheriting", AccessList{.has_list = true, .is_protected = false, .entries = {}}, 1,
             "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels inherits rights from the "
             "folder above\n"
             "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
             "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
-        FolderState{"Unreadable",
-                    {.error = 87, .has_list = false, .is_protected = false, .entries = {}},
-                    1,
+        FolderState{"Unreadable", Result<AccessList>::Failure(87), 1,
                     "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels cannot be looked at "
                     "(Windows error 87)\n"
                     "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\"\n"}),

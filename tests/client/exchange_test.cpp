@@ -48,7 +48,7 @@ class ScriptedServer {
   void Serve(const std::string& reply) {
     if (pipe_->WaitForClient() == 232) return;
     std::string buffer(65536, '\0');
-    const auto size = pipe_->Read(buffer.data(), buffer.size());
+    const auto size = pipe_->Read(buffer);
     request_ = buffer.substr(0, size.value_or(0));
     if (size && !reply.empty()) pipe_->Write(reply);
     pipe_->Flush();

@@ -85,16 +85,18 @@ TEST_F(PipeAccess, FailureToBuildTheListYieldsNull) {
 }
 
 TEST_F(PipeAccess, RecordLivesUntilItsOwnerLetsGo) {
-  PipeSecurity security = BuildPipeSecurity();
-  EXPECT_EQ(machine.security.LiveRecords(), 1u);
-  security.reset();
+  {
+    const PipeSecurity security = BuildPipeSecurity();
+    EXPECT_EQ(machine.security.LiveRecords(), 1u);
+  }
   EXPECT_EQ(machine.security.LiveRecords(), 0u);
 }
 
-TEST_F(PipeAccess, RecordCanBeFreedByHand) {
-  FreePipeSecurity(BuildPipeSecurity().release());
+TEST_F(PipeAccess, RecordCanBeFreedAtOnce) {
+  PipeSecurity security = BuildPipeSecurity();
+  FreePipeSecurity(security);
   EXPECT_EQ(machine.security.LiveRecords(), 0u);
-  FreePipeSecurity(nullptr);
+  FreePipeSecurity(security);
   EXPECT_EQ(machine.security.LiveRecords(), 0u);
 }
 

@@ -41,11 +41,11 @@ void ClientSide::OnWaitForPipe(std::function<std::uint32_t(std::uint32_t)> hook)
   wait_hook_ = std::move(hook);
 }
 
-void ClientSide::SetAccessList(const std::wstring& path, const AccessListReading& reading) {
-  access_lists_[FoldCase(path)] = reading;
+void ClientSide::SetAccessList(const std::wstring& path, const Result<AccessList>& reading) {
+  access_lists_.insert_or_assign(FoldCase(path), reading);
 }
 
-std::optional<AccessListReading> ClientSide::AccessListOf(const std::wstring& path) const {
+std::optional<Result<AccessList>> ClientSide::AccessListOf(const std::wstring& path) const {
   const auto set = access_lists_.find(FoldCase(path));
   if (set == access_lists_.end()) return std::nullopt;
   return set->second;
@@ -96,7 +96,9 @@ namespace {
 
 using Connection = std::shared_ptr<Pipes::Connection>;
 
-Connection& AsConnection(void* connection) { return *static_cast<Connection*>(connection); }
+Connection& AsConnection(const Owner<void, CloseClientConnection>& connection) {
+  return *static_cast<Connection*>(connection.get());
+}
 
 std::wstring WidenAscii(const std::string& text) { return {text.begin(), text.end()}; }
 
@@ -124,11 +126,9 @@ std::optional<std::size_t> TerminalColumns(Stream stream) {
   return ClientSide::Current().Columns(stream);
 }
 
-void WipeMemory(void* memory, std::size_t bytes) {
-  char* const begin = static_cast<char*>(memory);
-  ClientSide::Current().NoteWiped({begin, bytes});
-  volatile char* const wiped = begin;
-  for (std::size_t i = 0; i < bytes; ++i) wiped[i] = 0;
+void WipeMemory(std::span<std::byte> memory) {
+  ClientSide::Current().NoteWiped({reinterpret_cast<const char*>(memory.data()), memory.size()});
+  for (volatile std::byte& byte : memory) byte = std::byte(0);
 }
 
 std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
@@ -144,13 +144,14 @@ std::uint32_t ReadStandardInput(std::size_t limit, const ByteSink& sink) {
   return simulated::GiveBytes(ClientSide::Current().input, limit, sink);
 }
 
-ServiceFacts ReadServiceFacts(const std::wstring& name) {
+Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   const ClientSide& side = ClientSide::Current();
-  ServiceFacts facts;
+  if (side.service_facts_error != 0) {
+    return Result<ServiceFacts>::Failure(side.service_facts_error);
+  }
   const std::optional<simulated::ServiceRecord> record = Machine::Current().services.Find(name);
-  facts.error = side.service_facts_error;
-  if (facts.error == 0 && !record) facts.error = kErrorServiceDoesNotExist;
-  if (facts.error != 0) return facts;
+  if (!record) return Result<ServiceFacts>::Failure(kErrorServiceDoesNotExist);
+  ServiceFacts facts;
   facts.state = record->state;
   facts.process_id = record->state == kServiceStopped ? 0 : side.service_process;
   facts.command_line = record->settings.command_line;
@@ -158,13 +159,10 @@ ServiceFacts ReadServiceFacts(const std::wstring& name) {
   return facts;
 }
 
-AccessListReading ReadAccessList(const std::wstring& path) {
+Result<AccessList> ReadAccessList(const std::wstring& path) {
   if (const auto set = ClientSide::Current().AccessListOf(path)) return *set;
-  AccessListReading reading;
-  if (!Machine::Current().files.Exists(path)) {
-    reading.error = 3;
-    return reading;
-  }
+  if (!Machine::Current().files.Exists(path)) return Result<AccessList>::Failure(3);
+  AccessList reading;
   reading.has_list = true;
   const auto entries = Machine::Current().files.Access(path);
   reading.is_protected = entries.has_value();
@@ -181,20 +179,17 @@ std::optional<std::uint32_t> ReadInterfaceMetric(std::uint32_t interface_index) 
   return metric->second;
 }
 
-PipeOpening ClientPipe::Open(const std::wstring& name) {
+Result<ClientPipe> ClientPipe::Open(const std::wstring& name) {
   std::uint32_t error = 0;
   simulated::Connection connection = ClientSide::Current().OpenPipe(name, error);
-  if (connection == nullptr) return {std::nullopt, error};
-  return {ClientPipe(new simulated::Connection(std::move(connection))), 0};
+  if (connection == nullptr) return Result<ClientPipe>::Failure(error);
+  return ClientPipe(new simulated::Connection(std::move(connection)));
 }
 
-ClientPipe::ClientPipe(ClientPipe&& other) noexcept
-    : connection_(std::exchange(other.connection_, nullptr)) {}
-
-ClientPipe::~ClientPipe() {
-  if (connection_ == nullptr) return;
-  Machine::Current().pipes.CloseClient(*AsConnection(connection_));
-  delete static_cast<simulated::Connection*>(connection_);
+void CloseClientConnection(void* memory) noexcept {
+  auto* connection = static_cast<simulated::Connection*>(memory);
+  Machine::Current().pipes.CloseClient(**connection);
+  delete connection;
 }
 
 std::optional<std::uint32_t> ClientPipe::ServerProcessId() const {

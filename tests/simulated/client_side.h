@@ -64,7 +64,7 @@ class ClientSide {
   // instance is free.
   void OnWaitForPipe(std::function<std::uint32_t(std::uint32_t milliseconds)> hook);
 
-  void SetAccessList(const std::wstring& path, const AccessListReading& reading);
+  void SetAccessList(const std::wstring& path, const Result<AccessList>& reading);
 
   // Whether memory that held this text has been wiped.
   bool HasWiped(std::string_view text) const;
@@ -76,10 +76,10 @@ class ClientSide {
   std::uint32_t WaitForPipe(const std::wstring& name, std::uint32_t milliseconds);
   bool TakeDelay();
   void NoteWiped(std::string_view bytes) { wiped_.emplace_back(bytes); }
-  std::optional<AccessListReading> AccessListOf(const std::wstring& path) const;
+  std::optional<Result<AccessList>> AccessListOf(const std::wstring& path) const;
 
  private:
-  std::map<std::wstring, AccessListReading> access_lists_;
+  std::map<std::wstring, Result<AccessList>> access_lists_;
   std::vector<std::string> wiped_;
   std::map<Stream, std::size_t> columns_;
   std::string output_;

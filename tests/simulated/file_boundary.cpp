@@ -1,7 +1,5 @@
 // The functions of platform/files.h, and the access lists of files from platform/security.h.
 
-#include <utility>
-
 #include "platform/files.h"
 #include "platform/security.h"
 #include "tests/simulated/machine.h"
@@ -13,13 +11,9 @@ using simulated::Files;
 using simulated::Machine;
 using simulated::Narrow;
 
-std::error_code SystemError(std::uint32_t status) {
-  return {static_cast<int>(status), std::system_category()};
-}
-
-Files::Stream& Open(void* stream) {
+Files::Stream& Open(const Owner<void, CloseOutputStream>& stream) {
   if (stream == nullptr) simulated::Die("an output file was used after it was moved from");
-  return *static_cast<Files::Stream*>(stream);
+  return *static_cast<Files::Stream*>(stream.get());
 }
 
 bool CloseStream(Files::Stream& stream) {
@@ -32,17 +26,17 @@ bool CloseStream(Files::Stream& stream) {
 
 }  // namespace
 
-std::error_code CreateFolders(const std::wstring& path) {
+bool CreateFolders(const std::wstring& path) {
   Machine& machine = Machine::Current();
-  const auto failure = machine.calls.Begin("CreateFolders", Narrow(path));
-  return failure ? SystemError(*failure) : machine.files.CreateFolders(path);
+  if (machine.calls.Begin("CreateFolders", Narrow(path))) return false;
+  return machine.files.CreateFolders(path);
 }
 
-Existence TestExistence(const std::wstring& path) {
+Result<bool> TestExistence(const std::wstring& path) {
   Machine& machine = Machine::Current();
   const auto failure = machine.calls.Begin("TestExistence", Narrow(path));
-  if (failure) return {false, SystemError(*failure)};
-  return {machine.files.Exists(path), {}};
+  if (failure) return Result<bool>::Failure(*failure);
+  return machine.files.Exists(path);
 }
 
 std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
@@ -53,14 +47,10 @@ std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
   return OutputFile(stream);
 }
 
-OutputFile::OutputFile(OutputFile&& other) noexcept
-    : stream_(std::exchange(other.stream_, nullptr)) {}
-
-OutputFile::~OutputFile() {
-  if (stream_ == nullptr) return;
-  Files::Stream& stream = veltrane::Open(stream_);
-  if (stream.open) CloseStream(stream);
-  delete &stream;
+void CloseOutputStream(void* memory) noexcept {
+  auto* stream = static_cast<Files::Stream*>(memory);
+  if (stream->open) CloseStream(*stream);
+  delete stream;
 }
 
 void OutputFile::Write(std::string_view bytes) {

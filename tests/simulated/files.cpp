@@ -42,12 +42,12 @@ Files::Files(Core& core) : core_(core) {
 
 void Files::AddFolder(const std::wstring& path) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  if (CreateFoldersLocked(path)) Die("no folder can be made at " + Narrow(path));
+  if (!CreateFoldersLocked(path)) Die("no folder can be made at " + Narrow(path));
 }
 
 void Files::AddFile(const std::wstring& path, const std::string& bytes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  if (CreateFoldersLocked(ParentOf(Tidy(path)))) Die("no file can be made at " + Narrow(path));
+  if (!CreateFoldersLocked(ParentOf(Tidy(path)))) Die("no file can be made at " + Narrow(path));
   std::shared_ptr<Node> node = Find(path);
   if (node == nullptr) node = CreateFileLocked(path);
   if (node->folder) Die("a folder is at " + Narrow(path));
@@ -117,7 +117,7 @@ void Files::Release(const std::wstring& path) {
   Known(path)->held_share.reset();
 }
 
-std::error_code Files::CreateFolders(const std::wstring& path) {
+bool Files::CreateFolders(const std::wstring& path) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   return CreateFoldersLocked(path);
 }
@@ -206,19 +206,16 @@ std::shared_ptr<Files::Node> Files::Known(const std::wstring& path) const {
   return node;
 }
 
-std::error_code Files::CreateFoldersLocked(const std::wstring& path) {
+bool Files::CreateFoldersLocked(const std::wstring& path) {
   const std::wstring tidy = Tidy(path);
-  if (const std::shared_ptr<Node> node = Find(tidy)) {
-    return node->folder ? std::error_code{} : std::make_error_code(std::errc::not_a_directory);
-  }
+  if (const std::shared_ptr<Node> node = Find(tidy)) return node->folder;
   const std::wstring parent = ParentOf(tidy);
-  if (parent.empty()) return {kPathNotFound, std::system_category()};
-  if (const std::error_code error = CreateFoldersLocked(parent)) return error;
+  if (parent.empty() || !CreateFoldersLocked(parent)) return false;
   auto folder = std::make_shared<Node>();
   folder->path = tidy;
   folder->folder = true;
   nodes_[KeyOf(tidy)] = std::move(folder);
-  return {};
+  return true;
 }
 
 std::shared_ptr<Files::Node> Files::CreateFileLocked(const std::wstring& path) {

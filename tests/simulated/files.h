@@ -9,7 +9,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "platform/security.h"
@@ -35,14 +34,14 @@ struct AccessSet {
 // into the file, from the beginning, when it is closed or destroyed. It needs the folder of the
 // file, and shares reading and writing but not deletion, so the file can be neither deleted nor
 // moved nor replaced meanwhile. Moving knows files only; replacing needs flag 1
-// (MOVEFILE_REPLACE_EXISTING); the access list moves with the file. Creating a folder fails with
-// std::errc::not_a_directory when a file is in the way. Setting an access list fails when nothing
+// (MOVEFILE_REPLACE_EXISTING); the access list moves with the file. Creating a folder fails when
+// a file is in the way. Setting an access list fails when nothing
 // is there.
 //
-// For other failures: Fail or FailWhere "CreateFolders", "TestExistence" (both give the status as
-// an error of std::system_category()), "OutputFile.Open", "OutputFile.Write" (these bytes are lost
-// and Close will answer false), "OutputFile.Close" (nothing reaches the file), "MoveFileWithFlags",
-// "RemoveFile", "SetProtectedAccess". Every member may be called on any thread.
+// For other failures: Fail or FailWhere "CreateFolders", "TestExistence", "OutputFile.Open",
+// "OutputFile.Write" (these bytes are lost and Close will answer false), "OutputFile.Close"
+// (nothing reaches the file), "MoveFileWithFlags", "RemoveFile", "SetProtectedAccess". Every member
+// may be called on any thread.
 class Files {
  public:
   explicit Files(Core& core);
@@ -94,7 +93,7 @@ class Files {
     bool failed = false;
     bool open = true;
   };
-  std::error_code CreateFolders(const std::wstring& path);
+  bool CreateFolders(const std::wstring& path);
   Stream* Open(const std::wstring& path);  // null: failed
   void Write(Stream& stream, std::string_view bytes);
   void SpoilStream(Stream& stream, bool lose_buffer);  // Close will answer false
@@ -106,7 +105,7 @@ class Files {
  private:
   std::shared_ptr<Node> Find(const std::wstring& path) const;
   std::shared_ptr<Node> Known(const std::wstring& path) const;
-  std::error_code CreateFoldersLocked(const std::wstring& path);
+  bool CreateFoldersLocked(const std::wstring& path);
   std::shared_ptr<Node> CreateFileLocked(const std::wstring& path);
 
   Core& core_;

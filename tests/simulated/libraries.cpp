@@ -1,7 +1,5 @@
 #include "tests/simulated/libraries.h"
 
-#include <utility>
-
 #include "tests/simulated/machine.h"
 
 namespace veltrane {
@@ -73,9 +71,9 @@ using simulated::Libraries;
 using simulated::Machine;
 using simulated::Narrow;
 
-Libraries::File& Loaded(void* handle) {
+Libraries::File& Loaded(const Owner<void, FreeLoadedLibrary>& handle) {
   if (handle == nullptr) simulated::Die("a library was used after it was moved from");
-  return *static_cast<Libraries::File*>(handle);
+  return *static_cast<Libraries::File*>(handle.get());
 }
 
 }  // namespace
@@ -88,12 +86,9 @@ std::optional<Library> Library::Load(const std::wstring& name) {
   return Library(file);
 }
 
-Library::Library(Library&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-Library::~Library() {
-  if (handle_ == nullptr) return;
+void FreeLoadedLibrary(void* handle) noexcept {
   Machine& machine = Machine::Current();
-  Libraries::File& file = Loaded(handle_);
+  Libraries::File& file = *static_cast<Libraries::File*>(handle);
   machine.calls.Begin("Library.Free", Narrow(file.name));
   machine.libraries.Free(file);
 }

@@ -26,7 +26,7 @@ std::optional<ServerPipe> CreatePipe(const SecurityAttributes* attributes = null
 // One read of at most `capacity` bytes as a text.
 std::optional<std::string> ReadText(ServerPipe& pipe, std::size_t capacity = 100) {
   std::string buffer(capacity, '\0');
-  const std::optional<std::size_t> size = pipe.Read(buffer.data(), capacity);
+  const std::optional<std::size_t> size = pipe.Read(buffer);
   if (!size) return std::nullopt;
   return buffer.substr(0, *size);
 }
@@ -209,9 +209,7 @@ TEST(SimulatedPipes, SecondInstanceOfASingleInstancePipeCannotBeCreated) {
 TEST(SimulatedPipes, ParametersAndAccessListAreRecorded) {
   Machine machine;
   const AccessEntry entry{NtSid({18}), TrusteeType::kUser, 0x10000000, 0};
-  SecurityAttributes* attributes = MakeSecurityAttributes({entry});
-  CreatePipe(attributes);
-  FreeSecurityAttributes(attributes);
+  CreatePipe(MakeSecurityAttributes({entry}).get());
   CreatePipe();
   const std::vector<CreatedPipe> created = machine.pipes.Created();
   ASSERT_EQ(created.size(), 2U);

@@ -147,33 +147,31 @@ TEST(SimulatedRoutes, BestRouteHasTheLongestMaskThenTheLowestMetric) {
   machine.routes.Add("0.0.0.0/0", "192.168.1.1", 12, 25);
   machine.routes.Add("0.0.0.0/0", "192.168.2.1", 14, 10);
   machine.routes.Add("203.0.113.0/24", "10.66.66.1", 23, 90);
-  const BestRoute far = FindBestRoute(Ip("8.8.8.8"));
-  EXPECT_EQ(far.status, 0U);
+  const BestRoute far = *FindBestRoute(Ip("8.8.8.8"));
   EXPECT_EQ(IpText(far.next_hop), "192.168.2.1");
   EXPECT_EQ(far.interface_index, 14U);
-  EXPECT_EQ(FindBestRoute(Ip("203.0.113.5")).interface_index, 23U);
+  EXPECT_EQ(FindBestRoute(Ip("203.0.113.5"))->interface_index, 23U);
 }
 
 TEST(SimulatedRoutes, BestRouteToTheOwnNetworkHasNoNextHop) {
   Machine machine;
   machine.routes.AddPhysicalNetwork();
-  const BestRoute best = FindBestRoute(Ip("192.168.1.77"));
-  EXPECT_EQ(best.status, 0U);
+  const BestRoute best = *FindBestRoute(Ip("192.168.1.77"));
   EXPECT_EQ(best.next_hop, 0U);
   EXPECT_EQ(best.interface_index, 12U);
 }
 
 TEST(SimulatedRoutes, WithoutARouteTheBestRouteAnswers1232) {
   const Machine machine;
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).status, 1232U);
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).Error(), 1232U);
 }
 
 TEST(SimulatedRoutes, BestRouteCanBeOverridden) {
   Machine machine;
-  machine.routes.OverrideBestRoute({0, Ip("10.0.0.1"), 7});
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).interface_index, 7U);
+  machine.routes.OverrideBestRoute({Ip("10.0.0.1"), 7});
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8"))->interface_index, 7U);
   machine.routes.ClearBestRouteOverride();
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).status, 1232U);
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).Error(), 1232U);
 }
 
 TEST(SimulatedRoutes, InterfaceNamesAreReadUntilTheInterfaceGoes) {

@@ -40,11 +40,10 @@ Service OpenService(std::uint32_t access = kServiceAll) {
 TEST(SimulatedServices, CreatedServiceKeepsItsSettings) {
   Machine machine;
   {
-    CreatedService created = ServiceManager::Open(kManagerAll).value().Create(Settings());
-    EXPECT_EQ(created.error, 0U);
-    ASSERT_TRUE(created.service);
+    Result<Service> created = ServiceManager::Open(kManagerAll).value().Create(Settings());
+    ASSERT_TRUE(created);
     EXPECT_FALSE(machine.services.Find(kName).value().sid_type);
-    EXPECT_TRUE(created.service->SetSidType(1));
+    EXPECT_TRUE(created->SetSidType(1));
   }
   const ServiceRecord record = machine.services.Find(L"veltranevpntunnel$active").value();
   EXPECT_EQ(record.settings.command_line, L"\"C:\\a.exe\" /service");
@@ -58,13 +57,13 @@ TEST(SimulatedServices, CreatedServiceKeepsItsSettings) {
 TEST(SimulatedServices, CreatingAnExistingServiceAnswers1073) {
   Machine machine;
   machine.services.Add(kName);
-  EXPECT_EQ(ServiceManager::Open(kManagerAll).value().Create(Settings()).error, 1073U);
+  EXPECT_EQ(ServiceManager::Open(kManagerAll).value().Create(Settings()).Error(), 1073U);
   EXPECT_EQ(machine.services.Find(kName).value().settings.command_line, L"");
 }
 
 TEST(SimulatedServices, CreatingNeedsTheManagersRightForIt) {
   const Machine machine;
-  EXPECT_EQ(ServiceManager::Open(1).value().Create(Settings()).error, 5U);
+  EXPECT_EQ(ServiceManager::Open(1).value().Create(Settings()).Error(), 5U);
 }
 
 TEST(SimulatedServices, UnknownServiceCannotBeOpened) {
@@ -194,7 +193,7 @@ TEST(SimulatedServices, MarkedServiceCanBeOpenedButNeitherCreatedNorStarted) {
   machine.services.Add(kName);
   machine.services.HoldHandle(kName);
   EXPECT_TRUE(OpenService().Delete());
-  EXPECT_EQ(ServiceManager::Open(kManagerAll).value().Create(Settings()).error, 1072U);
+  EXPECT_EQ(ServiceManager::Open(kManagerAll).value().Create(Settings()).Error(), 1072U);
   Service service = OpenService();
   EXPECT_EQ(service.QueryState(), 1U);
   EXPECT_EQ(service.Start(), 1072U);

@@ -145,9 +145,9 @@ TEST(SimulatedCalls, FailureOfOneCallGoesBeforeTheFailureOfAll) {
   Machine machine;
   machine.FailAlways("FindBestRoute", 50);
   machine.Fail("FindBestRoute", 1, 1232);
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).status, 1232U);
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).status, 50U);
-  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).status, 50U);
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).Error(), 1232U);
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).Error(), 50U);
+  EXPECT_EQ(FindBestRoute(Ip("8.8.8.8")).Error(), 50U);
 }
 
 TEST(SimulatedCalls, HealTakesEveryFailureBack) {
@@ -276,11 +276,10 @@ TEST(SimulatedSecurity, RecordsAreCountedUntilFreed) {
   Machine machine;
   const AccessEntry entry{NtSid({18}), TrusteeType::kGroup, 0x10000000, 3};
   EXPECT_EQ(AccessText(entry), "group S-1-5-18 0x10000000 inherit 3");
-  SecurityAttributes* attributes = MakeSecurityAttributes({entry});
+  SecurityAttributesOwner attributes = MakeSecurityAttributes({entry});
   ASSERT_NE(attributes, nullptr);
   EXPECT_EQ(machine.security.LiveRecords(), 1U);
-  FreeSecurityAttributes(attributes);
-  FreeSecurityAttributes(nullptr);
+  attributes.reset();
   EXPECT_EQ(machine.security.LiveRecords(), 0U);
   EXPECT_EQ(MakeSecurityAttributes({AccessEntry{}}), nullptr);
 }

@@ -9,10 +9,9 @@ namespace veltrane {
 namespace simulated {
 namespace {
 
-constexpr std::uint32_t kFileNotFound = 2;     // ERROR_FILE_NOT_FOUND
-constexpr std::uint32_t kPipeBusy = 231;       // ERROR_PIPE_BUSY
-constexpr std::uint32_t kNoData = 232;         // ERROR_NO_DATA
-constexpr std::uint32_t kPipeConnected = 535;  // ERROR_PIPE_CONNECTED
+constexpr std::uint32_t kFileNotFound = 2;  // ERROR_FILE_NOT_FOUND
+constexpr std::uint32_t kPipeBusy = 231;    // ERROR_PIPE_BUSY
+constexpr std::uint32_t kNoData = 232;      // ERROR_NO_DATA
 
 }  // namespace
 
@@ -58,7 +57,7 @@ Pipes::Instance* Pipes::Create(const PipeParameters& parameters,
 std::uint32_t Pipes::WaitForClient(Instance& instance) {
   std::unique_lock<std::mutex> lock(core_.mutex);
   if (instance.connection != nullptr) {
-    return instance.connection->client_open ? kPipeConnected : kNoData;
+    return instance.connection->client_open ? kErrorPipeConnected : kNoData;
   }
   instance.listening = true;
   instance.waiting = true;
@@ -68,14 +67,14 @@ std::uint32_t Pipes::WaitForClient(Instance& instance) {
   return 0;
 }
 
-std::optional<std::size_t> Pipes::Read(Instance& instance, char* buffer, std::size_t capacity) {
+std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffer) {
   std::unique_lock<std::mutex> lock(core_.mutex);
   const std::shared_ptr<Connection> connection = instance.connection;
   if (connection == nullptr) return std::nullopt;
   core_.Block(lock, [&] { return !connection->to_server.empty() || !connection->client_open; });
   if (connection->to_server.empty()) return std::nullopt;
   std::string& message = connection->to_server.front();
-  const std::size_t size = message.copy(buffer, capacity);
+  const std::size_t size = message.copy(buffer.data(), buffer.size());
   if (size < message.size()) {
     message.erase(0, size);
     return std::nullopt;
@@ -175,9 +174,9 @@ namespace {
 using simulated::Machine;
 using simulated::Pipes;
 
-Pipes::Instance& Open(void* instance) {
+Pipes::Instance& Open(const Owner<void, ClosePipeInstance>& instance) {
   if (instance == nullptr) simulated::Die("a pipe was used after it was moved from");
-  return *static_cast<Pipes::Instance*>(instance);
+  return *static_cast<Pipes::Instance*>(instance.get());
 }
 
 }  // namespace
@@ -193,14 +192,10 @@ std::optional<ServerPipe> ServerPipe::Create(const PipeParameters& parameters,
   return ServerPipe(instance);
 }
 
-ServerPipe::ServerPipe(ServerPipe&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-ServerPipe::~ServerPipe() {
-  if (handle_ == nullptr) return;
+void ClosePipeInstance(void* handle) noexcept {
   Machine& machine = Machine::Current();
   machine.calls.Begin("ServerPipe.Close");
-  machine.pipes.Close(&Open(handle_));
+  machine.pipes.Close(static_cast<Pipes::Instance*>(handle));
 }
 
 std::uint32_t ServerPipe::WaitForClient() {
@@ -209,10 +204,10 @@ std::uint32_t ServerPipe::WaitForClient() {
   return failure ? *failure : machine.pipes.WaitForClient(Open(handle_));
 }
 
-std::optional<std::size_t> ServerPipe::Read(char* buffer, std::size_t capacity) {
+std::optional<std::size_t> ServerPipe::Read(std::span<char> buffer) {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ServerPipe.Read", std::to_string(capacity))) return std::nullopt;
-  return machine.pipes.Read(Open(handle_), buffer, capacity);
+  if (machine.calls.Begin("ServerPipe.Read", std::to_string(buffer.size()))) return std::nullopt;
+  return machine.pipes.Read(Open(handle_), buffer);
 }
 
 void ServerPipe::Write(std::string_view bytes) {

@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,7 +67,7 @@ class Pipes {
   };
   Instance* Create(const PipeParameters& parameters, const SecurityAttributes* attributes);
   std::uint32_t WaitForClient(Instance& instance);
-  std::optional<std::size_t> Read(Instance& instance, char* buffer, std::size_t capacity);
+  std::optional<std::size_t> Read(Instance& instance, std::span<char> buffer);
   void Write(Instance& instance, std::string_view bytes);
   void Flush(Instance& instance);
   void Disconnect(Instance& instance);

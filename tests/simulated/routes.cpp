@@ -12,12 +12,9 @@ namespace veltrane {
 namespace simulated {
 namespace {
 
-constexpr std::uint32_t kNotFound = 1168;        // ERROR_NOT_FOUND
-constexpr std::uint32_t kUnreachable = 1232;     // ERROR_HOST_UNREACHABLE
-constexpr std::uint32_t kAlreadyThere = 5010;    // ERROR_OBJECT_ALREADY_EXISTS
-constexpr std::uint32_t kDirect = 3;             // MIB_IPROUTE_TYPE_DIRECT
-constexpr std::uint32_t kIndirect = 4;           // MIB_IPROUTE_TYPE_INDIRECT
-constexpr std::uint32_t kNetworkManagement = 3;  // MIB_IPPROTO_NETMGMT
+constexpr std::uint32_t kNotFound = 1168;     // ERROR_NOT_FOUND
+constexpr std::uint32_t kUnreachable = 1232;  // ERROR_HOST_UNREACHABLE
+constexpr std::uint32_t kDirect = 3;          // MIB_IPROUTE_TYPE_DIRECT
 
 struct Prefix {
   std::uint32_t dest;
@@ -59,8 +56,8 @@ ForwardRow MakeRoute(const std::string& destination, const std::string& next_hop
   row.mask = prefix.mask;
   row.next_hop = Ip(next_hop);
   row.interface_index = interface_index;
-  row.type = row.next_hop == 0 ? kDirect : kIndirect;
-  row.proto = kNetworkManagement;
+  row.type = row.next_hop == 0 ? kDirect : kRouteTypeIndirect;
+  row.proto = kRouteProtoManagement;
   row.metric1 = metric;
   return row;
 }
@@ -169,7 +166,7 @@ std::vector<ForwardRow> Routes::Read() const {
 std::uint32_t Routes::Create(ForwardRow row) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   for (const ForwardRow& existing : rows_) {
-    if (SameRoute(existing, row)) return kAlreadyThere;
+    if (SameRoute(existing, row)) return kErrorObjectAlreadyExists;
   }
   row.metric1 = created_metric_.value_or(row.metric1);
   rows_.push_back(row);
@@ -186,7 +183,7 @@ std::uint32_t Routes::Delete(const ForwardRow& row) {
   return 0;
 }
 
-BestRoute Routes::Best(std::uint32_t dest) const {
+Result<BestRoute> Routes::Best(std::uint32_t dest) const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   if (best_) return *best_;
   const ForwardRow* best = nullptr;
@@ -197,8 +194,8 @@ BestRoute Routes::Best(std::uint32_t dest) const {
     };
     if (best == nullptr || rank(row) < rank(*best)) best = &row;
   }
-  if (best == nullptr) return {kUnreachable, 0, 0};
-  return {0, best->next_hop, best->interface_index};
+  if (best == nullptr) return Result<BestRoute>::Failure(kUnreachable);
+  return BestRoute{best->next_hop, best->interface_index};
 }
 
 std::optional<InterfaceNames> Routes::Names(std::uint32_t index) const {
@@ -235,10 +232,10 @@ std::uint32_t DeleteForwardRow(const ForwardRow& row) {
   return failure ? *failure : machine.routes.Delete(row);
 }
 
-BestRoute FindBestRoute(std::uint32_t dest) {
+Result<BestRoute> FindBestRoute(std::uint32_t dest) {
   Machine& machine = Machine::Current();
   const auto failure = machine.calls.Begin("FindBestRoute", simulated::IpText(dest));
-  return failure ? BestRoute{*failure, 0, 0} : machine.routes.Best(dest);
+  return failure ? Result<BestRoute>::Failure(*failure) : machine.routes.Best(dest);
 }
 
 std::optional<InterfaceNames> ReadInterfaceNames(std::uint32_t interface_index) {

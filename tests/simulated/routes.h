@@ -82,7 +82,7 @@ class Routes {
   std::vector<ForwardRow> Read() const;
   std::uint32_t Create(ForwardRow row);
   std::uint32_t Delete(const ForwardRow& row);
-  BestRoute Best(std::uint32_t dest) const;
+  Result<BestRoute> Best(std::uint32_t dest) const;
   std::optional<InterfaceNames> Names(std::uint32_t index) const;
   std::vector<std::uint32_t> AdapterAddresses() const;
 

@@ -93,7 +93,7 @@ std::optional<Sid> MakeNtSid(const std::vector<std::uint32_t>& sub_authorities) 
   return sid;
 }
 
-SecurityAttributes* MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {
+SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {
   Machine& machine = Machine::Current();
   const std::string text = std::to_string(entries.size()) + " entries";
   if (machine.calls.Begin("MakeSecurityAttributes", text)) return nullptr;
@@ -102,13 +102,12 @@ SecurityAttributes* MakeSecurityAttributes(const std::vector<AccessEntry>& entri
   });
   if (!valid) return nullptr;
   machine.security.CountRecord(true);
-  return new SecurityAttributes{entries};
+  return SecurityAttributesOwner(new SecurityAttributes{entries});
 }
 
-void FreeSecurityAttributes(SecurityAttributes* attributes) {
+void FreeSecurityAttributes(SecurityAttributes* attributes) noexcept {
   Machine& machine = Machine::Current();
   machine.calls.Begin("FreeSecurityAttributes");
-  if (attributes == nullptr) return;
   machine.security.CountRecord(false);
   delete attributes;
 }

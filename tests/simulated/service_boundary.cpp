@@ -11,17 +11,15 @@ namespace {
 using simulated::Machine;
 using simulated::Services;
 
-Services::Handle& Open(void* handle) {
-  if (handle == nullptr) simulated::Die("a service object was used after it was moved from");
-  return *static_cast<Services::Handle*>(handle);
-}
+using HandleOwner = Owner<void, CloseServiceControlHandle>;
 
-void Close(void* handle) {
-  if (handle != nullptr) Machine::Current().services.Close(static_cast<Services::Handle*>(handle));
+Services::Handle& Open(const HandleOwner& handle) {
+  if (handle == nullptr) simulated::Die("a service object was used after it was moved from");
+  return *static_cast<Services::Handle*>(handle.get());
 }
 
 // Logs a call on an open service.
-std::optional<std::uint32_t> Begin(const char* name, void* handle,
+std::optional<std::uint32_t> Begin(const char* name, const HandleOwner& handle,
                                    const std::string& details = {}) {
   const std::wstring& service = Open(handle).service->record.settings.name;
   return Machine::Current().calls.Begin(name, simulated::Narrow(service) + details);
@@ -35,9 +33,9 @@ std::string Hex(std::uint32_t number) {
 
 }  // namespace
 
-Service::Service(Service&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-Service::~Service() { Close(handle_); }
+void CloseServiceControlHandle(void* handle) noexcept {
+  Machine::Current().services.Close(static_cast<Services::Handle*>(handle));
+}
 
 bool Service::ChangeCommandLine(const std::wstring& command_line) {
   if (Begin("Service.ChangeCommandLine", handle_)) return false;
@@ -77,11 +75,6 @@ std::optional<ServiceManager> ServiceManager::Open(std::uint32_t access) {
   return ServiceManager(handle);
 }
 
-ServiceManager::ServiceManager(ServiceManager&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-ServiceManager::~ServiceManager() { Close(handle_); }
-
 std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
                                                     std::uint32_t access) {
   Machine& machine = Machine::Current();
@@ -92,14 +85,14 @@ std::optional<Service> ServiceManager::OpenExisting(const std::wstring& name,
   return Service(handle);
 }
 
-CreatedService ServiceManager::Create(const ServiceSettings& settings) {
+Result<Service> ServiceManager::Create(const ServiceSettings& settings) {
   Machine& machine = Machine::Current();
   const auto failure =
       machine.calls.Begin("ServiceManager.Create", simulated::Narrow(settings.name));
-  if (failure) return {std::nullopt, *failure};
+  if (failure) return Result<Service>::Failure(*failure);
   const auto [handle, error] = machine.services.Create(veltrane::Open(handle_), settings);
-  if (handle == nullptr) return {std::nullopt, error};
-  return {Service(handle), 0};
+  if (handle == nullptr) return Result<Service>::Failure(error);
+  return Service(handle);
 }
 
 }  // namespace veltrane

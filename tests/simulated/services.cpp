@@ -1,24 +1,19 @@
 #include "tests/simulated/services.h"
 
+#include "platform/service_codes.h"
 #include "tests/simulated/machine.h"
 
 namespace veltrane::simulated {
 namespace {
 
-constexpr std::uint32_t kAccessDenied = 5;         // ERROR_ACCESS_DENIED
-constexpr std::uint32_t kAlreadyRunning = 1056;    // ERROR_SERVICE_ALREADY_RUNNING
-constexpr std::uint32_t kCannotAccept = 1061;      // ERROR_SERVICE_CANNOT_ACCEPT_CTRL
-constexpr std::uint32_t kNotActive = 1062;         // ERROR_SERVICE_NOT_ACTIVE
-constexpr std::uint32_t kMarkedForDelete = 1072;   // ERROR_SERVICE_MARKED_FOR_DELETE
-constexpr std::uint32_t kServiceExists = 1073;     // ERROR_SERVICE_EXISTS
-constexpr std::uint32_t kGenericAll = 0x10000000;  // GENERIC_ALL
+constexpr std::uint32_t kAccessDenied = 5;        // ERROR_ACCESS_DENIED
+constexpr std::uint32_t kCannotAccept = 1061;     // ERROR_SERVICE_CANNOT_ACCEPT_CTRL
+constexpr std::uint32_t kNotActive = 1062;        // ERROR_SERVICE_NOT_ACTIVE
+constexpr std::uint32_t kMarkedForDelete = 1072;  // ERROR_SERVICE_MARKED_FOR_DELETE
 
 constexpr std::uint32_t kCreateService = 0x2;  // SC_MANAGER_CREATE_SERVICE
 constexpr std::uint32_t kChangeConfig = 0x2;   // SERVICE_CHANGE_CONFIG
-constexpr std::uint32_t kQueryStatus = 0x4;    // SERVICE_QUERY_STATUS
 constexpr std::uint32_t kStart = 0x10;         // SERVICE_START
-constexpr std::uint32_t kStop = 0x20;          // SERVICE_STOP
-constexpr std::uint32_t kDelete = 0x10000;     // DELETE
 
 bool Grants(const Services::Handle& handle, std::uint32_t right) {
   return (handle.access & (right | kGenericAll)) != 0;
@@ -165,7 +160,7 @@ std::pair<Services::Handle*, std::uint32_t> Services::Create(const Handle& manag
   if (!Grants(manager, kCreateService)) return {nullptr, kAccessDenied};
   std::shared_ptr<Installed>& place = services_[FoldCase(settings.name)];
   if (place != nullptr) {
-    return {nullptr, place->record.marked_for_delete ? kMarkedForDelete : kServiceExists};
+    return {nullptr, place->record.marked_for_delete ? kMarkedForDelete : kErrorServiceExists};
   }
   place = std::make_shared<Installed>();
   place->record.settings = settings;
@@ -202,7 +197,7 @@ std::uint32_t Services::Start(const Handle& handle) {
     const std::lock_guard<std::mutex> lock(core_.mutex);
     if (const std::uint32_t error = CheckChange(handle, kStart); error != 0) return error;
     Installed& service = *handle.service;
-    if (service.record.state != kStopped) return kAlreadyRunning;
+    if (service.record.state != kStopped) return kErrorServiceAlreadyRunning;
     hook = Enter(service, after_start_ == AfterStart::kRun ? kRunning : kStartPending);
     if (after_start_ == AfterStart::kRunLater) service.pending = {start_polls_, kRunning};
     if (after_start_ == AfterStart::kStop) hook = Enter(service, kStopped);
@@ -215,7 +210,7 @@ std::uint32_t Services::SendStop(const Handle& handle) {
   std::function<void()> hook;
   {
     const std::lock_guard<std::mutex> lock(core_.mutex);
-    if (!Grants(handle, kStop)) return kAccessDenied;
+    if (!Grants(handle, kServiceStop)) return kAccessDenied;
     Installed& service = *handle.service;
     if (service.record.state == kStopped) return kNotActive;
     if (service.record.state != kRunning) return kCannotAccept;
@@ -231,7 +226,7 @@ std::optional<std::uint32_t> Services::QueryState(const Handle& handle) {
   std::uint32_t state = 0;
   {
     const std::lock_guard<std::mutex> lock(core_.mutex);
-    if (!Grants(handle, kQueryStatus)) return std::nullopt;
+    if (!Grants(handle, kServiceQueryStatus)) return std::nullopt;
     Installed& service = *handle.service;
     if (service.pending && service.pending->polls-- == 0) {
       hook = Enter(service, service.pending->state);

@@ -5,10 +5,10 @@
 #include <array>
 #include <optional>
 
-#include "text/ascii.h"
 #include "platform/ipv4.h"
 #include "platform/text.h"
 #include "tests/simulated/machine.h"
+#include "text/ascii.h"
 
 namespace veltrane {
 namespace simulated {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+namespace veltrane {
+
+// A value, or the Win32 error that says why there is none.
+template <typename T>
+class Result {
+ public:
+  // NOLINTNEXTLINE(google-explicit-constructor): a function returns its value as it is
+  Result(T value) : value_(std::move(value)) {}
+
+  // No value; `error` is not 0.
+  static Result Failure(std::uint32_t error) { return Result(std::nullopt, error); }
+
+  explicit operator bool() const { return value_.has_value(); }
+  T& operator*() { return *value_; }
+  const T& operator*() const { return *value_; }
+  T* operator->() { return &*value_; }
+  const T* operator->() const { return &*value_; }
+
+  // 0 when there is a value.
+  std::uint32_t Error() const { return error_; }
+
+ private:
+  Result(std::nullopt_t, std::uint32_t error) : error_(error) {}
+
+  std::optional<T> value_;
+  std::uint32_t error_ = 0;
+};
+
+}  // namespace veltrane

@@ -124,8 +124,7 @@ TEST_F(AppliedBypass, TakesExistingRoutesAsTheyAreAndDoesNotRecordThem) {
 }
 
 TEST_F(AppliedBypass, UsesTheBestRouteOfTheMachineWhateverItsInterface) {
-  machine.routes.OverrideBestRoute(
-      {.next_hop = Ip("172.16.0.1"), .interface_index = 4294967295});
+  machine.routes.OverrideBestRoute({.next_hop = Ip("172.16.0.1"), .interface_index = 4294967295});
   const AdminBypassState state = ApplyAdminBypass(false);
   EXPECT_EQ(state.gateway, "172.16.0.1");
   EXPECT_EQ(state.physical_default_gateway_before_tunnel, "172.16.0.1");

@@ -38,6 +38,26 @@ struct HostRouteResult {
   std::string failure_reason;
 };
 
+// Tells `members` every member of a result, in the order of a report: calls
+// members.Flag(name, value), .Number or .Text for each.
+template <typename Record, typename Members>
+void ListRouteMembers(Record& result, Members& members) {
+  members.Text("ip", result.ip);
+  members.Text("source", result.source);
+  members.Flag("required", result.required);
+  members.Flag("add_attempted", result.add_attempted);
+  members.Flag("already_exists", result.already_exists);
+  members.Flag("add_success", result.add_success);
+  members.Number("win32_error_code", result.win32_error_code);
+  members.Text("error_message", result.error_message);
+  members.Text("gateway", result.gateway);
+  members.Text("interface_index", result.interface_index);
+  members.Text("existing_route_gateway", result.existing_route_gateway);
+  members.Text("existing_route_interface_index", result.existing_route_interface_index);
+  members.Flag("route_verify_success", result.route_verify_success);
+  members.Text("failure_reason", result.failure_reason);
+}
+
 // The outcome of the whole bypass. Array texts are ready JSON, built once and printed verbatim.
 struct AdminBypassState {
   bool enabled = false;
@@ -63,6 +83,37 @@ struct AdminBypassState {
   std::string route_verify_after_tunnel;
   std::int32_t auto_stop_seconds = 0;
 };
+
+// Tells `members` every member of a state, in the order of a report: calls members.Flag(name,
+// value), .Number, and for texts that a report leaves out when they are empty .OptionalText and
+// .OptionalArray.
+template <typename Record, typename Members>
+void ListBypassMembers(Record& state, Members& members) {
+  members.Flag("enabled", state.enabled);
+  members.Flag("attempted", state.attempted);
+  members.Flag("applied", state.applied);
+  members.Flag("routes_ready_before_tunnel", state.routes_ready_before_tunnel);
+  members.Flag("route_readded_after_tunnel", state.route_readded_after_tunnel);
+  members.Flag("required_enforced", state.required_enforced);
+  members.Flag("skipped_for_safe_mode", state.skipped_for_safe_mode);
+  members.Number("auto_stop_seconds", state.auto_stop_seconds);
+  members.OptionalText("client_ip", state.client_ip);
+  members.OptionalText("gateway", state.gateway);
+  members.OptionalText("message", state.message);
+  members.OptionalText("failure_reason", state.failure_reason);
+  members.OptionalArray("rdp_tcp_remote_addresses", state.rdp_tcp_remote_addresses);
+  members.OptionalArray("admin_env_ips", state.admin_env_ips);
+  members.OptionalArray("selected_admin_bypass_ips", state.selected_admin_bypass_ips);
+  members.OptionalArray("selected_bypass_ip_entries", state.selected_bypass_ip_entries);
+  members.OptionalText("physical_default_gateway_before_tunnel",
+                       state.physical_default_gateway_before_tunnel);
+  members.OptionalText("physical_interface_index_before_tunnel",
+                       state.physical_interface_index_before_tunnel);
+  members.OptionalText("route_add_results", state.route_add_results);
+  members.OptionalArray("route_add_results_detail", state.route_add_results_detail);
+  members.OptionalText("route_verify_before_tunnel", state.route_verify_before_tunnel);
+  members.OptionalText("route_verify_after_tunnel", state.route_verify_after_tunnel);
+}
 
 // The gateway (network byte order) and interface of the default route that the machine used before
 // the tunnel; zeros when unknown.

@@ -34,4 +34,40 @@ struct RouteGuardResult {
   std::string auto_stop_deadline_utc;
 };
 
+// Tells `members` every member of a result, in the order of a report: calls members.Flag(name,
+// value), .Number, .Text, and .OptionalText for a text that a report leaves out when it is empty.
+template <typename Record, typename Members>
+void ListGuardMembers(Record& result, Members& members) {
+  members.Flag("effective_disable_default_route", result.effective_disable_default_route);
+  members.Flag("poc_route_guard_failed", result.poc_route_guard_failed);
+  members.Flag("poc_default_route_detected", result.poc_default_route_detected);
+  members.Flag("poc_env_read_failed", result.poc_env_read_failed);
+  members.Flag("rdp_session_active", result.rdp_session_active);
+  members.Flag("auto_stop_scheduled", result.auto_stop_scheduled);
+  members.Number("auto_stop_seconds", result.auto_stop_seconds);
+  members.Number("effective_auto_stop_seconds", result.effective_auto_stop_seconds);
+  members.Text("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE",
+               result.process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+  members.Text("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE",
+               result.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+  members.Text("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE",
+               result.user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+  members.Text("process_env_VELTRANE_POC_AUTO_STOP_SECONDS",
+               result.process_env_VELTRANE_POC_AUTO_STOP_SECONDS);
+  members.Text("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS",
+               result.machine_env_VELTRANE_POC_AUTO_STOP_SECONDS);
+  members.Text("user_env_VELTRANE_POC_AUTO_STOP_SECONDS",
+               result.user_env_VELTRANE_POC_AUTO_STOP_SECONDS);
+  members.OptionalText("generated_allowed_ips_before", result.generated_allowed_ips_before);
+  members.OptionalText("generated_allowed_ips_after", result.generated_allowed_ips_after);
+  members.OptionalText("default_routes_before_tunnel", result.default_routes_before_tunnel);
+  members.OptionalText("default_routes_after_tunnel", result.default_routes_after_tunnel);
+  members.OptionalText("rdp_routes_before_tunnel", result.rdp_routes_before_tunnel);
+  members.OptionalText("rdp_routes_after_tunnel", result.rdp_routes_after_tunnel);
+  members.OptionalText("offending_default_route", result.offending_default_route);
+  members.OptionalText("failure_reason", result.failure_reason);
+  members.OptionalText("message", result.message);
+  members.OptionalText("auto_stop_deadline_utc", result.auto_stop_deadline_utc);
+}
+
 }  // namespace veltrane

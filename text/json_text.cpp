@@ -12,28 +12,27 @@ std::string EscapeJson(std::string_view text) {
   return escaped;
 }
 
-std::string JsonBool(std::string_view key, bool value) {
-  return JsonRaw(key, value ? "true" : "false");
+void JsonObject::Flag(std::string_view key, bool value) { Add(key, value ? "true" : "false"); }
+
+void JsonObject::Number(std::string_view key, std::int64_t value) {
+  Add(key, std::to_string(value));
 }
 
-std::string JsonText(std::string_view key, std::string_view text) {
-  return JsonRaw(key, '"' + EscapeJson(text) + '"');
+void JsonObject::Text(std::string_view key, std::string_view text) {
+  Add(key, '"' + EscapeJson(text) + '"');
 }
 
-std::string JsonRaw(std::string_view key, std::string_view value) {
-  std::string member;
-  member.reserve(key.size() + value.size() + 3);
-  member.push_back('"');
-  member.append(key).append("\":").append(value);
-  return member;
+void JsonObject::OptionalText(std::string_view key, std::string_view text) {
+  if (!text.empty()) Text(key, text);
 }
 
-std::string OptionalJsonText(std::string_view key, std::string_view text) {
-  return text.empty() ? "" : "," + JsonText(key, text);
+void JsonObject::OptionalArray(std::string_view key, std::string_view array) {
+  if (!array.empty()) Add(key, array);
 }
 
-std::string OptionalJsonRaw(std::string_view key, std::string_view value) {
-  return value.empty() ? "" : "," + JsonRaw(key, value);
+void JsonObject::Add(std::string_view key, std::string_view value) {
+  if (!members_.empty()) members_ += ',';
+  members_.append("\"").append(key).append("\":").append(value);
 }
 
 }  // namespace veltrane

@@ -2,6 +2,7 @@
 
 // Writing JSON by concatenation: fixed member order, no blanks.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -11,17 +12,26 @@ namespace veltrane {
 // characters included, is copied unchanged.
 std::string EscapeJson(std::string_view text);
 
-// "key":true or "key":false
-std::string JsonBool(std::string_view key, bool value);
+// One object, written member by member in the order of the calls.
+class JsonObject {
+ public:
+  void Flag(std::string_view key, bool value);
+  void Number(std::string_view key, std::int64_t value);
+  void Text(std::string_view key, std::string_view text);  // escaped
 
-// "key":"text", the text escaped
-std::string JsonText(std::string_view key, std::string_view text);
+  // Nothing for an empty text.
+  void OptionalText(std::string_view key, std::string_view text);
 
-// "key":value, the value copied verbatim
-std::string JsonRaw(std::string_view key, std::string_view value);
+  // An array that is ready JSON and is copied verbatim; nothing for an empty text.
+  void OptionalArray(std::string_view key, std::string_view array);
 
-// A comma and the member, or nothing when the value is empty.
-std::string OptionalJsonText(std::string_view key, std::string_view text);
-std::string OptionalJsonRaw(std::string_view key, std::string_view value);
+  // {...}
+  std::string Written() const { return "{" + members_ + "}"; }
+
+ private:
+  void Add(std::string_view key, std::string_view value);
+
+  std::string members_;
+};
 
 }  // namespace veltrane

@@ -2,6 +2,7 @@
 
 // The bypass records as texts, one member a line: a comparison then shows the member that differs.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,13 +10,18 @@
 
 namespace veltrane {
 
-inline std::string Line(const std::string& name, const std::string& value) {
-  return name + "=" + value + "\n";
-}
+// Writes each member of a record as "name=value".
+struct RecordText {
+  std::string text;
 
-inline std::string Line(const std::string& name, bool value) {
-  return Line(name, std::string(value ? "true" : "false"));
-}
+  void Text(const std::string& name, const std::string& value) {
+    text += name + "=" + value + "\n";
+  }
+  void Flag(const std::string& name, bool value) { Text(name, value ? "true" : "false"); }
+  void Number(const std::string& name, std::int64_t value) { Text(name, std::to_string(value)); }
+  void OptionalText(const std::string& name, const std::string& value) { Text(name, value); }
+  void OptionalArray(const std::string& name, const std::string& value) { Text(name, value); }
+};
 
 inline std::string Text(const BypassIpEntry& entry) {
   return entry.ip + " " + entry.source + (entry.required ? " required" : " optional");
@@ -28,40 +34,15 @@ inline std::vector<std::string> Texts(const std::vector<BypassIpEntry>& entries)
 }
 
 inline std::string Text(const HostRouteResult& result) {
-  return Line("ip", result.ip) + Line("source", result.source) + Line("required", result.required) +
-         Line("add_attempted", result.add_attempted) +
-         Line("already_exists", result.already_exists) + Line("add_success", result.add_success) +
-         Line("win32_error_code", std::to_string(result.win32_error_code)) +
-         Line("error_message", result.error_message) + Line("gateway", result.gateway) +
-         Line("interface_index", result.interface_index) +
-         Line("existing_route_gateway", result.existing_route_gateway) +
-         Line("existing_route_interface_index", result.existing_route_interface_index) +
-         Line("route_verify_success", result.route_verify_success) +
-         Line("failure_reason", result.failure_reason);
+  RecordText members;
+  ListRouteMembers(result, members);
+  return members.text;
 }
 
 inline std::string Text(const AdminBypassState& state) {
-  return Line("enabled", state.enabled) + Line("attempted", state.attempted) +
-         Line("applied", state.applied) +
-         Line("routes_ready_before_tunnel", state.routes_ready_before_tunnel) +
-         Line("route_readded_after_tunnel", state.route_readded_after_tunnel) +
-         Line("required_enforced", state.required_enforced) +
-         Line("skipped_for_safe_mode", state.skipped_for_safe_mode) +
-         Line("client_ip", state.client_ip) + Line("gateway", state.gateway) +
-         Line("message", state.message) + Line("failure_reason", state.failure_reason) +
-         Line("rdp_tcp_remote_addresses", state.rdp_tcp_remote_addresses) +
-         Line("admin_env_ips", state.admin_env_ips) +
-         Line("selected_admin_bypass_ips", state.selected_admin_bypass_ips) +
-         Line("selected_bypass_ip_entries", state.selected_bypass_ip_entries) +
-         Line("physical_default_gateway_before_tunnel",
-              state.physical_default_gateway_before_tunnel) +
-         Line("physical_interface_index_before_tunnel",
-              state.physical_interface_index_before_tunnel) +
-         Line("route_add_results", state.route_add_results) +
-         Line("route_add_results_detail", state.route_add_results_detail) +
-         Line("route_verify_before_tunnel", state.route_verify_before_tunnel) +
-         Line("route_verify_after_tunnel", state.route_verify_after_tunnel) +
-         Line("auto_stop_seconds", std::to_string(state.auto_stop_seconds));
+  RecordText members;
+  ListBypassMembers(state, members);
+  return members.text;
 }
 
 }  // namespace veltrane

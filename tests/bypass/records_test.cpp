@@ -16,6 +16,7 @@ constexpr char kFreshState[] =
     "route_readded_after_tunnel=false\n"
     "required_enforced=false\n"
     "skipped_for_safe_mode=false\n"
+    "auto_stop_seconds=0\n"
     "client_ip=\n"
     "gateway=\n"
     "message=\n"
@@ -29,8 +30,7 @@ constexpr char kFreshState[] =
     "route_add_results=\n"
     "route_add_results_detail=\n"
     "route_verify_before_tunnel=\n"
-    "route_verify_after_tunnel=\n"
-    "auto_stop_seconds=0\n";
+    "route_verify_after_tunnel=\n";
 
 TEST(AdminBypassState, FreshRecordHasEveryFlagFalseEveryTextEmptyAndNoAutoStop) {
   EXPECT_EQ(Text(AdminBypassState()), kFreshState);

@@ -33,37 +33,42 @@ TEST(EscapeJson, CopiesSlashesAndApostrophesUnchanged) { EXPECT_EQ(EscapeJson("/
 
 TEST(EscapeJson, EmptyTextStaysEmpty) { EXPECT_EQ(EscapeJson(""), ""); }
 
-TEST(JsonMember, BooleanIsABareWord) {
-  EXPECT_EQ(JsonBool("enabled", true), R"("enabled":true)");
-  EXPECT_EQ(JsonBool("enabled", false), R"("enabled":false)");
+TEST(JsonObject, WithoutMembersIsAPairOfBraces) { EXPECT_EQ(JsonObject().Written(), "{}"); }
+
+TEST(JsonObject, FlagsAreBareWords) {
+  JsonObject object;
+  object.Flag("enabled", true);
+  object.Flag("applied", false);
+  EXPECT_EQ(object.Written(), R"({"enabled":true,"applied":false})");
 }
 
-TEST(JsonMember, TextIsQuotedAndEscaped) {
-  EXPECT_EQ(JsonText("message", R"(a "b" \c)"), R"("message":"a \"b\" \\c")");
+TEST(JsonObject, NumbersCoverUnsigned32Bits) {
+  JsonObject object;
+  object.Number("seconds", -1);
+  object.Number("win32_error_code", 4294967295);
+  EXPECT_EQ(object.Written(), R"({"seconds":-1,"win32_error_code":4294967295})");
 }
 
-TEST(JsonMember, EmptyTextIsAPairOfQuotes) {
-  EXPECT_EQ(JsonText("message", ""), R"("message":"")");
+TEST(JsonObject, TextsAreQuotedAndEscaped) {
+  JsonObject object;
+  object.Text("message", R"(a "b" \c)");
+  object.Text("reason", "");
+  EXPECT_EQ(object.Written(), R"({"message":"a \"b\" \\c","reason":""})");
 }
 
-TEST(JsonMember, RawValueIsCopiedVerbatim) {
-  EXPECT_EQ(JsonRaw("entries", R"(["a\"b"])"), R"("entries":["a\"b"])");
+TEST(JsonObject, OptionalTextIsLeftOutWithItsKeyWhenItIsEmpty) {
+  JsonObject object;
+  object.OptionalText("client_ip", "");
+  object.OptionalText("gateway", R"("x")");
+  EXPECT_EQ(object.Written(), R"({"gateway":"\"x\""})");
 }
 
-TEST(OptionalJsonMember, TextIsIntroducedByAComma) {
-  EXPECT_EQ(OptionalJsonText("gateway", R"("x")"), R"(,"gateway":"\"x\"")");
-}
-
-TEST(OptionalJsonMember, EmptyTextIsLeftOutWithItsKey) {
-  EXPECT_EQ(OptionalJsonText("gateway", ""), "");
-}
-
-TEST(OptionalJsonMember, RawValueIsIntroducedByAComma) {
-  EXPECT_EQ(OptionalJsonRaw("admin_env_ips", "[]"), R"(,"admin_env_ips":[])");
-}
-
-TEST(OptionalJsonMember, EmptyRawValueIsLeftOutWithItsKey) {
-  EXPECT_EQ(OptionalJsonRaw("admin_env_ips", ""), "");
+TEST(JsonObject, OptionalArrayIsCopiedVerbatimOrLeftOut) {
+  JsonObject object;
+  object.OptionalArray("entries", R"(["a\"b"])");
+  object.OptionalArray("admin_env_ips", "");
+  object.OptionalArray("selected", "[]");
+  EXPECT_EQ(object.Written(), R"({"entries":["a\"b"],"selected":[]})");
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #pragma once
 
-// The access lists of files and folders. May be called on any thread.
+// The access lists of files and folders.
+// Errors: Win32 errors.
+// Threads: any.
+// Windows: "Access Control Lists".
 
 #include <cstdint>
 #include <string>
@@ -10,23 +13,23 @@
 
 namespace veltrane {
 
-// One entry of an access list, allowing or denying.
+// One entry of an access list: an ACCESS_ALLOWED_ACE or an ACCESS_DENIED_ACE.
 struct AccessListEntry {
-  std::string sid;  // "S-1-5-32-544"
-  bool allows = false;
+  std::string sid;      // in string form: "S-1-5-32-544"; empty if it cannot be converted
+  bool allows = false;  // false: it denies
   std::uint32_t access_mask = 0;
 
   bool operator==(const AccessListEntry&) const = default;
 };
 
 struct AccessList {
-  bool has_list = false;      // without a list everybody has every right
-  bool is_protected = false;  // nothing is inherited from the folder above
-  std::vector<AccessListEntry> entries;
+  bool has_list = false;      // false: a null list, which gives everyone every right
+  bool is_protected = false;  // inherits nothing from the folder above (SE_DACL_PROTECTED)
+  std::vector<AccessListEntry> entries;  // in list order
 };
 
-// Reads the access list of a file or folder (GetNamedSecurityInfoW); entries that neither allow nor
-// deny are left out. Fails with 2 or 3 when it is not there, with 5 without the right to read the
+// Reads the access list of a file or folder (GetNamedSecurityInfoW). Entries of other types are
+// left out. Fails with 2 or 3 when the path does not exist, with 5 when the caller may not read the
 // list.
 Result<AccessList> ReadAccessList(const std::wstring& path);
 

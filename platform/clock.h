@@ -1,6 +1,9 @@
 #pragma once
 
-// The time of day, and waiting. May be called on any thread.
+// The time of day, and waiting.
+// Units: ticks of 100 nanoseconds, and milliseconds.
+// Threads: any.
+// Windows: "System Time".
 
 #include <cstdint>
 
@@ -8,10 +11,11 @@ namespace veltrane {
 
 inline constexpr std::int64_t kTicksPerSecond = 10'000'000;
 
-// The current UTC time in 100-nanosecond ticks since 1970-01-01 00:00:00.
+// Returns the current UTC time in ticks since 1970-01-01 00:00:00
+// (GetSystemTimePreciseAsFileTime).
 std::int64_t UtcTicks();
 
-// Suspends the calling thread for this many milliseconds (Sleep).
+// Suspends the calling thread (Sleep).
 void SleepMilliseconds(std::uint32_t milliseconds);
 
 }  // namespace veltrane

@@ -1,6 +1,9 @@
 #pragma once
 
-// Files and folders. Paths are wide; errors come back as values. May be called on any thread.
+// Files and folders.
+// Units: paths are wide strings.
+// Threads: any; an OutputFile belongs to one thread.
+// Windows: "File Management Functions".
 
 #include <cstdint>
 #include <optional>
@@ -12,33 +15,34 @@
 
 namespace veltrane {
 
-// Creates a folder with all its missing parents; false on failure. A folder that exists is not a
-// failure.
+// Creates a folder and all its missing parents (std::filesystem::create_directories). Returns false
+// on failure; a folder that already exists is not a failure.
 bool CreateFolders(const std::wstring& path);
 
-// Tells whether a file or folder is there. Fails with the Win32 error when that cannot be told, for
-// example because a folder above it denies access.
+// Returns whether a file or folder exists (GetFileAttributesExW). Fails with the Win32 error when
+// that cannot be determined, for example because a folder above it denies access.
 Result<bool> TestExistence(const std::wstring& path);
 
-// True when a file or folder is known to be there.
+// Returns true only when the file or folder is known to exist.
 inline bool IsThere(const std::wstring& path) {
   const Result<bool> exists = TestExistence(path);
   return exists && *exists;
 }
 
-void CloseOutputStream(void* stream) noexcept;  // for OutputFile alone
+void CloseOutputStream(void* stream) noexcept;  // for OutputFile only
 
-// A buffered output stream over a file, opened in binary mode and truncated; others may open the
-// file for reading and writing meanwhile, but not delete it. Closed with the object at the latest.
+// A buffered output stream to a file, which is opened in binary mode and truncated. While it is
+// open, others may open the file for reading and writing but not delete it. The destructor closes
+// it if Close has not.
 class OutputFile {
  public:
-  // nullopt when the file cannot be opened.
+  // Opens the file; nullopt on failure.
   static std::optional<OutputFile> Open(const std::wstring& path);
 
-  // Hands bytes to the stream, which may keep them until Close.
+  // Appends bytes to the stream, which may buffer them until Close. Errors show in Close.
   void Write(std::string_view bytes);
 
-  // Flushes and closes; false when a write or the close failed. Called once.
+  // Flushes and closes the stream. Returns false when any write or the close failed. Call it once.
   bool Close();
 
  private:
@@ -47,15 +51,15 @@ class OutputFile {
   Owner<void, CloseOutputStream> stream_;
 };
 
-// Flags of a move: MOVEFILE_REPLACE_EXISTING, MOVEFILE_WRITE_THROUGH.
+// MOVEFILE_REPLACE_EXISTING and MOVEFILE_WRITE_THROUGH.
 inline constexpr std::uint32_t kMoveReplaceExisting = 1;
 inline constexpr std::uint32_t kMoveWriteThrough = 8;
 
-// Moves a file (MoveFileExW) with a sum of these flags; false on failure.
+// Moves a file with these flags combined (MoveFileExW). Returns false on failure.
 bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
 
-// Deletes a file (DeleteFileW); false on failure, for example while it is open without delete
-// sharing.
+// Deletes a file (DeleteFileW). Returns false on failure, for example while the file is open
+// without delete sharing.
 bool RemoveFile(const std::wstring& path);
 
 }  // namespace veltrane

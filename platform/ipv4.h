@@ -1,7 +1,9 @@
 #pragma once
 
-// IPv4 addresses as text and as the 32-bit numbers of the routing tables: network byte order, that
-// is, the first dotted number lies in the lowest byte. May be called on any thread.
+// IPv4 addresses as text and as 32-bit numbers.
+// Units: numbers in network byte order, so the first octet is the least significant byte on x64.
+// Threads: any.
+// Windows: "Windows Sockets 2".
 
 #include <cstdint>
 #include <optional>
@@ -9,11 +11,11 @@
 
 namespace veltrane {
 
-// Reads a dotted quad with the platform's inet_pton(AF_INET); nullopt when that does not answer 1
-// (host names, IPv6 texts, prefix lengths, blanks).
+// Parses a dotted quad (inet_pton, AF_INET). nullopt for any other text, such as a host name, an
+// IPv6 address, a prefix length or a space.
 std::optional<std::uint32_t> ParseIpv4(const std::string& text);
 
-// Prints an address with the platform's inet_ntop(AF_INET); empty when printing fails.
+// Formats an address as a dotted quad (inet_ntop, AF_INET). Empty on failure.
 std::string FormatIpv4(std::uint32_t address);
 
 }  // namespace veltrane

@@ -1,6 +1,8 @@
 #pragma once
 
-// Libraries loaded at run time, and this program's own file.
+// Libraries loaded at run time, and the path of the running executable.
+// Threads: any.
+// Windows: "Dynamic-Link Library Search Order".
 
 #include <optional>
 #include <string>
@@ -9,18 +11,18 @@
 
 namespace veltrane {
 
-// An exported function of unknown type; the caller casts it to what the library documents.
+// An exported function of unknown type; the caller casts it to the type that the library documents.
 using LibraryFunction = void (*)();
 
-void FreeLoadedLibrary(void* handle) noexcept;  // for Library alone
+void FreeLoadedLibrary(void* handle) noexcept;  // for Library only
 
-// A loaded library, freed with the object.
+// A loaded library; the destructor frees it.
 class Library {
  public:
-  // Loads a library by the system's normal search; nullopt when that fails.
+  // Loads a library by the system's standard search order (LoadLibraryW). nullopt on failure.
   static std::optional<Library> Load(const std::wstring& name);
 
-  // The exported function of this name, or null.
+  // Returns the exported function of this name, or null (GetProcAddress).
   LibraryFunction Find(const std::string& name) const;
 
  private:
@@ -29,8 +31,8 @@ class Library {
   Owner<void, FreeLoadedLibrary> handle_;
 };
 
-// The path of the running executable, cut to what fits a buffer of 260 wide characters with its
-// terminating zero (GetModuleFileNameW).
+// Returns the path of the running executable, truncated to 259 wide characters (GetModuleFileNameW
+// with a buffer of MAX_PATH).
 std::wstring ExecutablePath();
 
 }  // namespace veltrane

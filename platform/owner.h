@@ -1,10 +1,12 @@
 #pragma once
 
+// The owner of one resource of the system.
+
 #include <memory>
 
 namespace veltrane {
 
-// Gives back what the system handed out, with the function that is due to it.
+// A deleter that calls the function which releases this kind of resource.
 template <auto Close>
 struct Closer {
   template <typename T>
@@ -13,9 +15,8 @@ struct Closer {
   }
 };
 
-// Owns a resource of the system and closes it once, with the object; movable, and null when it owns
-// nothing. INVALID_HANDLE_VALUE counts as something: a call that answers with it is tested before
-// its handle is owned.
+// Owns a resource and closes it exactly once, in its destructor; movable, and null when it owns
+// nothing. INVALID_HANDLE_VALUE is not null: test for it before handing a handle to an owner.
 template <typename T, auto Close>
 using Owner = std::unique_ptr<T, Closer<Close>>;
 

@@ -1,6 +1,9 @@
 #pragma once
 
-// The client's end of a message-mode named pipe. Errors are Win32 errors, 0 is success.
+// The client's end of a message-mode named pipe.
+// Errors: Win32 errors; 0 is success.
+// Threads: WaitForFreePipe any; a ClientPipe belongs to one thread.
+// Windows: "Named Pipes".
 
 #include <cstdint>
 #include <optional>
@@ -17,28 +20,29 @@ inline constexpr std::uint32_t kErrorAccessDenied = 5;    // ERROR_ACCESS_DENIED
 inline constexpr std::uint32_t kErrorWaitTimedOut = 121;  // ERROR_SEM_TIMEOUT
 inline constexpr std::uint32_t kErrorPipeBusy = 231;      // ERROR_PIPE_BUSY
 
-void CloseClientConnection(void* connection) noexcept;  // for ClientPipe alone
+void CloseClientConnection(void* connection) noexcept;  // for ClientPipe only
 
-// One connection; closed with the object. Used by one thread.
+// One connection; the destructor closes it.
 class ClientPipe {
  public:
-  // Opens a pipe for reading and writing, in such a way that its server can learn who the client is
-  // but cannot act in its name (SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION). Never waits:
-  // fails with 231 when every instance is busy, with 2 when there is no pipe of this name.
+  // Opens a pipe for reading and writing (CreateFileW). The server can identify the client but not
+  // impersonate it (SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION). Never waits: fails with 231
+  // when every instance is busy, with 2 when no pipe has this name.
   static Result<ClientPipe> Open(const std::wstring& name);
 
-  // The process that created the pipe's instance (GetNamedPipeServerProcessId); nullopt when the
-  // system does not say.
+  // Returns the id of the process that created the pipe instance (GetNamedPipeServerProcessId).
+  // nullopt on failure.
   std::optional<std::uint32_t> ServerProcessId() const;
 
-  // Writes one message; false when the server has ended the connection, or has not taken the
-  // message within 30 s.
+  // Writes one message. Returns false when the server has closed the connection, or has not
+  // accepted the message within 30 seconds.
   bool Send(std::string_view message);
 
   enum class Progress { kPending, kEnded };
 
-  // Waits for bytes of the server, at most this long, and appends what has come to `received`.
-  // kEnded once the server has ended the connection and everything has been read.
+  // Waits at most this long for bytes from the server and appends them to `received`. Returns
+  // kEnded once everything has been read and the server has closed the connection, or when the read
+  // fails; kPending otherwise.
   Progress Receive(std::uint32_t milliseconds, std::string& received);
 
  private:
@@ -47,8 +51,8 @@ class ClientPipe {
   Owner<void, CloseClientConnection> connection_;
 };
 
-// Waits until an instance of the pipe is free, at most this long (WaitNamedPipeW). 121 when none
-// became free in time, 2 when there is no pipe of this name.
+// Waits at most this long for a free instance of the pipe (WaitNamedPipeW; 0 stands for the pipe's
+// default wait). Returns 121 when no instance became free in time, 2 when no pipe has this name.
 std::uint32_t WaitForFreePipe(const std::wstring& name, std::uint32_t milliseconds);
 
 }  // namespace veltrane

@@ -1,6 +1,8 @@
 #pragma once
 
-// Named pipes.
+// The server's end of a named pipe.
+// Threads: OpenAndClosePipe any; a ServerPipe belongs to one thread.
+// Windows: "Named Pipes", "Named Pipe Type, Read, and Wait Modes".
 
 #include <cstddef>
 #include <cstdint>
@@ -14,13 +16,13 @@
 
 namespace veltrane {
 
-// Modes of a pipe: PIPE_ACCESS_DUPLEX; PIPE_TYPE_MESSAGE, PIPE_READMODE_MESSAGE, PIPE_WAIT.
+// Open mode: PIPE_ACCESS_DUPLEX. Pipe modes: PIPE_TYPE_MESSAGE, PIPE_READMODE_MESSAGE, PIPE_WAIT.
 inline constexpr std::uint32_t kPipeAccessDuplex = 3;
 inline constexpr std::uint32_t kPipeTypeMessage = 4;
 inline constexpr std::uint32_t kPipeReadModeMessage = 2;
 inline constexpr std::uint32_t kPipeWait = 0;
 
-// ERROR_PIPE_CONNECTED: the client came before the wait for it.
+// ERROR_PIPE_CONNECTED: the client connected before the server waited for it.
 inline constexpr std::uint32_t kErrorPipeConnected = 535;
 
 // The arguments of CreateNamedPipeW.
@@ -34,31 +36,31 @@ struct PipeParameters {
   std::uint32_t default_timeout_ms = 0;
 };
 
-void ClosePipeInstance(void* handle) noexcept;  // for ServerPipe alone
+void ClosePipeInstance(void* handle) noexcept;  // for ServerPipe only
 
-// The server's end of one pipe instance; its handle is closed with the object. Used by one thread.
+// The server's end of one pipe instance; the destructor closes its handle.
 class ServerPipe {
  public:
-  // Creates the instance, with default security when `attributes` is null; nullopt on failure. The
-  // attributes are only read, during the call.
+  // Creates the instance (CreateNamedPipeW), with the default security descriptor when `attributes`
+  // is null. nullopt on failure. The attributes are only read, and only during the call.
   static std::optional<ServerPipe> Create(const PipeParameters& parameters,
                                           const SecurityAttributes* attributes);
 
-  // Blocks until a client is there (ConnectNamedPipe without an overlapped structure). Returns 0,
-  // or the Win32 error: kErrorPipeConnected when a client had connected before the call.
+  // Blocks until a client connects (ConnectNamedPipe without an OVERLAPPED structure). Returns 0 or
+  // the Win32 error; kErrorPipeConnected means that a client had connected before the call.
   std::uint32_t WaitForClient();
 
-  // Reads once into the buffer and returns the bytes read; nullopt when the read fails, which it
-  // does when the message is longer than the buffer (234).
+  // Reads once into the buffer (ReadFile) and returns the number of bytes read. nullopt when the
+  // read fails, as it does for a message longer than the buffer (ERROR_MORE_DATA, 234).
   std::optional<std::size_t> Read(std::span<char> buffer);
 
-  // Writes the bytes with one WriteFile; a failure is not reported.
+  // Writes the bytes as one message (WriteFile). A failure is not reported.
   void Write(std::string_view bytes);
 
-  // FlushFileBuffers: blocks until the client has read everything or has gone.
+  // Blocks until the client has read everything or has closed its end (FlushFileBuffers).
   void Flush();
 
-  // DisconnectNamedPipe: ends the connection; what the client has not read is lost.
+  // Ends the connection (DisconnectNamedPipe). Bytes that the client has not read are lost.
   void Disconnect();
 
  private:
@@ -67,8 +69,8 @@ class ServerPipe {
   Owner<void, ClosePipeInstance> handle_;
 };
 
-// Opens a pipe as a client (read and write access, no sharing, open existing, no flags) and closes
-// it at once; a failure is not reported. May be called on any thread.
+// Opens a pipe as a client (CreateFileW: read and write access, no sharing, OPEN_EXISTING, no
+// flags) and closes it at once. A failure is not reported.
 void OpenAndClosePipe(const std::wstring& name);
 
 }  // namespace veltrane

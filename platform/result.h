@@ -1,5 +1,8 @@
 #pragma once
 
+// The result of a call that can fail.
+// Windows: "System Error Codes".
+
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -10,10 +13,10 @@ namespace veltrane {
 template <typename T>
 class Result {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): a function returns its value as it is
+  // NOLINTNEXTLINE(google-explicit-constructor): lets a function return its value directly
   Result(T value) : value_(std::move(value)) {}
 
-  // No value; `error` is not 0.
+  // A result without a value; `error` must not be 0.
   static Result Failure(std::uint32_t error) { return Result(std::nullopt, error); }
 
   explicit operator bool() const { return value_.has_value(); }
@@ -22,7 +25,7 @@ class Result {
   T* operator->() { return &*value_; }
   const T* operator->() const { return &*value_; }
 
-  // 0 when there is a value.
+  // Returns the Win32 error, or 0 when there is a value.
   std::uint32_t Error() const { return error_; }
 
  private:

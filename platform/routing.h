@@ -1,7 +1,9 @@
 #pragma once
 
-// The IPv4 routing table and the interfaces behind it (IP Helper). Addresses are in network byte
-// order, metrics and indexes are unsigned. May be called on any thread; nothing here takes a lock.
+// The IPv4 forward table and the interfaces that its routes use.
+// Units: addresses and masks in network byte order; metrics and indexes in host byte order.
+// Threads: any; nothing here takes a lock.
+// Windows: "IP Helper".
 
 #include <cstdint>
 #include <optional>
@@ -12,13 +14,13 @@
 
 namespace veltrane {
 
-// The mask of a route to a single address.
+// The mask of a host route, 255.255.255.255.
 inline constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
 
 inline constexpr std::uint32_t kRouteTypeIndirect = 4;     // MIB_IPROUTE_TYPE_INDIRECT
 inline constexpr std::uint32_t kRouteProtoManagement = 3;  // MIB_IPPROTO_NETMGMT
 
-// One row of the IPv4 forward table, member by member the MIB_IPFORWARDROW of ipmib.h.
+// One row of the forward table: the members of MIB_IPFORWARDROW (ipmib.h) in their order.
 struct ForwardRow {
   std::uint32_t dest = 0;
   std::uint32_t mask = 0;
@@ -38,15 +40,15 @@ struct ForwardRow {
   bool operator==(const ForwardRow&) const = default;
 };
 
-// Reads the forward table in the platform's sorted order (GetIpForwardTable, size query first).
-// nullopt when the size query does not answer ERROR_INSUFFICIENT_BUFFER (122), success included, or
-// when the second call does not answer 0.
+// Reads the forward table in the system's sorted order (GetIpForwardTable). nullopt unless the size
+// query returns ERROR_INSUFFICIENT_BUFFER (122) and the second call succeeds; a size query that
+// succeeds counts as a failure.
 std::optional<std::vector<ForwardRow>> ReadForwardTable();
 
 inline constexpr std::uint32_t kErrorObjectAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS
 
-// Creates or deletes a route (CreateIpForwardEntry, DeleteIpForwardEntry). Return the Win32 status,
-// 0 on success.
+// Create and delete a route (CreateIpForwardEntry, DeleteIpForwardEntry). Return 0, or the Win32
+// error.
 std::uint32_t CreateForwardRow(const ForwardRow& row);
 std::uint32_t DeleteForwardRow(const ForwardRow& row);
 
@@ -55,7 +57,8 @@ struct BestRoute {
   std::uint32_t interface_index = 0;
 };
 
-// Asks which route a packet to `dest` would take, with source address 0 (GetBestRoute).
+// Returns the route that a packet to `dest` would take (GetBestRoute with source address 0). Fails
+// with the Win32 error.
 Result<BestRoute> FindBestRoute(std::uint32_t dest);
 
 struct InterfaceNames {
@@ -63,13 +66,12 @@ struct InterfaceNames {
   std::wstring description;
 };
 
-// Reads the names of the interface with this index (GetIfEntry2 on a row that is zero but for its
-// InterfaceIndex); nullopt on any status but 0.
+// Reads the names of the interface with this index (GetIfEntry2). nullopt on failure.
 std::optional<InterfaceNames> ReadInterfaceNames(std::uint32_t interface_index);
 
-// Lists the IPv4 unicast addresses of every adapter, in adapter order (GetAdaptersAddresses for
-// AF_INET, skipping anycast and multicast); nullopt when the size query does not answer
-// ERROR_BUFFER_OVERFLOW (111) or the second call fails.
+// Reads the IPv4 unicast addresses of every adapter, in adapter order (GetAdaptersAddresses,
+// AF_INET). nullopt unless the size query returns ERROR_BUFFER_OVERFLOW (111) and the second call
+// succeeds.
 std::optional<std::vector<std::uint32_t>> ReadAdapterAddresses();
 
 }  // namespace veltrane

@@ -1,12 +1,16 @@
 #pragma once
 
+// Memory that held a secret.
+// Threads: any.
+// Windows: "SecureZeroMemory".
+
 #include <cstddef>
 #include <span>
 
 namespace veltrane {
 
-// Overwrites memory with zeros in a way that the compiler keeps, also where nothing reads the
-// memory any more (SecureZeroMemory).
+// Overwrites memory with zeros (SecureZeroMemory). The compiler keeps the writes even when nothing
+// reads the memory afterwards.
 void WipeMemory(std::span<std::byte> memory);
 
 }  // namespace veltrane

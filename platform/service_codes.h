@@ -1,12 +1,13 @@
 #pragma once
 
-// Numbers of the service control manager, as in winsvc.h and winnt.h of the Windows SDK.
+// Numbers of the service control manager, from winsvc.h, winnt.h and winerror.h.
+// Windows: "Service Security and Access Rights", "SERVICE_STATUS structure".
 
 #include <cstdint>
 
 namespace veltrane {
 
-// Access to the manager and to a service.
+// Access rights for the manager and for a service.
 inline constexpr std::uint32_t kManagerConnect = 0x0001;
 inline constexpr std::uint32_t kManagerAllAccess = 0xF003F;
 inline constexpr std::uint32_t kServiceQueryStatus = 0x0004;
@@ -26,7 +27,7 @@ inline constexpr std::uint32_t kServiceStartPending = 2;
 inline constexpr std::uint32_t kServiceStopPending = 3;
 inline constexpr std::uint32_t kServiceRunning = 4;
 
-// Controls, and which of them a service accepts.
+// Control codes, and the flags for those that a service accepts.
 inline constexpr std::uint32_t kControlStop = 1;
 inline constexpr std::uint32_t kAcceptStop = 1;
 

@@ -1,7 +1,10 @@
 #pragma once
 
-// The service control manager. Access masks, types, states and controls are the numbers of
-// winsvc.h. Handles are closed with their objects. May be called on any thread.
+// The service control manager: managing services, and being one. Access rights, types, states and
+// control codes are the numbers of service_codes.h.
+// Errors: Win32 errors; a function that returns bool returns false on failure.
+// Threads: any.
+// Windows: "Service Control Manager", "Service ServiceMain Function".
 
 #include <cstdint>
 #include <optional>
@@ -13,12 +16,11 @@
 
 namespace veltrane {
 
-// The settings of a service to be created, which runs as LocalSystem, with no load-order group and
-// no tag.
+// The settings of a new service. It runs as LocalSystem, without a load-order group or tag.
 struct ServiceSettings {
   std::wstring name;
   std::wstring display_name;
-  std::uint32_t access = 0;  // of the handle that comes back
+  std::uint32_t access = 0;  // access rights of the handle that Create returns
   std::uint32_t type = 0;
   std::uint32_t start_type = 0;
   std::uint32_t error_control = 0;
@@ -26,24 +28,25 @@ struct ServiceSettings {
   std::vector<std::wstring> dependencies;
 };
 
-void CloseServiceControlHandle(void* handle) noexcept;  // for the two classes below alone
+void CloseServiceControlHandle(void* handle) noexcept;  // for the two classes below only
 
-// An open service.
+// An open service; the destructor closes its handle.
 class Service {
  public:
-  // Changes the command line alone (ChangeServiceConfigW, the rest SERVICE_NO_CHANGE).
+  // Changes the command line and nothing else (ChangeServiceConfigW).
   bool ChangeCommandLine(const std::wstring& command_line);
 
-  // Sets the service SID type (ChangeServiceConfig2W, information level 5).
+  // Sets the service SID type (ChangeServiceConfig2W with SERVICE_CONFIG_SERVICE_SID_INFO).
   bool SetSidType(std::uint32_t sid_type);
 
-  // Starts the service without arguments. Returns 0, or the Win32 error.
+  // Starts the service without arguments and does not wait for it to run (StartServiceW). Returns
+  // 0, or the Win32 error.
   std::uint32_t Start();
 
-  // Sends SERVICE_CONTROL_STOP without waiting.
+  // Sends SERVICE_CONTROL_STOP and does not wait for the service to stop (ControlService).
   bool SendStop();
 
-  // The current state (QueryServiceStatusEx); nullopt when the query fails.
+  // Returns the current state (QueryServiceStatusEx). nullopt on failure.
   std::optional<std::uint32_t> QueryState();
 
   // Marks the service for deletion (DeleteService).
@@ -56,16 +59,17 @@ class Service {
   Owner<void, CloseServiceControlHandle> handle_;
 };
 
-// An open connection to the service control manager of this machine.
+// An open connection to the service control manager of this machine; the destructor closes it.
 class ServiceManager {
  public:
-  // nullopt when the manager cannot be opened with this access.
+  // Connects with these access rights (OpenSCManagerW). nullopt on failure.
   static std::optional<ServiceManager> Open(std::uint32_t access);
 
-  // nullopt when the service does not exist or cannot be opened with this access.
+  // Opens a service with these access rights (OpenServiceW). nullopt when it does not exist, or on
+  // any other failure.
   std::optional<Service> OpenExisting(const std::wstring& name, std::uint32_t access);
 
-  // Fails with the Win32 error of CreateServiceW: 1073 when the service exists.
+  // Creates a service (CreateServiceW). Fails with kErrorServiceExists when the name is taken.
   Result<Service> Create(const ServiceSettings& settings);
 
  private:
@@ -74,7 +78,7 @@ class ServiceManager {
   Owner<void, CloseServiceControlHandle> handle_;
 };
 
-// The SERVICE_STATUS of winsvc.h.
+// SERVICE_STATUS (winsvc.h).
 struct ServiceStatus {
   std::uint32_t type = 0;
   std::uint32_t state = 0;
@@ -85,21 +89,22 @@ struct ServiceStatus {
   std::uint32_t wait_hint_ms = 0;
 };
 
-// The handle under which a service reports its status; null when none is registered. It is never
-// closed (RegisterServiceCtrlHandlerW).
+// The handle with which a service reports its status; null when registration failed. It must not be
+// closed.
 using ServiceStatusHandle = void*;
 
-// Connects this process to the service control manager as one service with this name and blocks
-// until the service has stopped; `service_main` is called on a thread of its own, and an exception
-// that leaves it ends the process. Returns 0, or the Win32 error of StartServiceCtrlDispatcherW.
+// Connects this process to the service control manager as the one service of this name, and blocks
+// until the service has stopped (StartServiceCtrlDispatcherW). `service_main` is called on a new
+// thread; an exception that escapes it ends the process. Returns 0, or the Win32 error.
 std::uint32_t RunServiceDispatcher(const std::wstring& name, void (*service_main)());
 
-// Registers the function that receives control codes, called on the dispatcher's thread; null on
+// Registers the control handler, which is called with each control code on the thread that runs the
+// dispatcher (RegisterServiceCtrlHandlerW). An exception that escapes it ends the process. Null on
 // failure.
 ServiceStatusHandle RegisterControlHandler(const std::wstring& name,
                                            void (*handler)(std::uint32_t control));
 
-// Reports a status (SetServiceStatus); a failure is not reported.
+// Reports a status to the service control manager (SetServiceStatus). A failure is not reported.
 void ReportServiceStatus(ServiceStatusHandle handle, const ServiceStatus& status);
 
 }  // namespace veltrane

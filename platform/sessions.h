@@ -1,6 +1,8 @@
 #pragma once
 
-// Remote Desktop sessions (wtsapi32) and the session of this process. May be called on any thread.
+// Remote Desktop sessions, and the session of this process.
+// Threads: any.
+// Windows: "Remote Desktop Services API", "GetSystemMetrics".
 
 #include <array>
 #include <cstdint>
@@ -9,10 +11,10 @@
 
 namespace veltrane {
 
-// What ActiveConsoleSession answers when no session is attached to the console.
+// The result of ActiveConsoleSession when no session is attached to the console.
 inline constexpr std::uint32_t kNoSession = 0xFFFFFFFF;
 
-// States of a session (WTS_CONNECTSTATE_CLASS).
+// Session states (WTS_CONNECTSTATE_CLASS).
 inline constexpr std::uint32_t kSessionActive = 0;
 inline constexpr std::uint32_t kSessionConnected = 1;
 
@@ -25,21 +27,23 @@ struct Session {
 
 struct ClientAddress {
   std::uint32_t family = 0;              // kFamilyIpv4, or another address family
-  std::array<std::uint8_t, 20> bytes{};  // an IPv4 address lies in bytes 2 to 5
+  std::array<std::uint8_t, 20> bytes{};  // an IPv4 address is in bytes 2 to 5, first octet first
 };
 
-// True when this process runs in a Remote Desktop session (GetSystemMetrics(SM_REMOTESESSION)).
+// Returns true when this process runs in a Remote Desktop session (GetSystemMetrics with
+// SM_REMOTESESSION).
 bool IsRemoteSession();
 
-// The session attached to the console, or kNoSession (WTSGetActiveConsoleSessionId).
+// Returns the id of the session attached to the console, or kNoSession
+// (WTSGetActiveConsoleSessionId).
 std::uint32_t ActiveConsoleSession();
 
-// Lists the sessions of the local server in the platform's order (WTSEnumerateSessionsW); nullopt
-// when the call fails.
+// Reads the sessions of this machine in the system's order (WTSEnumerateSessionsW). nullopt on
+// failure.
 std::optional<std::vector<Session>> ReadSessions();
 
-// Reads the client address of a session of the local server (WTSQuerySessionInformationW, class
-// WTSClientAddress); nullopt when the call fails or gives no buffer.
+// Reads the address of a session's client (WTSQuerySessionInformationW with WTSClientAddress).
+// nullopt on failure, or when the call returns no buffer.
 std::optional<ClientAddress> ReadClientAddress(std::uint32_t session_id);
 
 }  // namespace veltrane

@@ -1,7 +1,10 @@
 #pragma once
 
-// The standard streams of a command-line program, as UTF-8 bytes. Failures of an output are
-// ignored. Used by one thread.
+// The output streams of a command-line program.
+// Units: UTF-8 bytes.
+// Errors: not reported; output that cannot be written is lost.
+// Threads: one.
+// Windows: "Console Virtual Terminal Sequences".
 
 #include <cstddef>
 #include <optional>
@@ -11,11 +14,12 @@ namespace veltrane {
 
 enum class Stream { kOutput, kError };
 
-// Writes bytes as they are: no line end is translated, and a console shows them as UTF-8.
+// Writes bytes without translating line endings; a console shows them as UTF-8.
 void WriteStream(Stream stream, std::string_view utf8);
 
-// The columns of the terminal behind a stream; nullopt when that is a file or a pipe. A terminal
-// understands the escape sequences of ECMA-48 from the first question on.
+// Returns the width in columns of the terminal behind a stream (GetConsoleScreenBufferInfo);
+// nullopt when the stream is a file or a pipe. Also makes that terminal interpret ECMA-48 escape
+// sequences from now on.
 std::optional<std::size_t> TerminalColumns(Stream stream);
 
 }  // namespace veltrane

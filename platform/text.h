@@ -1,14 +1,16 @@
 #pragma once
 
-// Conversion between the wide texts of the system (UTF-16 units, one in each wchar_t) and the
-// narrow UTF-8 texts of the rooms. May be called on any thread.
+// Conversion from the wide strings of the system to the narrow strings of the rooms.
+// Units: UTF-16, one code unit in each wchar_t; UTF-8.
+// Threads: any.
+// Windows: "Code Page Identifiers".
 
 #include <string>
 
 namespace veltrane {
 
-// Converts UTF-16 to UTF-8 (code page 65001). An empty or unconvertible text gives an empty one; an
-// unpaired surrogate is converted to U+FFFD, as WideCharToMultiByte does without flags.
+// Converts UTF-16 to UTF-8 (WideCharToMultiByte with code page 65001 and no flags). An unpaired
+// surrogate becomes U+FFFD. Empty for an empty string, and on failure.
 std::string WideToUtf8(const std::wstring& wide);
 
 }  // namespace veltrane

@@ -18,7 +18,7 @@ std::string SidText(PSID sid) {
   return WideToUtf8(text);
 }
 
-// The two kinds of entry that give or take rights have the same layout.
+// ACCESS_ALLOWED_ACE and ACCESS_DENIED_ACE have the same layout.
 std::vector<AccessListEntry> ReadEntries(ACL* list) {
   std::vector<AccessListEntry> entries;
   for (DWORD i = 0; i < list->AceCount; ++i) {

@@ -5,7 +5,7 @@
 namespace veltrane {
 namespace {
 
-// A FILETIME counts from 1601-01-01; this many ticks later it is 1970-01-01.
+// The ticks from 1601-01-01, where FILETIME begins, to 1970-01-01.
 constexpr std::int64_t kUnixEpochTicks = 116'444'736'000'000'000;
 
 }  // namespace

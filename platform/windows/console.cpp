@@ -12,7 +12,7 @@ static_assert(kConsoleCtrlC == CTRL_C_EVENT);
 static_assert(kConsoleCtrlBreak == CTRL_BREAK_EVENT);
 static_assert(kConsoleClose == CTRL_CLOSE_EVENT);
 
-// The callback of the system carries no context. An exception must not unwind into the system.
+// The system's callback carries no context. An exception must not unwind into the system.
 bool (*console_handler)(std::uint32_t control_type) = nullptr;
 
 BOOL WINAPI CallConsoleHandler(DWORD control_type) noexcept {
@@ -23,10 +23,10 @@ BOOL WINAPI CallConsoleHandler(DWORD control_type) noexcept {
 
 void PrintOutput(const std::wstring& text) {
   std::wcout << text << std::flush;
-  std::wcout.clear();  // a character that the stream cannot print must not silence later texts
+  std::wcout.clear();  // a character that cannot be converted must not block later output
 }
 
-// The C library keeps back what goes to a redirected standard error, and an abort would lose it.
+// The C library buffers a redirected standard error, and abort() would lose the buffer.
 void PrintError(const std::wstring& text) {
   std::fputws(text.c_str(), stderr);
   std::fflush(stderr);

@@ -24,7 +24,7 @@ std::wstring ReadRegistryText(RegistryRoot root, const std::wstring& key, const 
       RegGetValueW(root_key, key.c_str(), name.c_str(), RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ,
                    nullptr, buffer.data(), &size);
   if (status != ERROR_SUCCESS) return {};
-  return std::wstring(buffer.data());  // RegGetValueW always terminates a text
+  return std::wstring(buffer.data());  // RegGetValueW always terminates the string
 }
 
 }  // namespace veltrane

@@ -19,7 +19,7 @@ std::wstring Widen(const std::string& utf8) {
   return wide;
 }
 
-// A pipe as standard input reports its end as an error.
+// When standard input is a pipe, its end is reported as an error.
 bool MeansEnd(DWORD error) { return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF; }
 
 DWORD ReadHandle(HANDLE handle, std::size_t limit, const ByteSink& sink) {

@@ -18,8 +18,7 @@ std::ofstream& AsStream(const Owner<void, CloseOutputStream>& stream) {
   return *static_cast<std::ofstream*>(stream.get());
 }
 
-// The errors by which Windows says that nothing is there, or that nothing can be there because the
-// path makes no sense.
+// The errors that mean that the path does not exist, or cannot exist because it is malformed.
 bool MeansNotFound(DWORD error) {
   switch (error) {
     case ERROR_FILE_NOT_FOUND:
@@ -35,8 +34,8 @@ bool MeansNotFound(DWORD error) {
   }
 }
 
-// Asks for the attributes, or, where a file is open without any sharing, for its directory entry.
-// Returns 0 when the path is there, else the Win32 error.
+// Reads the attributes or, for a file that is open without sharing, the directory entry. Returns 0
+// when the path exists, otherwise the Win32 error.
 DWORD FindPath(const std::wstring& path) {
   WIN32_FILE_ATTRIBUTE_DATA attributes{};
   if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &attributes)) return ERROR_SUCCESS;
@@ -65,7 +64,7 @@ Result<bool> TestExistence(const std::wstring& path) {
 }
 
 std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
-  // The C library below the stream opens with read and write sharing.
+  // The C library opens the file with read and write sharing.
   auto stream = std::make_unique<std::ofstream>(std::filesystem::path(path),
                                                 std::ios::out | std::ios::binary | std::ios::trunc);
   if (!stream->is_open()) return std::nullopt;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Owners of what Windows hands out, with a closer each.
+// Owners for the handles and the memory that Windows returns, each with its closing function.
 
 #include <windows.h>
 
@@ -16,7 +16,7 @@ using UniqueHandle = Owner<void, CloseAnyHandle>;
 inline void CloseServiceControl(SC_HANDLE handle) noexcept { CloseServiceHandle(handle); }
 using ServiceHandle = Owner<SC_HANDLE__, CloseServiceControl>;
 
-// Memory from LocalAlloc, and what the security calls allocate with it.
+// Memory from LocalAlloc, including what the security functions allocate with it.
 inline void FreeLocalMemory(void* memory) noexcept { LocalFree(memory); }
 template <typename T>
 using LocalMemory = Owner<T, FreeLocalMemory>;
@@ -25,7 +25,7 @@ using LocalMemory = Owner<T, FreeLocalMemory>;
 inline void FreeAllocatedSid(void* sid) noexcept { FreeSid(sid); }
 using AllocatedSid = Owner<void, FreeAllocatedSid>;
 
-// A buffer that a wtsapi32 call allocated.
+// A buffer that a wtsapi32 function allocated.
 inline void FreeWtsMemory(void* memory) noexcept { WTSFreeMemory(memory); }
 template <typename T>
 using WtsMemory = Owner<T, FreeWtsMemory>;

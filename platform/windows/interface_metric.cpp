@@ -9,8 +9,8 @@
 namespace veltrane {
 
 std::optional<std::uint32_t> ReadInterfaceMetric(std::uint32_t interface_index) {
-  // Not every system that offers the rest of IP Helper exports this call, and the client has other
-  // work to do there.
+  // Not every system that has the rest of IP Helper exports this function, and the client must
+  // start there too.
   using GetEntry = DWORD(WINAPI*)(MIB_IPINTERFACE_ROW*);
   const HMODULE module = GetModuleHandleW(L"iphlpapi.dll");
   if (module == nullptr) return std::nullopt;

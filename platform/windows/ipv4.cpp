@@ -16,7 +16,7 @@ std::optional<std::uint32_t> ParseIpv4(const std::string& text) {
 std::string FormatIpv4(std::uint32_t address) {
   IN_ADDR in_address{};
   in_address.s_addr = address;
-  std::array<char, 22> buffer{};  // the size of "255.255.255.255:65535" with its end
+  std::array<char, 22> buffer{};  // fits "255.255.255.255:65535" and a terminating zero
   const char* text = inet_ntop(AF_INET, &in_address, buffer.data(), buffer.size());
   return text == nullptr ? std::string() : std::string(text);
 }

@@ -24,7 +24,7 @@ std::wstring ExecutablePath() {
   std::array<wchar_t, MAX_PATH> buffer{};
   const std::size_t length =
       GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-  // A path that was cut counts its terminating zero too.
+  // The length of a truncated path includes the terminating zero.
   return std::wstring(buffer.data(), std::min(length, buffer.size() - 1));
 }
 

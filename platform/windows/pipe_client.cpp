@@ -18,8 +18,8 @@ static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 constexpr std::size_t kPieceBytes = 65536;
 constexpr DWORD kSendMilliseconds = 30'000;
 
-// An overlapped handle, so that waiting for the reply can be bounded. A read that was begun stays
-// under way between two calls of Receive.
+// The handle is overlapped, so that the wait for the reply can be bounded. A read stays pending
+// between two calls of Receive.
 struct Connection {
   UniqueHandle pipe;
   UniqueHandle event;

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 #include <winsock2.h>
-#include <ws2tcpip.h>  // netioapi.h declares GetIfEntry2 only behind it
+#include <ws2tcpip.h>  // netioapi.h declares GetIfEntry2 only after it
 
 #include <iphlpapi.h>
 

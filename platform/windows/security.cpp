@@ -33,7 +33,7 @@ std::optional<Sid> CopyOfSid(PSID source) {
   return sid;
 }
 
-// The explicit entry of SetEntriesInAclW, which refers to the SID of `entry`.
+// Returns the entry as SetEntriesInAclW takes it; it points to the SID of `entry`.
 EXPLICIT_ACCESSW ToExplicitAccess(const AccessEntry& entry) {
   EXPLICIT_ACCESSW access{};
   access.grfAccessPermissions = entry.access_mask;
@@ -47,8 +47,8 @@ EXPLICIT_ACCESSW ToExplicitAccess(const AccessEntry& entry) {
   return access;
 }
 
-// A fresh access list of the entries in their order; null on failure. A success without a list
-// counts as failure too, because a null list would admit everyone.
+// Builds a new access list from the entries, in their order; null on failure. A success without a
+// list also counts as a failure, because a null list would admit everyone.
 LocalMemory<ACL> MakeAccessList(const std::vector<AccessEntry>& entries) {
   std::vector<EXPLICIT_ACCESSW> accesses;
   accesses.reserve(entries.size());
@@ -60,7 +60,7 @@ LocalMemory<ACL> MakeAccessList(const std::vector<AccessEntry>& entries) {
   return status == ERROR_SUCCESS ? std::move(owner) : nullptr;
 }
 
-// An initialised security descriptor that carries the list; null on failure.
+// Builds a security descriptor that holds the list; null on failure.
 LocalMemory<void> MakeDescriptor(ACL* access_list) {
   LocalMemory<void> descriptor(LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
   if (!descriptor) return nullptr;
@@ -113,7 +113,7 @@ void FreeSecurityAttributes(SecurityAttributes* attributes) noexcept { delete at
 bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   const LocalMemory<ACL> list = MakeAccessList(entries);
   if (!list) return false;
-  std::wstring object = path;  // the call takes a name that it could write to
+  std::wstring object = path;  // the call takes a name that is not const
   return SetNamedSecurityInfoW(object.data(), SE_FILE_OBJECT,
                                DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
                                nullptr, nullptr, list.get(), nullptr) == ERROR_SUCCESS;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The record behind the opaque SecurityAttributes of platform/security.h.
+// The definition of SecurityAttributes, which platform/security.h only declares.
 
 #include <windows.h>
 
@@ -11,8 +11,8 @@ namespace veltrane {
 
 struct SecurityAttributes {
   LocalMemory<ACL> access_list;
-  LocalMemory<void> descriptor;  // refers to access_list
-  SECURITY_ATTRIBUTES record{};  // refers to descriptor
+  LocalMemory<void> descriptor;  // points to access_list
+  SECURITY_ATTRIBUTES record{};  // points to descriptor
 };
 
 static_assert(sizeof(SECURITY_ATTRIBUTES) == 24);

@@ -26,8 +26,8 @@ static_assert(kAcceptStop == SERVICE_ACCEPT_STOP);
 static_assert(kErrorServiceAlreadyRunning == ERROR_SERVICE_ALREADY_RUNNING);
 static_assert(kErrorServiceExists == ERROR_SERVICE_EXISTS);
 
-// The two callbacks of the system carry no context, and a process is one service. An exception must
-// not unwind into the system.
+// The system's two callbacks carry no context, and the process is a single service. An exception
+// must not unwind into the system.
 void (*service_main_function)() = nullptr;
 void (*control_function)(std::uint32_t control) = nullptr;
 
@@ -39,7 +39,7 @@ SC_HANDLE AsServiceHandle(const Owner<void, CloseServiceControlHandle>& handle) 
   return static_cast<SC_HANDLE>(handle.get());
 }
 
-// A list of texts that each end in a zero; the zero that ends the string itself closes the list.
+// Joins strings that each end in a zero; the terminating zero of the result ends the list.
 std::wstring JoinWithZeros(const std::vector<std::wstring>& texts) {
   std::wstring list;
   for (const std::wstring& text : texts) {
@@ -113,7 +113,7 @@ Result<Service> ServiceManager::Create(const ServiceSettings& settings) {
 
 std::uint32_t RunServiceDispatcher(const std::wstring& name, void (*service_main)()) {
   service_main_function = service_main;
-  std::wstring table_name = name;  // the table takes a name that it could write to
+  std::wstring table_name = name;  // the table takes a name that is not const
   const SERVICE_TABLE_ENTRYW table[] = {{table_name.data(), CallServiceMain}, {nullptr, nullptr}};
   return StartServiceCtrlDispatcherW(table) ? ERROR_SUCCESS : GetLastError();
 }

@@ -11,7 +11,7 @@
 
 namespace veltrane {
 
-static_assert(kNoSession == 0xFFFFFFFF);  // as WTSGetActiveConsoleSessionId documents it
+static_assert(kNoSession == 0xFFFFFFFF);  // as documented for WTSGetActiveConsoleSessionId
 static_assert(kSessionActive == WTSActive);
 static_assert(kSessionConnected == WTSConnected);
 static_assert(kFamilyIpv4 == AF_INET);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The size-then-fetch calls of IP Helper.
+// The IP Helper calls that are made twice: for the size, then for the data.
 
 #include <windows.h>
 
@@ -11,8 +11,8 @@
 namespace veltrane {
 
 // Calls `fetch(buffer, &size)` with no buffer and a size of 0, then with a zero-filled buffer of
-// exactly the size asked for. nullopt unless the first call answers `too_small`, success included,
-// and the second 0: a table that grew in between counts as unreadable.
+// exactly the size that the first call returned. nullopt unless the first call returns `too_small`
+// and the second 0: a first call that succeeds is a failure, as is a table that has grown since.
 template <typename Fetch>
 std::optional<std::vector<std::byte>> FetchSized(ULONG too_small, Fetch fetch) {
   ULONG size = 0;

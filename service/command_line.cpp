@@ -48,7 +48,7 @@ int Install() {
   return 0;
 }
 
-// Says "service uninstalled" and succeeds whatever became of the removal.
+// Prints "service uninstalled" and returns 0, even when the removal has failed.
 int Uninstall() {
   std::wstring error;
   UninstallService(&error);

@@ -22,7 +22,7 @@ void IpcServer::Stop() {
   CancelAutoStop(*this);
   if (!running.exchange(false)) return;
   MarkStopRequested();
-  // The pipe loop waits for a client; this connection is the one that it waits for.
+  // The pipe loop is blocked waiting for a client; connecting as one wakes it.
   OpenAndClosePipe(kPipeName);
   if (server_thread.joinable()) server_thread.join();
 }

@@ -12,44 +12,44 @@ inline constexpr char kPhaseDisconnected[] = "disconnected";
 inline constexpr char kPhaseConnecting[] = "connecting";
 inline constexpr char kPhaseConnected[] = "connected";
 
-// The one control channel server of the process: its threads, the client's session and the phase
-// of the connection.
+// The control channel server, one per process: its threads, the client's session, and the phase of
+// the connection.
 struct IpcServer {
-  // True while the pipe loop is to keep serving.
+  // True while the pipe loop should keep serving clients.
   std::atomic<bool> running = false;
-  // Runs the pipe loop, and with it every request.
+  // Runs the pipe loop, which handles every request.
   std::thread server_thread;
-  // The auto-stop timer; stays joinable after it has run to its end.
+  // The auto-stop timer; still joinable after it has finished.
   std::thread auto_stop_thread;
-  // Set to make the auto-stop thread give up.
+  // Set to make the auto-stop thread return early.
   std::atomic<bool> auto_stop_cancel = false;
-  // Guards phase and node_id, and is held only to copy or assign them.
+  // Guards phase and node_id; held only while they are copied or assigned.
   std::mutex state_mutex;
-  // The nonce that the client registered; empty switches the session check off. Pipe thread only.
+  // The nonce that a client registered; empty turns the session check off. Pipe thread only.
   std::string session_nonce;
   std::string phase = kPhaseDisconnected;
-  // The node of the connection; empty in every phase but "connected".
+  // The node of the connection; empty in every phase except "connected".
   std::string node_id;
 
   IpcServer() = default;
   IpcServer(const IpcServer&) = delete;
   IpcServer& operator=(const IpcServer&) = delete;
 
-  // Cancels the timer and stops the server. A thread that is still joinable afterwards ends the
-  // process.
+  // Cancels the timer and stops the server. If a thread is still joinable afterwards, the process
+  // ends.
   ~IpcServer();
 
-  // Starts the pipe thread; does nothing when the server runs. Throws std::system_error when the
-  // thread cannot be created.
+  // Starts the pipe thread; does nothing when the server is running. Throws std::system_error when
+  // the thread cannot be created.
   void Start();
 
-  // Cancels and joins the auto-stop thread, also when the server does not run; then ends the pipe
-  // loop and joins its thread. The tunnel, the bypass routes and the configuration file stay as
+  // Cancels and joins the auto-stop thread, even when the server is not running; then ends the pipe
+  // loop and joins its thread. Leaves the tunnel, the bypass routes and the configuration file as
   // they are. Throws std::system_error when called on a thread that it joins.
   void Stop();
 
-  // Sets the phase and the node in one hold of the mutex. Throws std::system_error when the mutex
-  // cannot be locked.
+  // Sets the phase and the node under one lock of the mutex. Throws std::system_error when the
+  // mutex cannot be locked.
   void SetPhase(const std::string& new_phase, const std::string& new_node_id = {});
 };
 

@@ -6,7 +6,7 @@
 namespace veltrane {
 namespace {
 
-// A plain pointer: a server that is still registered when the process ends is not destroyed.
+// A raw pointer, so that a server still registered when the process ends is not destroyed.
 std::atomic<IpcServer*> server_slot = nullptr;
 
 }  // namespace
@@ -15,7 +15,7 @@ IpcServer* RegisteredServer() { return server_slot; }
 
 IpcServer& RegisterNewServer() {
   auto server = std::make_unique<IpcServer>();
-  delete server_slot.load();  // stops it, too
+  delete server_slot.load();  // also stops it
   server_slot = server.get();
   return *server.release();
 }

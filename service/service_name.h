@@ -2,9 +2,8 @@
 
 namespace veltrane {
 
-// The name under which the control service is registered and under which it meets the service
-// control manager. Console texts call the program "VeltraneVpnService" instead; the two differ on
-// purpose.
+// The name of the control service, with which it is registered and connects to the service control
+// manager. Console output calls the program "VeltraneVpnService"; the difference is deliberate.
 inline constexpr wchar_t kServiceName[] = L"VeltraneVpnTunnel";
 
 }  // namespace veltrane

@@ -12,9 +12,9 @@
 namespace veltrane {
 namespace {
 
-// The flags are written by the pipe thread, the auto-stop thread and the handlers' threads, hence
-// the atomics; the timestamp is written by the main and the service main thread, before any of
-// those runs.
+// The pipe thread, the auto-stop thread and the handlers' threads write the flags, which are
+// therefore atomic. The main thread and the ServiceMain thread write the timestamp before any of
+// those threads runs.
 struct LiveState {
   std::atomic<bool> connect_requested = false;
   std::atomic<bool> stop_requested = false;
@@ -25,7 +25,7 @@ struct LiveState {
 };
 
 LiveState& State() {
-  static auto& state = *new LiveState();  // a thread may still serve while the process ends
+  static auto& state = *new LiveState();  // a thread may still use it while the process ends
   return state;
 }
 

@@ -1,17 +1,17 @@
 #pragma once
 
-// The passive startup report: a one-line JSON account of what the process has changed so far and
-// what an earlier run left behind, printed at every start.
+// The passive startup report: one line of JSON that says what the process has changed so far and
+// what an earlier run left behind. It is printed at every start.
 
 #include <string>
 
 namespace veltrane {
 
-// Builds the report. A tunnel service or a routing table that cannot be read counts as nothing left
-// behind.
+// Builds the report. If the tunnel service or the forward table cannot be read, the report says
+// that nothing was left behind.
 std::string BuildPassiveStartupReport();
 
-// Writes the report once to standard output and once to standard error.
+// Writes the report to standard output, then to standard error.
 void PrintPassiveStartupReport();
 
 }  // namespace veltrane

@@ -26,7 +26,7 @@ constexpr char kRdpMessage[] =
 constexpr char kDefaultRouteMessage[] =
     "tunnel installed a default route on WireGuard/Wintun interface";
 
-// Each ends a refused connect: the phase is "disconnected" before the reply is built.
+// Each ends a refused connect: it sets the phase to "disconnected", then builds the reply.
 std::string Refuse(IpcServer& server, const std::string& error, const std::string& message) {
   server.SetPhase(kPhaseDisconnected);
   return MakeErrorReply(error, message);
@@ -59,7 +59,7 @@ std::string Connect(IpcServer& server, const std::string& request) {
   server.SetPhase(kPhaseConnecting);
   MarkConnectRequested();
 
-  // The default-route guard, then the routes that keep administrators connected.
+  // The default-route guard first, then the routes that keep administrators connected.
   RouteGuardResult guard;
   ReadGuardSettings(guard);
   if (guard.poc_env_read_failed) {
@@ -72,7 +72,7 @@ std::string Connect(IpcServer& server, const std::string& request) {
     bypass.auto_stop_seconds = guard.effective_auto_stop_seconds;
   }
 
-  // Whatever would cut off remote administration is refused before anything is started.
+  // A connect that would cut off remote administration is refused before anything is started.
   if (guard.poc_route_guard_failed) {
     RemoveBypassRoutes();
     return RefuseWithReports(server, "poc_route_guard_failed", guard.message, bypass, guard);
@@ -105,7 +105,7 @@ std::string Connect(IpcServer& server, const std::string& request) {
   guard.default_routes_after_tunnel = SnapshotDefaultRoutes();
   guard.rdp_routes_after_tunnel = SnapshotHostRoutes(bypass_ips);
 
-  // With the guard in force the tunnel must have left the default route alone; without it the
+  // With the guard in force, the tunnel must not have taken the default route; without it, the
   // pinned routes must have survived.
   if (guard.effective_disable_default_route) {
     std::string offending_route;

@@ -7,9 +7,9 @@
 namespace veltrane {
 
 // Brings the tunnel up for a connect request whose session has been checked, and returns the reply.
-// A failure is answered with an error envelope and leaves the phase "disconnected", but for an
-// incomplete profile, which changes nothing. Runs on the pipe thread and holds the pipe until it
-// returns. Lets the exceptions of ParseProfile pass.
+// On failure the reply is an error envelope and the phase is "disconnected", except that an
+// incomplete profile changes nothing. Runs on the pipe thread, which serves no other client until
+// it returns. Lets the exceptions of ParseProfile and DeleteActiveConf escape.
 std::string Connect(IpcServer& server, const std::string& request);
 
 }  // namespace veltrane

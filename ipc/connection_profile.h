@@ -5,13 +5,13 @@
 
 namespace veltrane {
 
-// What a connect request asks for. Texts stand as they arrived, neither trimmed nor validated.
+// The connection that a connect request describes. Strings are neither trimmed nor validated.
 struct ConnectionProfile {
   std::string node_id;
   std::string device_id;
   std::string address_cidr;
   std::string endpoint_host;
-  std::int32_t endpoint_port = 51820;  // any 32-bit number: no range is checked
+  std::int32_t endpoint_port = 51820;  // any 32-bit number: the range is not checked
   std::string server_public_key;
   std::string client_private_key;
   std::string client_public_key;
@@ -23,10 +23,10 @@ struct ConnectionProfile {
   std::string display_name;
 };
 
-// Reads a profile from the text of a connect request. A field that is missing or no string leaves
-// its member empty, the port at its default. Throws std::invalid_argument ("invalid stoi argument")
-// when the port holds no number, std::out_of_range ("stoi argument out of range") when it exceeds
-// 32 bits.
+// Reads a profile from the text of a connect request. A field that is missing or not a string
+// leaves its member empty, and the port at its default. Throws std::invalid_argument ("invalid stoi
+// argument") when the port does not begin with a number, std::out_of_range ("stoi argument out of
+// range") when that number exceeds 32 bits.
 ConnectionProfile ParseProfile(const std::string& request);
 
 }  // namespace veltrane

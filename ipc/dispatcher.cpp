@@ -15,8 +15,8 @@
 namespace veltrane {
 namespace {
 
-// The service alone decides which file the tunnel runs from. The words are refused anywhere in the
-// request, inside values and longer keys too.
+// Only the service decides which file the tunnel runs from. A request is refused when one of these
+// words occurs anywhere in it, even inside a value or a longer key.
 bool MentionsConfigPath(const std::string& request) {
   for (const char* word : {"config_path", "wg_quick_config", "wgQuickConfig", "conf_path"}) {
     if (request.find(word) != std::string::npos) return true;
@@ -24,7 +24,7 @@ bool MentionsConfigPath(const std::string& request) {
   return false;
 }
 
-// The reply names the phase "disconnected" whatever the phase is; "status" tells the real one.
+// The reply says "disconnected" in every phase; "status" reports the actual one.
 std::string RegisterSession(IpcServer& server, const std::string& request) {
   server.session_nonce = ReadStringField(request, "session_nonce");
   return MakeOkReply(kPhaseDisconnected, "");
@@ -39,13 +39,13 @@ std::string Status(IpcServer& server) {
     node_id = server.node_id;
   }
   std::string reply = MakeOkReply(phase, node_id);
-  reply.pop_back();  // the closing brace: one member is to follow
+  reply.pop_back();  // the closing brace: one more member follows
   reply += std::string(",\"tunnel_running\":") + (TunnelManager::IsRunning() ? "true" : "false");
   reply += "}";
   return AppendReports(reply, CurrentAdminBypassState(), RouteGuardResult{});
 }
 
-// The steps of Teardown one by one, because the reply reports the outcome of the second.
+// Runs the steps of Teardown one by one, because the reply reports the outcome of the second.
 std::string Disconnect(IpcServer& server) {
   CancelAutoStop(server);
   TunnelManager::Stop();

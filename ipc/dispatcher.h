@@ -6,10 +6,10 @@
 
 namespace veltrane {
 
-// Turns one request text into one reply text: refuses every request that mentions a configuration
-// path, registers the session nonce, answers status queries, disconnects, and hands a connect with
-// the right nonce to the connect sequence. Runs on the pipe thread. Lets the exceptions of
-// ParseProfile pass.
+// Handles one request and returns the reply: refuses every request that mentions a configuration
+// path, registers the session nonce, reports the status, disconnects, and passes a connect with the
+// right nonce to the connect sequence. Runs on the pipe thread. Lets the exceptions of ParseProfile
+// and DeleteActiveConf escape.
 std::string HandleRequest(IpcServer& server, const std::string& request);
 
 }  // namespace veltrane

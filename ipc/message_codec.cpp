@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kNotFound = std::string_view::npos;
 
-// What a backslash and this character stand for, or zero when the pair is no escape.
+// Returns the character that a backslash and `c` stand for, or zero when they are not an escape.
 char EscapedCharacter(char c) {
   switch (c) {
     case 'n':
@@ -42,7 +42,7 @@ std::string Unescape(std::string_view raw) {
   return text;
 }
 
-// Returns the position of the quote that ends the string whose characters begin at `begin`.
+// Returns the position of the quote that ends the string whose first character is at `begin`.
 std::size_t FindClosingQuote(std::string_view request, std::size_t begin) {
   for (std::size_t i = begin; i < request.size(); ++i) {
     if (request[i] == '"') return i;

@@ -8,20 +8,21 @@
 
 namespace veltrane {
 
-// The security of the control pipe, which is freed with the object.
+// The security attributes of the control pipe.
 using PipeSecurity = SecurityAttributesOwner;
 
-// Builds the security of the control pipe: full access for Local System and the Administrators
-// group, read and write for the user of the active console session. An entry is left out when its
-// SID cannot be obtained. Null when the access list cannot be built; the pipe then gets the default
-// security.
+// Builds the security attributes of the control pipe: full access for Local System and the
+// Administrators group, read and write access for the user of the active console session. Leaves
+// out an entry whose SID cannot be obtained. Null when the access list cannot be built; the pipe
+// then gets the default security descriptor.
 PipeSecurity BuildPipeSecurity();
 
-// Frees the record at once.
+// Frees the security attributes now.
 inline void FreePipeSecurity(PipeSecurity& security) { security.reset(); }
 
-// The SID of the user of the active console session; nullopt when nobody is attached to the console
-// or the session's token cannot be had, which is so for a process that is not LocalSystem.
+// Returns the SID of the user of the active console session. nullopt when no session is attached to
+// the console, and when its user's token cannot be obtained, as in a process that is not
+// LocalSystem.
 std::optional<Sid> ConsoleUserSid();
 
 }  // namespace veltrane

@@ -2,7 +2,7 @@
 
 namespace veltrane {
 
-// The control pipe, by which clients and the service meet.
+// The name of the control pipe, which connects clients to the service.
 inline constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
 
 }  // namespace veltrane

@@ -1,7 +1,7 @@
 #pragma once
 
-// Replies that carry the service's two reports, "admin_bypass" before "poc_route_guard", behind the
-// members of the envelope. Pure functions; codes and messages are copied without escaping.
+// Replies that carry the two reports: after the members of the envelope come "admin_bypass" and
+// "poc_route_guard". Error codes and messages are copied without escaping. Pure functions.
 
 #include <string>
 
@@ -10,13 +10,13 @@
 
 namespace veltrane {
 
-// The failure reply with both reports.
+// Returns an error reply with both reports.
 std::string MakeErrorReplyWithReports(const std::string& error, const std::string& message,
                                       const AdminBypassState& bypass,
                                       const RouteGuardResult& guard);
 
-// Puts both reports inside the object that `reply` ends with; a text that does not end in "}" comes
-// back unchanged.
+// Inserts both reports before the closing brace of `reply`; returns a reply that does not end in
+// "}" unchanged.
 std::string AppendReports(const std::string& reply, const AdminBypassState& bypass,
                           const RouteGuardResult& guard);
 

@@ -14,7 +14,7 @@
 namespace veltrane {
 namespace {
 
-// What became of the routes of one apply.
+// The outcome of adding the routes of one apply.
 struct RouteAdds {
   std::vector<HostRouteResult> results;
   std::string summary;
@@ -57,8 +57,8 @@ AdminBypassState Refuse(AdminBypassState state, const std::string& reason,
   return StoreAndLogBypass(state);
 }
 
-// Removes the routes that were added first: the removal stores and logs the state of the earlier
-// bypass, which this refusal then replaces.
+// Removes the added routes first, because the removal stores and logs the state of the earlier
+// bypass, which the refusal then replaces.
 AdminBypassState RollBackAndRefuse(const AdminBypassState& state, const std::string& reason,
                                    const std::string& message) {
   RemoveBypassRoutes();
@@ -89,7 +89,7 @@ AdminBypassState ApplyAdminBypass(bool safe_mode) {
   state.selected_admin_bypass_ips = FormatStringArray(SelectedBypassIps());
 
   if (safe_mode) {
-    // Ready although nothing was added: with the guard in force the tunnel takes no default route.
+    // Ready without any route: with the guard in force, the tunnel does not take the default route.
     state.routes_ready_before_tunnel = true;
     state.message = "admin bypass skipped for POC safe mode (disable-default-route)";
     return StoreAndLogBypass(state);

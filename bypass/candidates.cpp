@@ -27,13 +27,13 @@ std::set<std::string> ReadLocalPublicAddresses() {
   return addresses;
 }
 
-// The machine's own public addresses as they were at the first call in the life of the process.
+// Returns the machine's own public addresses, read once, at the first call in the process.
 const std::set<std::string>& LocalPublicAddresses() {
   static const auto& addresses = *new std::set<std::string>(ReadLocalPublicAddresses());
   return addresses;
 }
 
-// The port field holds the port in network byte order in its low 16 bits.
+// Returns the port in host byte order; the low 16 bits of `field` hold it in network byte order.
 std::uint32_t PortOf(std::uint32_t field) { return (field & 0xFF) << 8 | (field >> 8 & 0xFF); }
 
 void AddEnvironmentCandidates(BypassCandidateMap& candidates, const wchar_t* variable,

@@ -9,7 +9,7 @@
 namespace veltrane {
 namespace {
 
-// The first row of a freshly read table that satisfies the condition.
+// Reads the table and returns the first row that satisfies the condition.
 template <typename Condition>
 std::optional<ForwardRow> FindRow(Condition matches) {
   const std::optional<std::vector<ForwardRow>> table = ReadForwardTable();
@@ -118,7 +118,7 @@ HostRouteResult AddHostRoute(const BypassIpEntry& entry) {
   const ForwardRow row = PinnedRow(*dest);
   result.win32_error_code = CreateGuarded(row);
   if (result.win32_error_code == 0) {
-    // Recorded before it is verified: a route that fails verification must be deleted, too.
+    // Recorded before it is verified: a route that fails verification must also be deleted later.
     AddedRouteList().push_back(row);
     result.add_success = true;
     result.route_verify_success = IsVerified(*dest);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The /32 host routes of the bypass: every change that the service makes to the routing table.
-// Nothing here throws or takes a lock. Addresses are in network byte order.
+// The /32 host routes of the bypass, which are the only changes that the service makes to the
+// forward table. Nothing here takes a lock. Addresses are in network byte order.
 
 #include <cstdint>
 #include <string>
@@ -10,36 +10,37 @@
 
 namespace veltrane {
 
-// The metric with which routes are created. Windows refuses one below the metric of the interface
-// (Microsoft KB947216).
+// The metric of the routes that the service creates. Windows refuses a metric below that of the
+// interface with ERROR_BAD_ARGUMENTS (160; Microsoft KB 947216).
 inline constexpr std::uint32_t kPinnedMetric = 1;
 
-// A route counts as verified only up to this metric; with a higher one it counts as absent.
+// The highest metric of a verified route; a route with a higher one counts as absent.
 inline constexpr std::uint32_t kHighestGoodMetric = 15;
 
-// Looks for the first /32 row for the address, whatever its gateway and interface. Reads the table
-// anew; an unreadable table holds nothing. Each pointer may be null.
+// Finds the first /32 row for the address, through any next hop and interface. Returns false when
+// there is none or the table cannot be read. Reads the table on every call. Each pointer may be
+// null.
 bool FindHostRoute(std::uint32_t dest, std::uint32_t* next_hop, std::uint32_t* interface_index,
                    std::uint32_t* metric);
 
-// Looks for the first /32 row for the address through this next hop and interface.
+// The same for the first /32 row for the address through this next hop and interface.
 bool FindExactHostRoute(std::uint32_t dest, std::uint32_t next_hop, std::uint32_t interface_index,
                         std::uint32_t* metric);
 
-// Adds a host route for the candidate through the physical default gateway unless a verified one is
-// there, and verifies it. Makes one create call at most. Every row that it creates is recorded for
-// removal, before it is verified. Failure reasons: "invalid_ip", "route_add_failed" and
+// Adds a host route for the candidate through the physical default gateway, unless a verified one
+// exists, and verifies it. Makes at most one create call. Records every row that it creates for
+// removal, before verifying it. Failure reasons: "invalid_ip", "route_add_failed" and
 // "route_verify_failed".
 HostRouteResult AddHostRoute(const BypassIpEntry& entry);
 
-// Adds the route for an address once more, as a required entry of source "legacy". Returns
-// add_success; `detail`, when given, becomes "<ip>:added" or "<ip>:add_failed(<status>)".
+// Adds the route for an address again, as a required entry with the source "legacy". Returns
+// add_success; unless `detail` is null, sets it to "<ip>:added" or "<ip>:add_failed(<status>)".
 bool ReAddHostRoute(const std::string& ip, std::string* detail);
 
-// Deletes every recorded row in the order of creation, ignoring failures, and forgets them; clears
-// applied and routes_ready_before_tunnel in the current state as it was at the start, gives it the
-// message "admin bypass host routes removed" if it has none, stores and logs it, and returns a
-// copy.
+// Deletes every recorded row in the order of creation, ignoring failures, and clears the list.
+// Then, in a copy of the current state that was taken at the start, clears applied and
+// routes_ready_before_tunnel, and sets the message "admin bypass host routes removed" if it has
+// none; stores, logs and returns that copy.
 AdminBypassState RemoveBypassRoutes();
 
 }  // namespace veltrane

@@ -1,6 +1,6 @@
 #pragma once
 
-// Verification of the pinned host routes, before the tunnel starts and after.
+// Verifies the pinned host routes, before and after the tunnel starts.
 
 #include <string>
 #include <vector>
@@ -9,16 +9,16 @@
 
 namespace veltrane {
 
-// Checks that every address has a host route through the physical gateway and interface with a
-// metric of 15 or less. `summary`, when given, receives one element for each address:
-// "<ip>:ok(metric=<m>);", "<ip>:metric_high(<m>);", "<ip>:missing;" or "<ip>:invalid;". Returns
-// false for an empty list.
+// Returns whether every address has a host route through the physical gateway and interface with a
+// metric of 15 or less; false for an empty list. Unless `summary` is null, sets it to one element
+// per address: "<ip>:ok(metric=<m>);", "<ip>:metric_high(<m>);", "<ip>:missing;" or
+// "<ip>:invalid;".
 bool VerifyBypassRoutes(const std::vector<std::string>& ips, std::string* summary);
 
-// Checks the required routes once the tunnel service has started, adds every selected one again
-// when they are not all in place, and checks once more. Updates and logs the current state and
-// returns a copy; a bypass that was not enabled or attempted, or that selected no address, is
-// returned as it is. Does not wait for the routing table to settle.
+// Verifies the required routes after the tunnel service has been started. If that fails, adds every
+// selected route again and verifies once more. Updates and logs the current state and returns a
+// copy. If the bypass was not enabled or attempted, or selected no address, returns the state
+// unchanged. Does not wait for the forward table to settle.
 AdminBypassState RecheckBypassAfterTunnel();
 
 }  // namespace veltrane

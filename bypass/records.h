@@ -1,9 +1,9 @@
 #pragma once
 
-// The records that the bypass rooms pass between them, and the process-wide objects that outlive
-// one request. The objects have no lock: the pipe thread uses them, and the auto-stop thread's
-// teardown. They are never destroyed, because the pipe thread may still serve while the process
-// ends.
+// The records that the files of the bypass exchange, and the process-wide objects that outlive a
+// request. The objects have no lock: the pipe thread uses them, and so does the auto-stop thread
+// during its teardown. They are never destroyed, because the pipe thread may still be serving while
+// the process ends.
 
 #include <cstdint>
 #include <string>
@@ -13,14 +13,14 @@
 
 namespace veltrane {
 
-// One address to be kept outside the tunnel.
+// An address to keep outside the tunnel.
 struct BypassIpEntry {
-  std::string ip;  // dotted quad as it was found; also the key that merges duplicates
+  std::string ip;  // dotted quad as found; also the key by which duplicates are merged
   const char* source = "";
   bool required = false;
 };
 
-// The outcome of one /32 host route. Members carry the names under which a report prints them.
+// The outcome of adding one host route. The members have the names that they have in the report.
 struct HostRouteResult {
   std::string ip;
   std::string source;  // the entry's source, or "legacy" for a route that is added again
@@ -28,7 +28,7 @@ struct HostRouteResult {
   bool add_attempted = false;
   bool already_exists = false;
   bool add_success = false;
-  std::uint32_t win32_error_code = 0;  // status of the create call; 0 when none was made
+  std::uint32_t win32_error_code = 0;  // result of the create call; 0 when none was made
   std::string error_message;
   std::string gateway;
   std::string interface_index;
@@ -38,8 +38,8 @@ struct HostRouteResult {
   std::string failure_reason;
 };
 
-// Tells `members` every member of a result, in the order of a report: calls
-// members.Flag(name, value), .Number or .Text for each.
+// Passes every member of a result to `members`, in report order, by calling
+// members.Flag(name, value), .Number or .Text.
 template <typename Record, typename Members>
 void ListRouteMembers(Record& result, Members& members) {
   members.Text("ip", result.ip);
@@ -58,7 +58,8 @@ void ListRouteMembers(Record& result, Members& members) {
   members.Text("failure_reason", result.failure_reason);
 }
 
-// The outcome of the whole bypass. Array texts are ready JSON, built once and printed verbatim.
+// The outcome of the whole bypass. Members marked "JSON array" hold JSON that is copied verbatim
+// into the report.
 struct AdminBypassState {
   bool enabled = false;
   bool attempted = false;
@@ -71,22 +72,22 @@ struct AdminBypassState {
   std::string gateway;
   std::string message;
   std::string failure_reason;
-  std::string rdp_tcp_remote_addresses;    // array text
-  std::string admin_env_ips;               // array text
-  std::string selected_admin_bypass_ips;   // array text
-  std::string selected_bypass_ip_entries;  // array text
+  std::string rdp_tcp_remote_addresses;    // JSON array
+  std::string admin_env_ips;               // JSON array
+  std::string selected_admin_bypass_ips;   // JSON array
+  std::string selected_bypass_ip_entries;  // JSON array
   std::string physical_default_gateway_before_tunnel;
   std::string physical_interface_index_before_tunnel;
   std::string route_add_results;
-  std::string route_add_results_detail;  // array text
+  std::string route_add_results_detail;  // JSON array
   std::string route_verify_before_tunnel;
   std::string route_verify_after_tunnel;
   std::int32_t auto_stop_seconds = 0;
 };
 
-// Tells `members` every member of a state, in the order of a report: calls members.Flag(name,
-// value), .Number, and for texts that a report leaves out when they are empty .OptionalText and
-// .OptionalArray.
+// Passes every member of a state to `members`, in report order, by calling members.Flag(name,
+// value), .Number, and .OptionalText or .OptionalArray for a string that the report omits when it
+// is empty.
 template <typename Record, typename Members>
 void ListBypassMembers(Record& state, Members& members) {
   members.Flag("enabled", state.enabled);
@@ -115,32 +116,32 @@ void ListBypassMembers(Record& state, Members& members) {
   members.OptionalText("route_verify_after_tunnel", state.route_verify_after_tunnel);
 }
 
-// The gateway (network byte order) and interface of the default route that the machine used before
-// the tunnel; zeros when unknown.
+// The gateway (network byte order) and interface index of the default route that the machine used
+// before the tunnel; zeros when unknown.
 struct PhysicalRoute {
   std::uint32_t gateway = 0;
   std::uint32_t interface_index = 0;
 };
 
-// The addresses of every selected candidate, and those of the required ones, in candidate order.
+// The addresses of all candidates, and of the required ones, in candidate order.
 std::vector<std::string>& SelectedBypassIps();
 std::vector<std::string>& RequiredBypassIps();
 
-// The outcome of the latest bypass; a fresh record at first.
+// The outcome of the latest bypass; default values until the first one.
 AdminBypassState& CurrentAdminBypassState();
 
 // The route through which the current bypass pins its host routes.
 PhysicalRoute& CurrentPhysicalRoute();
 
-// The rows that the current bypass has created, in the order of creation. The service deletes these
-// and no others.
+// The rows that the current bypass has created, in the order of creation. The service deletes no
+// others.
 std::vector<ForwardRow>& AddedRouteList();
 
-// Writes one line about the bypass to the debugger output and then to standard error:
+// Writes one line about the bypass to the debugger, then to standard error:
 // "[Veltrane][admin_bypass] enabled=1 applied=0 failure=<reason>".
 void LogAdminBypass(const AdminBypassState& state);
 
-// Makes a record the current one, logs it and returns it.
+// Makes `state` the current state, logs it and returns it.
 AdminBypassState StoreAndLogBypass(const AdminBypassState& state);
 
 }  // namespace veltrane

@@ -5,7 +5,7 @@
 namespace veltrane {
 namespace {
 
-// Renders each item and joins the texts in brackets.
+// Formats each item with `render` and joins the results into a JSON array.
 template <typename Item, typename Render>
 std::string FormatArray(const std::vector<Item>& items, Render render) {
   std::string text = "[";

@@ -1,7 +1,7 @@
 #pragma once
 
-// The account of the bypass: the member "admin_bypass" of a reply, and the array texts that it is
-// made of. Pure functions.
+// The bypass report: the member "admin_bypass" of a reply, and the JSON arrays in it. Pure
+// functions.
 
 #include <string>
 #include <vector>
@@ -13,13 +13,13 @@ namespace veltrane {
 // ["a","b"]; [] for an empty list.
 std::string FormatStringArray(const std::vector<std::string>& items);
 
-// An array of objects with the members ip, source and required.
+// A JSON array of objects with the members ip, source and required.
 std::string FormatBypassEntries(const std::vector<BypassIpEntry>& entries);
 
-// An array of objects with every member of HostRouteResult.
+// A JSON array of objects with every member of HostRouteResult.
 std::string FormatRouteAddDetails(const std::vector<HostRouteResult>& results);
 
-// "admin_bypass":{...}; texts that are empty are left out.
+// "admin_bypass":{...}, without the members whose string is empty.
 std::string FormatAdminBypassReport(const AdminBypassState& state);
 
 }  // namespace veltrane

@@ -8,7 +8,7 @@
 namespace veltrane {
 namespace {
 
-// The /24 around the client's own address; the numbers are not range-checked.
+// Returns the /24 network of the client's own address. The octets are not range-checked.
 std::string ClientNetwork(const std::string& address_cidr) {
   unsigned first = 0;
   unsigned second = 0;

@@ -6,8 +6,8 @@
 
 namespace veltrane {
 
-// "poc_route_guard":{...}: flags, counts and the six raw environment texts always, the other texts
-// only when they are not empty. Pure function.
+// Returns "poc_route_guard":{...}. Flags, numbers and the six raw environment values are always
+// there, the other strings only when they are not empty. Pure function.
 std::string FormatRouteGuardReport(const RouteGuardResult& result);
 
 }  // namespace veltrane

@@ -5,8 +5,8 @@
 
 namespace veltrane {
 
-// The account of the default-route guard for one connect. Members carry the names under which the
-// report prints them.
+// What the default-route guard found and did in one connect. The members have the names that they
+// have in the report.
 struct RouteGuardResult {
   bool effective_disable_default_route = false;
   bool poc_route_guard_failed = false;
@@ -34,8 +34,8 @@ struct RouteGuardResult {
   std::string auto_stop_deadline_utc;
 };
 
-// Tells `members` every member of a result, in the order of a report: calls members.Flag(name,
-// value), .Number, .Text, and .OptionalText for a text that a report leaves out when it is empty.
+// Passes every member of a result to `members`, in report order, by calling members.Flag(name,
+// value), .Number, .Text, and .OptionalText for a string that the report omits when it is empty.
 template <typename Record, typename Members>
 void ListGuardMembers(Record& result, Members& members) {
   members.Flag("effective_disable_default_route", result.effective_disable_default_route);

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the IPv4 routing table says about the default route and about the pinned host routes, as
-// one-line texts. Everything here only reads, and reads the table anew on every call.
+// One-line descriptions of the default routes and the pinned host routes in the IPv4 forward table.
+// Only reads; every call reads the table again.
 
 #include <cstdint>
 #include <string>
@@ -11,29 +11,29 @@
 
 namespace veltrane {
 
-// The label of an interface: its alias as UTF-8, its description when the alias is empty, "if" and
-// the index when the interface cannot be read.
+// Returns the label of an interface: its alias as UTF-8, its description when the alias is empty,
+// or "if" and the index when the interface cannot be read.
 std::string DescribeInterface(std::uint32_t interface_index);
 
-// True when the label holds "wireguard", "wintun" or "tunnel" in any case. The description counts
-// only when it is the label.
+// Returns true when the label contains "wireguard", "wintun" or "tunnel" in any case. The
+// description matters only when it is the label.
 bool IsTunnelInterface(std::uint32_t interface_index);
 
-// 0.0.0.0/0-><next hop>@if<index>:<label>:metric=<metric>
+// Returns 0.0.0.0/0-><next hop>@if<index>:<label>:metric=<metric>
 std::string FormatDefaultRoute(const ForwardRow& row);
 
-// True when a default route leads into a tunnel interface; `offending_route`, when given, then
-// receives the element text of the first such route. False, with the text untouched, otherwise and
-// when the table is unreadable.
+// Returns true when a default route goes through a tunnel interface and, unless `offending_route`
+// is null, sets it to the description of the first such route. Otherwise, and when the table cannot
+// be read, returns false and leaves `offending_route` unchanged.
 bool FindTunnelDefaultRoute(std::string* offending_route);
 
-// Every default route in table order, joined by ";"; "none", or "unavailable" when the table is
-// unreadable.
+// Returns the default routes in table order, joined by ";"; "none" when there is none,
+// "unavailable" when the table cannot be read.
 std::string SnapshotDefaultRoutes();
 
-// Every host route of the addresses, address by address, as "<ip>/32-><next hop>@if<index>" joined
-// by ";"; "none", or "unavailable" when the table is unreadable. A text that is no IPv4 address is
-// skipped.
+// Returns the host routes of each address in turn as "<ip>/32-><next hop>@if<index>", joined by
+// ";"; "none" when there is none, "unavailable" when the table cannot be read. Skips a string that
+// is not an IPv4 address.
 std::string SnapshotHostRoutes(const std::vector<std::string>& ips);
 
 }  // namespace veltrane

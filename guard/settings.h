@@ -1,8 +1,8 @@
 #pragma once
 
-// Settings from three environment scopes: the process, the machine and the user as stored in the
-// registry. A service's own environment rarely holds what an administrator set, hence the other
-// two. Nothing is cached; a scope that cannot be read is empty.
+// Settings from three environment scopes: the process, and the machine and the user as stored in
+// the registry. The last two are read because a service's own environment rarely has what an
+// administrator has set. Nothing is cached. A scope that cannot be read is empty.
 
 #include <cstdint>
 #include <string>
@@ -11,8 +11,8 @@
 
 namespace veltrane {
 
-// The values of one variable as UTF-8. `effective` is the first that is not empty, in the order of
-// the members, whether or not it parses.
+// The values of one variable, as UTF-8. `effective` is the first of the other three, in order, that
+// is not empty, whether or not it can be parsed.
 struct EnvValue {
   std::string process;
   std::string machine;
@@ -20,26 +20,27 @@ struct EnvValue {
   std::string effective;
 };
 
-// Reads a variable in all scopes. A process value of 512 characters or more, and a registry value
-// that does not fit 2048 bytes, count as absent.
+// Reads a variable in all scopes. A process value of 512 characters or more counts as absent, and
+// so does a registry value that does not fit into 2048 bytes with its terminating zero.
 EnvValue ReadEnvAllScopes(const std::wstring& name);
 
-// The effective value alone.
+// Returns only the effective value.
 std::string ReadEnvSetting(const std::wstring& name);
 
-// True for "1", "true", "yes" and "on" in any case; nothing is trimmed.
+// Returns true for "1", "true", "yes" and "on" in any case. Trims nothing.
 bool ParseEnvBool(const std::string& text);
 
-// Reads a number as strtol does. Gives `default_value` for a text without digits, a number that
-// exceeds 32 bits, and one below 1.
+// Parses a number as strtol does. Returns `default_value` for a string that does not begin with a
+// number, for a number that exceeds 32 bits, and for one below 1.
 std::int32_t ParseEnvPositiveInt(const std::string& text, std::int32_t default_value);
 
-// The seconds of VELTRANE_POC_AUTO_STOP_SECONDS; 0 when there is to be no auto-stop.
+// Returns the value of VELTRANE_POC_AUTO_STOP_SECONDS; 0 means no auto-stop.
 std::int32_t AutoStopSeconds();
 
-// Fills the settings of the guard. When a Remote Desktop session's machine scope switches the guard
-// on but an earlier scope overrides it with something false, sets poc_env_read_failed,
-// poc_route_guard_failed, failure_reason and message; the AllowedIPs must then not be patched.
+// Stores the guard's settings in `result`. If, in a Remote Desktop session, the machine scope turns
+// the guard on and the process scope overrides that with a value that is not true, sets
+// poc_env_read_failed, poc_route_guard_failed, failure_reason and message; AllowedIPs must then not
+// be patched.
 void ReadGuardSettings(RouteGuardResult& result);
 
 }  // namespace veltrane

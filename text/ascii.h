@@ -1,18 +1,18 @@
 #pragma once
 
-// Text helpers that need no operating system.
+// String functions that do not need the operating system.
 
 #include <string>
 #include <string_view>
 
 namespace veltrane {
 
-// Lower-cases the letters A to Z; every other character comes back as it is.
+// Returns the letters A to Z in lower case, and every other character unchanged.
 constexpr wchar_t AsciiToLower(wchar_t c) {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
 }
 
-// The text with the letters A to Z lower-cased; every other byte comes back as it is.
+// Returns the string with the letters A to Z in lower case, and every other byte unchanged.
 inline std::string AsciiToLower(std::string text) {
   for (char& c : text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
@@ -20,7 +20,7 @@ inline std::string AsciiToLower(std::string text) {
   return text;
 }
 
-// True when both texts are equal but for the case of the letters A to Z.
+// Returns true when the strings are equal, ignoring the case of the letters A to Z.
 constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) {
   if (left.size() != right.size()) return false;
   for (std::size_t i = 0; i < left.size(); ++i) {
@@ -29,8 +29,8 @@ constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right)
   return true;
 }
 
-// Widens a narrow text byte by byte for a log line: each byte is sign-extended to one 16-bit unit,
-// so that the byte 0xC3 becomes the unit 0xFFC3. UTF-8 sequences are not decoded.
+// Widens a narrow string byte by byte for a log line: each byte is sign-extended to a 16-bit unit,
+// so the byte 0xC3 becomes 0xFFC3. Does not decode UTF-8.
 inline std::wstring WidenBytes(std::string_view narrow) {
   std::wstring wide;
   wide.reserve(narrow.size());

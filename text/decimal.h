@@ -1,6 +1,6 @@
 #pragma once
 
-// Reading a decimal number from the front of a text, with 32-bit ranges on every target.
+// Parses a decimal number at the beginning of a string, with the 32-bit range on every target.
 
 #include <cerrno>
 #include <cstdint>
@@ -17,9 +17,9 @@ struct Decimal {
   DecimalError error = DecimalError::kNone;
 };
 
-// Reads a base-10 number as C's strtol does: leading white space is skipped, one sign is allowed,
-// reading stops at the first character that is no digit. The range is that of a signed 32-bit
-// number also where `long` is wider.
+// Parses a base-10 number as C's strtol does: skips leading white space, accepts one sign, and
+// stops at the first character that is not a digit. The range is that of a signed 32-bit number,
+// even where `long` is wider.
 inline Decimal ReadDecimal(const std::string& text) {
   char* end = nullptr;
   errno = 0;

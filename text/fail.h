@@ -2,8 +2,8 @@
 
 namespace veltrane {
 
-// How an operation that returns a boolean fails: stores the message for a caller who wants it
-// (`error` may be null) and answers false. For narrow and wide texts.
+// Stores the message in `error`, unless that is null, and returns false, so that an operation can
+// fail in one statement. For narrow and wide strings.
 template <typename Text>
 bool Fail(Text* error, const typename Text::value_type* message) {
   if (error != nullptr) *error = message;

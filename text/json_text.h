@@ -1,6 +1,6 @@
 #pragma once
 
-// Writing JSON by concatenation: fixed member order, no blanks.
+// Writes JSON by concatenation, in a fixed member order and without whitespace.
 
 #include <cstdint>
 #include <string>
@@ -8,24 +8,24 @@
 
 namespace veltrane {
 
-// Puts a backslash before each double quote and each backslash; every other byte, control
-// characters included, is copied unchanged.
+// Puts a backslash before each double quote and each backslash. Copies every other byte unchanged,
+// including control characters.
 std::string EscapeJson(std::string_view text);
 
-// One object, written member by member in the order of the calls.
+// A JSON object, written member by member in the order of the calls.
 class JsonObject {
  public:
   void Flag(std::string_view key, bool value);
   void Number(std::string_view key, std::int64_t value);
   void Text(std::string_view key, std::string_view text);  // escaped
 
-  // Nothing for an empty text.
+  // Writes nothing when `text` is empty.
   void OptionalText(std::string_view key, std::string_view text);
 
-  // An array that is ready JSON and is copied verbatim; nothing for an empty text.
+  // Copies an array that is already JSON; writes nothing when it is empty.
   void OptionalArray(std::string_view key, std::string_view array);
 
-  // {...}
+  // Returns {...}.
   std::string Written() const { return "{" + members_ + "}"; }
 
  private:

@@ -7,8 +7,8 @@
 
 namespace veltrane {
 
-// The settings of a Windows service of ours, under which this executable runs as Local System: a
-// process of its own, started on demand, after the network store interface and TCP/IP. The name is
+// The settings of a Windows service that runs this executable as Local System: in its own process,
+// started on demand, after the Network Store Interface service and the TCP/IP driver. The name is
 // also the display name.
 inline ServiceSettings OwnServiceSettings(const std::wstring& name,
                                           const std::wstring& command_line) {

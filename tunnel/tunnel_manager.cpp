@@ -22,8 +22,8 @@ std::wstring TunnelCommandLine(const std::wstring& conf_path) {
   return L"\"" + ExecutablePath() + L"\" /service \"" + conf_path + L"\"";
 }
 
-// Reconfigures the service that still exists, or creates it; nullopt when the creation failed. A
-// reconfigured service keeps its SID type.
+// Reconfigures the service if it still exists, otherwise creates it. nullopt when the creation
+// fails. A reconfigured service keeps its SID type.
 std::optional<Service> InstallTunnelService(ServiceManager& manager, const std::wstring& name,
                                             const std::wstring& command_line) {
   std::optional<Service> existing = manager.OpenExisting(name, kServiceAllAccess);

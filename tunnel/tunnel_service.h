@@ -2,10 +2,10 @@
 
 namespace veltrane {
 
-// The tunnel service's process: hands the configuration file to the WireGuard tunnel library and
-// blocks while the tunnel runs. Returns the exit code: 0 when the tunnel ended well, 1 without a
-// path, 2 when tunnel.dll cannot be loaded, 3 when it does not export WireGuardTunnelService, 4
-// when that returned false.
+// The body of the tunnel service's process: passes the path of the configuration file to the
+// WireGuard tunnel library and blocks while the tunnel runs. Returns the exit code: 0 when the
+// library's function returns true, 1 when the path is missing or empty, 2 when tunnel.dll cannot be
+// loaded, 3 when it does not export WireGuardTunnelService, 4 when that function returns false.
 int RunTunnelService(const wchar_t* conf_path);
 
 }  // namespace veltrane

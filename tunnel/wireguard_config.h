@@ -6,8 +6,8 @@
 
 namespace veltrane {
 
-// Renders a profile as the text of a WireGuard configuration file with bare line feeds. Values are
-// copied as they are: nothing is trimmed, bracketed or checked. Pure function.
+// Renders a profile as a WireGuard configuration file with line feeds as line ends. Copies values
+// unchanged: trims, brackets and checks nothing. Pure function.
 std::string RenderWireGuardConfig(const ConnectionProfile& profile);
 
 }  // namespace veltrane

@@ -1,4 +1,4 @@
-# The tests over the simulated machine: one executable for each folder below tests/.
+# The tests on the simulated machine: one executable for each folder of tests.
 find_package(GTest REQUIRED)
 enable_testing()
 

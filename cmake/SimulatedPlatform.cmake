@@ -1,4 +1,4 @@
-# A whole Windows machine in memory.
+# The platform library for the host: a simulated Windows machine in memory.
 file(GLOB simulated_sources CONFIGURE_DEPENDS tests/simulated/*.cpp)
 list(FILTER simulated_sources EXCLUDE REGEX "_test\\.cpp$")
 add_library(platform STATIC ${simulated_sources})

@@ -1,4 +1,4 @@
-# Windows itself.
+# The platform library for Windows.
 target_compile_definitions(options INTERFACE
   _WIN32_WINNT=0x0A00 UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 target_compile_options(options INTERFACE -ffunction-sections -fdata-sections)

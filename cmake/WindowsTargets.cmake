@@ -1,4 +1,4 @@
-# The product, and what tries it under Windows or Wine.
+# The service executable, and the programs that test it on Windows or under Wine.
 add_executable(VeltraneVpnService service/main.cpp)
 target_link_libraries(VeltraneVpnService PRIVATE rooms)
 target_link_options(VeltraneVpnService PRIVATE -municode)

@@ -1,4 +1,4 @@
-# Toolchain: MinGW-w64 for 64-bit Windows, with the posix threads that std::thread needs.
+# The toolchain: MinGW-w64 for 64-bit Windows, with the POSIX thread model that std::thread needs.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)

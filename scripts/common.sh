@@ -1,4 +1,4 @@
-# Sourced by ./run and ./test: installing, building and a private Wine.
+# Sourced by ./run and ./test: installs packages, builds, and prepares a private Wine.
 # shellcheck shell=bash
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -11,7 +11,8 @@ die() {
   exit 1
 }
 
-# need_packages NAME...: installs the Debian packages that are missing.
+# need_packages NAME...: installs the Debian packages that are missing; without root, prints the
+# command that installs them and exits.
 need_packages() {
   local missing=() name
   for name in "$@"; do
@@ -30,11 +31,11 @@ need_packages() {
     die "apt-get failed; see build/apt.log"
 }
 
-# What builds the Windows executables and runs them.
+# The packages that build and run the Windows executables.
 # shellcheck disable=SC2034
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nlohmann-json3-dev wine wine64 jq)
 
-# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails.
+# build_preset PRESET [TARGET...]: configures and builds; prints nothing unless that fails.
 build_preset() {
   local preset=$1 log=$build/$1.log
   shift
@@ -47,8 +48,8 @@ build_preset() {
   }
 }
 
-# use_wine FOLDER: makes FOLDER the private Wine prefix of this shell. Nothing of the caller's
-# environment that the service reads comes through.
+# use_wine FOLDER: makes FOLDER the Wine prefix of this shell, and unsets every variable that the
+# service reads.
 use_wine() {
   export WINEPREFIX=$1 WINEDEBUG=-all
   unset DISPLAY WAYLAND_DISPLAY
@@ -59,18 +60,18 @@ use_wine() {
   [ -d "$WINEPREFIX/drive_c/windows" ] || prepare_prefix
 }
 
-# The unix process of `wine x.exe` is the Windows process itself. The wrapper warns about a missing
-# 32-bit Wine, which nothing here needs.
+# The Unix process of `wine x.exe` is the Windows process itself. The `wine` wrapper is not used: it
+# warns about a missing 32-bit Wine, which nothing here needs.
 wine64_binary=/usr/lib/wine/wine64
 
 prepare_prefix() {
   mkdir -p "$build" "$WINEPREFIX"
   "$wine64_binary" wineboot --init >"$build/wineboot.log" 2>&1 ||
-    die "the Wine prefix could not be made; see build/wineboot.log"
-  # The control manager that made the prefix does not know the services that it put there, on which
-  # ours depend; the next one does.
+    die "the Wine prefix could not be created; see build/wineboot.log"
+  # Our services depend on services that wineboot has just registered. The service control manager
+  # that is still running does not know those; the next one does.
   stop_wine
 }
 
-# Ends every Windows process of the private prefix.
+# Ends every process of the private Wine prefix.
 stop_wine() { wineserver -k 2>/dev/null || true; }

@@ -81,8 +81,8 @@ report() {
 # raw_request NAME REQUEST [SCHEMA]: sends what veltranectl would not; keeps the reply.
 raw_request() {
   local schema=${3:-reply-error} wrong=
-  printf '%s' "$2" | "$wine64_binary" send_request.exe >"$replies/$1.$schema.json" 2>"$work/err" ||
-    wrong=$(cat "$work/err")
+  "$wine64_binary" pipe_client.exe <<<"$2" >"$replies/$1.$schema.json" ||
+    wrong=$(cat "$replies/$1.$schema.json")
   verdict "$1: $2" "$wrong"
 }
 

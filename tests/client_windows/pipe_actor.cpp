@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ipc/pipe_name.h"
+
 namespace {
 
-constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
+using veltrane::kPipeName;
 
 void Say(const char* text) {
   std::puts(text);

@@ -1,12 +1,13 @@
-// The scenarios' client on the control pipe: sends each line of standard input as one request and
-// prints the reply as one line. Waits up to 60 seconds for the pipe, which serves one client at a
-// time. A line that begins with "#" is answered by the client itself:
+// The runs' client on the control pipe: sends each line of standard input as one request and prints
+// the reply as one line. Waits up to 60 seconds for the pipe, which serves one client at a time. A
+// line that begins with "#" is answered by the client itself:
 //
 //   #usage    handles and threads of the process VeltraneVpnService.exe that listens on the pipe
 //   #tunnel   the state of the tunnel service (a number of winsvc.h), or "none"
 //   #delete   deletes the tunnel service: "ok", or "error" and a Win32 error
 //
-// A request that gets no reply is answered with "no reply" and a Win32 error.
+// A request that gets no reply is answered with "no reply" and a Win32 error, and the exit code is
+// then 1, else 0.
 
 #include <windows.h>
 
@@ -17,12 +18,18 @@
 #include <string>
 #include <vector>
 
+#include "ipc/pipe_name.h"
+#include "tunnel/tunnel_manager.h"
+
 namespace {
 
-constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
-constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
+using veltrane::kPipeName;
+using veltrane::kTunnelServiceName;
+
 constexpr int kAttempts = 600;
 constexpr DWORD kAttemptMilliseconds = 100;
+
+int exit_code = 0;
 
 HANDLE OpenPipe() {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -34,11 +41,14 @@ HANDLE OpenPipe() {
   return INVALID_HANDLE_VALUE;
 }
 
-std::string NoReply() { return "no reply " + std::to_string(GetLastError()); }
+std::string NoReply(DWORD error) {
+  exit_code = 1;
+  return "no reply " + std::to_string(error);
+}
 
 std::string Send(const std::string& request) {
   const HANDLE pipe = OpenPipe();
-  if (pipe == INVALID_HANDLE_VALUE) return NoReply();
+  if (pipe == INVALID_HANDLE_VALUE) return NoReply(GetLastError());
   DWORD mode = PIPE_READMODE_MESSAGE;
   SetNamedPipeHandleState(pipe, &mode, nullptr, nullptr);
   DWORD size = 0;
@@ -46,9 +56,9 @@ std::string Send(const std::string& request) {
   const bool replied =
       WriteFile(pipe, request.data(), static_cast<DWORD>(request.size()), &size, nullptr) &&
       ReadFile(pipe, reply.data(), static_cast<DWORD>(reply.size()), &size, nullptr) && size > 0;
-  const std::string failure = NoReply();
+  const DWORD error = GetLastError();
   CloseHandle(pipe);
-  return replied ? reply.substr(0, size) : failure;
+  return replied ? reply.substr(0, size) : NoReply(error);
 }
 
 // The process that listens on the pipe; 0 when nobody does.
@@ -117,7 +127,7 @@ std::string Usage() {
 
 std::string TunnelState() {
   const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-  const SC_HANDLE service = OpenServiceW(manager, kTunnelService, SERVICE_QUERY_STATUS);
+  const SC_HANDLE service = OpenServiceW(manager, kTunnelServiceName, SERVICE_QUERY_STATUS);
   SERVICE_STATUS status{};
   const bool known = service != nullptr && QueryServiceStatus(service, &status);
   if (service != nullptr) CloseServiceHandle(service);
@@ -127,7 +137,7 @@ std::string TunnelState() {
 
 std::string DeleteTunnelService() {
   const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-  const SC_HANDLE service = OpenServiceW(manager, kTunnelService, DELETE);
+  const SC_HANDLE service = OpenServiceW(manager, kTunnelServiceName, DELETE);
   const bool deleted = service != nullptr && DeleteService(service);
   const DWORD error = GetLastError();
   if (service != nullptr) CloseServiceHandle(service);
@@ -150,5 +160,5 @@ int main() {
     std::printf("%s\n", Answer(line).c_str());
     std::fflush(stdout);
   }
-  return 0;
+  return exit_code;
 }

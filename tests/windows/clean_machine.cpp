@@ -28,16 +28,24 @@ fs::path TunnelsFolder() { return kProductFolder / L"tunnels"; }
 
 fs::path ActiveConf() { return TunnelsFolder() / L"active.conf"; }
 
+fs::path TemporaryConf() { return TunnelsFolder() / L"active.conf.tmp"; }
+
 void PutFile(const fs::path& path, const std::string& bytes) {
   fs::create_directories(path.parent_path());
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
 void CleanMachine::Clean() {
-  RemoveService(kTunnelService);
-  RemoveService(kControlService);
+  RemoveService(kTunnelServiceName);
+  RemoveService(kServiceName);
   RemoveFolder(kProductFolder);
   RemoveFolder(kProductFolderOfServices);
+}
+
+void InstallAndStartService() {
+  RunService(L"--install");
+  EXPECT_EQ(StartServiceNamed(kServiceName), 0u);
+  EXPECT_TRUE(WaitForServiceState(kServiceName, SERVICE_RUNNING));
 }
 
 ProgramCopy::ProgramCopy(const std::wstring& tunnel_library)
@@ -51,7 +59,7 @@ ProgramCopy::ProgramCopy(const std::wstring& tunnel_library)
 
 // The tunnel service may run from this folder.
 ProgramCopy::~ProgramCopy() {
-  RemoveService(kTunnelService);
+  RemoveService(kTunnelServiceName);
   RemoveFolder(folder_);
 }
 

@@ -17,6 +17,9 @@ std::filesystem::path TunnelsFolder();
 // The file that the tunnel service runs from, in that folder.
 std::filesystem::path ActiveConf();
 
+// The file that is written first and then becomes the other.
+std::filesystem::path TemporaryConf();
+
 // Writes a file with the folders above it.
 void PutFile(const std::filesystem::path& path, const std::string& bytes);
 
@@ -29,6 +32,10 @@ class CleanMachine : public testing::Test {
  private:
   static void Clean();
 };
+
+// Installs the executable under test as the control service and waits until it reports that it
+// runs.
+void InstallAndStartService();
 
 // A copy of the executable in a folder of its own, with one of the tunnel libraries that are made
 // for these tests, or with none. Removed with the object.
@@ -51,6 +58,12 @@ class ConsoleServer : public Process {
  public:
   explicit ConsoleServer(const Variables& variables = {},
                          const std::wstring& executable = ServiceExecutable());
+};
+
+// A clean machine on which the executable under test serves the pipe.
+class ServedMachine : public CleanMachine {
+ protected:
+  ConsoleServer server_;
 };
 
 }  // namespace veltrane::windows_tests

@@ -1,5 +1,8 @@
 #include "tests/windows/control_manager.h"
 
+#include <vector>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/windows/wait.h"
@@ -20,6 +23,20 @@ void WaitForProcessEnd(DWORD id) {
 
 std::wstring TextOrEmpty(const wchar_t* text) { return text != nullptr ? text : L""; }
 
+// The dependencies as the registry holds them.
+std::vector<std::wstring> RegisteredDependencies(const std::wstring& name) {
+  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\" + name;
+  wchar_t list[1024] = {};
+  DWORD size = sizeof(list);
+  RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"DependOnService", RRF_RT_REG_MULTI_SZ, nullptr,
+               list, &size);
+  std::vector<std::wstring> names;
+  for (const wchar_t* text = list; *text != L'\0'; text += names.back().size() + 1) {
+    names.emplace_back(text);
+  }
+  return names;
+}
+
 }  // namespace
 
 ServiceHandle OpenServiceNamed(const std::wstring& name) {
@@ -33,10 +50,8 @@ ServiceHandle CreateServiceNamed(const std::wstring& name, const std::wstring& c
                      command_line.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
-bool ServiceExists(const std::wstring& name) { return OpenServiceNamed(name) != nullptr; }
-
 bool WaitUntilGone(const std::wstring& name) {
-  return WaitUntil([&] { return !ServiceExists(name); });
+  return WaitUntil([&] { return OpenServiceNamed(name) == nullptr; });
 }
 
 SERVICE_STATUS_PROCESS ServiceStatus(const std::wstring& name) {
@@ -72,41 +87,29 @@ void StopServiceNamed(const std::wstring& name) {
 }
 
 void RemoveService(const std::wstring& name) {
-  if (!ServiceExists(name)) return;
+  if (OpenServiceNamed(name) == nullptr) return;
   if (ServiceStatus(name).dwCurrentState != SERVICE_STOPPED) StopServiceNamed(name);
   DeleteService(OpenServiceNamed(name).get());
   EXPECT_TRUE(WaitUntilGone(name));
 }
 
-ServiceConfig ReadServiceConfig(const std::wstring& name) {
+void ExpectRegistration(const std::wstring& name, const std::wstring& command_line) {
   alignas(QUERY_SERVICE_CONFIGW) BYTE buffer[8192];
-  auto* record = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer);
+  const auto& config = *reinterpret_cast<const QUERY_SERVICE_CONFIGW*>(buffer);
   DWORD needed = 0;
-  if (!QueryServiceConfigW(OpenServiceNamed(name).get(), record, sizeof(buffer), &needed)) {
-    ADD_FAILURE() << "the service's settings cannot be read, error " << GetLastError();
-    return {};
-  }
-  return {.type = record->dwServiceType,
-          .start_type = record->dwStartType,
-          .error_control = record->dwErrorControl,
-          .tag = record->dwTagId,
-          .command_line = TextOrEmpty(record->lpBinaryPathName),
-          .load_order_group = TextOrEmpty(record->lpLoadOrderGroup),
-          .account = TextOrEmpty(record->lpServiceStartName),
-          .display_name = TextOrEmpty(record->lpDisplayName)};
-}
-
-std::vector<std::wstring> RegisteredDependencies(const std::wstring& name) {
-  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\" + name;
-  wchar_t list[1024] = {};
-  DWORD size = sizeof(list);
-  RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"DependOnService", RRF_RT_REG_MULTI_SZ, nullptr,
-               list, &size);
-  std::vector<std::wstring> names;
-  for (const wchar_t* text = list; *text != L'\0'; text += names.back().size() + 1) {
-    names.emplace_back(text);
-  }
-  return names;
+  ASSERT_TRUE(QueryServiceConfigW(OpenServiceNamed(name).get(),
+                                  reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer), sizeof(buffer),
+                                  &needed))
+      << "error " << GetLastError();
+  EXPECT_EQ(config.dwServiceType, 16u);  // SERVICE_WIN32_OWN_PROCESS
+  EXPECT_EQ(config.dwStartType, 3u);     // SERVICE_DEMAND_START
+  EXPECT_EQ(config.dwErrorControl, 1u);  // SERVICE_ERROR_NORMAL
+  EXPECT_EQ(config.dwTagId, 0u);
+  EXPECT_EQ(config.lpBinaryPathName, command_line);
+  EXPECT_EQ(config.lpDisplayName, name);
+  EXPECT_STREQ(config.lpServiceStartName, L"LocalSystem");
+  EXPECT_EQ(TextOrEmpty(config.lpLoadOrderGroup), L"");
+  EXPECT_THAT(RegisteredDependencies(name), testing::ElementsAre(L"Nsi", L"TcpIp"));
 }
 
 }  // namespace veltrane::windows_tests

@@ -7,12 +7,11 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <vector>
+
+#include "service/service_name.h"
+#include "tunnel/tunnel_manager.h"
 
 namespace veltrane::windows_tests {
-
-inline constexpr wchar_t kControlService[] = L"VeltraneVpnTunnel";
-inline constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
 
 struct CloseServiceFunction {
   void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
@@ -24,8 +23,6 @@ ServiceHandle OpenServiceNamed(const std::wstring& name);
 
 // Registers an own-process service that is started on demand.
 ServiceHandle CreateServiceNamed(const std::wstring& name, const std::wstring& command_line);
-
-bool ServiceExists(const std::wstring& name);
 
 // Waits until a deleted service is gone, which it is once its process has ended.
 bool WaitUntilGone(const std::wstring& name);
@@ -47,19 +44,9 @@ void StopServiceNamed(const std::wstring& name);
 // Stops and deletes the service, if it is there, and waits until it is gone.
 void RemoveService(const std::wstring& name);
 
-struct ServiceConfig {
-  DWORD type = 0;
-  DWORD start_type = 0;
-  DWORD error_control = 0;
-  DWORD tag = 0;
-  std::wstring command_line;
-  std::wstring load_order_group;
-  std::wstring account;
-  std::wstring display_name;
-};
-ServiceConfig ReadServiceConfig(const std::wstring& name);
-
-// The dependencies as the registry holds them.
-std::vector<std::wstring> RegisteredDependencies(const std::wstring& name);
+// Expects that the service is registered with this command line and otherwise as both services of
+// this product are: displayed by its name, a process of its own, started on demand in the account
+// of the system, after the network.
+void ExpectRegistration(const std::wstring& name, const std::wstring& command_line);
 
 }  // namespace veltrane::windows_tests

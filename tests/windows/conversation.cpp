@@ -1,7 +1,5 @@
 #include "tests/windows/conversation.h"
 
-#include <regex>
-
 #include <gtest/gtest.h>
 
 #include "tests/windows/control_manager.h"
@@ -9,16 +7,19 @@
 
 namespace veltrane::windows_tests {
 
+std::string Fill(std::string text, const std::string& placeholder, const std::string& value) {
+  for (std::size_t at = text.find(placeholder); at != std::string::npos;
+       at = text.find(placeholder, at + value.size())) {
+    text.replace(at, placeholder.size(), value);
+  }
+  return text;
+}
+
 std::string BringTunnelUp(const std::string& request) {
   std::string reply = Ask(request);
   EXPECT_EQ(reply.find(R"({"ok":true,"phase":"connected",)"), 0u) << reply;
-  EXPECT_TRUE(WaitForServiceState(kTunnelService, SERVICE_RUNNING));
+  EXPECT_TRUE(WaitForServiceState(kTunnelServiceName, SERVICE_RUNNING));
   return reply;
-}
-
-std::string WithoutTimes(const std::string& text) {
-  static const std::regex time(R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}Z)");
-  return std::regex_replace(text, time, "{utc}");
 }
 
 }  // namespace veltrane::windows_tests

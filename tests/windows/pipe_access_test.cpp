@@ -13,7 +13,7 @@
 namespace veltrane::windows_tests {
 namespace {
 
-class PipeAccess : public CleanMachine {};
+using PipeAccess = ServedMachine;
 
 std::string ToText(char* local_text) {
   const std::unique_ptr<char, decltype(&LocalFree)> owner(local_text, &LocalFree);
@@ -47,7 +47,6 @@ std::string OwnSid() {
 }
 
 TEST_F(PipeAccess, IsGivenToSystemAdministratorsAndTheConsoleUserInThisOrder) {
-  ConsoleServer server;
   const PipeConnection connection;
   EXPECT_EQ(AccessListOf(connection.Handle()),
             "D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;0xc0100000;;;" + OwnSid() + ")");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ipc/pipe_name.h"
 #include "tests/windows/wait.h"
 
 namespace veltrane::windows_tests {

@@ -9,8 +9,6 @@
 
 namespace veltrane::windows_tests {
 
-inline constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VeltraneVpn";
-
 // One connection in message mode. Closed with the object.
 class PipeConnection {
  public:

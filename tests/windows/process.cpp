@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -33,27 +34,25 @@ std::optional<std::wstring> ReadVariable(const std::wstring& name) {
   return value;
 }
 
-void WriteVariable(const std::wstring& name, const std::optional<std::wstring>& value) {
-  SetEnvironmentVariableW(name.c_str(), value ? value->c_str() : nullptr);
-}
-
 // Changes this process's environment, which a child inherits, for as long as it lives.
 class TemporaryVariables {
  public:
   explicit TemporaryVariables(const Variables& variables) {
     for (const auto& [name, value] : variables) {
       earlier_.emplace_back(name, ReadVariable(name));
-      WriteVariable(name, value);
+      SetEnvironmentVariableW(name.c_str(), value.c_str());
     }
   }
   TemporaryVariables(const TemporaryVariables&) = delete;
   TemporaryVariables& operator=(const TemporaryVariables&) = delete;
   ~TemporaryVariables() {
-    for (const auto& [name, value] : earlier_) WriteVariable(name, value);
+    for (const auto& [name, value] : earlier_) {
+      SetEnvironmentVariableW(name.c_str(), value ? value->c_str() : nullptr);
+    }
   }
 
  private:
-  Variables earlier_;
+  std::vector<std::pair<std::wstring, std::optional<std::wstring>>> earlier_;
 };
 
 }  // namespace
@@ -64,23 +63,24 @@ std::wstring TestFolder() {
   return std::filesystem::path(path).parent_path().wstring();
 }
 
-OutputFiles ScratchFiles() {
-  static std::atomic<int> count = 0;
-  const std::wstring path = TestFolder() + L"\\scratch-" + std::to_wstring(GetCurrentProcessId()) +
-                            L"-" + std::to_wstring(++count);
-  return {.output = path + L".out", .error = path + L".err"};
-}
-
 std::wstring ServiceExecutable() { return TestFolder() + L"\\VeltraneVpnService.exe"; }
 
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
+  return stream << "exit code " << outcome.exit_code << "\noutput: " << outcome.output
+                << "\nerror: " << outcome.error;
+}
+
 Process::Process(const std::wstring& executable, const std::wstring& arguments,
-                 const Variables& variables, const OutputFiles& files)
-    : files_(files) {
+                 const Variables& variables) {
+  static std::atomic<int> count = 0;
+  const std::wstring files = TestFolder() + L"\\scratch-" + std::to_wstring(++count);
+  output_file_ = files + L".out";
+  error_file_ = files + L".err";
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdOutput = OpenForChild(files_.output);
-  startup.hStdError = OpenForChild(files_.error);
+  startup.hStdOutput = OpenForChild(output_file_);
+  startup.hStdError = OpenForChild(error_file_);
   PROCESS_INFORMATION information{};
   std::wstring command_line = L"\"" + executable + L"\" " + arguments;
   const TemporaryVariables temporary(variables);
@@ -101,8 +101,8 @@ Process::~Process() {
   if (IsRunning()) Kill();
   CloseHandle(main_thread_);
   CloseHandle(process_);
-  DeleteFileW(files_.output.c_str());
-  DeleteFileW(files_.error.c_str());
+  DeleteFileW(output_file_.c_str());
+  DeleteFileW(error_file_.c_str());
 }
 
 Outcome Process::Wait() {
@@ -124,12 +124,12 @@ void Process::Kill() {
 
 bool Process::IsRunning() const { return WaitForSingleObject(process_, 0) == WAIT_TIMEOUT; }
 
-std::string Process::Output() const { return WithBareLineFeeds(ReadFileBytes(files_.output)); }
+std::string Process::Output() const { return WithBareLineFeeds(ReadFileBytes(output_file_)); }
 
-std::string Process::Error() const { return WithBareLineFeeds(ReadFileBytes(files_.error)); }
+std::string Process::Error() const { return WithBareLineFeeds(ReadFileBytes(error_file_)); }
 
-Outcome RunService(const std::wstring& arguments, const Variables& variables) {
-  return Process(ServiceExecutable(), arguments, variables).Wait();
+Outcome RunService(const std::wstring& arguments) {
+  return Process(ServiceExecutable(), arguments).Wait();
 }
 
 std::string ReadFileBytes(const std::wstring& path) {

@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include <optional>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,24 +17,21 @@ std::wstring TestFolder();
 // The executable under test.
 std::wstring ServiceExecutable();
 
-// Environment variables by name; one without a value is taken out of the environment.
-using Variables = std::vector<std::pair<std::wstring, std::optional<std::wstring>>>;
+// Environment variables: name and value.
+using Variables = std::vector<std::pair<std::wstring, std::wstring>>;
 
 // What a finished process left.
 struct Outcome {
   DWORD exit_code = 0;
   std::string output;  // standard output, line ends as "\n"
   std::string error;   // standard error, line ends as "\n"
-};
 
-// Where a process prints to.
-struct OutputFiles {
-  std::wstring output;
-  std::wstring error;
+  bool operator==(const Outcome&) const = default;
 };
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
-// Files that no other process prints to.
-OutputFiles ScratchFiles();
+// Of a process that printed nothing.
+inline Outcome SilentExit(DWORD exit_code) { return {exit_code, "", ""}; }
 
 // A running process whose outputs go to files. Ended with the object if it still runs; the files go
 // with it.
@@ -43,7 +40,7 @@ class Process {
   // Starts `executable` with the arguments as they stand, and with the environment variables on top
   // of this process's own.
   Process(const std::wstring& executable, const std::wstring& arguments,
-          const Variables& variables = {}, const OutputFiles& files = ScratchFiles());
+          const Variables& variables = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   ~Process();
@@ -64,14 +61,15 @@ class Process {
   std::string Error() const;
 
  private:
-  OutputFiles files_;
+  std::wstring output_file_;
+  std::wstring error_file_;
   HANDLE process_ = nullptr;
   HANDLE main_thread_ = nullptr;
   DWORD id_ = 0;
 };
 
 // Runs the executable under test to its end.
-Outcome RunService(const std::wstring& arguments, const Variables& variables = {});
+Outcome RunService(const std::wstring& arguments);
 
 // Reads a whole file; empty when there is none.
 std::string ReadFileBytes(const std::wstring& path);

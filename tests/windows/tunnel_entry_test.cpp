@@ -1,7 +1,5 @@
 // "/service <conf>": the entry of the tunnel service, here started by hand.
 
-#include <gtest/gtest.h>
-
 #include "tests/windows/clean_machine.h"
 
 namespace veltrane::windows_tests {
@@ -19,61 +17,31 @@ class TunnelEntry : public testing::Test {
     DeleteFileW(kSeenPath);
   }
 
-  static void ExpectSilentExit(const Outcome& outcome, DWORD exit_code) {
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.error, "");
-    EXPECT_EQ(outcome.exit_code, exit_code);
-  }
-
-  static Outcome RunWith(const std::wstring& tunnel_library, const std::wstring& arguments) {
+  static Outcome RunWith(const std::wstring& tunnel_library, const std::wstring& conf_path) {
     const ProgramCopy program(tunnel_library);
-    return Process(program.Executable(), arguments).Wait();
+    return Process(program.Executable(), L"/service \"" + conf_path + L"\"").Wait();
   }
 };
 
-const std::wstring kService = L"/service \"C:\\windows\\temp\\Straße 1.conf\"";
-
-TEST_F(TunnelEntry, ExitsWith1ForAnEmptyPath) {
-  ExpectSilentExit(RunWith(L"returning_true", L"/service \"\""), 1);
-}
-
-TEST_F(TunnelEntry, ExitsWith1ForAnEmptyPathEvenWithoutALibrary) {
-  ExpectSilentExit(RunWith(L"", L"/service \"\""), 1);
-}
+TEST_F(TunnelEntry, ExitsWith1ForAnEmptyPath) { EXPECT_EQ(RunWith(L"", L""), SilentExit(1)); }
 
 TEST_F(TunnelEntry, ExitsWith2WithoutATunnelLibrary) {
-  ExpectSilentExit(RunWith(L"", kService), 2);
+  EXPECT_EQ(RunWith(L"", kConfPath), SilentExit(2));
 }
 
 TEST_F(TunnelEntry, ExitsWith3WhenTheLibraryLacksTheExport) {
-  ExpectSilentExit(RunWith(L"without_export", kService), 3);
+  EXPECT_EQ(RunWith(L"without_export", kConfPath), SilentExit(3));
 }
 
-TEST_F(TunnelEntry, ExitsWith4WhenTheTunnelReturnsFalse) {
-  ExpectSilentExit(RunWith(L"returning_false", kService), 4);
+TEST_F(TunnelEntry, ExitsWith4WhenTheLowByteOfTheAnswerIsZero) {
+  EXPECT_EQ(RunWith(L"returning_256", kConfPath), SilentExit(4));
 }
 
-TEST_F(TunnelEntry, TakesTheAnswerFromTheLowByteAlone) {
-  ExpectSilentExit(RunWith(L"returning_256", kService), 4);
-}
-
-TEST_F(TunnelEntry, ExitsWith0WhenTheTunnelReturnsTrue) {
-  ExpectSilentExit(RunWith(L"returning_true", kService), 0);
-}
-
-TEST_F(TunnelEntry, HandsThePathToTheTunnelUnchanged) {
-  RunWith(L"returning_true", kService);
+TEST_F(TunnelEntry, HandsThePathToTheTunnelUnchangedAndExitsWith0WhenItReturnsTrue) {
+  EXPECT_EQ(RunWith(L"returning_true", kConfPath), SilentExit(0));
   EXPECT_EQ(ReadFileBytes(kSeenPath),
             "C:\\windows\\temp\\Stra\xC3\x9F"
             "e 1.conf");
-}
-
-TEST_F(TunnelEntry, IgnoresFurtherArguments) {
-  ExpectSilentExit(RunWith(L"returning_true", kService + L" --dry-run-startup"), 0);
-}
-
-TEST_F(TunnelEntry, TakesADryRunSwitchInThePlaceOfThePathForAPath) {
-  ExpectSilentExit(RunWith(L"", L"/service --dry-run-startup"), 2);
 }
 
 }  // namespace

@@ -1,6 +1,11 @@
+#include <map>
+
 #include "guard/report.h"
 #include "guard/settings.h"
+#include "tests/guard/full_record.h"
+#include "tests/ipc/report_texts.h"
 #include "tests/support/on_machine.h"
+#include "tests/support/report_with.h"
 
 namespace veltrane {
 namespace {
@@ -10,26 +15,24 @@ constexpr wchar_t kAutoStop[] = L"VELTRANE_POC_AUTO_STOP_SECONDS";
 
 class GuardSettings : public OnMachine {
  protected:
-  static RouteGuardResult Read() {
-    RouteGuardResult result;
+  static RouteGuardResult Read(RouteGuardResult result = {}) {
     ReadGuardSettings(result);
     return result;
+  }
+
+  // The report of a fresh record into which the settings have been read.
+  static std::string Report() { return FormatRouteGuardReport(Read()); }
+
+  // In a Remote Desktop session, the machine's setting is on and the process has this one.
+  void OverrideInARemoteSession(const wchar_t* process) {
+    machine.sessions.SetRemoteSession(true);
+    machine.environment.SetProcess(kDisable, process);
+    machine.environment.SetMachine(kDisable, L"1");
   }
 };
 
 TEST_F(GuardSettings, WithNothingSetTheRecordStaysAsItBegan) {
-  EXPECT_EQ(FormatRouteGuardReport(Read()),
-            R"("poc_route_guard":{"effective_disable_default_route":false,)"
-            R"("poc_route_guard_failed":false,"poc_default_route_detected":false,)"
-            R"("poc_env_read_failed":false,"rdp_session_active":false,)"
-            R"("auto_stop_scheduled":false,"auto_stop_seconds":0,)"
-            R"("effective_auto_stop_seconds":0,)"
-            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":""})");
+  EXPECT_EQ(Report(), kFreshGuardReport);
 }
 
 TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
@@ -39,18 +42,30 @@ TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
   machine.environment.SetProcess(kAutoStop, L"30s");
   machine.environment.SetMachine(kAutoStop, L"60");
   machine.environment.SetUser(kAutoStop, L"ninety");
-  EXPECT_EQ(FormatRouteGuardReport(Read()),
-            R"("poc_route_guard":{"effective_disable_default_route":true,)"
-            R"("poc_route_guard_failed":false,"poc_default_route_detected":false,)"
-            R"("poc_env_read_failed":false,"rdp_session_active":false,)"
-            R"("auto_stop_scheduled":false,"auto_stop_seconds":30,)"
-            R"("effective_auto_stop_seconds":30,)"
-            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"Yes",)"
-            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":" 1",)"
-            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"maybe",)"
-            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"30s",)"
-            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"60",)"
-            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":"ninety"})");
+  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport,
+                                 {{"effective_disable_default_route", "true"},
+                                  {"auto_stop_seconds", "30"},
+                                  {"effective_auto_stop_seconds", "30"},
+                                  {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("Yes")"},
+                                  {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"(" 1")"},
+                                  {"user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("maybe")"},
+                                  {"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("30s")"},
+                                  {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("60")"},
+                                  {"user_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("ninety")"}}));
+}
+
+TEST_F(GuardSettings, WhatWasReadBeforeIsReplacedAndWhatOtherStepsFillInIsLeft) {
+  EXPECT_EQ(FormatRouteGuardReport(Read(FullRecord())),
+            ReportWith(kFullReport, {{"effective_disable_default_route", "false"},
+                                     {"rdp_session_active", "false"},
+                                     {"auto_stop_seconds", "0"},
+                                     {"effective_auto_stop_seconds", "0"},
+                                     {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("")"},
+                                     {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("")"},
+                                     {"user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("")"},
+                                     {"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("")"},
+                                     {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("")"},
+                                     {"user_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("")"}}));
 }
 
 TEST_F(GuardSettings, TheSessionIsAskedFirstThenBothVariablesInAllScopes) {
@@ -65,214 +80,104 @@ TEST_F(GuardSettings, TheSessionIsAskedFirstThenBothVariablesInAllScopes) {
                                       "ReadRegistryText HKCU VELTRANE_POC_AUTO_STOP_SECONDS"}));
 }
 
-TEST_F(GuardSettings, ARemoteSessionIsRecorded) {
+TEST_F(GuardSettings, ARemoteSessionIsRecordedAndIsNoFailureByItself) {
   machine.sessions.SetRemoteSession(true);
-  EXPECT_TRUE(Read().rdp_session_active);
-}
-
-TEST_F(GuardSettings, ARemoteSessionWithoutAnySettingIsNoFailureHere) {
-  machine.sessions.SetRemoteSession(true);
-  const RouteGuardResult result = Read();
-  EXPECT_FALSE(result.poc_route_guard_failed);
-  EXPECT_FALSE(result.poc_env_read_failed);
-  EXPECT_EQ(result.failure_reason, "");
-  EXPECT_EQ(result.message, "");
-}
-
-TEST_F(GuardSettings, TheUserScopeAloneSwitchesTheGuardOn) {
-  machine.environment.SetUser(kDisable, L"on");
-  EXPECT_TRUE(Read().effective_disable_default_route);
-}
-
-TEST_F(GuardSettings, BothSecondCountsHoldTheParsedAutoStopValue) {
-  machine.environment.SetMachine(kAutoStop, L"120");
-  const RouteGuardResult result = Read();
-  EXPECT_EQ(result.auto_stop_seconds, 120);
-  EXPECT_EQ(result.effective_auto_stop_seconds, 120);
+  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport, {{"rdp_session_active", "true"}}));
 }
 
 TEST_F(GuardSettings, AnAutoStopValueThatDoesNotParseGivesZeroInBothCounts) {
   machine.environment.SetProcess(kAutoStop, L"soon");
   machine.environment.SetMachine(kAutoStop, L"120");
-  const RouteGuardResult result = Read();
-  EXPECT_EQ(result.auto_stop_seconds, 0);
-  EXPECT_EQ(result.effective_auto_stop_seconds, 0);
+  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport,
+                                 {{"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("soon")"},
+                                  {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("120")"}}));
 }
 
 TEST_F(GuardSettings, AnOverriddenMachineSettingFailsInARemoteSession) {
-  machine.sessions.SetRemoteSession(true);
-  machine.environment.SetProcess(kDisable, L"0");
-  machine.environment.SetMachine(kDisable, L"1");
+  OverrideInARemoteSession(L"0");
   machine.environment.SetMachine(kAutoStop, L"60");
-  EXPECT_EQ(FormatRouteGuardReport(Read()),
-            R"("poc_route_guard":{"effective_disable_default_route":false,)"
-            R"("poc_route_guard_failed":true,"poc_default_route_detected":false,)"
-            R"("poc_env_read_failed":true,"rdp_session_active":true,)"
-            R"("auto_stop_scheduled":false,"auto_stop_seconds":60,)"
-            R"("effective_auto_stop_seconds":60,)"
-            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"0",)"
-            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"1",)"
-            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"60",)"
-            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("failure_reason":"poc_env_read_failed",)"
-            R"("message":"Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid"})");
-}
-
-TEST_F(GuardSettings, AnOverriddenMachineSettingIsSimplyOffOutsideARemoteSession) {
-  machine.environment.SetProcess(kDisable, L"0");
-  machine.environment.SetMachine(kDisable, L"1");
-  const RouteGuardResult result = Read();
-  EXPECT_FALSE(result.effective_disable_default_route);
-  EXPECT_FALSE(result.poc_env_read_failed);
-  EXPECT_FALSE(result.poc_route_guard_failed);
-  EXPECT_EQ(result.failure_reason, "");
-  EXPECT_EQ(result.message, "");
+  EXPECT_EQ(Report(),
+            ReportWith(kFreshGuardReport,
+                       {{"poc_route_guard_failed", "true"},
+                        {"poc_env_read_failed", "true"},
+                        {"rdp_session_active", "true"},
+                        {"auto_stop_seconds", "60"},
+                        {"effective_auto_stop_seconds", "60"},
+                        {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("0")"},
+                        {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("1")"},
+                        {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("60")"}},
+                       R"(,"failure_reason":"poc_env_read_failed","message":)"
+                       R"("Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid")"));
 }
 
 TEST_F(GuardSettings, AProcessValueWithABlankOverridesTheMachineSettingLikeAnyFalseOne) {
-  machine.sessions.SetRemoteSession(true);
-  machine.environment.SetProcess(kDisable, L"1 ");
-  machine.environment.SetMachine(kDisable, L"1");
+  OverrideInARemoteSession(L"1 ");
   EXPECT_TRUE(Read().poc_env_read_failed);
 }
 
 TEST_F(GuardSettings, AnUnreadableProcessScopeLetsTheMachineSettingStand) {
-  machine.sessions.SetRemoteSession(true);
-  machine.environment.SetProcess(kDisable, L"0");
-  machine.environment.SetMachine(kDisable, L"1");
+  OverrideInARemoteSession(L"0");
   machine.FailAlways("ReadProcessVariable", 5);
-  const RouteGuardResult result = Read();
-  EXPECT_TRUE(result.effective_disable_default_route);
-  EXPECT_FALSE(result.poc_env_read_failed);
+  EXPECT_TRUE(Read().effective_disable_default_route);
+  EXPECT_FALSE(Read().poc_env_read_failed);
 }
 
 TEST_F(GuardSettings, AnUnreadableMachineScopeIsNoFailureOfItsOwn) {
-  machine.sessions.SetRemoteSession(true);
-  machine.environment.SetProcess(kDisable, L"0");
-  machine.environment.SetMachine(kDisable, L"1");
+  OverrideInARemoteSession(L"0");
   machine.FailWhere("ReadRegistryText", "HKLM", 5);
-  const RouteGuardResult result = Read();
-  EXPECT_FALSE(result.poc_env_read_failed);
-  EXPECT_FALSE(result.poc_route_guard_failed);
+  EXPECT_FALSE(Read().poc_env_read_failed);
+  EXPECT_FALSE(Read().poc_route_guard_failed);
 }
 
-TEST_F(GuardSettings, WhatWasReadBeforeIsReplaced) {
-  RouteGuardResult result;
-  result.effective_disable_default_route = true;
-  result.rdp_session_active = true;
-  result.auto_stop_seconds = 60;
-  result.effective_auto_stop_seconds = 60;
-  result.process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
-  result.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
-  result.user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE = "1";
-  result.process_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
-  result.machine_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
-  result.user_env_VELTRANE_POC_AUTO_STOP_SECONDS = "60";
-  ReadGuardSettings(result);
-  EXPECT_EQ(FormatRouteGuardReport(result),
-            R"("poc_route_guard":{"effective_disable_default_route":false,)"
-            R"("poc_route_guard_failed":false,"poc_default_route_detected":false,)"
-            R"("poc_env_read_failed":false,"rdp_session_active":false,)"
-            R"("auto_stop_scheduled":false,"auto_stop_seconds":0,)"
-            R"("effective_auto_stop_seconds":0,)"
-            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":""})");
-}
-
-TEST_F(GuardSettings, WhatOtherStepsFillInIsLeftAsItIs) {
-  RouteGuardResult result;
-  result.default_routes_before_tunnel = "none";
-  result.auto_stop_scheduled = true;
-  result.auto_stop_deadline_utc = "2026-11-16T02:25:07Z";
-  ReadGuardSettings(result);
-  EXPECT_EQ(result.default_routes_before_tunnel, "none");
-  EXPECT_TRUE(result.auto_stop_scheduled);
-  EXPECT_EQ(result.auto_stop_deadline_utc, "2026-11-16T02:25:07Z");
-}
-
-// Every combination of a local or a remote session with an absent, a false and a true value in each
-// scope, as "remote process=0 machine=1 user=-".
-class GuardSettingsMatrix : public OnMachine {
+// Every combination of an empty (-), a false (0) and a true (1) value of the process, the machine
+// and the user, in that order, under what it leads to.
+class GuardSettingsMatrix : public GuardSettings {
  protected:
-  template <typename Keep>
-  std::vector<std::string> CombinationsWhere(Keep keep) {
-    std::vector<std::string> kept;
-    for (const char* session : {"local", "remote"}) {
-      for (const char process : {'-', '0', '1'}) {
-        for (const char machine_value : {'-', '0', '1'}) {
-          for (const char user : {'-', '0', '1'}) {
-            machine.sessions.SetRemoteSession(session == std::string("remote"));
-            process == '-' ? machine.environment.UnsetProcess(kDisable)
-                           : machine.environment.SetProcess(kDisable, Text(process));
-            machine_value == '-' ? machine.environment.UnsetMachine(kDisable)
-                                 : machine.environment.SetMachine(kDisable, Text(machine_value));
-            user == '-' ? machine.environment.UnsetUser(kDisable)
-                        : machine.environment.SetUser(kDisable, Text(user));
-            RouteGuardResult result;
-            ReadGuardSettings(result);
-            ++combinations;
-            if (!keep(result)) continue;
-            kept.push_back(std::string(session) + " process=" + process +
-                           " machine=" + machine_value + " user=" + user);
-          }
+  std::map<std::string, std::string> Outcomes() {
+    std::map<std::string, std::string> outcomes;
+    for (const wchar_t process : {L'-', L'0', L'1'}) {
+      for (const wchar_t machine_value : {L'-', L'0', L'1'}) {
+        for (const wchar_t user : {L'-', L'0', L'1'}) {
+          machine.environment.SetProcess(kDisable, Value(process));
+          machine.environment.SetMachine(kDisable, Value(machine_value));
+          machine.environment.SetUser(kDisable, Value(user));
+          outcomes[Outcome(Read())] += simulated::Narrow({L' ', process, machine_value, user});
         }
       }
     }
-    return kept;
+    return outcomes;
   }
 
-  int combinations = 0;
-
  private:
-  static std::wstring Text(char value) {
-    return std::wstring(1, static_cast<wchar_t>(static_cast<unsigned char>(value)));
+  static std::wstring Value(wchar_t letter) {
+    return letter == L'-' ? std::wstring() : std::wstring(1, letter);
+  }
+
+  // The guard, the two failures, the reason and the message.
+  static std::string Outcome(const RouteGuardResult& result) {
+    return std::string(result.effective_disable_default_route ? "on" : "off") +
+           (result.poc_env_read_failed ? "/environment" : "/") +
+           (result.poc_route_guard_failed ? "/guard/" : "//") + result.failure_reason + "/" +
+           result.message;
   }
 };
 
-TEST_F(GuardSettingsMatrix, OnlyAFalseProcessValueOverATrueMachineValueInARemoteSessionFails) {
-  EXPECT_EQ(CombinationsWhere([](const RouteGuardResult& result) {
-              return result.poc_env_read_failed && result.poc_route_guard_failed &&
-                     result.failure_reason == "poc_env_read_failed" &&
-                     result.message ==
-                         "Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid";
-            }),
-            (std::vector<std::string>{"remote process=0 machine=1 user=-",
-                                      "remote process=0 machine=1 user=0",
-                                      "remote process=0 machine=1 user=1"}));
-  EXPECT_EQ(combinations, 54);
+constexpr char kFailed[] =
+    "off/environment/guard/poc_env_read_failed/"
+    "Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid";
+
+TEST_F(GuardSettingsMatrix, InALocalSessionTheFirstScopeWithAValueDecides) {
+  EXPECT_EQ(Outcomes(), (std::map<std::string, std::string>{
+                            {"off////", " --- --0 -0- -00 -01 0-- 0-0 0-1 00- 000 001 01- 010 011"},
+                            {"on////", " --1 -1- -10 -11 1-- 1-0 1-1 10- 100 101 11- 110 111"}}));
 }
 
-TEST_F(GuardSettingsMatrix, EveryOtherCombinationLeavesAllFourFailureMembersAlone) {
-  const std::vector<std::string> clean = CombinationsWhere([](const RouteGuardResult& result) {
-    return !result.poc_env_read_failed && !result.poc_route_guard_failed &&
-           result.failure_reason.empty() && result.message.empty();
-  });
-  EXPECT_EQ(clean.size(), 51u);
-}
-
-TEST_F(GuardSettingsMatrix, TheFirstScopeWithAValueDecides) {
-  EXPECT_EQ(CombinationsWhere(
-                [](const RouteGuardResult& r) { return r.effective_disable_default_route; }),
-            (std::vector<std::string>{
-                "local process=- machine=- user=1",  "local process=- machine=1 user=-",
-                "local process=- machine=1 user=0",  "local process=- machine=1 user=1",
-                "local process=1 machine=- user=-",  "local process=1 machine=- user=0",
-                "local process=1 machine=- user=1",  "local process=1 machine=0 user=-",
-                "local process=1 machine=0 user=0",  "local process=1 machine=0 user=1",
-                "local process=1 machine=1 user=-",  "local process=1 machine=1 user=0",
-                "local process=1 machine=1 user=1",  "remote process=- machine=- user=1",
-                "remote process=- machine=1 user=-", "remote process=- machine=1 user=0",
-                "remote process=- machine=1 user=1", "remote process=1 machine=- user=-",
-                "remote process=1 machine=- user=0", "remote process=1 machine=- user=1",
-                "remote process=1 machine=0 user=-", "remote process=1 machine=0 user=0",
-                "remote process=1 machine=0 user=1", "remote process=1 machine=1 user=-",
-                "remote process=1 machine=1 user=0", "remote process=1 machine=1 user=1"}));
+TEST_F(GuardSettingsMatrix, InARemoteSessionAFalseProcessValueOverATrueMachineValueFails) {
+  machine.sessions.SetRemoteSession(true);
+  EXPECT_EQ(Outcomes(), (std::map<std::string, std::string>{
+                            {"off////", " --- --0 -0- -00 -01 0-- 0-0 0-1 00- 000 001"},
+                            {kFailed, " 01- 010 011"},
+                            {"on////", " --1 -1- -10 -11 1-- 1-0 1-1 10- 100 101 11- 110 111"}}));
 }
 
 }  // namespace

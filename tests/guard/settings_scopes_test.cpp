@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "guard/settings.h"
 #include "tests/support/on_machine.h"
 
@@ -7,63 +9,81 @@ namespace {
 using simulated::Units;
 
 constexpr wchar_t kName[] = L"VELTRANE_POC_AUTO_STOP_SECONDS";
+constexpr wchar_t kMachineKey[] =
+    L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 
-class EnvScopes : public OnMachine {};
+class EnvScopes : public OnMachine {
+ protected:
+  using Value = std::optional<std::wstring>;  // absent in its scope without one
 
-TEST_F(EnvScopes, AVariableThatIsNowhereIsEmptyInEveryScope) {
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.machine, "");
-  EXPECT_EQ(value.user, "");
-  EXPECT_EQ(value.effective, "");
-}
+  void Set(const Value& process, const Value& machine_value, const Value& user) {
+    machine.environment.UnsetProcess(kName);
+    machine.environment.UnsetMachine(kName);
+    machine.environment.UnsetUser(kName);
+    if (process) machine.environment.SetProcess(kName, *process);
+    if (machine_value) machine.environment.SetMachine(kName, *machine_value);
+    if (user) machine.environment.SetUser(kName, *user);
+  }
 
-TEST_F(EnvScopes, TheProcessValueComesFirst) {
-  machine.environment.SetProcess(kName, L"1");
-  machine.environment.SetMachine(kName, L"2");
-  machine.environment.SetUser(kName, L"3");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "1");
-  EXPECT_EQ(value.machine, "2");
-  EXPECT_EQ(value.user, "3");
-  EXPECT_EQ(value.effective, "1");
-}
+  // The values as "process|machine|user -> effective".
+  static std::string Read() {
+    const EnvValue value = ReadEnvAllScopes(kName);
+    return value.process + "|" + value.machine + "|" + value.user + " -> " + value.effective;
+  }
+};
 
-TEST_F(EnvScopes, TheMachineValueComesSecond) {
-  machine.environment.SetMachine(kName, L"2");
-  machine.environment.SetUser(kName, L"3");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.machine, "2");
-  EXPECT_EQ(value.user, "3");
-  EXPECT_EQ(value.effective, "2");
-}
-
-TEST_F(EnvScopes, TheUserValueComesLast) {
-  machine.environment.SetUser(kName, L"3");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.machine, "");
-  EXPECT_EQ(value.user, "3");
-  EXPECT_EQ(value.effective, "3");
-}
-
-TEST_F(EnvScopes, AnEmptyValueCountsAsAbsent) {
-  machine.environment.SetProcess(kName, L"");
-  machine.environment.SetMachine(kName, L"");
-  machine.environment.SetUser(kName, L"3");
-  EXPECT_EQ(ReadEnvAllScopes(kName).effective, "3");
-}
-
-TEST_F(EnvScopes, AValueThatParsesAsNothingIsStillTheEffectiveOne) {
-  machine.environment.SetProcess(kName, L"soon");
-  machine.environment.SetMachine(kName, L"120");
+TEST_F(EnvScopes, GiveTheFirstValueThatIsNotEmptyWhetherOrNotItParses) {
+  Set({}, {}, {});
+  EXPECT_EQ(Read(), "|| -> ");
+  Set(L"1", L"2", L"3");
+  EXPECT_EQ(Read(), "1|2|3 -> 1");
+  Set({}, L"2", L"3");
+  EXPECT_EQ(Read(), "|2|3 -> 2");
+  Set({}, {}, L"3");
+  EXPECT_EQ(Read(), "||3 -> 3");
+  Set(L"", L"", L"3");
+  EXPECT_EQ(Read(), "||3 -> 3");
+  Set(L"soon", L"120", {});
+  EXPECT_EQ(Read(), "soon|120| -> soon");
   EXPECT_EQ(ReadEnvSetting(kName), "soon");
-  EXPECT_EQ(AutoStopSeconds(), 0);
+  Set(L" true ", L"1", {});
+  EXPECT_EQ(Read(), " true |1| ->  true ");
 }
 
-TEST_F(EnvScopes, EveryScopeIsReadInOrderEvenWhenTheFirstHasAValue) {
-  machine.environment.SetProcess(kName, L"1");
+TEST_F(EnvScopes, AreConvertedToUtf8WithTheReplacementCharacterForAnUnpairedSurrogate) {
+  Set(L"Z\u00FCrich", L"5 \u20AC", Units(u"\U0001F600"));
+  EXPECT_EQ(Read(), "Z\xC3\xBCrich|5 \xE2\x82\xAC|\xF0\x9F\x98\x80 -> Z\xC3\xBCrich");
+  Set({}, std::wstring(1, 0xD83D) + L"-", {});
+  EXPECT_EQ(Read(), "|\xEF\xBF\xBD-| -> \xEF\xBF\xBD-");
+}
+
+TEST_F(EnvScopes, LeaveOutAProcessValueOf512CharactersWhateverItsBytes) {
+  const std::string longest(511, '7');
+  Set(std::wstring(511, L'7'), L"2", {});
+  EXPECT_EQ(Read(), longest + "|2| -> " + longest);
+  Set(std::wstring(512, L'7'), L"2", {});
+  EXPECT_EQ(Read(), "|2| -> 2");
+  Set(std::wstring(600, L'7'), {}, L"3");
+  EXPECT_EQ(Read(), "||3 -> 3");
+  Set(std::wstring(511, L'\u20AC'), {}, {});
+  EXPECT_EQ(ReadEnvAllScopes(kName).process.size(), 1533u);
+  Set(std::wstring(512, L'\u20AC'), {}, {});
+  EXPECT_EQ(Read(), "|| -> ");
+}
+
+// 2048 bytes are 1024 wide characters, one of which ends the text.
+TEST_F(EnvScopes, LeaveOutARegistryValueOf1024Characters) {
+  const std::string longest(1023, 'm');
+  Set({}, std::wstring(1023, L'm'), std::wstring(1023, L'm'));
+  EXPECT_EQ(Read(), "|" + longest + "|" + longest + " -> " + longest);
+  Set({}, std::wstring(1024, L'm'), L"3");
+  EXPECT_EQ(Read(), "||3 -> 3");
+  Set({}, {}, std::wstring(1024, L'u'));
+  EXPECT_EQ(Read(), "|| -> ");
+}
+
+TEST_F(EnvScopes, AreAllReadInOrderEvenWhenTheFirstHasAValue) {
+  Set(L"1", L"2", L"3");
   ReadEnvAllScopes(kName);
   EXPECT_EQ(machine.calls.All(),
             (std::vector<std::string>{"ReadProcessVariable VELTRANE_POC_AUTO_STOP_SECONDS",
@@ -71,37 +91,21 @@ TEST_F(EnvScopes, EveryScopeIsReadInOrderEvenWhenTheFirstHasAValue) {
                                       "ReadRegistryText HKCU VELTRANE_POC_AUTO_STOP_SECONDS"}));
 }
 
-TEST_F(EnvScopes, AVariableOfTheMachineRegistryIsHonouredWithoutAProcessVariable) {
-  machine.environment.SetRegistry(RegistryRoot::kLocalMachine,
-                                  L"SYSTEM\\CurrentControlSet\\Control\\Session Manager"
-                                  L"\\Environment",
-                                  L"VELTRANE_POC_AUTO_STOP_SECONDS", L"120");
-  EXPECT_EQ(ReadEnvSetting(kName), "120");
+TEST_F(EnvScopes, OfTheMachineAndTheUserAreTheirKeysInTheRegistry) {
+  machine.environment.SetRegistry(RegistryRoot::kLocalMachine, kMachineKey, kName, L"120");
+  machine.environment.SetRegistry(RegistryRoot::kCurrentUser, L"Environment", kName, L"90");
+  EXPECT_EQ(Read(), "|120|90 -> 120");
   EXPECT_EQ(AutoStopSeconds(), 120);
 }
 
-TEST_F(EnvScopes, TheUserScopeIsTheUsersEnvironmentKey) {
-  machine.environment.SetRegistry(RegistryRoot::kCurrentUser, L"Environment",
-                                  L"VELTRANE_POC_AUTO_STOP_SECONDS", L"90");
-  EXPECT_EQ(ReadEnvAllScopes(kName).user, "90");
-  EXPECT_EQ(AutoStopSeconds(), 90);
-}
-
-TEST_F(EnvScopes, ValuesElsewhereInTheRegistryAreNotRead) {
+TEST_F(EnvScopes, AreNotReadFromOtherKeysOrOtherVariables) {
   machine.environment.SetRegistry(RegistryRoot::kLocalMachine, L"Environment", kName, L"1");
-  machine.environment.SetRegistry(RegistryRoot::kCurrentUser,
-                                  L"SYSTEM\\CurrentControlSet\\Control\\Session Manager"
-                                  L"\\Environment",
-                                  kName, L"1");
-  EXPECT_EQ(ReadEnvSetting(kName), "");
-}
-
-TEST_F(EnvScopes, AnotherVariableOfTheSameScopeIsNotRead) {
+  machine.environment.SetRegistry(RegistryRoot::kCurrentUser, kMachineKey, kName, L"1");
   machine.environment.SetProcess(L"VELTRANE_POC_AUTO_STOP", L"1");
-  EXPECT_EQ(ReadEnvSetting(kName), "");
+  EXPECT_EQ(Read(), "|| -> ");
 }
 
-TEST_F(EnvScopes, NothingIsCached) {
+TEST_F(EnvScopes, AreReadAnewEachTime) {
   machine.environment.SetMachine(kName, L"10");
   EXPECT_EQ(AutoStopSeconds(), 10);
   machine.environment.SetMachine(kName, L"20");
@@ -110,130 +114,24 @@ TEST_F(EnvScopes, NothingIsCached) {
   EXPECT_EQ(AutoStopSeconds(), 0);
 }
 
-TEST_F(EnvScopes, AProcessValueOf511CharactersIsRead) {
-  machine.environment.SetProcess(kName, std::wstring(511, L'7'));
-  machine.environment.SetMachine(kName, L"2");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, std::string(511, '7'));
-  EXPECT_EQ(value.effective, std::string(511, '7'));
-}
-
-TEST_F(EnvScopes, AProcessValueOf512CharactersIsUnsetAndTheMachineValueTakesEffect) {
-  machine.environment.SetProcess(kName, std::wstring(512, L'7'));
-  machine.environment.SetMachine(kName, L"2");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.effective, "2");
-}
-
-TEST_F(EnvScopes, AProcessValueOf600CharactersIsUnsetAndTheUserValueTakesEffect) {
-  machine.environment.SetProcess(kName, std::wstring(600, L'7'));
-  machine.environment.SetUser(kName, L"3");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.effective, "3");
-}
-
-TEST_F(EnvScopes, TheProcessLimitCountsWideCharactersNotBytes) {
-  machine.environment.SetProcess(kName, std::wstring(511, L'\u20AC'));
-  EXPECT_EQ(ReadEnvAllScopes(kName).process.size(), 1533u);
-  machine.environment.SetProcess(kName, std::wstring(512, L'\u20AC'));
-  EXPECT_EQ(ReadEnvAllScopes(kName).process, "");
-}
-
-// 2048 bytes are 1024 wide characters, one of which ends the text.
-TEST_F(EnvScopes, ARegistryValueOf1023CharactersIsRead) {
-  machine.environment.SetMachine(kName, std::wstring(1023, L'm'));
-  machine.environment.SetUser(kName, std::wstring(1023, L'u'));
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.machine, std::string(1023, 'm'));
-  EXPECT_EQ(value.user, std::string(1023, 'u'));
-  EXPECT_EQ(value.effective, std::string(1023, 'm'));
-}
-
-TEST_F(EnvScopes, AMachineValueOf1024CharactersIsEmptyAndTheUserValueTakesEffect) {
-  machine.environment.SetMachine(kName, std::wstring(1024, L'm'));
-  machine.environment.SetUser(kName, L"3");
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.machine, "");
-  EXPECT_EQ(value.effective, "3");
-}
-
-TEST_F(EnvScopes, AUserValueOf1024CharactersIsEmpty) {
-  machine.environment.SetUser(kName, std::wstring(1024, L'u'));
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.user, "");
-  EXPECT_EQ(value.effective, "");
-}
-
-TEST_F(EnvScopes, AnUnreadableProcessScopeIsEmpty) {
-  machine.environment.SetProcess(kName, L"1");
-  machine.environment.SetMachine(kName, L"2");
-  machine.FailAlways("ReadProcessVariable", 5);
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.effective, "2");
-}
-
-TEST_F(EnvScopes, AnUnreadableMachineScopeIsEmpty) {
-  machine.environment.SetMachine(kName, L"2");
-  machine.environment.SetUser(kName, L"3");
-  machine.FailWhere("ReadRegistryText", "HKLM", 5);
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.machine, "");
-  EXPECT_EQ(value.user, "3");
-  EXPECT_EQ(value.effective, "3");
-}
-
-TEST_F(EnvScopes, AnUnreadableUserScopeIsEmpty) {
-  machine.environment.SetMachine(kName, L"2");
-  machine.environment.SetUser(kName, L"3");
+TEST_F(EnvScopes, ThatCannotBeReadAreEmpty) {
+  Set(L"1", L"2", L"3");
   machine.FailWhere("ReadRegistryText", "HKCU", 5);
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.machine, "2");
-  EXPECT_EQ(value.user, "");
-  EXPECT_EQ(value.effective, "2");
-}
-
-TEST_F(EnvScopes, WithEveryScopeUnreadableTheEffectiveValueIsEmpty) {
-  machine.environment.SetProcess(kName, L"1");
-  machine.environment.SetMachine(kName, L"2");
-  machine.environment.SetUser(kName, L"3");
+  EXPECT_EQ(Read(), "1|2| -> 1");
+  machine.FailWhere("ReadRegistryText", "HKLM", 5);
+  EXPECT_EQ(Read(), "1|| -> 1");
   machine.FailAlways("ReadProcessVariable", 5);
-  machine.FailAlways("ReadRegistryText", 5);
-  EXPECT_EQ(ReadEnvSetting(kName), "");
+  EXPECT_EQ(Read(), "|| -> ");
+  machine.calls.Heal("ReadRegistryText");
+  EXPECT_EQ(Read(), "|2|3 -> 2");
+  machine.FailWhere("ReadRegistryText", "HKLM", 5);
+  EXPECT_EQ(Read(), "||3 -> 3");
 }
 
-TEST_F(EnvScopes, EveryScopeIsConvertedToUtf8) {
-  machine.environment.SetProcess(kName, Units(u"Z\u00FCrich"));
-  machine.environment.SetMachine(kName, Units(u"5 \u20AC"));
-  machine.environment.SetUser(kName, Units(u"\U0001F600"));
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "Z\xC3\xBCrich");
-  EXPECT_EQ(value.machine, "5 \xE2\x82\xAC");
-  EXPECT_EQ(value.user, "\xF0\x9F\x98\x80");
-}
-
-TEST_F(EnvScopes, AnUnpairedSurrogateBecomesTheReplacementCharacter) {
-  machine.environment.SetMachine(kName, std::wstring(1, static_cast<wchar_t>(0xD83D)) + L"1");
-  EXPECT_EQ(ReadEnvAllScopes(kName).machine,
-            "\xEF\xBF\xBD"
-            "1");
-}
-
-TEST_F(EnvScopes, AValueThatCannotBeConvertedIsEmptyAndTheNextScopeTakesEffect) {
-  machine.environment.SetProcess(kName, L"1");
-  machine.environment.SetMachine(kName, L"2");
+TEST_F(EnvScopes, WhoseValueCannotBeConvertedAreEmpty) {
+  Set(L"1", L"2", L"3");
   machine.Fail("WideToUtf8", 1, 87);
-  const EnvValue value = ReadEnvAllScopes(kName);
-  EXPECT_EQ(value.process, "");
-  EXPECT_EQ(value.machine, "2");
-  EXPECT_EQ(value.effective, "2");
-}
-
-TEST_F(EnvScopes, BlanksAroundAValueAreKept) {
-  machine.environment.SetProcess(kName, L" true ");
-  EXPECT_EQ(ReadEnvSetting(kName), " true ");
+  EXPECT_EQ(Read(), "|2|3 -> 2");
 }
 
 }  // namespace

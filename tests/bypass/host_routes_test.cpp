@@ -10,386 +10,285 @@
 namespace veltrane {
 namespace {
 
+// The route of 203.0.113.5.
 class HostRoute : public OnBypassMachine {
  protected:
   HostRoute() { UsePhysicalGateway(); }
 
-  // Adds the route of 203.0.113.5 and gives the result as text.
-  std::string Add() { return Text(AddHostRoute(entry)); }
-
-  // What a result says in any case.
-  HostRouteResult Expected() const {
-    HostRouteResult result;
-    result.ip = "203.0.113.5";
-    result.source = "RDP_TCP_ESTABLISHED";
-    result.required = true;
-    result.gateway = "192.168.1.1";
-    result.interface_index = "12";
-    return result;
+  // Puts a route of the address into the table; and does so while the create call runs, which then
+  // answers this status.
+  void AddToTable(const char* gateway, std::uint32_t index, std::uint32_t metric) {
+    machine.routes.Add("203.0.113.5/32", gateway, index, metric);
   }
+  void AddMeanwhile(const char* gateway, std::uint32_t index, std::uint32_t metric,
+                    std::uint32_t status) {
+    machine.OnCall("CreateForwardRow", 1, [=, this] { AddToTable(gateway, index, metric); });
+    machine.Fail("CreateForwardRow", 1, status);
+  }
+  void Vanish() { machine.routes.Remove("203.0.113.5/32"); }
 
-  // The results of the five ways that an add can end.
-  HostRouteResult ExpectedExisting() const {
-    HostRouteResult result = Expected();
+  // The ways that an add can end.
+  static HostRouteResult Added() {
+    return {.ip = "203.0.113.5",
+            .source = "RDP_TCP_ESTABLISHED",
+            .required = true,
+            .add_attempted = true,
+            .already_exists = false,
+            .add_success = true,
+            .win32_error_code = 0,
+            .error_message = "",
+            .gateway = "192.168.1.1",
+            .interface_index = "12",
+            .existing_route_gateway = "",
+            .existing_route_interface_index = "",
+            .route_verify_success = true,
+            .failure_reason = ""};
+  }
+  static HostRouteResult Existing() {
+    HostRouteResult result = Noted(Added(), "192.168.1.1", "12");
+    result.add_attempted = false;
     result.already_exists = true;
-    result.add_success = true;
-    result.existing_route_gateway = "192.168.1.1";
-    result.existing_route_interface_index = "12";
-    result.route_verify_success = true;
     return result;
   }
-
-  HostRouteResult ExpectedAdded() const {
-    HostRouteResult result = Expected();
-    result.add_attempted = true;
-    result.add_success = true;
-    result.route_verify_success = true;
+  static HostRouteResult NotAdded(const char* reason, const char* message) {
+    HostRouteResult result = Added();
+    result.add_success = false;
+    result.error_message = message;
+    result.route_verify_success = false;
+    result.failure_reason = reason;
     return result;
   }
-
-  HostRouteResult ExpectedUnverified() const {
-    HostRouteResult result = Expected();
-    result.add_attempted = true;
-    result.error_message = "route verify failed after add";
-    result.failure_reason = "route_verify_failed";
-    return result;
+  static HostRouteResult Unverified() {
+    return NotAdded("route_verify_failed", "route verify failed after add");
+  }
+  static HostRouteResult Failed(std::uint32_t status) {
+    return WithStatus(NotAdded("route_add_failed", "CreateIpForwardEntry failed"), status);
   }
 
-  HostRouteResult ExpectedFailure(std::uint32_t status) const {
-    HostRouteResult result = Expected();
-    result.add_attempted = true;
-    result.win32_error_code = status;
-    result.error_message = "CreateIpForwardEntry failed";
-    result.failure_reason = "route_add_failed";
-    return result;
-  }
-
-  static HostRouteResult WithExisting(HostRouteResult result, const char* gateway,
-                                      const char* index) {
+  static HostRouteResult Noted(HostRouteResult result, const char* gateway, const char* index) {
     result.existing_route_gateway = gateway;
     result.existing_route_interface_index = index;
     return result;
   }
+  static HostRouteResult WithStatus(HostRouteResult result, std::uint32_t status) {
+    result.win32_error_code = status;
+    result.already_exists = status == 5010;
+    return result;
+  }
+
+  // Adds the route; expects this result, the calls that change the table, and the recorded rows.
+  void ExpectAdd(const HostRouteResult& expected, const Strings& changes, const Strings& recorded) {
+    machine.calls.Clear();
+    EXPECT_EQ(Text(AddHostRoute(entry)), Text(expected));
+    EXPECT_EQ(machine.Changes(), changes);
+    EXPECT_EQ(RecordedRoutes(), recorded);
+  }
+  void ExpectNothingDone(const HostRouteResult& expected) { ExpectAdd(expected, {}, {}); }
+  void ExpectNotRecorded(const HostRouteResult& expected) { ExpectAdd(expected, created, {}); }
+  void ExpectRecorded(const HostRouteResult& expected) { ExpectAdd(expected, created, route); }
 
   BypassIpEntry entry{.ip = "203.0.113.5", .source = "RDP_TCP_ESTABLISHED", .required = true};
-  const std::string created = "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1";
-  const std::string route = "203.0.113.5/32 via 192.168.1.1 if 12 metric 1";
+  const Strings created = {"CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1"};
+  const Strings route = {"203.0.113.5/32 via 192.168.1.1 if 12 metric 1"};
 };
 
 TEST_F(HostRoute, IsAddedThroughThePhysicalGatewayAndVerified) {
-  EXPECT_EQ(Add(),
-            "ip=203.0.113.5\n"
-            "source=RDP_TCP_ESTABLISHED\n"
-            "required=true\n"
-            "add_attempted=true\n"
-            "already_exists=false\n"
-            "add_success=true\n"
-            "win32_error_code=0\n"
-            "error_message=\n"
-            "gateway=192.168.1.1\n"
-            "interface_index=12\n"
-            "existing_route_gateway=\n"
-            "existing_route_interface_index=\n"
-            "route_verify_success=true\n"
-            "failure_reason=\n");
-  EXPECT_EQ(machine.Changes(), Strings{created});
-  EXPECT_EQ(machine.routes.Texts(),
-            (Strings{"0.0.0.0/0 via 192.168.1.1 if 12 metric 25",
-                     "192.168.1.0/24 via 0.0.0.0 if 12 metric 281", route}));
-  EXPECT_EQ(RecordedRoutes(), Strings{route});
+  CurrentAdminBypassState().message = "kept";
+  ExpectRecorded(Added());
+  EXPECT_EQ(machine.routes.Texts(), Joined({office_routes, route}));
+  ExpectPhysicalRoute("192.168.1.1", 12);
+  EXPECT_EQ(LogLines(), Strings{});
+  EXPECT_EQ(CurrentAdminBypassState().message, "kept");
 }
 
 TEST_F(HostRoute, CreatedRowHasEveryFieldOfItsTable) {
-  Add();
-  const ForwardRow row = machine.routes.Rows().back();
-  EXPECT_EQ(row.dest, 0x057100CBu);  // 203.0.113.5 in network byte order
-  EXPECT_EQ(row.mask, 0xFFFFFFFFu);
-  EXPECT_EQ(row.policy, 0u);
-  EXPECT_EQ(row.next_hop, 0x0101A8C0u);  // 192.168.1.1
-  EXPECT_EQ(row.interface_index, 12u);
-  EXPECT_EQ(row.type, 4u);
-  EXPECT_EQ(row.proto, 3u);
-  EXPECT_EQ(row.age, 0u);
-  EXPECT_EQ(row.next_hop_as, 0u);
-  EXPECT_EQ(row.metric1, 1u);
-  EXPECT_EQ(row.metric2, 0u);
-  EXPECT_EQ(row.metric3, 0u);
-  EXPECT_EQ(row.metric4, 0u);
-  EXPECT_EQ(row.metric5, 0u);
-  EXPECT_EQ(AddedRouteList(), std::vector<ForwardRow>{row});
+  AddHostRoute(entry);
+  ForwardRow row;
+  row.dest = 0x057100CB;  // 203.0.113.5 in network byte order
+  row.mask = 0xFFFFFFFF;
+  row.next_hop = 0x0101A8C0;  // 192.168.1.1
+  row.interface_index = 12;
+  row.type = 4;
+  row.proto = 3;
+  row.metric1 = 1;
+  EXPECT_TRUE(machine.routes.Rows().back() == row);
+  EXPECT_TRUE(AddedRouteList() == std::vector<ForwardRow>{row});
 }
 
-TEST_F(HostRoute, OptionalEntryKeepsItsSourceAndFlag) {
-  entry = {.ip = "203.0.113.5", .source = "WTS", .required = false};
-  HostRouteResult expected = ExpectedAdded();
-  expected.source = "WTS";
-  expected.required = false;
-  EXPECT_EQ(Add(), Text(expected));
+// An optional candidate, and the entry of a re-add.
+TEST_F(HostRoute, EntryKeepsItsSourceAndFlag) {
+  for (const auto& [source, required] :
+       std::map<const char*, bool>{{"WTS", false}, {"legacy", true}}) {
+    entry = {.ip = "203.0.113.5", .source = source, .required = required};
+    const HostRouteResult result = AddHostRoute(entry);
+    EXPECT_EQ(result.source, source);
+    EXPECT_EQ(result.required, required);
+  }
 }
 
-TEST_F(HostRoute, ThatExistsWithMetric10IsTakenAsItIsAndNeverDeleted) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 10);
-  EXPECT_EQ(Add(), Text(ExpectedExisting()));
-  EXPECT_EQ(RecordedRoutes(), Strings{});
+TEST_F(HostRoute, ThatExistsWithAMetricUpTo15IsTakenAsItIsAndNeverDeleted) {
+  AddToTable("192.168.1.1", 12, 10);
+  ExpectNothingDone(Existing());
+  machine.routes.SetMetric("203.0.113.5/32", 15);
+  ExpectNothingDone(Existing());
   RemoveBypassRoutes();
-  EXPECT_EQ(machine.Changes(), Strings{});
-  EXPECT_TRUE(machine.routes.Has("203.0.113.5/32 via 192.168.1.1 if 12 metric 10"));
+  EXPECT_TRUE(machine.routes.Has("203.0.113.5/32 via 192.168.1.1 if 12 metric 15"));
 }
 
-TEST_F(HostRoute, ThatExistsWithMetric15IsTakenAsItIs) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 15);
-  EXPECT_EQ(Add(), Text(ExpectedExisting()));
-  EXPECT_EQ(machine.Changes(), Strings{});
-}
-
-TEST_F(HostRoute, ExistingRouteWithMetric16IsAddedAgain) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 16);
-  EXPECT_TRUE(AddHostRoute(entry).add_attempted);
-  EXPECT_EQ(machine.Changes(), Strings{created});
-}
-
-TEST_F(HostRoute, ExistingRouteWhoseMetricStaysAt20FailsWithStatus5010) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 20);
-  HostRouteResult expected = WithExisting(ExpectedFailure(5010), "192.168.1.1", "12");
-  expected.already_exists = true;
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(machine.Changes(), Strings{created});
-  EXPECT_EQ(RecordedRoutes(), Strings{});
-}
-
-TEST_F(HostRoute, ExistingRouteWithAHugeMetricIsNotTakenAsNegative) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 4294967295);
-  EXPECT_FALSE(AddHostRoute(entry).add_success);
+TEST_F(HostRoute, ThatKeepsAHigherMetricFailsWithStatus5010) {
+  AddToTable("192.168.1.1", 12, 16);
+  ExpectNotRecorded(Noted(Failed(5010), "192.168.1.1", "12"));
+  for (const std::uint32_t metric : {20u, 4294967295u}) {
+    machine.routes.SetMetric("203.0.113.5/32", metric);
+    ExpectNotRecorded(Noted(Failed(5010), "192.168.1.1", "12"));
+  }
 }
 
 TEST_F(HostRoute, RouteThroughAnotherGatewayIsNotedAndOursIsAdded) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.2", 13, 1);
-  EXPECT_EQ(Add(), Text(WithExisting(ExpectedAdded(), "192.168.1.2", "13")));
-  EXPECT_EQ(machine.Changes(), Strings{created});
+  AddToTable("192.168.1.2", 13, 1);
+  ExpectRecorded(Noted(Added(), "192.168.1.2", "13"));
   EXPECT_TRUE(machine.routes.Has("203.0.113.5/32 via 192.168.1.2 if 13 metric 1"));
-  EXPECT_TRUE(machine.routes.Has(route));
+  EXPECT_TRUE(machine.routes.Has("203.0.113.5/32 via 192.168.1.1 if 12 metric 1"));
 }
 
 TEST_F(HostRoute, RouteThroughAnotherInterfaceIsNotedAndOursIsAdded) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 13, 1);
-  EXPECT_EQ(Add(), Text(WithExisting(ExpectedAdded(), "192.168.1.1", "13")));
+  AddToTable("192.168.1.1", 4294967294, 1);
+  ExpectRecorded(Noted(Added(), "192.168.1.1", "4294967294"));
 }
 
 TEST_F(HostRoute, ExistingRouteIsNotedAsOursThoughAnotherComesFirst) {
   machine.routes.KeepTableOrder();
-  machine.routes.Add("203.0.113.5/32", "192.168.1.2", 13, 1);
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
-  EXPECT_EQ(Add(), Text(ExpectedExisting()));
+  AddToTable("192.168.1.2", 13, 1);
+  AddToTable("192.168.1.1", 12, 1);
+  ExpectNothingDone(Existing());
 }
 
-TEST_F(HostRoute, IndexesArePrintedUnsigned) {
+TEST_F(HostRoute, InterfaceIndexIsPrintedUnsigned) {
   CurrentPhysicalRoute().interface_index = 4294967295;
-  machine.routes.Add("203.0.113.5/32", "192.168.1.2", 4294967294, 1);
-  const HostRouteResult result = AddHostRoute(entry);
-  EXPECT_EQ(result.interface_index, "4294967295");
-  EXPECT_EQ(result.existing_route_interface_index, "4294967294");
+  EXPECT_EQ(AddHostRoute(entry).interface_index, "4294967295");
 }
 
 TEST_F(HostRoute, GatewayThatCannotBePrintedIsAnEmptyTextAndStillUsed) {
   machine.Fail("FormatIpv4", 1, 1);
-  HostRouteResult expected = ExpectedAdded();
+  HostRouteResult expected = Added();
   expected.gateway = "";
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(machine.Changes(), Strings{created});
+  ExpectRecorded(expected);
 }
 
-TEST_F(HostRoute, PhysicalRouteIsOnlyRead) {
-  Add();
-  EXPECT_EQ(CurrentPhysicalRoute().gateway, Ip("192.168.1.1"));
-  EXPECT_EQ(CurrentPhysicalRoute().interface_index, 12u);
+TEST_F(HostRoute, OfATextThatIsNoAddressIsNotAttempted) {
+  for (const char* text :
+       {"", "no-address", "203.0.113.5/32", "203.0.113", " 203.0.113.5", "2001:db8::1"}) {
+    entry.ip = text;
+    HostRouteResult expected = NotAdded("invalid_ip", "invalid_ip");
+    expected.ip = text;
+    expected.add_attempted = false;
+    ExpectNothingDone(expected);
+    EXPECT_EQ(machine.calls.Count("ReadForwardTable"), 0u);
+  }
 }
 
-class InvalidHostRoute : public HostRoute, public testing::WithParamInterface<const char*> {};
-
-TEST_P(InvalidHostRoute, IsNotAttempted) {
-  entry.ip = GetParam();
-  HostRouteResult expected = Expected();
-  expected.ip = GetParam();
-  expected.error_message = "invalid_ip";
-  expected.failure_reason = "invalid_ip";
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(machine.Changes(), Strings{});
-  EXPECT_EQ(machine.calls.Count("ReadForwardTable"), 0u);
-  EXPECT_EQ(RecordedRoutes(), Strings{});
+TEST_F(HostRoute, CreateFailureWithoutARouteIsAFailedAddThatKeepsTheUnsignedStatus) {
+  for (const std::uint32_t status : {5u, 5010u, 0x80070005u}) {
+    machine.Fail("CreateForwardRow", 1, status);
+    ExpectNotRecorded(Failed(status));
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, InvalidHostRoute,
-                         testing::Values("", "no-address", "203.0.113.5/32", "203.0.113",
-                                         " 203.0.113.5", "2001:db8::1"));
-
-TEST_F(HostRoute, CreateFailureWithoutARouteIsAFailedAdd) {
-  machine.Fail("CreateForwardRow", 1, 5);
-  EXPECT_EQ(Add(), Text(ExpectedFailure(5)));
-  EXPECT_EQ(machine.Changes(), Strings{created});
-  EXPECT_EQ(RecordedRoutes(), Strings{});
+TEST_F(HostRoute, ThatAppearsWhileItsCreationFailsIsASuccessThatKeepsTheStatus) {
+  for (const std::uint32_t status : {5010u, 87u}) {
+    AddMeanwhile("192.168.1.1", 12, 15, status);
+    ExpectNotRecorded(Noted(WithStatus(Added(), status), "192.168.1.1", "12"));
+    Vanish();
+  }
 }
 
-TEST_F(HostRoute, CreateFailure5010WithoutARouteIsMarkedAsExisting) {
-  machine.Fail("CreateForwardRow", 1, 5010);
-  HostRouteResult expected = ExpectedFailure(5010);
-  expected.already_exists = true;
-  EXPECT_EQ(Add(), Text(expected));
-}
-
-TEST_F(HostRoute, StatusIsUnsigned) {
-  machine.Fail("CreateForwardRow", 1, 0x80070005);
-  EXPECT_EQ(Add(), Text(ExpectedFailure(2147942405)));
-}
-
-TEST_F(HostRoute, ThatAnotherWriterCreatedFirstIsASuccessWithStatus5010) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 15); });
-  HostRouteResult expected = WithExisting(ExpectedAdded(), "192.168.1.1", "12");
-  expected.already_exists = true;
-  expected.win32_error_code = 5010;
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(RecordedRoutes(), Strings{});
-}
-
-TEST_F(HostRoute, ThatIsThereAfterAnotherFailureIsASuccessThatKeepsTheStatus) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 15); });
-  machine.Fail("CreateForwardRow", 1, 87);
-  HostRouteResult expected = WithExisting(ExpectedAdded(), "192.168.1.1", "12");
-  expected.win32_error_code = 87;
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(RecordedRoutes(), Strings{});
-}
-
-TEST_F(HostRoute, ThatAppearsWithMetric16DuringAFailureIsAFailedAdd) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 16); });
-  machine.Fail("CreateForwardRow", 1, 87);
-  EXPECT_EQ(Add(), Text(WithExisting(ExpectedFailure(87), "192.168.1.1", "12")));
-}
-
-TEST_F(HostRoute, RouteOfAnotherGatewayThatAppearsDuringAFailureIsNoted) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.3", 14, 1); });
-  machine.Fail("CreateForwardRow", 1, 87);
-  EXPECT_EQ(Add(), Text(WithExisting(ExpectedFailure(87), "192.168.1.3", "14")));
+TEST_F(HostRoute, RouteThatDoesNotVerifyIsNotedWhenItAppearsWhileTheCreationFails) {
+  AddMeanwhile("192.168.1.1", 12, 16, 87);
+  ExpectNotRecorded(Noted(Failed(87), "192.168.1.1", "12"));
+  Vanish();
+  AddMeanwhile("192.168.1.3", 14, 1, 87);
+  ExpectNotRecorded(Noted(Failed(87), "192.168.1.3", "14"));
 }
 
 TEST_F(HostRoute, NoteOfARouteThatVanishesDuringAFailureStays) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.2", 13, 1);
-  machine.OnCall("CreateForwardRow", 1, [this] { machine.routes.Remove("203.0.113.5/32"); });
+  AddToTable("192.168.1.2", 13, 1);
+  machine.OnCall("CreateForwardRow", 1, [this] { Vanish(); });
   machine.Fail("CreateForwardRow", 1, 87);
-  EXPECT_EQ(Add(), Text(WithExisting(ExpectedFailure(87), "192.168.1.2", "13")));
+  ExpectNotRecorded(Noted(Failed(87), "192.168.1.2", "13"));
 }
 
-TEST_F(HostRoute, ThatIsNotInTheTableAfterASuccessFailsVerificationButIsRecorded) {
-  machine.Fail("CreateForwardRow", 1, 0);
-  EXPECT_EQ(Add(), Text(ExpectedUnverified()));
-  EXPECT_EQ(machine.Changes(), Strings{created});
-  EXPECT_EQ(RecordedRoutes(), Strings{route});
+TEST_F(HostRoute, ThatIsNotThereAfterASuccessFailsVerificationWithoutANoteButIsRecorded) {
+  AddMeanwhile("192.168.1.3", 14, 1, 0);
+  ExpectRecorded(Unverified());
 }
 
-TEST_F(HostRoute, ThatGetsMetric16FailsVerificationButIsRecorded) {
-  machine.routes.SetMetricOfCreatedRows(16);
-  EXPECT_EQ(Add(), Text(ExpectedUnverified()));
-  EXPECT_EQ(RecordedRoutes(), Strings{route});
-  RemoveBypassRoutes();
-  EXPECT_FALSE(machine.routes.Has("203.0.113.5/32 via 192.168.1.1 if 12 metric 16"));
-}
-
-TEST_F(HostRoute, ThatGetsMetric15IsVerified) {
+TEST_F(HostRoute, ThatGetsAMetricUpTo15IsVerified) {
   machine.routes.SetMetricOfCreatedRows(15);
-  EXPECT_EQ(Add(), Text(ExpectedAdded()));
+  ExpectRecorded(Added());
 }
 
-TEST_F(HostRoute, FailedVerificationDoesNotNoteWhatIsThere) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.3", 14, 1); });
-  machine.Fail("CreateForwardRow", 1, 0);
-  EXPECT_EQ(Add(), Text(ExpectedUnverified()));
+TEST_F(HostRoute, ThatGetsMetric16FailsVerificationButIsRecordedForItsRemoval) {
+  machine.routes.SetMetricOfCreatedRows(16);
+  ExpectRecorded(Unverified());
+  RemoveBypassRoutes();
+  EXPECT_EQ(machine.routes.Texts(), office_routes);
 }
 
-TEST_F(HostRoute, IsRecordedBeforeItIsVerified) {
-  Strings recorded_when_verified;
-  machine.OnCall("ReadForwardTable", 3, [&] { recorded_when_verified = RecordedRoutes(); });
-  Add();
-  EXPECT_EQ(recorded_when_verified, Strings{route});
-}
-
-TEST_F(HostRoute, IsRecordedOnlyAfterItsCreation) {
-  std::size_t recorded_when_created = 1;
-  machine.OnCall("CreateForwardRow", 1, [&] { recorded_when_created = AddedRouteList().size(); });
-  Add();
-  EXPECT_EQ(recorded_when_created, 0u);
+TEST_F(HostRoute, IsRecordedAfterItsCreationAndBeforeItsVerification) {
+  std::vector<std::size_t> recorded;
+  const auto note = [&recorded] { recorded.push_back(AddedRouteList().size()); };
+  machine.OnCall("CreateForwardRow", 1, note);
+  machine.OnCall("ReadForwardTable", 3, note);
+  AddHostRoute(entry);
+  EXPECT_EQ(recorded, (std::vector<std::size_t>{0, 1}));
 }
 
 TEST_F(HostRoute, TableIsReadAnewForEveryLookup) {
-  Add();
+  AddHostRoute(entry);
   EXPECT_EQ(machine.calls.Count("ReadForwardTable"), 3u);  // note, check, check after the add
   machine.calls.Clear();
-  Add();
+  AddHostRoute(entry);
   EXPECT_EQ(machine.calls.Count("ReadForwardTable"), 2u);  // note, check
-  machine.routes.Remove("203.0.113.5/32");
+  Vanish();
   machine.calls.Clear();
   machine.Fail("CreateForwardRow", 1, 5);
-  Add();
+  AddHostRoute(entry);
   EXPECT_EQ(machine.calls.Count("ReadForwardTable"), 4u);  // note, check, note, check
 }
 
 TEST_F(HostRoute, UnreadableTableAtTheFirstReadLeavesTheNoteEmpty) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.2", 13, 1);
+  AddToTable("192.168.1.2", 13, 1);
   machine.Fail("ReadForwardTable", 1, 5);
-  EXPECT_EQ(Add(), Text(ExpectedAdded()));
+  ExpectRecorded(Added());
 }
 
 TEST_F(HostRoute, UnreadableTableAtTheSecondReadLeadsToACreateThatFindsTheRoute) {
-  machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
+  AddToTable("192.168.1.1", 12, 1);
   machine.Fail("ReadForwardTable", 2, 5);
-  HostRouteResult expected = WithExisting(ExpectedAdded(), "192.168.1.1", "12");
-  expected.already_exists = true;
-  expected.win32_error_code = 5010;
-  EXPECT_EQ(Add(), Text(expected));
-  EXPECT_EQ(RecordedRoutes(), Strings{});
+  ExpectNotRecorded(Noted(WithStatus(Added(), 5010), "192.168.1.1", "12"));
 }
 
 TEST_F(HostRoute, UnreadableTableAfterASuccessFailsVerification) {
   machine.Fail("ReadForwardTable", 3, 5);
-  EXPECT_EQ(Add(), Text(ExpectedUnverified()));
-  EXPECT_EQ(RecordedRoutes(), Strings{route});
-  EXPECT_TRUE(machine.routes.Has(route));
+  ExpectRecorded(Unverified());
+  EXPECT_EQ(machine.routes.Texts(), Joined({office_routes, route}));
 }
 
 TEST_F(HostRoute, UnreadableTableAtTheSecondNoteStillVerifies) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1); });
+  AddMeanwhile("192.168.1.1", 12, 1, 5010);
   machine.Fail("ReadForwardTable", 3, 5);
-  HostRouteResult expected = ExpectedAdded();
-  expected.already_exists = true;
-  expected.win32_error_code = 5010;
-  EXPECT_EQ(Add(), Text(expected));
+  ExpectNotRecorded(WithStatus(Added(), 5010));
 }
 
 TEST_F(HostRoute, UnreadableTableAtTheLastCheckOfAFailureIsAFailedAdd) {
-  machine.OnCall("CreateForwardRow", 1,
-                 [this] { machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1); });
+  AddMeanwhile("192.168.1.1", 12, 1, 5010);
   machine.Fail("ReadForwardTable", 4, 5);
-  HostRouteResult expected = WithExisting(ExpectedFailure(5010), "192.168.1.1", "12");
-  expected.already_exists = true;
-  EXPECT_EQ(Add(), Text(expected));
+  ExpectNotRecorded(Noted(Failed(5010), "192.168.1.1", "12"));
 }
 
 TEST_F(HostRoute, TableThatIsNeverReadableLeavesACreatedAndRecordedRoute) {
   machine.FailAlways("ReadForwardTable", 5);
-  EXPECT_EQ(Add(), Text(ExpectedUnverified()));
-  EXPECT_EQ(machine.Changes(), Strings{created});
-  EXPECT_EQ(RecordedRoutes(), Strings{route});
-}
-
-TEST_F(HostRoute, AddingLogsNothingAndLeavesTheStateAlone) {
-  CurrentAdminBypassState().message = "kept";
-  Add();
-  EXPECT_EQ(LogLines(), Strings{});
-  EXPECT_EQ(CurrentAdminBypassState().message, "kept");
+  ExpectRecorded(Unverified());
 }
 
 }  // namespace

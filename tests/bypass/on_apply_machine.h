@@ -26,6 +26,22 @@ class OnApplyMachine : public OnBypassMachine {
     RequiredBypassIps() = {"8.8.4.4"};
     CurrentPhysicalRoute() = {.gateway = Ip("192.168.1.9"), .interface_index = 9};
   }
+  const std::string earlier_route = "8.8.4.4/32 via 192.168.1.9 if 9 metric 1";
+
+  // The record of a bypass that is on and has found nobody.
+  static AdminBypassState Attempted(const std::string& message, const std::string& reason = "") {
+    AdminBypassState state;
+    state.enabled = true;
+    state.attempted = true;
+    state.required_enforced = true;
+    state.message = message;
+    state.failure_reason = reason;
+    state.rdp_tcp_remote_addresses = "[]";
+    state.admin_env_ips = "[]";
+    state.selected_admin_bypass_ips = "[]";
+    state.selected_bypass_ip_entries = "[]";
+    return state;
+  }
 
   // Applies; expects this record as the result and as the current state.
   void ExpectApplyGives(const AdminBypassState& expected, bool safe_mode = false) {
@@ -33,21 +49,9 @@ class OnApplyMachine : public OnBypassMachine {
     EXPECT_EQ(Text(CurrentAdminBypassState()), Text(expected));
   }
 
-  void ExpectPhysicalRoute(const char* gateway, std::uint32_t interface_index) {
-    EXPECT_EQ(CurrentPhysicalRoute().gateway, Ip(gateway));
-    EXPECT_EQ(CurrentPhysicalRoute().interface_index, interface_index);
-  }
-
-  // The two writes of one log line.
-  static Strings Logged(const std::string& fields) {
-    return {"PrintDebugger [Veltrane][admin_bypass] " + fields,
-            "PrintError [Veltrane][admin_bypass] " + fields};
-  }
-
-  static Strings Logged(const std::string& first, const std::string& second) {
-    Strings lines = Logged(first);
-    for (const std::string& line : Logged(second)) lines.push_back(line);
-    return lines;
+  static void ExpectLists(const Strings& selected, const Strings& required) {
+    EXPECT_EQ(SelectedBypassIps(), selected);
+    EXPECT_EQ(RequiredBypassIps(), required);
   }
 };
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "bypass/report.h"
 #include "tests/bypass/record_texts.h"
 
 namespace veltrane {
@@ -36,13 +35,6 @@ TEST(AdminBypassState, FreshRecordHasEveryFlagFalseEveryTextEmptyAndNoAutoStop) 
   EXPECT_EQ(Text(AdminBypassState()), kFreshState);
 }
 
-TEST(AdminBypassState, FreshRecordIsReportedAsSevenFalseFlagsAndAutoStopSecondsZero) {
-  EXPECT_EQ(FormatAdminBypassReport(AdminBypassState()),
-            R"("admin_bypass":{"enabled":false,"attempted":false,"applied":false,)"
-            R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
-            R"("required_enforced":false,"skipped_for_safe_mode":false,"auto_stop_seconds":0})");
-}
-
 TEST(HostRouteResult, FreshRecordHasEveryFlagFalseEveryTextEmptyAndStatusZero) {
   EXPECT_EQ(Text(HostRouteResult()),
             "ip=\n"
@@ -63,13 +55,6 @@ TEST(HostRouteResult, FreshRecordHasEveryFlagFalseEveryTextEmptyAndStatusZero) {
 
 TEST(BypassIpEntry, FreshRecordIsEmptyAndOptional) {
   EXPECT_EQ(Text(BypassIpEntry()), "  optional");
-}
-
-TEST(BypassRecords, CopiesDoNotFollowTheCurrentState) {
-  CurrentAdminBypassState() = {};
-  AdminBypassState copy = CurrentAdminBypassState();
-  copy.message = "changed";
-  EXPECT_EQ(CurrentAdminBypassState().message, "");
 }
 
 // The process-wide objects as a new process has them; the style makes the child a new process.

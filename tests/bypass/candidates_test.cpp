@@ -94,14 +94,6 @@ TEST_F(BypassCandidates, VariablesAreReadInTheMachineAndUserScopesToo) {
                                 "203.0.113.5 ADMIN_BYPASS_IP required"}));
 }
 
-TEST_F(BypassCandidates, PrivateMalformedAndIpv6AddressesGiveNone) {
-  SetVariable(L"ADMIN_BYPASS_IP", L"192.168.1.10,10.1.2.3/8,example.org");
-  machine.sessions.AddSession(2, 0);
-  machine.sessions.SetClientAddress(2,
-                                    ClientAddress{.family = 23, .bytes = {0, 0, 203, 0, 113, 5}});
-  EXPECT_EQ(Collect(), Strings{});
-}
-
 TEST_F(BypassCandidates, CarrierGradeNatClientIsACandidateAndPrivateOneIsNot) {
   machine.sessions.AddActive(2, "100.64.0.1");
   machine.sessions.AddActive(3, "172.32.0.1");

@@ -33,10 +33,9 @@ class PassiveHostRoute : public OnBypassMachine {
 
   // What the guard does before a change of this name: its line and the reading of its variable.
   static Strings Checked(const std::string& change) {
-    return {"PrintErrorLine [Veltrane][startup_guard] forbidden during passive startup: " + change,
-            "ReadProcessVariable VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-            "ReadRegistryText HKLM VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-            "ReadRegistryText HKCU VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP"};
+    return Joined(
+        {{"PrintErrorLine [Veltrane][startup_guard] forbidden during passive startup: " + change},
+         ReadInAllScopes("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP")});
   }
 
   // What the guard prints when its variable forbids this change.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bypass/apply.h"
+#include "tests/bypass/full_records.h"
 #include "tests/bypass/on_bypass_machine.h"
 #include "tests/bypass/record_texts.h"
 
@@ -14,12 +15,7 @@ class OnApplyMachine : public OnBypassMachine {
  protected:
   // What an earlier bypass left: a record, a recorded route, lists and a gateway.
   void LeaveAnEarlierBypass() {
-    AdminBypassState& state = CurrentAdminBypassState();
-    state.enabled = true;
-    state.applied = true;
-    state.routes_ready_before_tunnel = true;
-    state.message = "an earlier message";
-    state.failure_reason = "an_earlier_reason";
+    CurrentAdminBypassState() = FullState();
     machine.routes.Add("8.8.4.4/32", "192.168.1.9", 9, 1);
     AddedRouteList() = {simulated::MakeRoute("8.8.4.4/32", "192.168.1.9", 9, 1)};
     SelectedBypassIps() = {"8.8.4.4"};

@@ -26,6 +26,12 @@ inline Strings Pinned(const Strings& ips, const std::string& call = "") {
 inline Strings Created(const Strings& ips) { return Pinned(ips, "CreateForwardRow "); }
 inline Strings Deleted(const Strings& ips) { return Pinned(ips, "DeleteForwardRow "); }
 
+// The calls that read a variable in all scopes.
+inline Strings ReadInAllScopes(const std::string& name) {
+  return {"ReadProcessVariable " + name, "ReadRegistryText HKLM " + name,
+          "ReadRegistryText HKCU " + name};
+}
+
 // Several lists one after another.
 inline Strings Joined(std::initializer_list<Strings> lists) {
   Strings joined;

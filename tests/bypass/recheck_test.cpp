@@ -240,30 +240,21 @@ TEST_F(RecheckAfterTunnel, UpdatesTheStateAsItWasBeforeTheFirstCheck) {
   ExpectRecheckGives(Verified("10.0.0.5:ok(metric=5);10.0.0.6:ok(metric=5);"));
 }
 
-// No route is looked up, stored or logged.
-class NothingToRecheck : public RecheckAfterTunnel {
- protected:
-  void ExpectUntouched() {
+TEST_F(RecheckAfterTunnel, WithNothingToCheckNothingIsLookedUpStoredOrLogged) {
+  const auto expect_untouched = [this] {
     const std::string before = Text(CurrentAdminBypassState());
     EXPECT_EQ(Text(RecheckBypassAfterTunnel()), before);
     EXPECT_EQ(Text(CurrentAdminBypassState()), before);
     EXPECT_EQ(machine.calls.All(), Strings{});
-  }
-};
-
-TEST_F(NothingToRecheck, WhenTheBypassIsDisabled) {
+  };
   CurrentAdminBypassState().enabled = false;
-  ExpectUntouched();
-}
-
-TEST_F(NothingToRecheck, WhenTheBypassWasNotAttempted) {
+  expect_untouched();
+  CurrentAdminBypassState() = Applied();
   CurrentAdminBypassState().attempted = false;
-  ExpectUntouched();
-}
-
-TEST_F(NothingToRecheck, WhenNoAddressIsSelected) {
+  expect_untouched();
+  CurrentAdminBypassState() = Applied();
   SelectedBypassIps().clear();
-  ExpectUntouched();
+  expect_untouched();
 }
 
 }  // namespace

@@ -30,40 +30,26 @@ class OwnAddresses : public OnMachine {
   static Strings Collect() { return Texts(CollectBypassCandidates()); }
 };
 
-TEST_F(OwnAddresses, AreDroppedFromTheFirstVariable) {
+TEST_F(OwnAddresses, AreDroppedFromEverySource) {
   machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.80,203.0.113.5");
-  EXPECT_EQ(Collect(), Strings{"203.0.113.5 ADMIN_BYPASS_IP required"});
-}
-
-TEST_F(OwnAddresses, AreDroppedFromTheListVariable) {
-  machine.environment.SetProcess(L"ADMIN_BYPASS_IPS", L"198.51.100.80 203.0.113.5");
-  EXPECT_EQ(Collect(), Strings{"203.0.113.5 ADMIN_BYPASS_IPS required"});
-}
-
-TEST_F(OwnAddresses, AreDroppedFromTheRemoteDesktopPeers) {
+  machine.environment.SetProcess(L"ADMIN_BYPASS_IPS", L"198.51.100.80 203.0.113.6");
   machine.connections.AddEstablished(3389, "203.0.113.80");
-  machine.connections.AddEstablished(3389, "203.0.113.5");
-  EXPECT_EQ(Collect(), Strings{"203.0.113.5 RDP_TCP_ESTABLISHED required"});
-}
-
-TEST_F(OwnAddresses, AreDroppedFromTheSessionClients) {
+  machine.connections.AddEstablished(3389, "203.0.113.7");
   machine.sessions.AddActive(2, "100.64.0.9");
-  machine.sessions.AddActive(3, "203.0.113.5");
-  EXPECT_EQ(Collect(), Strings{"203.0.113.5 WTS optional"});
+  machine.sessions.AddActive(3, "203.0.113.8");
+  EXPECT_EQ(
+      Collect(),
+      (Strings{"203.0.113.5 ADMIN_BYPASS_IP required", "203.0.113.6 ADMIN_BYPASS_IPS required",
+               "203.0.113.7 RDP_TCP_ESTABLISHED required", "203.0.113.8 WTS optional"}));
 }
 
-TEST_F(OwnAddresses, StayInTheRawLists) {
+TEST_F(OwnAddresses, AloneRefuseTheBypassForWantOfAnAddressAndStayInTheRawLists) {
   machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.80");
   machine.connections.AddEstablished(3389, "203.0.113.80");
-  EXPECT_EQ(ListAdminEnvIps(), Strings{"203.0.113.80"});
-  EXPECT_EQ(ListRdpTcpRemoteAddresses(), Strings{"203.0.113.80"});
-}
-
-TEST_F(OwnAddresses, AloneRefuseTheBypassForWantOfAnAddress) {
-  machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.80");
   MarkConnectRequested();
   const AdminBypassState state = ApplyAdminBypass(false);
   EXPECT_EQ(state.failure_reason, "no_admin_bypass_ips");
+  EXPECT_EQ(state.rdp_tcp_remote_addresses, R"(["203.0.113.80"])");
   EXPECT_EQ(state.admin_env_ips, R"(["203.0.113.80"])");
   EXPECT_EQ(state.selected_admin_bypass_ips, "[]");
 }

@@ -85,31 +85,6 @@ TEST_F(GuardSettings, ARemoteSessionIsRecordedAndIsNoFailureByItself) {
   EXPECT_EQ(Report(), ReportWith(kFreshGuardReport, {{"rdp_session_active", "true"}}));
 }
 
-TEST_F(GuardSettings, AnAutoStopValueThatDoesNotParseGivesZeroInBothCounts) {
-  machine.environment.SetProcess(kAutoStop, L"soon");
-  machine.environment.SetMachine(kAutoStop, L"120");
-  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport,
-                                 {{"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("soon")"},
-                                  {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("120")"}}));
-}
-
-TEST_F(GuardSettings, AnOverriddenMachineSettingFailsInARemoteSession) {
-  OverrideInARemoteSession(L"0");
-  machine.environment.SetMachine(kAutoStop, L"60");
-  EXPECT_EQ(Report(),
-            ReportWith(kFreshGuardReport,
-                       {{"poc_route_guard_failed", "true"},
-                        {"poc_env_read_failed", "true"},
-                        {"rdp_session_active", "true"},
-                        {"auto_stop_seconds", "60"},
-                        {"effective_auto_stop_seconds", "60"},
-                        {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("0")"},
-                        {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("1")"},
-                        {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("60")"}},
-                       R"(,"failure_reason":"poc_env_read_failed","message":)"
-                       R"("Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid")"));
-}
-
 TEST_F(GuardSettings, AProcessValueWithABlankOverridesTheMachineSettingLikeAnyFalseOne) {
   OverrideInARemoteSession(L"1 ");
   EXPECT_TRUE(Read().poc_env_read_failed);

@@ -1,9 +1,6 @@
 #include "service/installer.h"
 
-#include <string>
-#include <vector>
-
-#include "platform/services.h"
+#include "tests/support/name_of.h"
 #include "tests/support/on_machine.h"
 
 namespace veltrane {
@@ -17,16 +14,30 @@ constexpr wchar_t kExePath[] = L"D:\\Veltrane VPN\\Service.exe";
 
 class Installer : public OnMachine {
  protected:
+  // No test leaves a handle open.
+  void TearDown() override { EXPECT_EQ(machine.services.OpenHandles(), 0); }
+
   bool Install() { return InstallService(kExePath, &error); }
   bool Uninstall() { return UninstallService(&error); }
 
   ServiceRecord Installed() { return machine.services.Find(kName).value(); }
 
+  // What there is of the service: "nothing", "state 1", "state 4 marked" for deletion.
+  std::string Left() {
+    const std::optional<ServiceRecord> record = machine.services.Find(kName);
+    if (!record) return "nothing";
+    return "state " + std::to_string(record->state) + (record->marked_for_delete ? " marked" : "");
+  }
+
   std::wstring error = L"untouched";
 };
 
-TEST_F(Installer, RegistersTheServiceWithItsSettings) {
+TEST_F(Installer, CreatesTheServiceWithItsSettingsAndDoesNotStartIt) {
   EXPECT_TRUE(Install());
+  EXPECT_EQ(machine.calls.All(),
+            (Texts{"ServiceManager.Open 0xf003f", "ServiceManager.Create VeltraneVpnTunnel",
+                   "Service.SetSidType VeltraneVpnTunnel 1"}));
+  EXPECT_EQ(error, L"untouched");
   const ServiceSettings settings = Installed().settings;
   EXPECT_EQ(settings.name, L"VeltraneVpnTunnel");
   EXPECT_EQ(settings.display_name, L"VeltraneVpnTunnel");
@@ -36,23 +47,6 @@ TEST_F(Installer, RegistersTheServiceWithItsSettings) {
   EXPECT_EQ(settings.error_control, 1u);
   EXPECT_EQ(settings.command_line, L"\"D:\\Veltrane VPN\\Service.exe\" --run-as-service");
   EXPECT_EQ(settings.dependencies, (std::vector<std::wstring>{L"Nsi", L"TcpIp"}));
-  EXPECT_EQ(Installed().sid_type, 1u);
-}
-
-TEST_F(Installer, CreatesTheServiceThenSetsItsSidTypeAndDoesNotStartIt) {
-  EXPECT_TRUE(Install());
-  EXPECT_EQ(machine.calls.All(),
-            (Texts{"ServiceManager.Open 0xf003f", "ServiceManager.Create VeltraneVpnTunnel",
-                   "Service.SetSidType VeltraneVpnTunnel 1"}));
-  EXPECT_EQ(Installed().state, simulated::kStopped);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{kName});
-}
-
-TEST_F(Installer, LeavesTheErrorTextAloneOnSuccess) {
-  EXPECT_TRUE(Install());
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(error, L"untouched");
 }
 
 TEST_F(Installer, QuotesThePathAsItIs) {
@@ -64,8 +58,7 @@ TEST_F(Installer, AFailureToSetTheSidTypeIsIgnored) {
   machine.FailAlways("Service.SetSidType", 5);
   EXPECT_TRUE(Install());
   EXPECT_EQ(error, L"untouched");
-  EXPECT_EQ(Installed().sid_type, std::nullopt);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
+  EXPECT_EQ(Left(), "state 1");
 }
 
 TEST_F(Installer, InstallingTwiceSucceedsAndChangesNothingEvenWhenTheProgramHasMoved) {
@@ -77,28 +70,6 @@ TEST_F(Installer, InstallingTwiceSucceedsAndChangesNothingEvenWhenTheProgramHasM
   EXPECT_EQ(Installed().settings.command_line,
             L"\"D:\\Veltrane VPN\\Service.exe\" --run-as-service");
   EXPECT_EQ(error, L"untouched");
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(Installer, AServiceThatExistsKeepsEverythingItsSidTypeIncluded) {
-  machine.services.Add({.name = kName,
-                        .display_name = L"Another",
-                        .type = 0x20,
-                        .start_type = 2,
-                        .error_control = 0,
-                        .command_line = L"C:\\old.exe",
-                        .dependencies = {L"Dhcp"}},
-                       simulated::kRunning);
-  EXPECT_TRUE(Install());
-  const ServiceRecord record = Installed();
-  EXPECT_EQ(record.settings.display_name, L"Another");
-  EXPECT_EQ(record.settings.type, 0x20u);
-  EXPECT_EQ(record.settings.start_type, 2u);
-  EXPECT_EQ(record.settings.error_control, 0u);
-  EXPECT_EQ(record.settings.command_line, L"C:\\old.exe");
-  EXPECT_EQ(record.settings.dependencies, std::vector<std::wstring>{L"Dhcp"});
-  EXPECT_EQ(record.sid_type, std::nullopt);
-  EXPECT_EQ(record.state, simulated::kRunning);
 }
 
 TEST_F(Installer, FailsWhenTheManagerCannotBeOpened) {
@@ -108,37 +79,20 @@ TEST_F(Installer, FailsWhenTheManagerCannotBeOpened) {
   EXPECT_EQ(machine.calls.All(), Texts{"ServiceManager.Open 0xf003f"});
 }
 
-TEST_F(Installer, FailsWithoutTheRightToCreate) {
-  machine.services.DenyManagerAccess(2);
-  EXPECT_FALSE(Install());
-  EXPECT_EQ(error, L"OpenSCManager failed");
-}
-
 class CreationError : public Installer, public testing::WithParamInterface<std::uint32_t> {};
 
-TEST_P(CreationError, FailsAndClosesTheManager) {
+TEST_P(CreationError, FailsAndLeavesNothing) {
   machine.FailAlways("ServiceManager.Create", GetParam());
   EXPECT_FALSE(Install());
   EXPECT_EQ(error, L"CreateService failed");
   EXPECT_EQ(machine.calls.All(),
             (Texts{"ServiceManager.Open 0xf003f", "ServiceManager.Create VeltraneVpnTunnel"}));
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
+  EXPECT_EQ(Left(), "nothing");
 }
 
-// Access denied, invalid account, marked for deletion, duplicate name, and the neighbour of 1073.
-INSTANTIATE_TEST_SUITE_P(Installer, CreationError, testing::Values(5, 1057, 1072, 1074, 1078),
-                         [](const testing::TestParamInfo<std::uint32_t>& test) {
-                           return "Error" + std::to_string(test.param);
-                         });
-
-TEST_F(Installer, AServiceMarkedForDeletionCannotBeInstalledAgain) {
-  machine.services.Add(kName, simulated::kRunning);
-  machine.services.NeverStop();
-  EXPECT_TRUE(Uninstall());
-  EXPECT_FALSE(Install());
-  EXPECT_EQ(error, L"CreateService failed");
-}
+// Access denied, invalid account, marked for deletion, the neighbour of 1073, duplicate name.
+INSTANTIATE_TEST_SUITE_P(Of, CreationError, testing::Values(5, 1057, 1072, 1074, 1078),
+                         testing::PrintToStringParamName());
 
 TEST_F(Installer, TheErrorTextMayBeAbsent) {
   machine.FailAlways("ServiceManager.Create", 5);
@@ -148,8 +102,12 @@ TEST_F(Installer, TheErrorTextMayBeAbsent) {
   EXPECT_FALSE(UninstallService(nullptr));
 }
 
-TEST_F(Installer, UninstallStopsTheServiceThenDeletesIt) {
-  machine.services.Add(kName, simulated::kRunning);
+class Uninstallation : public Installer {
+ protected:
+  Uninstallation() { machine.services.Add(kName, simulated::kRunning); }
+};
+
+TEST_F(Uninstallation, StopsTheServiceThenDeletesIt) {
   EXPECT_TRUE(Uninstall());
   EXPECT_EQ(
       machine.calls.All(),
@@ -157,28 +115,25 @@ TEST_F(Installer, UninstallStopsTheServiceThenDeletesIt) {
              "Service.SendStop VeltraneVpnTunnel", "ServiceManager.Open 0xf003f",
              "ServiceManager.OpenExisting VeltraneVpnTunnel 0x10024",
              "Service.Delete VeltraneVpnTunnel"}));
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
+  EXPECT_EQ(Left(), "nothing");
+  EXPECT_EQ(error, L"untouched");
 }
 
-TEST_F(Installer, UninstallClosesTheHandlesOfTheStopBeforeTheDeletion) {
-  machine.services.Add(kName, simulated::kRunning);
+TEST_F(Uninstallation, ClosesTheHandlesOfTheStopBeforeTheDeletion) {
   int open_handles = -1;
   machine.OnCall("ServiceManager.Open", 2, [&] { open_handles = machine.services.OpenHandles(); });
   EXPECT_TRUE(Uninstall());
   EXPECT_EQ(open_handles, 0);
 }
 
-TEST_F(Installer, UninstallMarksARunningServiceWithoutWaitingForItToStop) {
-  machine.services.Add(kName, simulated::kRunning);
+TEST_F(Uninstallation, MarksARunningServiceWithoutWaitingForItToStop) {
   machine.services.NeverStop();
   EXPECT_TRUE(Uninstall());
-  EXPECT_TRUE(Installed().marked_for_delete);
-  EXPECT_EQ(Installed().state, simulated::kStopPending);
+  EXPECT_EQ(Left(), "state 3 marked");
   EXPECT_EQ(machine.calls.Count("Service.QueryState"), 0u);
   EXPECT_EQ(machine.calls.Count("Sleep"), 0u);
   machine.services.SetState(kName, simulated::kStopped);
-  EXPECT_EQ(machine.services.Find(kName), std::nullopt);
+  EXPECT_EQ(Left(), "nothing");
 }
 
 TEST_F(Installer, UninstallOfAServiceThatIsNotInstalledReturnsTrue) {
@@ -188,69 +143,40 @@ TEST_F(Installer, UninstallOfAServiceThatIsNotInstalledReturnsTrue) {
                                         "ServiceManager.OpenExisting VeltraneVpnTunnel 0x24",
                                         "ServiceManager.Open 0xf003f",
                                         "ServiceManager.OpenExisting VeltraneVpnTunnel 0x10024"}));
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
 }
 
-TEST_F(Installer, UninstallLeavesTheTunnelServiceAlone) {
-  machine.services.Add(kName);
-  machine.services.Add(L"VeltraneVpnTunnel$Active", simulated::kRunning);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{L"VeltraneVpnTunnel$Active"});
-  EXPECT_EQ(machine.services.Find(L"VeltraneVpnTunnel$Active")->state, simulated::kRunning);
+constexpr char kStop[] = "Service.SendStop VeltraneVpnTunnel";
+constexpr char kDelete[] = "Service.Delete VeltraneVpnTunnel";
+
+struct Failure {
+  const char* name;
+  const char* call;
+  std::size_t nth;
+  bool succeeds;
+  Texts changes;
+  const char* left;
+};
+
+class FailedUninstallation : public Uninstallation, public testing::WithParamInterface<Failure> {};
+
+TEST_P(FailedUninstallation, DoesAllTheRestAndFailsOnlyForTheManagerOfTheDeletion) {
+  machine.Fail(GetParam().call, GetParam().nth, 5);
+  EXPECT_EQ(Uninstall(), GetParam().succeeds);
+  EXPECT_EQ(error, GetParam().succeeds ? L"untouched" : L"OpenSCManager failed");
+  EXPECT_EQ(machine.Changes(), GetParam().changes);
+  EXPECT_EQ(Left(), GetParam().left);
 }
 
-TEST_F(Installer, UninstallDeletesAlthoughTheManagerCouldNotBeOpenedForTheStop) {
-  machine.services.Add(kName, simulated::kRunning);
-  machine.Fail("ServiceManager.Open", 1, 5);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(machine.Changes(), Texts{"Service.Delete VeltraneVpnTunnel"});
-  EXPECT_TRUE(Installed().marked_for_delete);
-  EXPECT_EQ(Installed().state, simulated::kRunning);
-}
+const Failure kFailures[] = {
+    {"ManagerOfTheStop", "ServiceManager.Open", 1, true, {kDelete}, "state 4 marked"},
+    {"ServiceOfTheStop", "ServiceManager.OpenExisting", 1, true, {kDelete}, "state 4 marked"},
+    {"Stop", "Service.SendStop", 1, true, {kStop, kDelete}, "state 4 marked"},
+    {"ManagerOfTheDeletion", "ServiceManager.Open", 2, false, {kStop}, "state 1"},
+    {"ServiceOfTheDeletion", "ServiceManager.OpenExisting", 2, true, {kStop}, "state 1"},
+    {"Deletion", "Service.Delete", 1, true, {kStop, kDelete}, "state 1"}};
 
-TEST_F(Installer, UninstallDeletesAlthoughTheServiceCouldNotBeOpenedForTheStop) {
-  machine.services.Add(kName, simulated::kRunning);
-  machine.Fail("ServiceManager.OpenExisting", 1, 5);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(machine.Changes(), Texts{"Service.Delete VeltraneVpnTunnel"});
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(Installer, UninstallDeletesAlthoughTheStopFailed) {
-  machine.services.Add(kName, simulated::kRunning);
-  machine.FailAlways("Service.SendStop", 1061);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_TRUE(Installed().marked_for_delete);
-  EXPECT_EQ(error, L"untouched");
-}
-
-TEST_F(Installer, UninstallFailsWhenTheManagerCannotBeOpenedForTheDeletion) {
-  machine.services.Add(kName, simulated::kRunning);
-  machine.Fail("ServiceManager.Open", 2, 5);
-  EXPECT_FALSE(Uninstall());
-  EXPECT_EQ(error, L"OpenSCManager failed");
-  EXPECT_EQ(Installed().state, simulated::kStopped);
-  EXPECT_FALSE(Installed().marked_for_delete);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(Installer, UninstallSucceedsWhenTheServiceCannotBeOpenedForTheDeletion) {
-  machine.services.Add(kName);
-  machine.Fail("ServiceManager.OpenExisting", 2, 5);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(error, L"untouched");
-  EXPECT_FALSE(Installed().marked_for_delete);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(Installer, UninstallSucceedsWhenTheDeletionFails) {
-  machine.services.Add(kName);
-  machine.FailAlways("Service.Delete", 1072);
-  EXPECT_TRUE(Uninstall());
-  EXPECT_EQ(error, L"untouched");
-  EXPECT_FALSE(Installed().marked_for_delete);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
+INSTANTIATE_TEST_SUITE_P(Without, FailedUninstallation, testing::ValuesIn(kFailures),
+                         NameOf<Failure>);
 
 }  // namespace
 }  // namespace veltrane

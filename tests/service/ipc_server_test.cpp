@@ -3,28 +3,14 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <future>
-#include <string>
+#include <functional>
 #include <system_error>
-#include <thread>
-#include <vector>
 
-#include "service/startup_guard.h"
 #include "tests/service/program.h"
 #include "tests/simulated/pipe_client.h"
 
 namespace veltrane {
 namespace {
-
-using Texts = std::vector<std::string>;
-
-class IpcServerTest : public OnSteppedMachine {
- protected:
-  void StartAndWait(IpcServer& server) {
-    server.Start();
-    machine.pipes.WaitUntilServerWaits();
-  }
-};
 
 // A thread that ends when it is told to give up, as the timer does.
 std::thread WaitForCancel(IpcServer& server) {
@@ -33,41 +19,47 @@ std::thread WaitForCancel(IpcServer& server) {
   });
 }
 
-TEST_F(IpcServerTest, IsDisconnectedAndIdleAtFirst) {
+class IpcServerTest : public OnSteppedMachine {
+ protected:
+  void StartAndWait() {
+    server.Start();
+    machine.pipes.WaitUntilServerWaits();
+  }
+
+  // The phase and, when there is one, the node: "connecting", "connected n1".
+  std::string PhaseAndNode() const {
+    return server.node_id.empty() ? server.phase : server.phase + " " + server.node_id;
+  }
+
   IpcServer server;
+};
+
+TEST_F(IpcServerTest, IsDisconnectedAndIdleAtFirst) {
   EXPECT_FALSE(server.running);
   EXPECT_FALSE(server.server_thread.joinable());
   EXPECT_FALSE(server.auto_stop_thread.joinable());
   EXPECT_FALSE(server.auto_stop_cancel);
-  EXPECT_TRUE(server.state_mutex.try_lock());
-  server.state_mutex.unlock();
   EXPECT_EQ(server.session_nonce, "");
-  EXPECT_EQ(server.phase, "disconnected");
-  EXPECT_EQ(server.node_id, "");
+  EXPECT_EQ(PhaseAndNode(), "disconnected");
 }
 
 TEST_F(IpcServerTest, SetPhaseClearsTheNodeUnlessOneIsGiven) {
-  IpcServer server;
   server.SetPhase("connected", "n1");
-  EXPECT_EQ(server.phase, "connected");
-  EXPECT_EQ(server.node_id, "n1");
+  EXPECT_EQ(PhaseAndNode(), "connected n1");
   server.SetPhase("connecting");
-  EXPECT_EQ(server.phase, "connecting");
-  EXPECT_EQ(server.node_id, "");
+  EXPECT_EQ(PhaseAndNode(), "connecting");
 }
 
 TEST_F(IpcServerTest, StartServesThePipeOnAThreadOfItsOwn) {
-  IpcServer server;
-  StartAndWait(server);
+  StartAndWait();
   EXPECT_TRUE(server.running);
-  EXPECT_NE(server.server_thread.get_id(), std::this_thread::get_id());
+  EXPECT_TRUE(server.server_thread.joinable());
   ASSERT_EQ(machine.pipes.Created().size(), 1u);
   EXPECT_EQ(machine.pipes.Created()[0].parameters.name, L"\\\\.\\pipe\\VeltraneVpn");
 }
 
 TEST_F(IpcServerTest, StartingTwiceStartsOneThreadOnly) {
-  IpcServer server;
-  StartAndWait(server);
+  StartAndWait();
   const std::thread::id first = server.server_thread.get_id();
   server.Start();
   EXPECT_EQ(server.server_thread.get_id(), first);
@@ -77,16 +69,13 @@ TEST_F(IpcServerTest, StartingTwiceStartsOneThreadOnly) {
 }
 
 TEST_F(IpcServerTest, StartDoesNothingWhenRunningIsSet) {
-  IpcServer server;
   server.running = true;
   server.Start();
   EXPECT_FALSE(server.server_thread.joinable());
-  server.running = false;
 }
 
 // Lets every new thread ask for more stack than there can be.
 TEST_F(IpcServerTest, StartThrowsWhenTheThreadCannotBeCreated) {
-  IpcServer server;
   pthread_attr_t usual;
   ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
   pthread_attr_t greedy;
@@ -108,8 +97,7 @@ TEST_F(IpcServerTest, StartThrowsWhenTheThreadCannotBeCreated) {
 }
 
 TEST_F(IpcServerTest, StopEndsTheLoopThatWaitsForAClientWithinOneConnection) {
-  IpcServer server;
-  StartAndWait(server);
+  StartAndWait();
   machine.calls.Clear();
   server.Stop();
   EXPECT_EQ(machine.calls.All(),
@@ -118,50 +106,41 @@ TEST_F(IpcServerTest, StopEndsTheLoopThatWaitsForAClientWithinOneConnection) {
                    "FreeSecurityAttributes"}));
   EXPECT_FALSE(server.running);
   EXPECT_FALSE(server.server_thread.joinable());
-  EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>{});
 }
 
-TEST_F(IpcServerTest, StopClearsRunningAndMarksTheStopBeforeItTouchesThePipe) {
-  IpcServer server;
+TEST_F(IpcServerTest, StopJoinsTheTimerClearsRunningAndMarksTheStopBeforeItTouchesThePipe) {
+  bool joined = false;
   bool running = true;
   bool marked = false;
   machine.OnCall("OpenAndClosePipe", 1, [&] {
+    joined = !server.auto_stop_thread.joinable();
     running = server.running;
     marked = ReadStartupState().stop_requested;
   });
-  StartAndWait(server);
+  StartAndWait();
+  server.auto_stop_thread = WaitForCancel(server);
   EXPECT_FALSE(ReadStartupState().stop_requested);
   server.Stop();
+  EXPECT_TRUE(joined);
   EXPECT_FALSE(running);
   EXPECT_TRUE(marked);
   EXPECT_FALSE(ReadStartupState().connect_requested);
 }
 
-TEST_F(IpcServerTest, StoppingTwiceTouchesThePipeOnce) {
-  IpcServer server;
-  StartAndWait(server);
-  server.Stop();
-  server.Stop();
-  EXPECT_EQ(machine.calls.Count("OpenAndClosePipe"), 1u);
-}
-
 TEST_F(IpcServerTest, StopKeepsThePhaseTheNodeAndTheNonce) {
-  IpcServer server;
-  StartAndWait(server);
+  StartAndWait();
   server.session_nonce = "nonce";
   server.SetPhase("connected", "n1");
   server.Stop();
   EXPECT_EQ(server.session_nonce, "nonce");
-  EXPECT_EQ(server.phase, "connected");
-  EXPECT_EQ(server.node_id, "n1");
+  EXPECT_EQ(PhaseAndNode(), "connected n1");
 }
 
 TEST_F(IpcServerTest, StopWaitsForTheClientThatIsBeingServed) {
-  IpcServer server;
-  StartAndWait(server);
+  StartAndWait();
   simulated::PipeClient client;
   client.Connect();
-  std::thread stopper([&server] { server.Stop(); });
+  std::thread stopper([this] { server.Stop(); });
   machine.calls.WaitForCount("OpenAndClosePipe", 1);
   client.Send("{\"op\":\"nothing\"}");
   EXPECT_EQ(client.ReceiveAll(),
@@ -173,10 +152,9 @@ TEST_F(IpcServerTest, StopWaitsForTheClientThatIsBeingServed) {
 
 TEST_F(IpcServerTest, StopEndsALoopThatCannotCreateItsPipe) {
   machine.FailAlways("ServerPipe.Create", 231);
-  IpcServer server;
   server.Start();
   machine.clock.WaitForSleepers(1, 500);
-  std::thread stopper([&server] { server.Stop(); });
+  std::thread stopper([this] { server.Stop(); });
   machine.calls.WaitForCount("OpenAndClosePipe", 1);
   machine.clock.Advance(500);
   stopper.join();
@@ -185,130 +163,102 @@ TEST_F(IpcServerTest, StopEndsALoopThatCannotCreateItsPipe) {
 
 TEST_F(IpcServerTest, StopOfAServerThatDoesNotRunLeavesThePipeAndItsThreadAlone) {
   std::promise<void> end;
-  IpcServer server;
   server.server_thread = std::thread([&end] { end.get_future().wait_for(simulated::kPatience); });
   server.Stop();
   EXPECT_EQ(machine.calls.All(), Texts{});
   EXPECT_TRUE(server.server_thread.joinable());
   EXPECT_FALSE(ReadStartupState().stop_requested);
+  EXPECT_TRUE(server.auto_stop_cancel);  // set without a timer, too
   end.set_value();
   server.server_thread.join();
 }
 
 TEST_F(IpcServerTest, StopOfAServerThatDoesNotRunCancelsAndJoinsTheTimer) {
-  IpcServer server;
   server.auto_stop_thread = WaitForCancel(server);
   server.Stop();
-  EXPECT_TRUE(server.auto_stop_cancel);
   EXPECT_FALSE(server.auto_stop_thread.joinable());
   EXPECT_EQ(machine.calls.All(), Texts{});
 }
 
-TEST_F(IpcServerTest, StopCancelsTheTimerBeforeItEndsThePipeLoop) {
-  IpcServer server;
-  bool joined = false;
-  machine.OnCall("OpenAndClosePipe", 1, [&] { joined = !server.auto_stop_thread.joinable(); });
-  StartAndWait(server);
-  server.auto_stop_thread = WaitForCancel(server);
-  server.Stop();
-  EXPECT_TRUE(joined);
-}
-
-TEST_F(IpcServerTest, StopSetsTheCancelFlagWithoutATimer) {
-  IpcServer server;
-  server.Stop();
-  EXPECT_TRUE(server.auto_stop_cancel);
-}
-
 TEST_F(IpcServerTest, DestructionStopsARunningServer) {
   {
-    IpcServer server;
-    StartAndWait(server);
-    server.auto_stop_thread = WaitForCancel(server);
+    IpcServer running;
+    running.Start();
+    machine.pipes.WaitUntilServerWaits();
+    running.auto_stop_thread = WaitForCancel(running);
   }
   EXPECT_EQ(machine.calls.Count("OpenAndClosePipe"), 1u);
   EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
   EXPECT_TRUE(ReadStartupState().stop_requested);
 }
 
-TEST_F(IpcServerTest, DestructionOfAServerThatNeverRanLeavesThePassivePhase) {
-  { IpcServer server; }
-  EXPECT_EQ(machine.calls.All(), Texts{});
-  EXPECT_FALSE(ReadStartupState().stop_requested);
-}
-
-TEST_F(IpcServerTest, DestructionOfAServerThatDoesNotRunCancelsAndJoinsTheTimer) {
+TEST_F(IpcServerTest, DestructionOfAServerThatDoesNotRunJoinsTheTimerAndMarksNoStop) {
   std::atomic<bool> timer_ended = false;
   {
-    IpcServer server;
-    server.auto_stop_thread = std::thread([&] {
-      while (!server.auto_stop_cancel) std::this_thread::yield();
+    IpcServer idle;
+    idle.auto_stop_thread = std::thread([&] {
+      while (!idle.auto_stop_cancel) std::this_thread::yield();
       timer_ended = true;
     });
   }
   EXPECT_TRUE(timer_ended);
   EXPECT_EQ(machine.calls.All(), Texts{});
+  EXPECT_FALSE(ReadStartupState().stop_requested);
 }
 
 class IpcServerDeathTest : public IpcServerTest {
  protected:
   IpcServerDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+  // A thread that tried to join itself cannot be tidied up.
+  static void AwaitTheEndOfTheProcess() {
+    std::promise<void>().get_future().wait_for(simulated::kPatience);
+  }
+
+  void RunOnTimer(const std::function<void()>& function) {
+    std::promise<void> assigned;
+    server.auto_stop_thread = std::thread([&] {
+      assigned.get_future().wait();
+      function();
+    });
+    assigned.set_value();
+    AwaitTheEndOfTheProcess();
+  }
 };
 
 TEST_F(IpcServerDeathTest, DestructionWithAThreadThatIsStillJoinableEndsTheProcess) {
   EXPECT_EXIT(
       {
-        IpcServer server;
-        server.server_thread = std::thread([] {});
+        IpcServer doomed;
+        doomed.server_thread = std::thread([] {});
       },
       testing::KilledBySignal(SIGABRT), "terminate called without an active exception");
 }
 
-// The child process reports what it saw by its exit code: a thread that tried to join itself cannot
-// be tidied up.
 TEST_F(IpcServerDeathTest, StopOnTheTimersThreadThrows) {
-  EXPECT_EXIT(
-      {
-        IpcServer server;
-        std::promise<void> assigned;
-        server.auto_stop_thread = std::thread([&] {
-          assigned.get_future().wait();
-          try {
-            server.Stop();
-          } catch (const std::system_error& error) {
-            std::_Exit(error.code() == std::errc::resource_deadlock_would_occur ? 42 : 43);
-          }
-        });
-        assigned.set_value();
-        std::promise<void>().get_future().wait_for(std::chrono::minutes(2));
-      },
-      testing::ExitedWithCode(42), "");
+  EXPECT_EXIT(RunOnTimer([this] {
+                try {
+                  server.Stop();
+                } catch (const std::system_error& error) {
+                  std::_Exit(error.code() == std::errc::resource_deadlock_would_occur ? 42 : 43);
+                }
+              }),
+              testing::ExitedWithCode(42), "");
 }
 
 TEST_F(IpcServerDeathTest, DestructionOnTheTimersThreadEndsTheProcess) {
-  EXPECT_EXIT(
-      {
-        auto* server = new IpcServer;
-        std::promise<void> assigned;
-        server->auto_stop_thread = std::thread([&] {
-          assigned.get_future().wait();
-          delete server;
-        });
-        assigned.set_value();
-        std::promise<void>().get_future().wait_for(std::chrono::minutes(2));
-      },
-      testing::KilledBySignal(SIGABRT), "terminate called");
+  EXPECT_EXIT(RunOnTimer([this] { server.~IpcServer(); }), testing::KilledBySignal(SIGABRT),
+              "terminate called");
 }
 
 TEST_F(IpcServerDeathTest, StopOnThePipeThreadEndsTheProcess) {
   EXPECT_EXIT(
       {
-        IpcServer server;
-        machine.OnCall("ServerPipe.Read", 1, [&server] { server.Stop(); });
-        StartAndWait(server);
+        machine.OnCall("ServerPipe.Read", 1, [this] { server.Stop(); });
+        StartAndWait();
         simulated::PipeClient client;
         client.Connect();
-        client.ReceiveAll();
+        AwaitTheEndOfTheProcess();
       },
       testing::KilledBySignal(SIGABRT), "terminate called");
 }

@@ -2,7 +2,10 @@
 
 // The program as a test runs it: by its command line, on the simulated machine.
 
+#include <cstdint>
 #include <future>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -12,18 +15,30 @@
 
 #include "service/command_line.h"
 #include "service/server_slot.h"
+#include "service/startup_guard.h"
 #include "tests/support/on_machine.h"
 
 namespace veltrane {
 
+using Texts = std::vector<std::string>;
+
 // The report of a start at the machine's first second that found nothing and changed nothing.
-inline constexpr wchar_t kQuietReport[] =
-    L"[Veltrane] passive startup report: "
-    L"{\"service_started_utc\":\"2026-11-16T02:25:07Z\",\"startup_passive\":true,"
-    L"\"startup_route_mutation_count\":0,\"startup_tunnel_started\":false,"
-    L"\"startup_config_written\":false,\"leftover_tunnel_service_running\":false,"
-    L"\"leftover_tunnel_default_route_detected\":false,"
-    L"\"startup_network_mutation_guard_enabled\":false}\n";
+inline const std::string kQuietReport =
+    "{\"service_started_utc\":\"2026-11-16T02:25:07Z\",\"startup_passive\":true,"
+    "\"startup_route_mutation_count\":0,\"startup_tunnel_started\":false,"
+    "\"startup_config_written\":false,\"leftover_tunnel_service_running\":false,"
+    "\"leftover_tunnel_default_route_detected\":false,"
+    "\"startup_network_mutation_guard_enabled\":false}";
+
+// The startup record: "connect 0 stop 0 routes 2 tunnel 1 config 1 since 2026-11-16T02:25:07Z".
+inline std::string StartupRecord() {
+  const StartupState state = ReadStartupState();
+  return "connect " + std::to_string(state.connect_requested) + " stop " +
+         std::to_string(state.stop_requested) + " routes " +
+         std::to_string(state.route_mutation_count) + " tunnel " +
+         std::to_string(state.tunnel_started) + " config " + std::to_string(state.config_written) +
+         " since " + state.process_start_timestamp;
+}
 
 // Runs the program with these arguments behind the program path; its exit code.
 inline int RunProgram(const std::vector<std::wstring>& arguments) {
@@ -62,6 +77,51 @@ class OnSteppedMachine : public OnMachine {
  protected:
   OnSteppedMachine() { machine.clock.RunInSteps(); }
   ~OnSteppedMachine() override { ReleaseServer(); }
+};
+
+// A run of the program in a mode that serves until it is told to end.
+class OnLastingProgram : public OnSteppedMachine {
+ protected:
+  OnLastingProgram(std::vector<std::wstring> arguments, std::uint32_t poll_milliseconds)
+      : command_line(std::move(arguments)), poll_milliseconds_(poll_milliseconds) {}
+
+  void Start() { program_.emplace(command_line); }
+
+  // Waits until the program polls its flag and its server waits for a client.
+  void WaitUntilServing() {
+    machine.clock.WaitForSleepers(1, poll_milliseconds_);
+    machine.pipes.WaitUntilServerWaits();
+  }
+
+  void Serve() {
+    Start();
+    WaitUntilServing();
+  }
+
+  // Moves the clock on by one poll.
+  void Poll() { machine.clock.Advance(poll_milliseconds_); }
+
+  // Waits for the end of the program; its exit code.
+  int Join() { return program_->Join(); }
+
+  // What the program did, in order, but for its pipe thread and for what the report reads.
+  Texts OwnCalls() {
+    static const std::set<std::string> kOwn = {
+        "UtcTicks",    "RunServiceDispatcher", "RegisterControlHandler", "InstallConsoleHandler",
+        "PrintOutput", "PrintErrorLine",       "ReportServiceStatus",    "Sleep"};
+    Texts own;
+    for (const std::string& call : machine.calls.All()) {
+      if (kOwn.contains(call.substr(0, call.find(' ')))) own.push_back(call);
+    }
+    return own;
+  }
+
+  // The arguments of the next start.
+  std::vector<std::wstring> command_line;
+
+ private:
+  std::uint32_t poll_milliseconds_;
+  std::optional<ProgramThread> program_;
 };
 
 }  // namespace veltrane

@@ -7,9 +7,8 @@ namespace {
 
 using ServerSlot = OnSteppedMachine;
 
-TEST_F(ServerSlot, IsEmptyUntilAServerIsRegistered) { EXPECT_EQ(RegisteredServer(), nullptr); }
-
 TEST_F(ServerSlot, HoldsTheNewServerWhichIsNotStarted) {
+  EXPECT_EQ(RegisteredServer(), nullptr);
   IpcServer& server = RegisterNewServer();
   EXPECT_EQ(RegisteredServer(), &server);
   EXPECT_FALSE(server.running);
@@ -38,7 +37,7 @@ TEST_F(ServerSlot, ReleasingStopsTheServerAndEmptiesTheSlot) {
 TEST_F(ServerSlot, ReleasingAnEmptySlotDoesNothing) {
   ReleaseServer();
   EXPECT_EQ(RegisteredServer(), nullptr);
-  EXPECT_EQ(machine.calls.All(), std::vector<std::string>{});
+  EXPECT_EQ(machine.calls.All(), Texts{});
 }
 
 }  // namespace

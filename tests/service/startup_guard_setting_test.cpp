@@ -1,9 +1,7 @@
-// The switch that makes the startup guard end the process.
-
-#include <string>
-#include <vector>
+// The switch that makes the startup guard end the process, and the time that the guard records.
 
 #include "service/startup_guard.h"
+#include "tests/support/name_of.h"
 #include "tests/support/on_machine.h"
 
 namespace veltrane {
@@ -13,38 +11,6 @@ constexpr wchar_t kGuardVariable[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION
 
 using GuardSetting = OnMachine;
 
-TEST_F(GuardSetting, IsOffWithoutTheVariable) { EXPECT_FALSE(IsStartupMutationGuardEnabled()); }
-
-TEST_F(GuardSetting, IsReadFromEachScope) {
-  machine.environment.SetProcess(kGuardVariable, L"1");
-  EXPECT_TRUE(IsStartupMutationGuardEnabled());
-  machine.environment.UnsetProcess(kGuardVariable);
-  machine.environment.SetMachine(kGuardVariable, L"1");
-  EXPECT_TRUE(IsStartupMutationGuardEnabled());
-  machine.environment.UnsetMachine(kGuardVariable);
-  machine.environment.SetUser(kGuardVariable, L"1");
-  EXPECT_TRUE(IsStartupMutationGuardEnabled());
-}
-
-TEST_F(GuardSetting, AProcessValueThatIsFalseHidesTheOtherScopes) {
-  machine.environment.SetProcess(kGuardVariable, L"0");
-  machine.environment.SetMachine(kGuardVariable, L"1");
-  machine.environment.SetUser(kGuardVariable, L"1");
-  EXPECT_FALSE(IsStartupMutationGuardEnabled());
-}
-
-TEST_F(GuardSetting, AMachineValueThatDoesNotParseHidesTheUserScope) {
-  machine.environment.SetMachine(kGuardVariable, L"enabled");
-  machine.environment.SetUser(kGuardVariable, L"1");
-  EXPECT_FALSE(IsStartupMutationGuardEnabled());
-}
-
-TEST_F(GuardSetting, AnEmptyProcessValueHidesNothing) {
-  machine.environment.SetProcess(kGuardVariable, L"");
-  machine.environment.SetMachine(kGuardVariable, L"yes");
-  EXPECT_TRUE(IsStartupMutationGuardEnabled());
-}
-
 TEST_F(GuardSetting, IsReadAnewOnEveryCall) {
   EXPECT_FALSE(IsStartupMutationGuardEnabled());
   machine.environment.SetMachine(kGuardVariable, L"true");
@@ -53,38 +19,52 @@ TEST_F(GuardSetting, IsReadAnewOnEveryCall) {
   EXPECT_FALSE(IsStartupMutationGuardEnabled());
 }
 
-struct Value {
+struct Values {
   const char* name;
-  const wchar_t* text;
   bool enabled;
+  const wchar_t* machine;
+  const wchar_t* process = nullptr;  // null: there is no such variable
+  const wchar_t* user = nullptr;
 };
 
-class GuardValue : public OnMachine, public testing::WithParamInterface<Value> {};
+class GuardValues : public OnMachine, public testing::WithParamInterface<Values> {};
 
-TEST_P(GuardValue, IsParsed) {
-  machine.environment.SetMachine(kGuardVariable, GetParam().text);
-  EXPECT_EQ(IsStartupMutationGuardEnabled(), GetParam().enabled);
+TEST_P(GuardValues, AreParsedFromTheFirstScopeThatIsNotEmpty) {
+  const Values& values = GetParam();
+  if (values.process != nullptr) machine.environment.SetProcess(kGuardVariable, values.process);
+  if (values.machine != nullptr) machine.environment.SetMachine(kGuardVariable, values.machine);
+  if (values.user != nullptr) machine.environment.SetUser(kGuardVariable, values.user);
+  EXPECT_EQ(IsStartupMutationGuardEnabled(), values.enabled);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    GuardSetting, GuardValue,
-    testing::Values(Value{"One", L"1", true}, Value{"True", L"true", true},
-                    Value{"TrueInCapitals", L"TRUE", true}, Value{"Yes", L"yes", true},
-                    Value{"YesMixed", L"Yes", true}, Value{"On", L"on", true},
-                    Value{"OnMixed", L"oN", true}, Value{"Empty", L"", false},
-                    Value{"Zero", L"0", false}, Value{"Two", L"2", false},
-                    Value{"False", L"false", false}, Value{"No", L"no", false},
-                    Value{"Off", L"off", false}, Value{"BlankBefore", L" 1", false},
-                    Value{"BlankBehind", L"1 ", false}, Value{"LeadingZero", L"01", false}),
-    [](const testing::TestParamInfo<Value>& test) { return test.param.name; });
+const Values kValues[] = {{"OfTheProcess", true, nullptr, L"1"},
+                          {"OfTheUser", true, nullptr, nullptr, L"1"},
+                          {"FalseOfTheProcessBeforeOthers", false, L"1", L"0", L"1"},
+                          {"UnknownOfTheMachineBeforeTheUsers", false, L"enabled", nullptr, L"1"},
+                          {"EmptyOfTheProcess", true, L"yes", L""},
+                          {"One", true, L"1"},
+                          {"True", true, L"true"},
+                          {"TrueInCapitals", true, L"TRUE"},
+                          {"Yes", true, L"yes"},
+                          {"YesMixed", true, L"Yes"},
+                          {"On", true, L"on"},
+                          {"OnMixed", true, L"oN"},
+                          {"Empty", false, L""},
+                          {"Zero", false, L"0"},
+                          {"Two", false, L"2"},
+                          {"False", false, L"false"},
+                          {"No", false, L"no"},
+                          {"Off", false, L"off"},
+                          {"BlankBefore", false, L" 1"},
+                          {"BlankBehind", false, L"1 "},
+                          {"LeadingZero", false, L"01"}};
+
+INSTANTIATE_TEST_SUITE_P(Value, GuardValues, testing::ValuesIn(kValues), NameOf<Values>);
 
 using UtcTimestamp = OnMachine;
 
-TEST_F(UtcTimestamp, IsTheTimeOfTheMachine) {
+TEST_F(UtcTimestamp, IsTheTimeOfTheMachineCutToWholeSeconds) {
   EXPECT_EQ(UtcTimestampNow(), "2026-11-16T02:25:07Z");
-}
-
-TEST_F(UtcTimestamp, CutsFractionsOfASecondOff) {
   machine.clock.SetTicks(17947959079999999);
   EXPECT_EQ(UtcTimestampNow(), "2026-11-16T02:25:07Z");
   machine.clock.SetTicks(17947959080000000);

@@ -1,291 +1,188 @@
 #include "service/startup_guard.h"
 
-#include <string>
-#include <vector>
+#include <cstdio>
 
 #include "bypass/host_routes.h"
-#include "ipc/connection_profile.h"
-#include "tests/support/on_machine.h"
-#include "tunnel/active_conf.h"
-#include "tunnel/tunnel_manager.h"
+#include "tests/service/program.h"
+#include "tests/support/name_of.h"
 
 namespace veltrane {
 namespace {
 
-using Texts = std::vector<std::string>;
+using simulated::Machine;
 
 constexpr wchar_t kGuardVariable[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
 
-constexpr wchar_t kForbiddenCreate[] =
-    L"[Veltrane][startup_guard] forbidden during passive startup: CreateIpForwardEntry\n";
-constexpr wchar_t kForbiddenDelete[] =
-    L"[Veltrane][startup_guard] forbidden during passive startup: DeleteIpForwardEntry\n";
+void NoteEverything() {
+  NoteRouteMutation();
+  NoteTunnelStarted();
+  NoteConfigWritten();
+}
 
 class StartupGuard : public OnMachine {
  protected:
   StartupGuard() { CurrentPhysicalRoute() = {simulated::Ip("192.168.1.1"), 12}; }
-
-  void AddRoute() { AddHostRoute({.ip = "203.0.113.5", .source = "env", .required = true}); }
-
-  // Removes one recorded route that is there.
-  void RemoveRoute() {
-    machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
-    AddedRouteList() = machine.routes.Rows();
-    RemoveBypassRoutes();
-  }
-
-  // What standard error got, without the lines of the bypass log.
-  std::wstring GuardLines() {
-    std::wstring lines;
-    for (const simulated::Printed& printed : machine.console.Log()) {
-      if (printed.outlet != simulated::Outlet::kError) continue;
-      if (printed.text.starts_with(L"[Veltrane][admin_bypass] ")) continue;
-      lines += printed.text;
-    }
-    return lines;
-  }
 };
-
-TEST_F(StartupGuard, AFreshRecordIsEmpty) {
-  const StartupState state = ReadStartupState();
-  EXPECT_FALSE(state.connect_requested);
-  EXPECT_FALSE(state.stop_requested);
-  EXPECT_EQ(state.route_mutation_count, 0);
-  EXPECT_FALSE(state.tunnel_started);
-  EXPECT_FALSE(state.config_written);
-  EXPECT_EQ(state.process_start_timestamp, "");
-}
 
 TEST_F(StartupGuard, NotesCountAndMarkDuringThePassivePhase) {
   NoteRouteMutation();
-  NoteRouteMutation();
-  NoteTunnelStarted();
-  NoteConfigWritten();
-  const StartupState state = ReadStartupState();
-  EXPECT_EQ(state.route_mutation_count, 2);
-  EXPECT_TRUE(state.tunnel_started);
-  EXPECT_TRUE(state.config_written);
+  NoteEverything();
+  EXPECT_EQ(StartupRecord(), "connect 0 stop 0 routes 2 tunnel 1 config 1 since ");
 }
 
-TEST_F(StartupGuard, NotesDoNothingAfterAConnectRequest) {
-  MarkConnectRequested();
-  NoteRouteMutation();
-  NoteTunnelStarted();
-  NoteConfigWritten();
-  const StartupState state = ReadStartupState();
-  EXPECT_TRUE(state.connect_requested);
-  EXPECT_FALSE(state.stop_requested);
-  EXPECT_EQ(state.route_mutation_count, 0);
-  EXPECT_FALSE(state.tunnel_started);
-  EXPECT_FALSE(state.config_written);
-}
-
-TEST_F(StartupGuard, NotesDoNothingAfterAStopRequest) {
-  MarkStopRequested();
-  NoteRouteMutation();
-  NoteTunnelStarted();
-  NoteConfigWritten();
-  const StartupState state = ReadStartupState();
-  EXPECT_FALSE(state.connect_requested);
-  EXPECT_TRUE(state.stop_requested);
-  EXPECT_EQ(state.route_mutation_count, 0);
-  EXPECT_FALSE(state.tunnel_started);
-  EXPECT_FALSE(state.config_written);
-}
-
-TEST_F(StartupGuard, TheEndOfThePassivePhaseKeepsWhatWasNoted) {
-  NoteRouteMutation();
-  NoteTunnelStarted();
-  NoteConfigWritten();
+TEST_F(StartupGuard, TheEndOfThePassivePhaseKeepsWhatWasNotedAndResetClearsIt) {
+  NoteEverything();
   SetProcessStartTimestamp("2026-11-16T02:25:07Z");
   MarkConnectRequested();
   MarkStopRequested();
-  const StartupState state = ReadStartupState();
-  EXPECT_EQ(state.route_mutation_count, 1);
-  EXPECT_TRUE(state.tunnel_started);
-  EXPECT_TRUE(state.config_written);
-  EXPECT_EQ(state.process_start_timestamp, "2026-11-16T02:25:07Z");
-}
-
-TEST_F(StartupGuard, ResetClearsEverything) {
-  NoteRouteMutation();
-  NoteTunnelStarted();
-  NoteConfigWritten();
-  MarkConnectRequested();
-  MarkStopRequested();
-  SetProcessStartTimestamp("2026-11-16T02:25:07Z");
+  EXPECT_EQ(StartupRecord(),
+            "connect 1 stop 1 routes 1 tunnel 1 config 1 since 2026-11-16T02:25:07Z");
   ResetStartupState();
-  const StartupState state = ReadStartupState();
-  EXPECT_FALSE(state.connect_requested);
-  EXPECT_FALSE(state.stop_requested);
-  EXPECT_EQ(state.route_mutation_count, 0);
-  EXPECT_FALSE(state.tunnel_started);
-  EXPECT_FALSE(state.config_written);
-  EXPECT_EQ(state.process_start_timestamp, "");
+  EXPECT_EQ(StartupRecord(), "connect 0 stop 0 routes 0 tunnel 0 config 0 since ");
 }
 
 TEST_F(StartupGuard, ACheckDuringThePassivePhaseLogsTheOperationAndReturns) {
-  CheckStartupMutation("TunnelManager::Stop");
+  machine.environment.SetMachine(kGuardVariable, L"0");
+  CheckStartupMutation("AnyOperation");
   EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
-  EXPECT_EQ(machine.console.Output(), L"");
-  EXPECT_EQ(machine.console.Debugger(), L"");
+            L"[Veltrane][startup_guard] forbidden during passive startup: AnyOperation\n");
+  EXPECT_EQ(machine.console.Log().size(), 1u);
 }
 
-TEST_F(StartupGuard, ACheckAfterAConnectRequestDoesNothingEvenWhenTheGuardIsOn) {
-  machine.environment.SetProcess(kGuardVariable, L"1");
-  MarkConnectRequested();
-  CheckStartupMutation("TunnelManager::Stop");
-  EXPECT_EQ(machine.calls.All(), Texts{});
+// Creates a route; removes one that is there and recorded.
+void AddRoute() { AddHostRoute({.ip = "203.0.113.5", .source = "env", .required = true}); }
+void RemoveRoute() {
+  Machine::Current().routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
+  AddedRouteList() = Machine::Current().routes.Rows();
+  RemoveBypassRoutes();
 }
 
-TEST_F(StartupGuard, ACheckAfterAStopRequestDoesNothingEvenWhenTheGuardIsOn) {
-  machine.environment.SetProcess(kGuardVariable, L"1");
-  MarkStopRequested();
-  CheckStartupMutation("TunnelManager::Stop");
-  EXPECT_EQ(machine.calls.All(), Texts{});
-}
+struct RouteChange {
+  const char* name;
+  void (*make)();
+  const char* call;
+  std::string change;
+  std::wstring logged;  // before it
+};
 
-TEST_F(StartupGuard, ARouteCreationIsLoggedMadeAndCounted) {
-  AddRoute();
-  EXPECT_EQ(GuardLines(), kForbiddenCreate);
-  EXPECT_EQ(machine.routes.Texts(), Texts{"203.0.113.5/32 via 192.168.1.1 if 12 metric 1"});
-  EXPECT_EQ(ReadStartupState().route_mutation_count, 1);
-}
+class RouteChangeDuringThePassivePhase : public StartupGuard,
+                                         public testing::WithParamInterface<RouteChange> {};
 
-TEST_F(StartupGuard, ARouteCreationIsLoggedBeforeItIsMadeAndCountedAfterwards) {
-  std::wstring lines;
-  int count = -1;
-  machine.OnCall("CreateForwardRow", 1, [&] {
-    lines = GuardLines();
-    count = ReadStartupState().route_mutation_count;
+TEST_P(RouteChangeDuringThePassivePhase, IsLoggedThenMadeThenCounted) {
+  std::wstring logged;
+  std::string record;
+  machine.OnCall(GetParam().call, 1, [&] {
+    logged = machine.console.Error();
+    record = StartupRecord();
   });
-  AddRoute();
-  EXPECT_EQ(lines, kForbiddenCreate);
-  EXPECT_EQ(count, 0);
+  GetParam().make();
+  EXPECT_EQ(logged, GetParam().logged);
+  EXPECT_EQ(record, "connect 0 stop 0 routes 0 tunnel 0 config 0 since ");
+  EXPECT_EQ(machine.Changes(), Texts{GetParam().change});
+  EXPECT_EQ(StartupRecord(), "connect 0 stop 0 routes 1 tunnel 0 config 0 since ");
 }
 
-TEST_F(StartupGuard, ARouteCreationThatFailsIsCountedToo) {
-  machine.FailAlways("CreateForwardRow", 5);
-  AddRoute();
-  EXPECT_EQ(machine.routes.Texts(), Texts{});
+TEST_P(RouteChangeDuringThePassivePhase, IsCountedWhenItFails) {
+  machine.FailAlways(GetParam().call, 5);
+  GetParam().make();
   EXPECT_EQ(ReadStartupState().route_mutation_count, 1);
 }
+
+const RouteChange kRouteChanges[] = {
+    {"Creation", AddRoute, "CreateForwardRow",
+     "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+     L"[Veltrane][startup_guard] forbidden during passive startup: CreateIpForwardEntry\n"},
+    {"Deletion", RemoveRoute, "DeleteForwardRow",
+     "DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+     L"[Veltrane][startup_guard] forbidden during passive startup: DeleteIpForwardEntry\n"}};
+
+INSTANTIATE_TEST_SUITE_P(The, RouteChangeDuringThePassivePhase, testing::ValuesIn(kRouteChanges),
+                         NameOf<RouteChange>);
 
 TEST_F(StartupGuard, ARouteThatIsThereIsNeitherLoggedNorCounted) {
   machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
   AddRoute();
-  EXPECT_EQ(GuardLines(), L"");
+  EXPECT_EQ(machine.console.Error(), L"");
   EXPECT_EQ(ReadStartupState().route_mutation_count, 0);
 }
 
-TEST_F(StartupGuard, ARouteDeletionIsLoggedMadeAndCounted) {
-  RemoveRoute();
-  EXPECT_EQ(GuardLines(), kForbiddenDelete);
-  EXPECT_EQ(machine.routes.Texts(), Texts{});
-  EXPECT_EQ(ReadStartupState().route_mutation_count, 1);
+struct Marker {
+  const char* name;
+  void (*mark)();
+  const char* record;
+};
+
+class AfterThePassivePhase : public StartupGuard, public testing::WithParamInterface<Marker> {
+ protected:
+  AfterThePassivePhase() {
+    machine.environment.SetProcess(kGuardVariable, L"1");
+    GetParam().mark();
+  }
+};
+
+TEST_P(AfterThePassivePhase, NothingIsNoted) {
+  NoteEverything();
+  EXPECT_EQ(StartupRecord(), GetParam().record);
 }
 
-TEST_F(StartupGuard, ARouteDeletionIsLoggedBeforeItIsMadeAndCountedAfterwards) {
-  std::wstring lines;
-  int count = -1;
-  machine.OnCall("DeleteForwardRow", 1, [&] {
-    lines = GuardLines();
-    count = ReadStartupState().route_mutation_count;
-  });
-  RemoveRoute();
-  EXPECT_EQ(lines, kForbiddenDelete);
-  EXPECT_EQ(count, 0);
+TEST_P(AfterThePassivePhase, ACheckDoesNothingEvenWhenTheGuardIsOn) {
+  CheckStartupMutation("AnyOperation");
+  EXPECT_EQ(machine.calls.All(), Texts{});
 }
 
-TEST_F(StartupGuard, ARouteDeletionThatFailsIsCountedToo) {
-  machine.FailAlways("DeleteForwardRow", 1168);
-  RemoveRoute();
-  EXPECT_EQ(ReadStartupState().route_mutation_count, 1);
-}
-
-TEST_F(StartupGuard, ATunnelStartLogsTwoLinesAndSetsTheMark) {
-  EXPECT_TRUE(TunnelManager::Start(L"C:\\a.conf", nullptr));
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Start\n"
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
-  EXPECT_TRUE(ReadStartupState().tunnel_started);
-  EXPECT_FALSE(ReadStartupState().config_written);
-  EXPECT_EQ(ReadStartupState().route_mutation_count, 0);
-  EXPECT_EQ(machine.services.Find(L"VeltraneVpnTunnel$Active")->state, simulated::kRunning);
-}
-
-TEST_F(StartupGuard, ATunnelStartSetsTheMarkBetweenItsTwoChecks) {
-  std::vector<bool> marks;
-  machine.calls.OnEveryCall("PrintErrorLine",
-                            [&] { marks.push_back(ReadStartupState().tunnel_started); });
-  TunnelManager::Start(L"C:\\a.conf", nullptr);
-  EXPECT_EQ(marks, (std::vector<bool>{false, true}));
-}
-
-TEST_F(StartupGuard, ATunnelStartThatFailsSetsTheMarkToo) {
-  machine.FailAlways("ServiceManager.Open", 5);
-  EXPECT_FALSE(TunnelManager::Start(L"C:\\a.conf", nullptr));
-  EXPECT_TRUE(ReadStartupState().tunnel_started);
-}
-
-TEST_F(StartupGuard, ATunnelStopLogsOneLineAndSetsNoMark) {
-  TunnelManager::Stop();
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
-  EXPECT_FALSE(ReadStartupState().tunnel_started);
-}
-
-TEST_F(StartupGuard, ATunnelQueryIsNotGuarded) {
-  TunnelManager::IsRunning();
-  EXPECT_EQ(machine.console.Error(), L"");
-}
-
-TEST_F(StartupGuard, AConfigurationWriteIsLoggedAndMarkedBeforeItBegins) {
-  std::wstring lines;
-  bool marked = false;
-  machine.OnCall("CreateFolders", 1, [&] {
-    lines = machine.console.Error();
-    marked = ReadStartupState().config_written;
-  });
-  EXPECT_TRUE(WriteActiveConf(ConnectionProfile{}, nullptr));
-  EXPECT_EQ(lines,
-            L"[Veltrane][startup_guard] forbidden during passive startup: WriteActiveConf\n");
-  EXPECT_TRUE(marked);
-  EXPECT_EQ(machine.console.Error(), lines);
-  EXPECT_FALSE(ReadStartupState().tunnel_started);
-}
-
-TEST_F(StartupGuard, AConfigurationWriteThatFailsSetsTheMarkToo) {
-  machine.FailAlways("CreateFolders", 5);
-  EXPECT_FALSE(WriteActiveConf(ConnectionProfile{}, nullptr));
-  EXPECT_TRUE(ReadStartupState().config_written);
-}
-
-TEST_F(StartupGuard, ADeletionOfTheConfigurationIsNotGuarded) {
-  machine.files.AddFile(L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf", "x");
-  DeleteActiveConf(nullptr);
-  EXPECT_EQ(machine.console.Error(), L"");
-  EXPECT_FALSE(ReadStartupState().config_written);
-}
-
-TEST_F(StartupGuard, AfterAConnectRequestEveryOperationRunsUnloggedAndUncounted) {
-  machine.environment.SetMachine(kGuardVariable, L"1");
-  MarkConnectRequested();
+TEST_P(AfterThePassivePhase, RoutesComeAndGoUnloggedAndUncounted) {
   AddRoute();
-  EXPECT_TRUE(WriteActiveConf(ConnectionProfile{}, nullptr));
-  EXPECT_TRUE(TunnelManager::Start(L"C:\\a.conf", nullptr));
-  TunnelManager::Stop();
   RemoveBypassRoutes();
-  EXPECT_EQ(GuardLines(), L"");
-  EXPECT_EQ(machine.routes.Texts(), Texts{});
-  EXPECT_EQ(machine.calls.Count("CreateForwardRow"), 1u);
-  EXPECT_EQ(machine.calls.Count("DeleteForwardRow"), 1u);
-  const StartupState state = ReadStartupState();
-  EXPECT_EQ(state.route_mutation_count, 0);
-  EXPECT_FALSE(state.tunnel_started);
-  EXPECT_FALSE(state.config_written);
+  EXPECT_EQ(machine.Changes(),
+            (Texts{"CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+                   "DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1"}));
+  EXPECT_EQ(machine.console.Error(), L"[Veltrane][admin_bypass] enabled=0 applied=0 failure=\n");
+  EXPECT_EQ(StartupRecord(), GetParam().record);
 }
+
+const Marker kMarkers[] = {
+    {"ConnectRequest", MarkConnectRequested, "connect 1 stop 0 routes 0 tunnel 0 config 0 since "},
+    {"StopRequest", MarkStopRequested, "connect 0 stop 1 routes 0 tunnel 0 config 0 since "}};
+
+INSTANTIATE_TEST_SUITE_P(By, AfterThePassivePhase, testing::ValuesIn(kMarkers), NameOf<Marker>);
+
+struct ForbiddenOperation {
+  const char* name;
+  void (*run)();
+  const char* logged;
+};
+
+class ForbiddenOperationDeathTest : public StartupGuard,
+                                    public testing::WithParamInterface<ForbiddenOperation> {
+ protected:
+  ForbiddenOperationDeathTest() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    machine.environment.SetMachine(kGuardVariable, L"1");
+    machine.console.EchoErrors();
+  }
+};
+
+// A change that is reached prints a line of its own, which the whole text does not hold.
+TEST_P(ForbiddenOperationDeathTest, EndsTheProcessBeforeTheChange) {
+  for (const char* change : {"CreateForwardRow", "DeleteForwardRow"}) {
+    machine.calls.OnEveryCall(change, [change] { std::fprintf(stderr, "%s\n", change); });
+  }
+  EXPECT_EXIT(GetParam().run(), testing::KilledBySignal(SIGABRT),
+              testing::StrEq(std::string(GetParam().logged) +
+                             "[Veltrane][startup_guard] abort "
+                             "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1\n"));
+}
+
+const ForbiddenOperation kForbidden[] = {
+    {"AnyOperation", [] { CheckStartupMutation("AnyOperation"); },
+     "[Veltrane][startup_guard] forbidden during passive startup: AnyOperation\n"},
+    {"RouteCreation", AddRoute,
+     "[Veltrane][startup_guard] forbidden during passive startup: CreateIpForwardEntry\n"},
+    {"RouteDeletion", RemoveRoute,
+     "[Veltrane][startup_guard] forbidden during passive startup: DeleteIpForwardEntry\n"}};
+
+INSTANTIATE_TEST_SUITE_P(The, ForbiddenOperationDeathTest, testing::ValuesIn(kForbidden),
+                         NameOf<ForbiddenOperation>);
 
 }  // namespace
 }  // namespace veltrane

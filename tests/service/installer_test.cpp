@@ -10,7 +10,7 @@ using simulated::ServiceRecord;
 using Texts = std::vector<std::string>;
 
 constexpr wchar_t kName[] = L"VeltraneVpnTunnel";
-constexpr wchar_t kExePath[] = L"D:\\Veltrane VPN\\Service.exe";
+constexpr wchar_t kExePath[] = L"D:\\a \"b\"\\";
 
 class Installer : public OnMachine {
  protected:
@@ -32,7 +32,7 @@ class Installer : public OnMachine {
   std::wstring error = L"untouched";
 };
 
-TEST_F(Installer, CreatesTheServiceWithItsSettingsAndDoesNotStartIt) {
+TEST_F(Installer, CreatesTheServiceOfThePathAsItIsAndDoesNotStartIt) {
   EXPECT_TRUE(Install());
   EXPECT_EQ(machine.calls.All(),
             (Texts{"ServiceManager.Open 0xf003f", "ServiceManager.Create VeltraneVpnTunnel",
@@ -45,13 +45,8 @@ TEST_F(Installer, CreatesTheServiceWithItsSettingsAndDoesNotStartIt) {
   EXPECT_EQ(settings.type, 16u);
   EXPECT_EQ(settings.start_type, 3u);
   EXPECT_EQ(settings.error_control, 1u);
-  EXPECT_EQ(settings.command_line, L"\"D:\\Veltrane VPN\\Service.exe\" --run-as-service");
+  EXPECT_EQ(settings.command_line, L"\"D:\\a \"b\"\\\" --run-as-service");
   EXPECT_EQ(settings.dependencies, (std::vector<std::wstring>{L"Nsi", L"TcpIp"}));
-}
-
-TEST_F(Installer, QuotesThePathAsItIs) {
-  EXPECT_TRUE(InstallService(L"a \"b\"\\", &error));
-  EXPECT_EQ(Installed().settings.command_line, L"\"a \"b\"\\\" --run-as-service");
 }
 
 TEST_F(Installer, AFailureToSetTheSidTypeIsIgnored) {
@@ -67,8 +62,7 @@ TEST_F(Installer, InstallingTwiceSucceedsAndChangesNothingEvenWhenTheProgramHasM
   EXPECT_TRUE(InstallService(L"E:\\Moved.exe", &error));
   EXPECT_EQ(machine.calls.All(),
             (Texts{"ServiceManager.Open 0xf003f", "ServiceManager.Create VeltraneVpnTunnel"}));
-  EXPECT_EQ(Installed().settings.command_line,
-            L"\"D:\\Veltrane VPN\\Service.exe\" --run-as-service");
+  EXPECT_EQ(Installed().settings.command_line, L"\"D:\\a \"b\"\\\" --run-as-service");
   EXPECT_EQ(error, L"untouched");
 }
 

@@ -146,43 +146,22 @@ const Marker kMarkers[] = {
 
 INSTANTIATE_TEST_SUITE_P(By, AfterThePassivePhase, testing::ValuesIn(kMarkers), NameOf<Marker>);
 
-struct ForbiddenOperation {
-  const char* name;
-  void (*run)();
-  const char* logged;
-};
-
-class ForbiddenOperationDeathTest : public StartupGuard,
-                                    public testing::WithParamInterface<ForbiddenOperation> {
- protected:
-  ForbiddenOperationDeathTest() {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    machine.environment.SetMachine(kGuardVariable, L"1");
-    machine.console.EchoErrors();
-  }
-};
+using RouteChangeDeathTest = RouteChangeDuringThePassivePhase;
 
 // A change that is reached prints a line of its own, which the whole text does not hold.
-TEST_P(ForbiddenOperationDeathTest, EndsTheProcessBeforeTheChange) {
-  for (const char* change : {"CreateForwardRow", "DeleteForwardRow"}) {
-    machine.calls.OnEveryCall(change, [change] { std::fprintf(stderr, "%s\n", change); });
-  }
-  EXPECT_EXIT(GetParam().run(), testing::KilledBySignal(SIGABRT),
-              testing::StrEq(std::string(GetParam().logged) +
+TEST_P(RouteChangeDeathTest, EndsTheProcessBeforehandWhenTheMachineForbidsIt) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  machine.environment.SetMachine(kGuardVariable, L"1");
+  machine.console.EchoErrors();
+  machine.OnCall(GetParam().call, 1, [] { std::fputs("the change\n", stderr); });
+  EXPECT_EXIT(GetParam().make(), testing::KilledBySignal(SIGABRT),
+              testing::StrEq(simulated::Narrow(GetParam().logged) +
                              "[Veltrane][startup_guard] abort "
                              "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1\n"));
 }
 
-const ForbiddenOperation kForbidden[] = {
-    {"AnyOperation", [] { CheckStartupMutation("AnyOperation"); },
-     "[Veltrane][startup_guard] forbidden during passive startup: AnyOperation\n"},
-    {"RouteCreation", AddRoute,
-     "[Veltrane][startup_guard] forbidden during passive startup: CreateIpForwardEntry\n"},
-    {"RouteDeletion", RemoveRoute,
-     "[Veltrane][startup_guard] forbidden during passive startup: DeleteIpForwardEntry\n"}};
-
-INSTANTIATE_TEST_SUITE_P(The, ForbiddenOperationDeathTest, testing::ValuesIn(kForbidden),
-                         NameOf<ForbiddenOperation>);
+INSTANTIATE_TEST_SUITE_P(The, RouteChangeDeathTest, testing::ValuesIn(kRouteChanges),
+                         NameOf<RouteChange>);
 
 }  // namespace
 }  // namespace veltrane

@@ -7,8 +7,6 @@ namespace veltrane {
 namespace {
 
 using simulated::Machine;
-using simulated::Outlet;
-using simulated::Printed;
 
 constexpr wchar_t kTunnelService[] = L"VeltraneVpnTunnel$Active";
 constexpr wchar_t kGuardVariable[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
@@ -93,20 +91,6 @@ TEST_F(StartupReport, PrintsALeftoverDefaultRouteAndTheTimestampWithoutEscapingT
             "\"0.0.0.0/0->10.66.66.1@if23:Tunnel \"1\"\\2:metric=4294967295\"}");
 }
 
-TEST_F(StartupReport, ReadsTheServiceThenTheRoutesThenTheEnvironmentAndChangesNothing) {
-  machine.services.Add(kTunnelService);
-  AddTunnelDefaultRoute(L"wintun");
-  BuildPassiveStartupReport();
-  EXPECT_EQ(
-      machine.calls.All(),
-      (Texts{"ServiceManager.Open 0x1", "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0x4",
-             "Service.QueryState VeltraneVpnTunnel$Active", "ReadForwardTable",
-             "ReadInterfaceNames 23", "ReadInterfaceNames 23",
-             "ReadProcessVariable VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-             "ReadRegistryText HKLM VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-             "ReadRegistryText HKCU VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP"}));
-}
-
 struct Leftover {
   const char* name;
   void (*leave)();
@@ -129,14 +113,6 @@ const Leftover kLeftovers[] = {
 
 INSTANTIATE_TEST_SUITE_P(Tunnel, UnreadableLeftover, testing::ValuesIn(kLeftovers),
                          NameOf<Leftover>);
-
-TEST_F(StartupReport, IsPrintedToStandardOutputAndThenToStandardError) {
-  PrintPassiveStartupReport();
-  const std::wstring line = L"[Veltrane] passive startup report: " +
-                            std::wstring(kQuietReport.begin(), kQuietReport.end()) + L"\n";
-  EXPECT_EQ(machine.console.Log(),
-            (std::vector<Printed>{{Outlet::kOutput, line}, {Outlet::kError, line}}));
-}
 
 TEST_F(StartupReport, IsBuiltOnceForBothOutputs) {
   machine.OnCall("PrintOutput", 1, [] { AddTunnelDefaultRoute(L"wintun"); });

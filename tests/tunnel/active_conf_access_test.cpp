@@ -1,159 +1,92 @@
-#include "tests/support/on_machine.h"
-#include "tunnel/active_conf.h"
+#include "tests/support/name_of.h"
+#include "tests/tunnel/on_store.h"
 
 namespace veltrane {
 namespace {
 
 using simulated::AccessTexts;
 
-constexpr wchar_t kFolder[] = L"C:\\ProgramData\\Veltrane\\tunnels";
-constexpr wchar_t kActive[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf";
-constexpr wchar_t kTemporary[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp";
-
 // Local System, then the Administrators: both as groups, GENERIC_ALL, object and container inherit.
-const std::vector<std::string> kLockedDown = {"group S-1-5-18 0x10000000 inherit 3",
-                                              "group S-1-5-32-544 0x10000000 inherit 3"};
+const Texts kLockedDown = {"group S-1-5-18 0x10000000 inherit 3",
+                           "group S-1-5-32-544 0x10000000 inherit 3"};
+const Texts kNeverSet = {"never set"};
 
-class TunnelsAccess : public OnMachine {
+class TunnelsAccess : public OnStore {
  protected:
-  TunnelsAccess() { MarkConnectRequested(); }
-
-  std::vector<std::string> AccessOf(const std::wstring& path) {
+  Texts AccessOf(const std::wstring& path) {
     const auto access = machine.files.Access(path);
-    return access ? AccessTexts(*access) : std::vector<std::string>{"never set"};
+    return access ? AccessTexts(*access) : kNeverSet;
   }
-
-  std::string error = "untouched";
 };
 
-TEST_F(TunnelsAccess, IsSetOnAFileForSystemAndAdministratorsInThisOrder) {
-  machine.files.AddFile(L"C:\\x", "");
-  EXPECT_TRUE(ApplyTunnelsAcl(L"C:\\x"));
-  EXPECT_EQ(AccessOf(L"C:\\x"), kLockedDown);
-}
-
-TEST_F(TunnelsAccess, IsTheSameOnAFolder) {
-  machine.files.AddFolder(L"C:\\x");
-  EXPECT_TRUE(ApplyTunnelsAcl(L"C:\\x"));
-  EXPECT_EQ(AccessOf(L"C:\\x"), kLockedDown);
-}
-
-TEST_F(TunnelsAccess, ReplacesTheListThatWasThere) {
+TEST_F(TunnelsAccess, IsForSystemAndAdministratorsInThisOrderAndReplacesTheEarlierList) {
   machine.files.AddFile(L"C:\\x", "");
   SetProtectedAccess(L"C:\\x", {{simulated::NtSid({21, 1, 2, 3, 1001}), TrusteeType::kUser, 1, 0}});
   EXPECT_TRUE(ApplyTunnelsAcl(L"C:\\x"));
   EXPECT_EQ(AccessOf(L"C:\\x"), kLockedDown);
 }
 
-TEST_F(TunnelsAccess, FailsWhenNothingIsThere) { EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x")); }
-
-TEST_F(TunnelsAccess, FailsWhenTheListCannotBeSet) {
-  machine.files.AddFile(L"C:\\x", "");
-  machine.Fail("SetProtectedAccess", 1, 5);
+TEST_F(TunnelsAccess, FailsWhenNothingIsThereOrTheListCannotBeSet) {
   EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x"));
-  EXPECT_EQ(AccessOf(L"C:\\x"), (std::vector<std::string>{"never set"}));
+  machine.files.AddFile(L"C:\\x", "");
+  Fail("SetProtectedAccess");
+  EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x"));
+  EXPECT_EQ(AccessOf(L"C:\\x"), kNeverSet);
 }
 
-TEST_F(TunnelsAccess, FailsWithoutTheFirstSidAndSetsNothing) {
+TEST_F(TunnelsAccess, FailsWithoutEitherSidAndSetsNothing) {
   machine.files.AddFile(L"C:\\x", "");
-  machine.FailWhere("MakeNtSid", "S-1-5-18", 1337);
-  EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x"));
-  EXPECT_EQ(machine.Changes(), std::vector<std::string>{});
-}
-
-TEST_F(TunnelsAccess, FailsWithoutTheSecondSidAndSetsNothing) {
-  machine.files.AddFile(L"C:\\x", "");
-  machine.FailWhere("MakeNtSid", "S-1-5-32-544", 1337);
-  EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x"));
-  EXPECT_EQ(machine.Changes(), std::vector<std::string>{});
+  for (const char* sid : {"S-1-5-18", "S-1-5-32-544"}) {
+    machine.calls.Heal("MakeNtSid");
+    machine.FailWhere("MakeNtSid", sid, 1337);
+    EXPECT_FALSE(ApplyTunnelsAcl(L"C:\\x")) << sid;
+  }
+  EXPECT_EQ(machine.Changes(), Texts{});
 }
 
 TEST_F(TunnelsAccess, IsSetOnFolderTemporaryFileAndActiveFile) {
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  const std::vector<simulated::AccessSet> sets = machine.files.AccessSets();
-  ASSERT_EQ(sets.size(), 3u);
-  EXPECT_EQ(sets[0].path, kFolder);
-  EXPECT_EQ(AccessTexts(sets[0].entries), kLockedDown);
-  EXPECT_EQ(sets[1].path, kTemporary);
-  EXPECT_EQ(AccessTexts(sets[1].entries), kLockedDown);
-  EXPECT_EQ(sets[2].path, kActive);
-  EXPECT_EQ(AccessTexts(sets[2].entries), kLockedDown);
+  EXPECT_TRUE(Write(&error));
+  std::vector<std::wstring> paths;
+  for (const simulated::AccessSet& set : machine.files.AccessSets()) {
+    paths.push_back(set.path);
+    EXPECT_EQ(AccessTexts(set.entries), kLockedDown);
+  }
+  EXPECT_EQ(paths, (std::vector<std::wstring>{kFolder, kTemporary, kActive}));
 }
 
-TEST_F(TunnelsAccess, LocksTheTemporaryFileDownBeforeItIsMoved) {
-  std::vector<std::string> access;
-  machine.OnCall("MoveFileWithFlags", 1, [&] { access = AccessOf(kTemporary); });
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(access, kLockedDown);
-}
+struct Refusal {
+  const char* name;
+  std::size_t nth;  // the list that cannot be set; 0: none can
+  Texts folder;
+  Texts active;
+};
 
-TEST_F(TunnelsAccess, LocksTheFolderDownBeforeTheKeyIsWritten) {
-  std::vector<std::string> access;
-  machine.OnCall("OutputFile.Open", 1, [&] { access = AccessOf(kFolder); });
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(access, kLockedDown);
-}
+class RefusedAccess : public TunnelsAccess, public testing::WithParamInterface<Refusal> {};
 
-// The calls of a successful write, whatever became of the access lists.
-const std::vector<std::string> kEveryStep = {
-    "CreateFolders C:\\ProgramData\\Veltrane\\tunnels",
-    "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels",
-    "OutputFile.Open C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-    "OutputFile.Write C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp 115 bytes",
-    "OutputFile.Close C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-    "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-    "MoveFileWithFlags C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp to "
-    "C:\\ProgramData\\Veltrane\\tunnels\\active.conf flags 9",
-    "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels\\active.conf"};
-
-TEST_F(TunnelsAccess, ThatCannotBeSetOnTheFolderIsIgnored) {
-  machine.Fail("SetProtectedAccess", 1, 5);
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(machine.Changes(), kEveryStep);
-  EXPECT_EQ(AccessOf(kFolder), (std::vector<std::string>{"never set"}));
-  EXPECT_EQ(AccessOf(kActive), kLockedDown);
+TEST_P(RefusedAccess, IsIgnoredByTheWrite) {
+  if (GetParam().nth == 0) machine.FailAlways("SetProtectedAccess", 5);
+  if (GetParam().nth != 0) machine.Fail("SetProtectedAccess", GetParam().nth, 5);
+  EXPECT_TRUE(Write(&error));
   EXPECT_EQ(error, "untouched");
+  EXPECT_EQ(machine.Changes(), kWriteSteps);
+  EXPECT_EQ(AccessOf(kFolder), GetParam().folder);
+  EXPECT_EQ(AccessOf(kActive), GetParam().active);
 }
 
-TEST_F(TunnelsAccess, ThatCannotBeSetOnTheTemporaryFileIsIgnored) {
-  machine.Fail("SetProtectedAccess", 2, 5);
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(machine.Changes(), kEveryStep);
-  EXPECT_EQ(AccessOf(kFolder), kLockedDown);
-  EXPECT_EQ(AccessOf(kActive), kLockedDown);
-  EXPECT_EQ(error, "untouched");
-}
+// The list of the temporary file moves with it.
+const Refusal kRefusals[] = {{"Folder", 1, kNeverSet, kLockedDown},
+                             {"TemporaryFile", 2, kLockedDown, kLockedDown},
+                             {"ActiveFile", 3, kLockedDown, kLockedDown},
+                             {"Everything", 0, kNeverSet, kNeverSet}};
 
-TEST_F(TunnelsAccess, ThatCannotBeSetOnTheActiveFileIsIgnored) {
-  machine.Fail("SetProtectedAccess", 3, 5);
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(machine.Changes(), kEveryStep);
-  EXPECT_EQ(AccessOf(kActive), kLockedDown);  // the list of the temporary file moved with it
-  EXPECT_EQ(machine.files.AccessSets().size(), 2u);
-  EXPECT_EQ(error, "untouched");
-}
+INSTANTIATE_TEST_SUITE_P(Of, RefusedAccess, testing::ValuesIn(kRefusals), NameOf<Refusal>);
 
-TEST_F(TunnelsAccess, ThatCannotBeSetAnywhereIsIgnored) {
-  machine.FailAlways("SetProtectedAccess", 5);
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(machine.Changes(), kEveryStep);
-  EXPECT_EQ(AccessOf(kActive), (std::vector<std::string>{"never set"}));
-  EXPECT_TRUE(machine.files.Exists(kActive));
-  EXPECT_EQ(error, "untouched");
-}
-
-TEST_F(TunnelsAccess, WithoutSidsIsIgnored) {
+TEST_F(TunnelsAccess, WithoutSidsIsIgnoredByTheWrite) {
   machine.FailAlways("MakeNtSid", 1337);
-  EXPECT_TRUE(WriteActiveConf({}, &error));
-  EXPECT_EQ(machine.calls.Count("SetProtectedAccess"), 0u);
-  EXPECT_TRUE(machine.files.Exists(kActive));
+  EXPECT_TRUE(Write(&error));
   EXPECT_EQ(error, "untouched");
-}
-
-TEST_F(TunnelsAccess, IsNotTouchedByTheDeletion) {
-  machine.files.AddFile(kActive, "key");
-  EXPECT_FALSE(DeleteActiveConf(&error));
   EXPECT_EQ(machine.calls.Count("SetProtectedAccess"), 0u);
+  EXPECT_EQ(machine.files.Bytes(kActive), kText);
 }
 
 }  // namespace

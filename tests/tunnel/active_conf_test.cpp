@@ -1,6 +1,7 @@
 #include "tunnel/active_conf.h"
 
-#include "tests/support/on_machine.h"
+#include "tests/support/name_of.h"
+#include "tests/tunnel/on_store.h"
 
 namespace veltrane {
 namespace {
@@ -10,268 +11,130 @@ using simulated::kShareRead;
 using simulated::kShareWrite;
 using simulated::Units;
 
-constexpr wchar_t kFolder[] = L"C:\\ProgramData\\Veltrane\\tunnels";
-constexpr wchar_t kActive[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf";
-constexpr wchar_t kTemporary[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp";
+struct ProgramData {
+  const char* name;
+  std::optional<std::wstring> value;
+  std::wstring folder;
+};
 
-constexpr char kText[] =
-    "[Interface]\n"
-    "PrivateKey = cHJpdmF0ZQ==\n"
-    "Address = 10.66.66.7/32\n"
-    "\n"
-    "[Peer]\n"
-    "PublicKey = cHVibGlj\n"
-    "AllowedIPs = 10.66.66.0/24\n"
-    "Endpoint = 192.0.2.10:51820\n"
-    "PersistentKeepalive = 25\n";
+// On a machine whose stored environments have values of their own.
+class TunnelsFolderPath : public OnMachine, public testing::WithParamInterface<ProgramData> {};
 
-ConnectionProfile Profile() {
-  ConnectionProfile profile;
-  profile.client_private_key = "cHJpdmF0ZQ==";
-  profile.address_cidr = "10.66.66.7/32";
-  profile.server_public_key = "cHVibGlj";
-  profile.allowed_ips_csv = "10.66.66.0/24";
-  profile.endpoint_host = "192.0.2.10";
-  return profile;
+TEST_P(TunnelsFolderPath, LiesBelowTheProcessValueAsItStandsOrOnDriveC) {
+  machine.environment.SetMachine(L"ProgramData", L"E:\\Machine");
+  machine.environment.SetUser(L"ProgramData", L"E:\\User");
+  machine.environment.UnsetProcess(L"ProgramData");
+  if (GetParam().value) machine.environment.SetProcess(L"ProgramData", *GetParam().value);
+  EXPECT_EQ(TunnelsFolder(), GetParam().folder);
+  EXPECT_EQ(ActiveConfPath(), GetParam().folder + L"\\active.conf");
 }
 
-class TunnelsFolderPath : public OnMachine {
+const ProgramData kProgramData[] = {
+    {"Usual", L"D:\\Data", L"D:\\Data\\Veltrane\\tunnels"},
+    {"WithBackslash", L"D:\\Data\\", L"D:\\Data\\\\Veltrane\\tunnels"},
+    {"WithBlanks", Units(u" D:\\D\u00E4ta "), Units(u" D:\\D\u00E4ta \\Veltrane\\tunnels")},
+    {"Unset", std::nullopt, kFolder},
+    {"Empty", L"", kFolder},
+    {"Of259Characters", L"D:\\" + std::wstring(256, L'x'),
+     L"D:\\" + std::wstring(256, L'x') + L"\\Veltrane\\tunnels"},
+    {"Of260Characters", L"D:\\" + std::wstring(257, L'x'), kFolder},
+    {"Of1000Characters", L"D:\\" + std::wstring(997, L'x'), kFolder}};
+
+INSTANTIATE_TEST_SUITE_P(Value, TunnelsFolderPath, testing::ValuesIn(kProgramData),
+                         NameOf<ProgramData>);
+
+using ActiveConfWrite = OnStore;
+
+TEST_F(ActiveConfWrite, InstallsTheRenderedTextThroughATemporaryFileInThisOrder) {
+  EXPECT_TRUE(Write(&error));
+  EXPECT_EQ(error, "untouched");
+  EXPECT_EQ(machine.Changes(), kWriteSteps);
+  EXPECT_EQ(machine.files.Bytes(kActive), kText);
+  EXPECT_EQ(machine.files.AllFiles(), std::vector<std::wstring>{kActive});
+}
+
+TEST_F(ActiveConfWrite, CreatesEveryMissingParentOfTheFolderOfProgramData) {
+  machine.environment.SetProcess(L"ProgramData", L"C:\\a\\b\\c");
+  EXPECT_TRUE(Write(&error));
+  EXPECT_EQ(machine.files.AllFiles(),
+            std::vector<std::wstring>{L"C:\\a\\b\\c\\Veltrane\\tunnels\\active.conf"});
+}
+
+struct Earlier {
+  const char* name;
+  void (*leave)();
+};
+
+class EarlierFile : public OnStore, public testing::WithParamInterface<Earlier> {};
+
+TEST_P(EarlierFile, IsReplaced) {
+  GetParam().leave();
+  EXPECT_TRUE(Write(&error));
+  EXPECT_EQ(machine.files.Bytes(kActive), kText);
+  EXPECT_EQ(machine.files.AllFiles(), std::vector<std::wstring>{kActive});
+}
+
+const Earlier kEarlier[] = {
+    {"ThatIsLonger", [] { Files().AddFile(kActive, std::string(5000, 's')); }},
+    {"ThatWasScrubbed", [] { Files().AddFile(kActive, std::string(4096, '\0')); }},
+    {"ThatIsTemporary", [] { Files().AddFile(kTemporary, std::string(5000, 's')); }},
+    {"ThatIsOpenWithDeleteSharing", [] {
+       Files().AddFile(kActive, "before");
+       Files().HoldOpen(kActive, kShareRead | kShareDelete);
+     }}};
+
+INSTANTIATE_TEST_SUITE_P(An, EarlierFile, testing::ValuesIn(kEarlier), NameOf<Earlier>);
+
+struct Obstacle {
+  const char* name;
+  void (*put)();
+  const char* error;
+  std::size_t steps;                     // how many of the write's changes are tried
+  std::optional<std::string> temporary;  // what is left of it; nullopt: no file
+};
+
+class ActiveConfFailure : public OnStore, public testing::WithParamInterface<Obstacle> {
  protected:
-  std::wstring Below(const std::wstring& program_data) {
-    machine.environment.SetProcess(L"ProgramData", program_data);
-    return TunnelsFolder();
+  ActiveConfFailure() {
+    machine.files.AddFile(kActive, "before");
+    GetParam().put();
   }
 };
 
-TEST_F(TunnelsFolderPath, LiesBelowProgramData) {
-  EXPECT_EQ(Below(L"D:\\Data"), L"D:\\Data\\Veltrane\\tunnels");
-  EXPECT_EQ(ActiveConfPath(), L"D:\\Data\\Veltrane\\tunnels\\active.conf");
-}
-
-TEST_F(TunnelsFolderPath, CopiesTheValueAsItStands) {
-  EXPECT_EQ(Below(L"D:\\Data\\"), L"D:\\Data\\\\Veltrane\\tunnels");
-  EXPECT_EQ(Below(Units(u" D:\\D\u00E4ta ")), Units(u" D:\\D\u00E4ta \\Veltrane\\tunnels"));
-}
-
-TEST_F(TunnelsFolderPath, LiesOnDriveCWhenTheVariableIsUnset) {
-  machine.environment.UnsetProcess(L"ProgramData");
-  EXPECT_EQ(TunnelsFolder(), L"C:\\ProgramData\\Veltrane\\tunnels");
-  EXPECT_EQ(ActiveConfPath(), L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf");
-}
-
-TEST_F(TunnelsFolderPath, LiesOnDriveCWhenTheVariableIsEmptyOrUnreadable) {
-  EXPECT_EQ(Below(L""), L"C:\\ProgramData\\Veltrane\\tunnels");
-  machine.FailAlways("ReadProcessVariable", 5);
-  EXPECT_EQ(Below(L"D:\\Data"), L"C:\\ProgramData\\Veltrane\\tunnels");
-}
-
-TEST_F(TunnelsFolderPath, FollowsAValueOf259Characters) {
-  EXPECT_EQ(Below(L"D:\\" + std::wstring(256, L'x')),
-            L"D:\\" + std::wstring(256, L'x') + L"\\Veltrane\\tunnels");
-}
-
-TEST_F(TunnelsFolderPath, LiesOnDriveCWhenTheValueHas260CharactersOrMore) {
-  EXPECT_EQ(Below(L"D:\\" + std::wstring(257, L'x')), L"C:\\ProgramData\\Veltrane\\tunnels");
-  EXPECT_EQ(Below(L"D:\\" + std::wstring(997, L'x')), L"C:\\ProgramData\\Veltrane\\tunnels");
-}
-
-TEST_F(TunnelsFolderPath, IsReadFromTheProcessScopeAloneAndAnewEachTime) {
-  machine.environment.UnsetProcess(L"ProgramData");
-  machine.environment.SetMachine(L"ProgramData", L"E:\\Machine");
-  machine.environment.SetUser(L"ProgramData", L"E:\\User");
-  EXPECT_EQ(TunnelsFolder(), L"C:\\ProgramData\\Veltrane\\tunnels");
-  EXPECT_EQ(Below(L"D:\\Data"), L"D:\\Data\\Veltrane\\tunnels");
-}
-
-// Outside the passive phase, so that the calls are those of the store alone.
-class ActiveConfWrite : public OnMachine {
- protected:
-  ActiveConfWrite() { MarkConnectRequested(); }
-
-  bool Write() { return WriteActiveConf(Profile(), &error); }
-
-  std::string error = "untouched";
-};
-
-TEST_F(ActiveConfWrite, InstallsTheRenderedTextWithBareLineFeeds) {
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(kActive), kText);
-  EXPECT_EQ(error, "untouched");
-}
-
-TEST_F(ActiveConfWrite, CreatesTheFolderAndLeavesNoTemporaryFile) {
-  EXPECT_TRUE(Write());
-  EXPECT_TRUE(machine.files.IsFolder(kFolder));
-  EXPECT_EQ(machine.files.AllFiles(),
-            (std::vector<std::wstring>{L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf"}));
-  EXPECT_EQ(machine.files.OpenStreams(), 0);
-}
-
-TEST_F(ActiveConfWrite, GoesThroughATemporaryFileInThisOrder) {
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.calls.All(),
-            (std::vector<std::string>{
-                "ReadProcessVariable ProgramData",
-                "CreateFolders C:\\ProgramData\\Veltrane\\tunnels", "MakeNtSid S-1-5-18",
-                "MakeNtSid S-1-5-32-544", "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels",
-                "OutputFile.Open C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-                "OutputFile.Write C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp 171 bytes",
-                "OutputFile.Close C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-                "MakeNtSid S-1-5-18", "MakeNtSid S-1-5-32-544",
-                "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-                "MoveFileWithFlags C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp to "
-                "C:\\ProgramData\\Veltrane\\tunnels\\active.conf flags 9",
-                "MakeNtSid S-1-5-18", "MakeNtSid S-1-5-32-544",
-                "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels\\active.conf"}));
-}
-
-TEST_F(ActiveConfWrite, UsesTheFolderOfProgramData) {
-  machine.files.AddFolder(L"C:\\Data");
-  machine.environment.SetProcess(L"ProgramData", L"C:\\Data");
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.AllFiles(),
-            (std::vector<std::wstring>{L"C:\\Data\\Veltrane\\tunnels\\active.conf"}));
-}
-
-TEST_F(ActiveConfWrite, CreatesEveryMissingParent) {
-  machine.environment.SetProcess(L"ProgramData", L"C:\\a\\b\\c");
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(L"C:\\a\\b\\c\\Veltrane\\tunnels\\active.conf"), kText);
-}
-
-TEST_F(ActiveConfWrite, TwiceReplacesTheFile) {
-  ConnectionProfile longer = Profile();
-  longer.dns_csv = std::string(1000, '1');
-  EXPECT_TRUE(WriteActiveConf(longer, &error));
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(kActive), kText);
-  EXPECT_EQ(machine.files.AllFiles().size(), 1u);
-}
-
-TEST_F(ActiveConfWrite, ReplacesAStaleTemporaryFile) {
-  machine.files.AddFile(kTemporary, std::string(5000, 's'));
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(kActive), kText);
-  EXPECT_FALSE(machine.files.Exists(kTemporary));
-}
-
-TEST_F(ActiveConfWrite, FailsWhenTheFolderCannotBeCreated) {
-  machine.Fail("CreateFolders", 1, 5);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "create_directories failed");
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"CreateFolders C:\\ProgramData\\Veltrane\\tunnels"}));
-  EXPECT_FALSE(machine.files.Exists(L"C:\\ProgramData\\Veltrane"));
-}
-
-TEST_F(ActiveConfWrite, FailsWhenAFileStandsWhereTheFolderShouldBe) {
-  machine.files.AddFile(L"C:\\ProgramData\\Veltrane", "mine");
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "create_directories failed");
-  EXPECT_EQ(machine.files.Bytes(L"C:\\ProgramData\\Veltrane"), "mine");
-}
-
-TEST_F(ActiveConfWrite, FailsWhenTheTemporaryFileCannotBeOpened) {
-  machine.files.AddFile(kActive, "before");
-  machine.Fail("OutputFile.Open", 1, 5);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "open tmp failed");
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{
-                "CreateFolders C:\\ProgramData\\Veltrane\\tunnels",
-                "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels",
-                "OutputFile.Open C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp"}));
-  EXPECT_EQ(machine.files.Bytes(kActive), "before");
-  EXPECT_FALSE(machine.files.Exists(kTemporary));
-}
-
-TEST_F(ActiveConfWrite, FailsWhenAFolderStandsWhereTheTemporaryFileShouldBe) {
-  machine.files.AddFolder(kTemporary);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "open tmp failed");
-  EXPECT_TRUE(machine.files.IsFolder(kTemporary));
-  EXPECT_FALSE(machine.files.Exists(kActive));
-}
-
-TEST_F(ActiveConfWrite, ThatFailsToWriteLeavesTheTemporaryFileAndTheOldActiveOne) {
-  machine.files.AddFile(kActive, "before");
-  machine.Fail("OutputFile.Write", 1, 112);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "write tmp failed");
-  EXPECT_EQ(machine.files.Bytes(kTemporary), "");
-  EXPECT_EQ(machine.files.Bytes(kActive), "before");
-  EXPECT_EQ(machine.files.OpenStreams(), 0);
-}
-
-TEST_F(ActiveConfWrite, ThatFailsToCloseLeavesTheTemporaryFileAndTheOldActiveOne) {
-  machine.files.AddFile(kActive, "before");
-  machine.Fail("OutputFile.Close", 1, 112);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "write tmp failed");
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{
-                "CreateFolders C:\\ProgramData\\Veltrane\\tunnels",
-                "SetProtectedAccess C:\\ProgramData\\Veltrane\\tunnels",
-                "OutputFile.Open C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp",
-                "OutputFile.Write C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp 171 bytes",
-                "OutputFile.Close C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp"}));
-  EXPECT_EQ(machine.files.Bytes(kTemporary), "");
-  EXPECT_EQ(machine.files.Bytes(kActive), "before");
-}
-
-TEST_F(ActiveConfWrite, ThatFailsToRenameLeavesTheWholeTemporaryFileAndTheOldActiveOne) {
-  machine.files.AddFile(kActive, "before");
-  machine.Fail("MoveFileWithFlags", 1, 32);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "rename active.conf failed");
-  EXPECT_EQ(machine.files.Bytes(kTemporary), kText);
+TEST_P(ActiveConfFailure, IsReportedAndLeavesTheOldFile) {
+  EXPECT_FALSE(Write(&error));
+  EXPECT_EQ(error, GetParam().error);
+  EXPECT_EQ(machine.Changes(), Texts(kWriteSteps.begin(), kWriteSteps.begin() + GetParam().steps));
+  EXPECT_EQ(machine.files.Bytes(kTemporary), GetParam().temporary);
   EXPECT_EQ(machine.files.Bytes(kActive), "before");
   EXPECT_EQ(machine.files.Access(kActive), std::nullopt);
 }
 
-TEST_F(ActiveConfWrite, FailsToReplaceAFileThatAnotherProgramHasOpen) {
-  machine.files.AddFile(kActive, "before");
-  machine.files.HoldOpen(kActive, kShareRead | kShareWrite);
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(error, "rename active.conf failed");
-  EXPECT_EQ(machine.files.Bytes(kTemporary), kText);
-  EXPECT_EQ(machine.files.Bytes(kActive), "before");
-}
+TEST_P(ActiveConfFailure, IsReportedWithoutATextToFill) { EXPECT_FALSE(Write(nullptr)); }
 
-TEST_F(ActiveConfWrite, ReplacesAFileThatIsOpenWithDeleteSharing) {
-  machine.files.AddFile(kActive, "before");
-  machine.files.HoldOpen(kActive, kShareRead | kShareDelete);
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(kActive), kText);
-}
+constexpr char kNotRenamed[] = "rename active.conf failed";
+
+const Obstacle kObstacles[] = {
+    {"CreatingTheFolder", [] { Fail("CreateFolders"); }, "create_directories failed", 1,
+     std::nullopt},
+    {"Opening", [] { Fail("OutputFile.Open"); }, "open tmp failed", 3, std::nullopt},
+    {"OpeningOverAFolder", [] { Files().AddFolder(kTemporary); }, "open tmp failed", 3,
+     std::nullopt},
+    {"Writing", [] { Fail("OutputFile.Write"); }, "write tmp failed", 5, ""},
+    {"Closing", [] { Fail("OutputFile.Close"); }, "write tmp failed", 5, ""},
+    {"Renaming", [] { Fail("MoveFileWithFlags"); }, kNotRenamed, 7, kText},
+    {"RenamingOverAnOpenFile", [] { Files().HoldOpen(kActive, kShareRead | kShareWrite); },
+     kNotRenamed, 7, kText}};
+
+INSTANTIATE_TEST_SUITE_P(Of, ActiveConfFailure, testing::ValuesIn(kObstacles), NameOf<Obstacle>);
 
 TEST_F(ActiveConfWrite, FailsWhenAFolderStandsWhereTheActiveFileShouldBe) {
   machine.files.AddFolder(kActive);
-  EXPECT_FALSE(Write());
+  EXPECT_FALSE(Write(&error));
   EXPECT_EQ(error, "rename active.conf failed");
   EXPECT_TRUE(machine.files.IsFolder(kActive));
   EXPECT_EQ(machine.files.Bytes(kTemporary), kText);
 }
-
-TEST_F(ActiveConfWrite, AfterAFailureSucceedsOverWhatThatLeft) {
-  machine.Fail("MoveFileWithFlags", 1, 32);
-  EXPECT_FALSE(Write());
-  EXPECT_TRUE(Write());
-  EXPECT_EQ(machine.files.Bytes(kActive), kText);
-  EXPECT_FALSE(machine.files.Exists(kTemporary));
-}
-
-class ActiveConfFailure : public ActiveConfWrite,
-                          public testing::WithParamInterface<const char*> {};
-
-TEST_P(ActiveConfFailure, IsReportedWithoutATextToFill) {
-  machine.Fail(GetParam(), 1, 5);
-  EXPECT_FALSE(WriteActiveConf(Profile(), nullptr));
-}
-
-INSTANTIATE_TEST_SUITE_P(Steps, ActiveConfFailure,
-                         testing::Values("CreateFolders", "OutputFile.Open", "OutputFile.Write",
-                                         "OutputFile.Close", "MoveFileWithFlags"));
 
 }  // namespace
 }  // namespace veltrane

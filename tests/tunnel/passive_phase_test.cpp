@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include "tests/support/name_of.h"
 #include "tests/support/on_machine.h"
 #include "tunnel/active_conf.h"
 #include "tunnel/tunnel_manager.h"
@@ -9,112 +10,87 @@
 namespace veltrane {
 namespace {
 
-constexpr wchar_t kName[] = L"VeltraneVpnTunnel$Active";
 constexpr wchar_t kConf[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf";
 constexpr wchar_t kGuardVariable[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
 
-class PassivePhase : public OnMachine {};
+bool Start() { return TunnelManager::Start(kConf, nullptr); }
+bool Write() { return WriteActiveConf({}, nullptr); }
+bool Delete() { return DeleteActiveConf(nullptr); }
+bool Restrict() { return ApplyTunnelsAcl(kConf); }
 
-TEST_F(PassivePhase, AStartLogsStartThenStopAndSetsTheTunnelMark) {
-  EXPECT_TRUE(TunnelManager::Start(kConf, nullptr));
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Start\n"
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
-  EXPECT_TRUE(ReadStartupState().tunnel_started);
-  EXPECT_FALSE(ReadStartupState().config_written);
-  EXPECT_EQ(ReadStartupState().route_mutation_count, 0);
-  EXPECT_EQ(machine.services.Find(kName)->state, simulated::kRunning);
+std::string Marks() {
+  const StartupState state = ReadStartupState();
+  return "tunnel " + std::to_string(state.tunnel_started) + " config " +
+         std::to_string(state.config_written) + " routes " +
+         std::to_string(state.route_mutation_count);
 }
 
-TEST_F(PassivePhase, AStartLogsBeforeItTouchesTheServiceManager) {
-  TunnelManager::Start(kConf, nullptr);
-  const std::vector<std::string> calls = machine.calls.All();
-  ASSERT_GE(calls.size(), 9u);
-  EXPECT_EQ(std::vector<std::string>(calls.begin(), calls.begin() + 9),
-            (std::vector<std::string>{
-                "PrintErrorLine [Veltrane][startup_guard] forbidden during passive startup: "
-                "TunnelManager::Start",
-                "ReadProcessVariable VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "ReadRegistryText HKLM VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "ReadRegistryText HKCU VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "PrintErrorLine [Veltrane][startup_guard] forbidden during passive startup: "
-                "TunnelManager::Stop",
-                "ReadProcessVariable VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "ReadRegistryText HKLM VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "ReadRegistryText HKCU VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                "ServiceManager.Open 0xf003f"}));
+struct Operation {
+  const char* name;
+  bool (*run)();
+  const char* first_call;  // at which everything is logged and marked
+  std::string logged;
+  const char* marks;
+};
+
+class PassivePhase : public OnMachine, public testing::WithParamInterface<Operation> {};
+
+TEST_P(PassivePhase, LogsAndMarksTheOperationBeforeItBegins) {
+  std::string logged = "never begun";
+  std::string marks;
+  machine.OnCall(GetParam().first_call, 1, [&] {
+    logged = simulated::Narrow(machine.console.Error());
+    marks = Marks();
+  });
+  GetParam().run();
+  EXPECT_EQ(logged, GetParam().logged);
+  EXPECT_EQ(marks, GetParam().marks);
+  EXPECT_EQ(simulated::Narrow(machine.console.Error()), GetParam().logged);
+  EXPECT_EQ(Marks(), GetParam().marks);
 }
 
-TEST_F(PassivePhase, AStartSetsTheTunnelMarkBetweenItsTwoLines) {
-  std::vector<bool> marks;
-  machine.calls.OnEveryCall("PrintErrorLine",
-                            [&] { marks.push_back(ReadStartupState().tunnel_started); });
-  TunnelManager::Start(kConf, nullptr);
-  EXPECT_EQ(marks, (std::vector<bool>{false, true}));
-}
+const Operation kGuarded[] = {
+    {"Start", Start, "ServiceManager.Open",
+     "[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Start\n"
+     "[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n",
+     "tunnel 1 config 0 routes 0"},
+    {"Stop", TunnelManager::Stop, "ServiceManager.Open",
+     "[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n",
+     "tunnel 0 config 0 routes 0"},
+    {"Write", Write, "CreateFolders",
+     "[Veltrane][startup_guard] forbidden during passive startup: WriteActiveConf\n",
+     "tunnel 0 config 1 routes 0"}};
 
-TEST_F(PassivePhase, AStartThatFailsSetsTheTunnelMarkToo) {
-  machine.services.DenyManagerAccess(2);
-  EXPECT_FALSE(TunnelManager::Start(kConf, nullptr));
-  EXPECT_TRUE(ReadStartupState().tunnel_started);
-}
+const Operation kUnguarded[] = {
+    {"StateQuery", TunnelManager::IsRunning, "ServiceManager.Open", "",
+     "tunnel 0 config 0 routes 0"},
+    {"Deletion", Delete, "TestExistence", "", "tunnel 0 config 0 routes 0"},
+    {"AccessList", Restrict, "SetProtectedAccess", "", "tunnel 0 config 0 routes 0"}};
 
-TEST_F(PassivePhase, AStopLogsOneLineAndSetsNoMark) {
-  EXPECT_TRUE(TunnelManager::Stop());
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
-  EXPECT_FALSE(ReadStartupState().tunnel_started);
-  EXPECT_FALSE(ReadStartupState().config_written);
-}
+INSTANTIATE_TEST_SUITE_P(Guarded, PassivePhase, testing::ValuesIn(kGuarded), NameOf<Operation>);
+INSTANTIATE_TEST_SUITE_P(Unguarded, PassivePhase, testing::ValuesIn(kUnguarded), NameOf<Operation>);
 
-TEST_F(PassivePhase, AStateQueryLogsNothing) {
-  TunnelManager::IsRunning();
-  EXPECT_EQ(machine.console.Error(), L"");
-}
+using PassivePhaseChange = OnMachine;
 
-TEST_F(PassivePhase, AWriteLogsOneLineAndSetsTheConfigurationMark) {
-  EXPECT_TRUE(WriteActiveConf({}, nullptr));
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: WriteActiveConf\n");
-  EXPECT_TRUE(ReadStartupState().config_written);
-  EXPECT_FALSE(ReadStartupState().tunnel_started);
+TEST_F(PassivePhaseChange, IsMarkedAfterItsOwnLineAndThenMade) {
+  std::vector<std::string> marks;
+  machine.calls.OnEveryCall("PrintErrorLine", [&] { marks.push_back(Marks()); });
+  EXPECT_TRUE(Write());
+  EXPECT_TRUE(Start());
+  // At the line of the write, at that of the start, and at that of the stop inside the start.
+  EXPECT_EQ(marks,
+            (std::vector<std::string>{"tunnel 0 config 0 routes 0", "tunnel 0 config 1 routes 0",
+                                      "tunnel 1 config 1 routes 0"}));
   EXPECT_TRUE(machine.files.Exists(kConf));
+  EXPECT_EQ(machine.services.Find(L"VeltraneVpnTunnel$Active")->state, simulated::kRunning);
 }
 
-TEST_F(PassivePhase, AWriteSetsTheConfigurationMarkAfterItsLineAndBeforeTheFolderIsCreated) {
-  bool at_line = true;
-  bool at_folder = false;
-  machine.OnCall("PrintErrorLine", 1, [&] { at_line = ReadStartupState().config_written; });
-  machine.OnCall("CreateFolders", 1, [&] { at_folder = ReadStartupState().config_written; });
-  WriteActiveConf({}, nullptr);
-  EXPECT_FALSE(at_line);
-  EXPECT_TRUE(at_folder);
-}
-
-TEST_F(PassivePhase, AWriteThatFailsSetsTheConfigurationMarkToo) {
+TEST_F(PassivePhaseChange, IsMarkedWhenItFails) {
+  machine.services.DenyManagerAccess(2);
   machine.Fail("CreateFolders", 1, 5);
-  EXPECT_FALSE(WriteActiveConf({}, nullptr));
-  EXPECT_TRUE(ReadStartupState().config_written);
-}
-
-TEST_F(PassivePhase, ADeletionLogsNothing) {
-  machine.files.AddFile(kConf, "key");
-  DeleteActiveConf(nullptr);
-  EXPECT_EQ(machine.console.Error(), L"");
-  EXPECT_FALSE(ReadStartupState().config_written);
-}
-
-TEST_F(PassivePhase, AnAccessListLogsNothing) {
-  machine.files.AddFile(kConf, "key");
-  EXPECT_TRUE(ApplyTunnelsAcl(kConf));
-  EXPECT_EQ(machine.console.Error(), L"");
-}
-
-TEST_F(PassivePhase, AGuardSwitchedOffLogsAndGoesOn) {
-  machine.environment.SetMachine(kGuardVariable, L"0");
-  EXPECT_TRUE(TunnelManager::Stop());
-  EXPECT_EQ(machine.console.Error(),
-            L"[Veltrane][startup_guard] forbidden during passive startup: TunnelManager::Stop\n");
+  EXPECT_FALSE(Start());
+  EXPECT_FALSE(Write());
+  EXPECT_EQ(Marks(), "tunnel 1 config 1 routes 0");
 }
 
 class AfterThePassivePhase : public OnMachine, public testing::WithParamInterface<void (*)()> {};
@@ -122,58 +98,32 @@ class AfterThePassivePhase : public OnMachine, public testing::WithParamInterfac
 TEST_P(AfterThePassivePhase, NothingIsLoggedRecordedOrForbidden) {
   machine.environment.SetMachine(kGuardVariable, L"1");
   GetParam()();
-  EXPECT_TRUE(WriteActiveConf({}, nullptr));
-  EXPECT_TRUE(TunnelManager::Start(kConf, nullptr));
+  EXPECT_TRUE(Write());
+  EXPECT_TRUE(Start());
   EXPECT_TRUE(TunnelManager::Stop());
   EXPECT_EQ(machine.console.Error(), L"");
-  EXPECT_FALSE(ReadStartupState().tunnel_started);
-  EXPECT_FALSE(ReadStartupState().config_written);
+  EXPECT_EQ(Marks(), "tunnel 0 config 0 routes 0");
 }
 
 INSTANTIATE_TEST_SUITE_P(Markers, AfterThePassivePhase,
                          testing::Values(&MarkConnectRequested, &MarkStopRequested));
 
-// The process must end before the first change; one that goes on exits with 99.
-class ForbiddenAtStartup : public OnMachine {
- protected:
-  ForbiddenAtStartup() {
-    machine.environment.SetMachine(kGuardVariable, L"1");
-    machine.console.EchoErrors();
-    machine.OnCall("ServiceManager.Open", 1, [] { std::_Exit(99); });
-    machine.OnCall("CreateFolders", 1, [] { std::_Exit(99); });
-  }
-};
+using PassivePhaseDeathTest = PassivePhase;
 
-using ForbiddenAtStartupDeathTest = ForbiddenAtStartup;
-
-TEST_F(ForbiddenAtStartupDeathTest, AStartAbortsTheProcessBeforeTheChange) {
-  EXPECT_EXIT(TunnelManager::Start(kConf, nullptr), testing::KilledBySignal(SIGABRT),
-              testing::Eq("[Veltrane][startup_guard] forbidden during passive startup: "
-                          "TunnelManager::Start\n"
-                          "[Veltrane][startup_guard] abort "
+// A process that reaches the first change exits with 99.
+TEST_P(PassivePhaseDeathTest, AbortsBeforeTheChangeWhenTheMachineForbidsIt) {
+  machine.environment.SetMachine(kGuardVariable, L"1");
+  machine.console.EchoErrors();
+  machine.OnCall(GetParam().first_call, 1, [] { std::_Exit(99); });
+  const std::string logged = GetParam().logged;
+  EXPECT_EXIT(GetParam().run(), testing::KilledBySignal(SIGABRT),
+              testing::Eq(logged.substr(0, logged.find('\n')) +
+                          "\n[Veltrane][startup_guard] abort "
                           "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1\n"));
 }
 
-TEST_F(ForbiddenAtStartupDeathTest, AStopAbortsTheProcessBeforeTheChange) {
-  EXPECT_EXIT(TunnelManager::Stop(), testing::KilledBySignal(SIGABRT),
-              testing::Eq("[Veltrane][startup_guard] forbidden during passive startup: "
-                          "TunnelManager::Stop\n"
-                          "[Veltrane][startup_guard] abort "
-                          "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1\n"));
-}
-
-TEST_F(ForbiddenAtStartupDeathTest, AWriteAbortsTheProcessBeforeTheChange) {
-  EXPECT_EXIT(WriteActiveConf({}, nullptr), testing::KilledBySignal(SIGABRT),
-              testing::Eq("[Veltrane][startup_guard] forbidden during passive startup: "
-                          "WriteActiveConf\n"
-                          "[Veltrane][startup_guard] abort "
-                          "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1\n"));
-}
-
-TEST_F(ForbiddenAtStartupDeathTest, ADeletionIsNotForbidden) {
-  EXPECT_TRUE(DeleteActiveConf(nullptr));
-  EXPECT_EQ(machine.console.Error(), L"");
-}
+INSTANTIATE_TEST_SUITE_P(Guarded, PassivePhaseDeathTest, testing::ValuesIn(kGuarded),
+                         NameOf<Operation>);
 
 }  // namespace
 }  // namespace veltrane

@@ -1,44 +1,64 @@
-#include "tests/support/on_machine.h"
-#include "tunnel/tunnel_manager.h"
+#include "tests/support/name_of.h"
+#include "tests/tunnel/on_manager.h"
 
 namespace veltrane {
 namespace {
 
 using simulated::kRunning;
 using simulated::kStopped;
-using simulated::kStopPending;
 using simulated::ServiceRecord;
 
-constexpr wchar_t kName[] = L"VeltraneVpnTunnel$Active";
 constexpr wchar_t kConf[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf";
 constexpr wchar_t kCommandLine[] =
     L"\"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe\" /service "
     L"\"C:\\ProgramData\\Veltrane\\tunnels\\active.conf\"";
 
-// Outside the passive phase, so that the calls are those of the service manager alone.
-class TunnelStart : public OnMachine {
+constexpr char kSendsStop[] = "Service.SendStop VeltraneVpnTunnel$Active";
+constexpr char kDeletes[] = "Service.Delete VeltraneVpnTunnel$Active";
+constexpr char kCreates[] = "ServiceManager.Create VeltraneVpnTunnel$Active";
+constexpr char kSetsSidType[] = "Service.SetSidType VeltraneVpnTunnel$Active 1";
+constexpr char kReconfigures[] = "Service.ChangeCommandLine VeltraneVpnTunnel$Active";
+constexpr char kStarts[] = "Service.Start VeltraneVpnTunnel$Active";
+
+constexpr wchar_t kEarlierLine[] = L"earlier.exe";
+
+// An earlier tunnel service, with settings of its own.
+void InstallEarlier(std::uint32_t state) {
+  Services().Add({.name = kName,
+                  .display_name = L"Earlier",
+                  .access = 0,
+                  .type = 0x20,
+                  .start_type = 2,
+                  .error_control = 0,
+                  .command_line = kEarlierLine,
+                  .dependencies = {L"Earlier"}},
+                 state);
+}
+
+class TunnelStart : public OnManager {
  protected:
-  TunnelStart() { MarkConnectRequested(); }
-
   bool Start() { return TunnelManager::Start(kConf, &error); }
-
-  // An earlier tunnel service that still runs, with settings of its own.
-  void InstallEarlier(std::uint32_t state) {
-    machine.services.Add({.name = kName,
-                          .display_name = L"Earlier",
-                          .access = 0,
-                          .type = 0x20,
-                          .start_type = 2,
-                          .error_control = 0,
-                          .command_line = L"earlier.exe",
-                          .dependencies = {L"Earlier"}},
-                         state);
-  }
 
   ServiceRecord Installed() { return machine.services.Find(kName).value(); }
 
+  std::wstring CommandLine() {
+    return Left() == "nothing" ? L"" : Installed().settings.command_line;
+  }
+
   std::string error = "untouched";
 };
+
+TEST_F(TunnelStart, LooksForAnEarlierServiceThenCreatesConfiguresAndStarts) {
+  EXPECT_TRUE(Start());
+  EXPECT_EQ(machine.calls.All(),
+            (Texts{"ServiceManager.Open 0xf003f",
+                   "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0x10024",
+                   "ServiceManager.Open 0xf003f", "ExecutablePath",
+                   "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0xf01ff", kCreates,
+                   kSetsSidType, kStarts}));
+  EXPECT_EQ(Left(), "state 4");
+  EXPECT_EQ(error, "untouched");
+}
 
 TEST_F(TunnelStart, CreatesTheServiceWithItsSettings) {
   EXPECT_TRUE(Start());
@@ -53,85 +73,29 @@ TEST_F(TunnelStart, CreatesTheServiceWithItsSettings) {
   EXPECT_EQ(settings.dependencies, (std::vector<std::wstring>{L"Nsi", L"TcpIp"}));
 }
 
-TEST_F(TunnelStart, SetsTheUnrestrictedSidType) {
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().sid_type, std::optional<std::uint32_t>(1));
-}
-
-TEST_F(TunnelStart, LeavesTheServiceRunningAndNoHandleOpen) {
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(machine.services.Names(), (std::vector<std::wstring>{L"VeltraneVpnTunnel$Active"}));
-  EXPECT_EQ(Installed().state, kRunning);
-  EXPECT_FALSE(Installed().marked_for_delete);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(TunnelStart, LooksForAnEarlierServiceThenCreatesConfiguresAndStarts) {
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(machine.calls.All(), (std::vector<std::string>{
-                                     "ServiceManager.Open 0xf003f",
-                                     "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0x10024",
-                                     "ServiceManager.Open 0xf003f", "ExecutablePath",
-                                     "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0xf01ff",
-                                     "ServiceManager.Create VeltraneVpnTunnel$Active",
-                                     "Service.SetSidType VeltraneVpnTunnel$Active 1",
-                                     "Service.Start VeltraneVpnTunnel$Active"}));
-}
-
-TEST_F(TunnelStart, LeavesTheErrorTextAloneOnSuccess) {
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(error, "untouched");
-}
-
 TEST_F(TunnelStart, DoesNotWaitForTheRunningState) {
   machine.services.RunAfterPolls(5);
   EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().state, simulated::kStartPending);
-  EXPECT_EQ(machine.calls.Count("Service.QueryState"), 0u);
+  EXPECT_EQ(Left(), "state 2");
   EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>{});
 }
 
-TEST_F(TunnelStart, SucceedsWhenTheServiceEndsRightAfterItsStart) {
-  machine.services.StopRightAfterStart();
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().state, kStopped);
-}
-
-TEST_F(TunnelStart, QuotesThePathsAsTheyAre) {
-  machine.libraries.SetExecutablePath(L"D:\\V\u00FC \"x\"\\s.exe");
+TEST_F(TunnelStart, QuotesThePathsAsTheyAreAndCutsTheProgramsAt259Characters) {
+  machine.libraries.SetExecutablePath(L"D:\\V\u00FC \"x\"\\" + std::wstring(300, L's'));
   EXPECT_TRUE(TunnelManager::Start(L"E:\\a b\\c.conf", nullptr));
-  EXPECT_EQ(Installed().settings.command_line,
-            L"\"D:\\V\u00FC \"x\"\\s.exe\" /service \"E:\\a b\\c.conf\"");
+  EXPECT_EQ(Installed().settings.command_line, L"\"D:\\V\u00FC \"x\"\\" + std::wstring(249, L's') +
+                                                   L"\" /service \"E:\\a b\\c.conf\"");
 }
 
-TEST_F(TunnelStart, CutsAnExecutablePathOfMoreThan259Characters) {
-  machine.libraries.SetExecutablePath(std::wstring(300, L'x'));
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().settings.command_line,
-            L"\"" + std::wstring(259, L'x') +
-                L"\" /service \"C:\\ProgramData\\Veltrane\\tunnels\\active.conf\"");
-}
-
-TEST_F(TunnelStart, StopsAndDeletesAnEarlierServiceFirst) {
-  InstallEarlier(kRunning);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"Service.SendStop VeltraneVpnTunnel$Active",
-                                      "Service.Delete VeltraneVpnTunnel$Active",
-                                      "ServiceManager.Create VeltraneVpnTunnel$Active",
-                                      "Service.SetSidType VeltraneVpnTunnel$Active 1",
-                                      "Service.Start VeltraneVpnTunnel$Active"}));
-  EXPECT_EQ(Installed().settings.display_name, L"VeltraneVpnTunnel$Active");
-  EXPECT_EQ(Installed().settings.command_line, kCommandLine);
-  EXPECT_EQ(Installed().state, kRunning);
-}
-
-TEST_F(TunnelStart, WaitsForAnEarlierServiceToStop) {
+TEST_F(TunnelStart, WaitsForAnEarlierServiceToStopAndReplacesIt) {
   InstallEarlier(kRunning);
   machine.services.StopAfterPolls(3);
   EXPECT_TRUE(Start());
+  EXPECT_EQ(machine.Changes(), (Texts{kSendsStop, kDeletes, kCreates, kSetsSidType, kStarts}));
   EXPECT_EQ(machine.clock.Sleeps(), (std::vector<std::uint32_t>{1000, 1000, 1000}));
+  EXPECT_EQ(Installed().settings.display_name, L"VeltraneVpnTunnel$Active");
   EXPECT_EQ(Installed().settings.command_line, kCommandLine);
+  EXPECT_EQ(Left(), "state 4");
 }
 
 TEST_F(TunnelStart, ReconfiguresAServiceWhoseDeletionIsPending) {
@@ -141,17 +105,12 @@ TEST_F(TunnelStart, ReconfiguresAServiceWhoseDeletionIsPending) {
   EXPECT_TRUE(TunnelManager::Stop());
   machine.calls.Clear();
   EXPECT_TRUE(Start());
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"Service.SendStop VeltraneVpnTunnel$Active",
-                                      "Service.Delete VeltraneVpnTunnel$Active",
-                                      "Service.ChangeCommandLine VeltraneVpnTunnel$Active",
-                                      "Service.Start VeltraneVpnTunnel$Active"}));
+  EXPECT_EQ(machine.Changes(), (Texts{kSendsStop, kDeletes, kReconfigures, kStarts}));
   EXPECT_EQ(Installed().settings.command_line, kCommandLine);
-  EXPECT_TRUE(Installed().marked_for_delete);
-  EXPECT_EQ(Installed().state, kRunning);
+  EXPECT_EQ(Left(), "state 4 marked");
 }
 
-TEST_F(TunnelStart, ReconfiguresNothingButTheCommandLine) {
+TEST_F(TunnelStart, ReconfiguresNothingButTheCommandLineNotEvenTheSidType) {
   InstallEarlier(kStopped);
   machine.Fail("Service.Delete", 1, 5);
   EXPECT_TRUE(Start());
@@ -162,95 +121,74 @@ TEST_F(TunnelStart, ReconfiguresNothingButTheCommandLine) {
   EXPECT_EQ(record.settings.start_type, 2u);
   EXPECT_EQ(record.settings.error_control, 0u);
   EXPECT_EQ(record.settings.dependencies, (std::vector<std::wstring>{L"Earlier"}));
+  EXPECT_EQ(record.sid_type, std::nullopt);
 }
 
-TEST_F(TunnelStart, KeepsTheSidTypeOfAReconfiguredService) {
-  InstallEarlier(kStopped);
-  machine.Fail("Service.Delete", 1, 5);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().sid_type, std::nullopt);
-  EXPECT_EQ(machine.calls.Count("Service.SetSidType"), 0u);
+constexpr char kIgnored[] = "untouched";
+const Texts kReplaced = {kCreates, kSetsSidType, kStarts};
+const Texts kReconfigured = {kSendsStop, kDeletes, kReconfigures, kStarts};
+
+struct Trouble {
+  const char* name;
+  std::uint32_t earlier;  // the state of an earlier service; 0: there is none
+  void (*prepare)();
+  std::string error;
+  Texts changes;
+  std::string left;
+  std::wstring command_line;  // of what is left
+};
+
+class TunnelStartTrouble : public TunnelStart, public testing::WithParamInterface<Trouble> {
+ protected:
+  TunnelStartTrouble() {
+    if (GetParam().earlier != 0) InstallEarlier(GetParam().earlier);
+    GetParam().prepare();
+  }
+};
+
+TEST_P(TunnelStartTrouble, IsIgnoredOrReportedAndLeavesThis) {
+  EXPECT_EQ(Start(), GetParam().error == kIgnored);
+  EXPECT_EQ(error, GetParam().error);
+  EXPECT_EQ(machine.Changes(), GetParam().changes);
+  EXPECT_EQ(Left(), GetParam().left);
+  EXPECT_EQ(CommandLine(), GetParam().command_line);
 }
 
-TEST_F(TunnelStart, IgnoresAFailedReconfiguration) {
-  InstallEarlier(kStopped);
-  machine.Fail("Service.Delete", 1, 5);
-  machine.Fail("Service.ChangeCommandLine", 1, 1072);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().settings.command_line, L"earlier.exe");
-  EXPECT_EQ(Installed().state, kRunning);
+TEST_P(TunnelStartTrouble, MayComeWithoutATextToFill) {
+  EXPECT_EQ(TunnelManager::Start(kConf, nullptr), GetParam().error == kIgnored);
 }
 
-TEST_F(TunnelStart, IgnoresAFailedSidType) {
-  machine.Fail("Service.SetSidType", 1, 5);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().sid_type, std::nullopt);
-  EXPECT_EQ(Installed().state, kRunning);
-  EXPECT_EQ(error, "untouched");
-}
+const Trouble kTroubles[] = {
+    {"SidType", 0, [] { Fail("Service.SetSidType"); }, kIgnored, kReplaced, "state 4",
+     kCommandLine},
+    {"RunsAlready", 0, [] { Fail("Service.Start", 1, 1056); }, kIgnored, kReplaced, "state 1",
+     kCommandLine},
+    {"Reconfiguration", kStopped,
+     [] {
+       Fail("Service.Delete");
+       Fail("Service.ChangeCommandLine");
+     },
+     kIgnored, kReconfigured, "state 4", kEarlierLine},
+    {"EarlierOneDoesNotStop", kRunning,
+     [] {
+       Services().NeverStop();
+       Fail("Service.Delete");
+     },
+     kIgnored, kReconfigured, "state 3", kCommandLine},
+    {"ManagerOfTheRemoval", kRunning, [] { Fail("ServiceManager.Open"); }, kIgnored,
+     Texts{kReconfigures, kStarts}, "state 4", kCommandLine},
+    {"Manager", 0, [] { Services().DenyManagerAccess(2); }, "OpenSCManager failed", Texts{},
+     "nothing", L""},
+    {"ManagerAfterTheRemoval", kRunning, [] { Fail("ServiceManager.Open", 2); },
+     "OpenSCManager failed", Texts{kSendsStop, kDeletes}, "nothing", L""},
+    {"Creation", 0, [] { Fail("ServiceManager.Create"); }, "CreateService tunnel failed",
+     Texts{kCreates}, "nothing", L""},
+    {"AccessToTheEarlierOne", kStopped, [] { FailAlways("ServiceManager.OpenExisting"); },
+     "CreateService tunnel failed", Texts{kCreates}, "state 1", kEarlierLine},
+    {"DeletionIsPending", kStopped, [] { Services().HoldHandle(kName); },
+     "StartService tunnel failed", kReconfigured, "state 1 marked", kEarlierLine}};
 
-TEST_F(TunnelStart, TakesAServiceThatRunsAlreadyForASuccess) {
-  machine.Fail("Service.Start", 1, 1056);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(error, "untouched");
-}
-
-TEST_F(TunnelStart, ReconfiguresAnEarlierServiceThatDoesNotStop) {
-  InstallEarlier(kRunning);
-  machine.services.NeverStop();
-  machine.Fail("Service.Delete", 1, 5);
-  EXPECT_TRUE(Start());
-  EXPECT_EQ(Installed().state, kStopPending);
-  EXPECT_EQ(Installed().settings.command_line, kCommandLine);
-  EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>(15, 1000));
-}
-
-TEST_F(TunnelStart, FailsWithoutRightsToTheManager) {
-  machine.services.DenyManagerAccess(2);
-  EXPECT_FALSE(Start());
-  EXPECT_EQ(error, "OpenSCManager failed");
-  EXPECT_EQ(machine.calls.All(), (std::vector<std::string>{"ServiceManager.Open 0xf003f",
-                                                           "ServiceManager.Open 0xf003f"}));
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-}
-
-TEST_F(TunnelStart, ThatFailsToOpenTheManagerHasRemovedTheEarlierService) {
-  InstallEarlier(kRunning);
-  machine.Fail("ServiceManager.Open", 2, 5);
-  EXPECT_FALSE(Start());
-  EXPECT_EQ(error, "OpenSCManager failed");
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(TunnelStart, GoesOnWithTheEarlierServiceWhenItsRemovalFoundNoManager) {
-  InstallEarlier(kRunning);
-  machine.Fail("ServiceManager.Open", 1, 5);
-  EXPECT_TRUE(Start());  // the earlier service runs already
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"Service.ChangeCommandLine VeltraneVpnTunnel$Active",
-                                      "Service.Start VeltraneVpnTunnel$Active"}));
-  EXPECT_EQ(Installed().settings.command_line, kCommandLine);
-}
-
-TEST_F(TunnelStart, FailsWhenTheServiceCannotBeCreated) {
-  machine.Fail("ServiceManager.Create", 1, 5);
-  EXPECT_FALSE(Start());
-  EXPECT_EQ(error, "CreateService tunnel failed");
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"ServiceManager.Create VeltraneVpnTunnel$Active"}));
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
-
-TEST_F(TunnelStart, FailsWhenTheServiceExistsButCannotBeOpened) {
-  InstallEarlier(kStopped);
-  machine.FailAlways("ServiceManager.OpenExisting", 5);
-  EXPECT_FALSE(Start());
-  EXPECT_EQ(error, "CreateService tunnel failed");
-  EXPECT_EQ(Installed().settings.command_line, L"earlier.exe");
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-}
+INSTANTIATE_TEST_SUITE_P(With, TunnelStartTrouble, testing::ValuesIn(kTroubles), NameOf<Trouble>);
 
 class TunnelStartError : public TunnelStart, public testing::WithParamInterface<std::uint32_t> {};
 
@@ -258,52 +196,13 @@ TEST_P(TunnelStartError, FailsAndLeavesTheServiceInstalled) {
   machine.Fail("Service.Start", 1, GetParam());
   EXPECT_FALSE(Start());
   EXPECT_EQ(error, "StartService tunnel failed");
-  EXPECT_EQ(Installed().state, kStopped);
-  EXPECT_FALSE(Installed().marked_for_delete);
-  EXPECT_EQ(Installed().settings.command_line, kCommandLine);
-  EXPECT_EQ(machine.services.OpenHandles(), 0);
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"ServiceManager.Create VeltraneVpnTunnel$Active",
-                                      "Service.SetSidType VeltraneVpnTunnel$Active 1",
-                                      "Service.Start VeltraneVpnTunnel$Active"}));
+  EXPECT_EQ(machine.Changes(), (Texts{kCreates, kSetsSidType, kStarts}));
+  EXPECT_EQ(Left(), "state 1");
 }
 
-INSTANTIATE_TEST_SUITE_P(Errors, TunnelStartError,
-                         testing::Values(2u, 5u, 1053u, 1055u, 1057u, 1058u, 1069u, 1072u));
-
-TEST_F(TunnelStart, FailsOnAServiceWhoseDeletionIsPendingAndThatCannotBeStarted) {
-  InstallEarlier(kStopped);
-  machine.services.HoldHandle(kName);
-  EXPECT_FALSE(Start());
-  EXPECT_EQ(error, "StartService tunnel failed");
-  EXPECT_EQ(Installed().settings.command_line, L"earlier.exe");
-  machine.services.ReleaseHandle(kName);
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-}
-
-TEST_F(TunnelStart, FailsWithoutAnErrorTextToFill) {
-  machine.Fail("Service.Start", 1, 2);
-  EXPECT_FALSE(TunnelManager::Start(kConf, nullptr));
-  machine.Fail("ServiceManager.Create", 1, 5);
-  EXPECT_FALSE(TunnelManager::Start(kConf, nullptr));
-  machine.FailAlways("ServiceManager.Open", 5);
-  EXPECT_FALSE(TunnelManager::Start(kConf, nullptr));
-}
-
-TEST_F(TunnelStart, TwiceReplacesTheService) {
-  EXPECT_TRUE(Start());
-  machine.calls.Clear();
-  EXPECT_TRUE(TunnelManager::Start(L"E:\\second.conf", &error));
-  EXPECT_EQ(machine.Changes(),
-            (std::vector<std::string>{"Service.SendStop VeltraneVpnTunnel$Active",
-                                      "Service.Delete VeltraneVpnTunnel$Active",
-                                      "ServiceManager.Create VeltraneVpnTunnel$Active",
-                                      "Service.SetSidType VeltraneVpnTunnel$Active 1",
-                                      "Service.Start VeltraneVpnTunnel$Active"}));
-  EXPECT_EQ(Installed().settings.command_line,
-            L"\"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe\" /service "
-            L"\"E:\\second.conf\"");
-}
+INSTANTIATE_TEST_SUITE_P(Of, TunnelStartError,
+                         testing::Values(2, 5, 1053, 1055, 1057, 1058, 1069, 1072),
+                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace veltrane

@@ -1,11 +1,19 @@
 #include "tunnel/tunnel_service.h"
 
+#include "tests/support/name_of.h"
 #include "tests/support/on_machine.h"
 
 namespace veltrane {
 namespace {
 
 using simulated::Machine;
+using Texts = std::vector<std::string>;
+
+constexpr wchar_t kPath[] = L" D:\\Pro\u00DFgramData\\\"x\"\\nowhere.conf ";
+const Texts kLoads = {"Library.Load tunnel.dll"};
+const Texts kLoadsFindsFrees = {"Library.Load tunnel.dll",
+                                "Library.Find tunnel.dll WireGuardTunnelService",
+                                "Library.Free tunnel.dll"};
 
 std::wstring received_path;
 std::size_t frees_while_running;
@@ -17,9 +25,70 @@ bool EndsWell(const wchar_t* path) {
 }
 
 bool EndsBadly(const wchar_t* path) {
-  received_path = path;
+  EndsWell(path);
   return false;
 }
+
+class TunnelService : public OnMachine {
+ protected:
+  TunnelService() {
+    received_path.clear();
+    frees_while_running = 0;
+  }
+};
+
+template <typename Function>
+void Export(const std::string& name, Function function) {
+  Machine::Current().libraries.AddExport(L"tunnel.dll", name,
+                                         reinterpret_cast<LibraryFunction>(function));
+}
+
+TEST_F(TunnelService, WithoutAPathOrWithAnEmptyOneExitsWith1AndLoadsNothing) {
+  Export("WireGuardTunnelService", &EndsWell);
+  EXPECT_EQ(RunTunnelService(nullptr), 1);
+  EXPECT_EQ(RunTunnelService(L""), 1);
+  EXPECT_EQ(machine.calls.All(), Texts{});
+}
+
+struct Dll {
+  const char* name;
+  void (*put)();
+  int exit_code;
+  std::wstring received_path;
+  Texts calls;
+};
+
+class TunnelLibrary : public TunnelService, public testing::WithParamInterface<Dll> {};
+
+TEST_P(TunnelLibrary, DecidesTheExitCode) {
+  GetParam().put();
+  EXPECT_EQ(RunTunnelService(kPath), GetParam().exit_code);
+  EXPECT_EQ(received_path, GetParam().received_path);
+  EXPECT_EQ(frees_while_running, 0u);
+  EXPECT_EQ(machine.calls.All(), GetParam().calls);
+}
+
+const Dll kDlls[] = {{"ThatRunsWell", [] { Export("WireGuardTunnelService", &EndsWell); }, 0, kPath,
+                      kLoadsFindsFrees},
+                     {"ThatIsMissing", [] {}, 2, L"", kLoads},
+                     {"ThatDoesNotLoad",
+                      [] {
+                        Export("WireGuardTunnelService", &EndsWell);
+                        Machine::Current().Fail("Library.Load", 1, 193);
+                      },
+                      2, L"", kLoads},
+                     {"WithoutExports", [] { Machine::Current().libraries.Add(L"tunnel.dll"); }, 3,
+                      L"", kLoadsFindsFrees},
+                     {"WithExportsOfAnotherSpelling",
+                      [] {
+                        Export("wireguardtunnelservice", &EndsWell);
+                        Export("WireGuardTunnelServiceW", &EndsWell);
+                      },
+                      3, L"", kLoadsFindsFrees},
+                     {"ThatEndsBadly", [] { Export("WireGuardTunnelService", &EndsBadly); }, 4,
+                      kPath, kLoadsFindsFrees}};
+
+INSTANTIATE_TEST_SUITE_P(A, TunnelLibrary, testing::ValuesIn(kDlls), NameOf<Dll>);
 
 #if defined(__x86_64__)
 // The library is compiled elsewhere: of its boolean only the low byte of the register is defined.
@@ -30,108 +99,12 @@ FalseWithNoiseAboveTheByte:
   ret
 )");
 extern "C" bool FalseWithNoiseAboveTheByte(const wchar_t* path);
-#endif
 
-class TunnelService : public OnMachine {
- protected:
-  TunnelService() {
-    received_path.clear();
-    frees_while_running = 0;
-  }
-
-  template <typename Function>
-  void Export(const std::string& name, Function function) {
-    machine.libraries.AddExport(L"tunnel.dll", name, reinterpret_cast<LibraryFunction>(function));
-  }
-};
-
-TEST_F(TunnelService, WithoutAPathExitsWith1AndLoadsNothing) {
-  Export("WireGuardTunnelService", &EndsWell);
-  EXPECT_EQ(RunTunnelService(nullptr), 1);
-  EXPECT_EQ(machine.calls.All(), std::vector<std::string>{});
-}
-
-TEST_F(TunnelService, WithAnEmptyPathExitsWith1AndLoadsNothing) {
-  Export("WireGuardTunnelService", &EndsWell);
-  EXPECT_EQ(RunTunnelService(L""), 1);
-  EXPECT_EQ(machine.calls.All(), std::vector<std::string>{});
-  EXPECT_EQ(received_path, L"");
-}
-
-TEST_F(TunnelService, WithoutTheLibraryExitsWith2) {
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 2);
-  EXPECT_EQ(machine.calls.All(), (std::vector<std::string>{"Library.Load tunnel.dll"}));
-}
-
-TEST_F(TunnelService, WithALibraryThatDoesNotLoadExitsWith2) {
-  Export("WireGuardTunnelService", &EndsWell);
-  machine.Fail("Library.Load", 1, 193);
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 2);
-  EXPECT_EQ(machine.calls.All(), (std::vector<std::string>{"Library.Load tunnel.dll"}));
-  EXPECT_EQ(received_path, L"");
-}
-
-TEST_F(TunnelService, WithoutTheExportFreesTheLibraryAndExitsWith3) {
-  machine.libraries.Add(L"tunnel.dll");
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 3);
-  EXPECT_EQ(machine.calls.All(),
-            (std::vector<std::string>{"Library.Load tunnel.dll",
-                                      "Library.Find tunnel.dll WireGuardTunnelService",
-                                      "Library.Free tunnel.dll"}));
-}
-
-TEST_F(TunnelService, DoesNotTakeAnExportOfAnotherSpelling) {
-  Export("wireguardtunnelservice", &EndsWell);
-  Export("WireGuardTunnelServiceW", &EndsWell);
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 3);
-  EXPECT_EQ(received_path, L"");
-}
-
-TEST_F(TunnelService, ThatEndsWellFreesTheLibraryAndExitsWith0) {
-  Export("WireGuardTunnelService", &EndsWell);
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 0);
-  EXPECT_EQ(machine.calls.All(),
-            (std::vector<std::string>{"Library.Load tunnel.dll",
-                                      "Library.Find tunnel.dll WireGuardTunnelService",
-                                      "Library.Free tunnel.dll"}));
-}
-
-TEST_F(TunnelService, ThatFailsFreesTheLibraryAndExitsWith4) {
-  Export("WireGuardTunnelService", &EndsBadly);
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 4);
-  EXPECT_EQ(received_path, L"C:\\active.conf");
-  EXPECT_EQ(machine.calls.All(),
-            (std::vector<std::string>{"Library.Load tunnel.dll",
-                                      "Library.Find tunnel.dll WireGuardTunnelService",
-                                      "Library.Free tunnel.dll"}));
-}
-
-#if defined(__x86_64__)
 TEST_F(TunnelService, ReadsOneByteOfTheAnswer) {
   Export("WireGuardTunnelService", &FalseWithNoiseAboveTheByte);
-  EXPECT_EQ(RunTunnelService(L"C:\\active.conf"), 4);
+  EXPECT_EQ(RunTunnelService(kPath), 4);
 }
 #endif
-
-TEST_F(TunnelService, KeepsTheLibraryLoadedWhileTheTunnelRuns) {
-  Export("WireGuardTunnelService", &EndsWell);
-  RunTunnelService(L"C:\\active.conf");
-  EXPECT_EQ(frees_while_running, 0u);
-  EXPECT_EQ(machine.libraries.Loads(L"tunnel.dll"), 1u);
-  EXPECT_EQ(machine.libraries.Frees(L"tunnel.dll"), 1u);
-}
-
-TEST_F(TunnelService, HandsThePathOnUnchanged) {
-  Export("WireGuardTunnelService", &EndsWell);
-  EXPECT_EQ(RunTunnelService(L" D:\\Pro\u00DFgramData\\\"x\"\\active.conf "), 0);
-  EXPECT_EQ(received_path, L" D:\\Pro\u00DFgramData\\\"x\"\\active.conf ");
-}
-
-TEST_F(TunnelService, DoesNotTestWhetherTheFileIsThere) {
-  Export("WireGuardTunnelService", &EndsWell);
-  EXPECT_EQ(RunTunnelService(L"Z:\\nowhere.conf"), 0);
-  EXPECT_EQ(machine.calls.Count("TestExistence"), 0u);
-}
 
 }  // namespace
 }  // namespace veltrane

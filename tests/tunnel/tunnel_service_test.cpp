@@ -50,7 +50,7 @@ TEST_F(TunnelService, WithoutAPathOrWithAnEmptyOneExitsWith1AndLoadsNothing) {
   EXPECT_EQ(machine.calls.All(), Texts{});
 }
 
-struct Dll {
+struct TunnelDll {
   const char* name;
   void (*put)();
   int exit_code;
@@ -58,7 +58,7 @@ struct Dll {
   Texts calls;
 };
 
-class TunnelLibrary : public TunnelService, public testing::WithParamInterface<Dll> {};
+class TunnelLibrary : public TunnelService, public testing::WithParamInterface<TunnelDll> {};
 
 TEST_P(TunnelLibrary, DecidesTheExitCode) {
   GetParam().put();
@@ -68,27 +68,28 @@ TEST_P(TunnelLibrary, DecidesTheExitCode) {
   EXPECT_EQ(machine.calls.All(), GetParam().calls);
 }
 
-const Dll kDlls[] = {{"ThatRunsWell", [] { Export("WireGuardTunnelService", &EndsWell); }, 0, kPath,
-                      kLoadsFindsFrees},
-                     {"ThatIsMissing", [] {}, 2, L"", kLoads},
-                     {"ThatDoesNotLoad",
-                      [] {
-                        Export("WireGuardTunnelService", &EndsWell);
-                        Machine::Current().Fail("Library.Load", 1, 193);
-                      },
-                      2, L"", kLoads},
-                     {"WithoutExports", [] { Machine::Current().libraries.Add(L"tunnel.dll"); }, 3,
-                      L"", kLoadsFindsFrees},
-                     {"WithExportsOfAnotherSpelling",
-                      [] {
-                        Export("wireguardtunnelservice", &EndsWell);
-                        Export("WireGuardTunnelServiceW", &EndsWell);
-                      },
-                      3, L"", kLoadsFindsFrees},
-                     {"ThatEndsBadly", [] { Export("WireGuardTunnelService", &EndsBadly); }, 4,
-                      kPath, kLoadsFindsFrees}};
+const TunnelDll kTunnelLibraries[] = {
+    {"ThatRunsWell", [] { Export("WireGuardTunnelService", &EndsWell); }, 0, kPath,
+     kLoadsFindsFrees},
+    {"ThatIsMissing", [] {}, 2, L"", kLoads},
+    {"ThatDoesNotLoad",
+     [] {
+       Export("WireGuardTunnelService", &EndsWell);
+       Machine::Current().Fail("Library.Load", 1, 193);
+     },
+     2, L"", kLoads},
+    {"WithoutExports", [] { Machine::Current().libraries.Add(L"tunnel.dll"); }, 3, L"",
+     kLoadsFindsFrees},
+    {"WithExportsOfAnotherSpelling",
+     [] {
+       Export("wireguardtunnelservice", &EndsWell);
+       Export("WireGuardTunnelServiceW", &EndsWell);
+     },
+     3, L"", kLoadsFindsFrees},
+    {"ThatEndsBadly", [] { Export("WireGuardTunnelService", &EndsBadly); }, 4, kPath,
+     kLoadsFindsFrees}};
 
-INSTANTIATE_TEST_SUITE_P(A, TunnelLibrary, testing::ValuesIn(kDlls), NameOf<Dll>);
+INSTANTIATE_TEST_SUITE_P(A, TunnelLibrary, testing::ValuesIn(kTunnelLibraries), NameOf<TunnelDll>);
 
 #if defined(__x86_64__)
 // The library is compiled elsewhere: of its boolean only the low byte of the register is defined.

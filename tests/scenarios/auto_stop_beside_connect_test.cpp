@@ -4,15 +4,17 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <string>
-#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/scenarios/auto_stop_scenario.h"
 
 namespace veltrane {
 namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
 
 class AutoStopBesideConnect : public AutoStopScenario {
  protected:
@@ -26,56 +28,28 @@ class AutoStopBesideConnect : public AutoStopScenario {
   }
 
   // To be run at a step of the connect: the timer expires and does everything it does.
-  void Expire() {
-    machine.clock.Advance(100);
-    AwaitTheTimersEnd();
-    phase_after_teardown = Phase();
-  }
   std::function<void()> Expiring() {
-    return [this] { Expire(); };
+    return [this] { PassTheLastSleeps(1); };
   }
-
-  std::string phase_after_teardown;
 };
-
-const std::vector<std::string> kPins = {
-    "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-    "PrintError [Veltrane][admin_bypass] enabled=1 applied=1 failure="};
-const std::vector<std::string> kUnpins = {
-    "DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-    "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure="};
-const std::string kLogsApplied = "PrintError [Veltrane][admin_bypass] enabled=1 applied=1 failure=";
-const std::string kLogsRemoved = "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure=";
 
 TEST_F(AutoStopBesideConnect, WhileTheSettingsAreReadTheOldConnectionIsGoneBeforeTheNewOneBegins) {
   ConnectUpToTheLastSleep();
   machine.OnCall("IsRemoteSession", 1, Expiring());
   Handle(kConnect);
-  EXPECT_EQ(phase_after_teardown, "disconnected");
-  EXPECT_EQ(
-      Story(),
-      Steps(
-          {kStopsTunnel, kUnpins, kScrubsConf, kPins, kWritesConf, kStartsTunnel, {kLogsApplied}}));
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kConf);
+  EXPECT_EQ(Story(), Steps({kStopsTunnel, kUnpins, kScrubsConf, kPins, WritesConf(), kStartsTunnel,
+                            kLogsApplied}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(AutoStopBesideConnect, WhileAddressesAreGatheredTheOldRoutesAreForgottenAndStay) {
   ConnectUpToTheLastSleep();
   machine.OnCall("ReadTcpConnections", 1, Expiring());
-  const std::string reply = Handle(kConnect);
-  EXPECT_EQ(Story(), Steps({kStopsTunnel,
-                            {kLogsRemoved},
-                            kScrubsConf,
-                            {kLogsApplied},
-                            kWritesConf,
-                            kStartsTunnel,
-                            {kLogsApplied}}));
-  EXPECT_NE(reply.find(R"("add_attempted":false,"already_exists":true,"add_success":true,)"),
-            std::string::npos)
-      << reply;
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_TRUE(machine.routes.Has(kPinnedRoute));
+  EXPECT_THAT(Handle(kConnect),
+              HasSubstr(R"("add_attempted":false,"already_exists":true,"add_success":true,)"));
+  EXPECT_EQ(Story(), Steps({kStopsTunnel, kLogsRemoved, kScrubsConf, kLogsApplied, WritesConf(),
+                            kStartsTunnel, kLogsApplied}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(AutoStopBesideConnect, BeforeTheFileIsWrittenTheNewRoutesAreRemovedAndAddedAgain) {
@@ -84,68 +58,40 @@ TEST_F(AutoStopBesideConnect, BeforeTheFileIsWrittenTheNewRoutesAreRemovedAndAdd
   machine.OnCall("CreateFolders", 1, Expiring());
   EXPECT_EQ(
       Handle(kConnect),
-      R"({"ok":true,"phase":"connected","node_id":"fra-1",)"
-      R"("admin_bypass":{"enabled":true,"attempted":true,"applied":true,)"
-      R"("routes_ready_before_tunnel":true,"route_readded_after_tunnel":true,)"
-      R"("required_enforced":true,"skipped_for_safe_mode":false,"auto_stop_seconds":1,)"
-      R"("client_ip":"203.0.113.5","gateway":"192.168.1.1",)"
-      R"("message":"admin bypass routes re-added and verified after tunnel",)" +
-          kGathered + "," + kPhysical + R"(,"route_add_results":"203.0.113.5:added;",)" +
-          kAddedDetail +
-          R"(,"route_verify_before_tunnel":"203.0.113.5:ok(metric=1);",)"
-          R"("route_verify_after_tunnel":"203.0.113.5:ok(metric=1);"},)"
-          R"("poc_route_guard":{"effective_disable_default_route":false,)"
-          R"("poc_route_guard_failed":false,"poc_default_route_detected":false,)"
-          R"("poc_env_read_failed":false,"rdp_session_active":false,"auto_stop_scheduled":true,)"
-          R"("auto_stop_seconds":1,"effective_auto_stop_seconds":1,)"
-          R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-          R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-          R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-          R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-          R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"1",)"
-          R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-          R"("generated_allowed_ips_before":"0.0.0.0/0, ::/0",)" +
-          kDefaultRoutesKept +
-          R"(,"rdp_routes_before_tunnel":"203.0.113.5/32->192.168.1.1@if12",)"
-          R"("rdp_routes_after_tunnel":"none","message":"disable-default-route not active",)"
-          R"("auto_stop_deadline_utc":"2026-11-16T02:25:09Z"}})");
-  EXPECT_EQ(Story(), Steps({kPins,
-                            {R"(CreateFolders C:\ProgramData\Veltrane\tunnels)"},
-                            kStopsTunnel,
-                            kUnpins,
-                            kScrubsConf,
-                            {kWritesConf.begin() + 1, kWritesConf.end()},
-                            kStartsTunnel,
-                            kPins}));
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute}));
+      Reply(kConnected,
+            With(BypassChecked(
+                     {"applied", "routes_ready_before_tunnel", "route_readded_after_tunnel",
+                      R"("message":"admin bypass routes re-added and verified after tunnel")"}),
+                 {R"("auto_stop_seconds":1)"}),
+            With(kGuardOff, {"auto_stop_scheduled", R"("auto_stop_seconds":1)",
+                             R"("effective_auto_stop_seconds":1)",
+                             R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"1")",
+                             Snapshots(kOffice, kOffice, kPinned, "none"), kNotActive,
+                             R"("auto_stop_deadline_utc":"2026-11-16T02:25:09Z")"})));
+  const Texts folder = UpTo("CreateFolders", WritesConf());
+  Texts file = WritesConf();
+  file.erase(file.begin());
+  EXPECT_EQ(Story(),
+            Steps({kPins, folder, kStopsTunnel, kUnpins, kScrubsConf, file, kStartsTunnel, kPins}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(AutoStopBesideConnect, AfterTheStartTheConnectReportsAConnectionWhoseTunnelIsGone) {
   ConnectUpToTheLastSleep();
   machine.services.OnRunning([this](const std::wstring&) {
     machine.services.OnRunning(nullptr);
-    Expire();
+    PassTheLastSleeps(1);
   });
-  const std::string reply = Handle(kConnect);
-  EXPECT_TRUE(reply.starts_with(R"({"ok":true,"phase":"connected","node_id":"fra-1",)")) << reply;
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-  EXPECT_TRUE(machine.routes.Has(kPinnedRoute));
-  EXPECT_TRUE(Handle(kStatus).starts_with(
-      R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":false,)"));
+  EXPECT_THAT(Handle(kConnect), StartsWith(kConnected + ","));
+  EXPECT_EQ(State(), "connected fra-1; " + kPinnedRoute + "; active.conf of zeros");
+  EXPECT_THAT(Handle(kStatus), StartsWith(kConnected + R"(,"tunnel_running":false,)"));
 }
 
 TEST_F(AutoStopBesideConnect, AtTheVeryEndThePhaseIsLostAfterTheConnectHasSetIt) {
   ConnectUpToTheLastSleep();
   machine.OnCall("UtcTicks", 1, Expiring());  // the new timer's deadline is being reckoned
-  const std::string reply = Handle(kConnect);
-  EXPECT_TRUE(reply.starts_with(R"({"ok":true,"phase":"connected","node_id":"fra-1",)")) << reply;
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
+  EXPECT_THAT(Handle(kConnect), StartsWith(kConnected + ","));
+  EXPECT_EQ(State(), "disconnected; " + kPinnedRoute + "; active.conf of zeros");
   // The new timer runs all the same, and tears down what is left.
   EXPECT_FALSE(server.auto_stop_cancel);
   StartStory();
@@ -160,8 +106,7 @@ TEST_F(AutoStopBesideConnect, ARefusalAfterwardsStillSaysDisconnected) {
   machine.files.DenyOpen(kTemporaryConf);
   EXPECT_EQ(Handle(kConnect),
             R"({"ok":false,"error":"config_write_failed","message":"open tmp failed"})");
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+  EXPECT_EQ(State(), "disconnected; active.conf of zeros");
 }
 
 TEST_F(AutoStopBesideConnect, TheTimerGoesOnCountingWhileTheConnectWaitsForTheOldTunnelToStop) {
@@ -171,8 +116,7 @@ TEST_F(AutoStopBesideConnect, TheTimerGoesOnCountingWhileTheConnectWaitsForTheOl
   for (int poll = 0; poll < 2; ++poll) {
     machine.clock.WaitForSleepers(1, 1000);
     EXPECT_FALSE(server.auto_stop_cancel);
-    EXPECT_EQ(Phase(), "connecting");
-    EXPECT_EQ(NodeId(), "");
+    EXPECT_EQ(PhaseAndNode(), "connecting");
     machine.clock.AdvanceInSteps(10, 100, 2);
   }
   // At its end the connect cancels the timer and waits until that has woken up.
@@ -180,7 +124,7 @@ TEST_F(AutoStopBesideConnect, TheTimerGoesOnCountingWhileTheConnectWaitsForTheOl
     machine.clock.Advance(100);
     return reply.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   });
-  EXPECT_EQ(Phase(), "connected");
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
 }
 
 }  // namespace

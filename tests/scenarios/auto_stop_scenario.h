@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <future>
 #include <string>
 #include <utility>
@@ -30,15 +29,15 @@ class AutoStopScenario : public Scenario {
     machine.clock.WaitForSleepers(1, 100);
   }
 
-  // Lets the last second of the timer pass, and waits until the timer has done everything.
-  void PassTheLastSecond() {
-    machine.clock.AdvanceInSteps(10, 100);
+  // Lets the timer's last sleeps pass, and waits until it has done everything: the phase is the
+  // last thing that an expired timer sets.
+  void PassTheLastSleeps(std::size_t sleeps) {
+    machine.clock.AdvanceInSteps(sleeps, 100);
     AwaitTheTimersEnd();
   }
-
-  // The phase is the last thing that an expired timer sets.
+  void PassTheLastSecond() { PassTheLastSleeps(10); }
   void AwaitTheTimersEnd() {
-    Await("the timer to disconnect", [this] { return Phase() == "disconnected"; });
+    Await("the timer to disconnect", [this] { return PhaseAndNode() == "disconnected"; });
   }
 
   // Runs something that cancels the timer and therefore waits for it, on a thread of its own, up to

@@ -1,314 +1,192 @@
 // What a connect finds once the tunnel service runs: a default route of the tunnel, pinned routes
 // that were disturbed, a table that cannot be read.
 
+#include <cstdint>
 #include <string>
-#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/scenarios/scenario.h"
+#include "tests/support/arrange.h"
+#include "tests/support/name_of.h"
 
 namespace veltrane {
 namespace {
 
-// A tunnel that, when it starts, takes the default route; the route goes when the tunnel stops.
-class TunnelWithDefaultRoute : public Scenario {
+// What happens on the machine when the tunnel service starts.
+class AfterStart : public Scenario {
  protected:
-  TunnelWithDefaultRoute() {
-    machine.routes.AddInterface(40, L"Veltrane WireGuard");
-    machine.services.OnRunning(
-        [this](const std::wstring&) { machine.routes.Add("0.0.0.0/0", "10.7.3.1", 40, 5); });
-    machine.services.OnStopped([this](const std::wstring&) { machine.routes.Remove("0.0.0.0/0"); });
+  void OnStart(const Arrange& happen) {
+    machine.services.OnRunning([this, happen](const std::wstring&) { happen(machine); });
   }
 };
 
-const std::string kBothDefaultRoutes =
-    R"("default_routes_before_tunnel":"0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25",)"
-    R"("default_routes_after_tunnel":"0.0.0.0/0->10.7.3.1@if40:Veltrane WireGuard:metric=5;)"
-    R"(0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25")";
+// ---- a tunnel that takes the default route
 
-TEST_F(TunnelWithDefaultRoute, WithTheGuardTheConnectIsRefused) {
+class TunnelWithDefaultRoute : public AfterStart {
+ protected:
+  TunnelWithDefaultRoute() {
+    machine.routes.AddInterface(40, L"Veltrane WireGuard");
+    OnStart([this](auto&) { machine.routes.Add("0.0.0.0/0", "10.7.3.1", 40, 5); });
+  }
+};
+
+const std::string kTaken = "0.0.0.0/0->10.7.3.1@if40:Veltrane WireGuard:metric=5";
+const std::string kBothDefaultRoutes = Snapshots(kOffice, kTaken + ";" + kOffice, "none", "none");
+
+TEST_F(TunnelWithDefaultRoute, WithTheGuardTheConnectIsRefusedAndTheTunnelTornDownAgain) {
   SetGuard();
+  SetAdministrator();
+  NotePhasesAt({"Service.SendStop", "RemoveFile"});
+  const std::string message =
+      R"("message":"tunnel installed a default route on WireGuard/Wintun interface")";
   EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"poc_default_route_detected",)"
-            R"("message":"tunnel installed a default route on WireGuard/Wintun interface",)"
-            R"("admin_bypass":{"enabled":false,"attempted":false,"applied":false,)"
-            R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
-            R"("required_enforced":false,"skipped_for_safe_mode":true,"auto_stop_seconds":0,)"
-            R"("message":"admin bypass disabled for this build/config"},)"
-            R"("poc_route_guard":{"effective_disable_default_route":true,)"
-            R"("poc_route_guard_failed":false,"poc_default_route_detected":true,)"
-            R"("poc_env_read_failed":false,"rdp_session_active":false,)"
-            R"("auto_stop_scheduled":false,"auto_stop_seconds":0,)"
-            R"("effective_auto_stop_seconds":0,)"
-            R"("process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"1",)"
-            R"("user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE":"",)"
-            R"("process_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("machine_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("user_env_VELTRANE_POC_AUTO_STOP_SECONDS":"",)"
-            R"("generated_allowed_ips_before":"0.0.0.0/0, ::/0",)"
-            R"("generated_allowed_ips_after":"10.7.3.0/24",)" +
-                kBothDefaultRoutes +
-                R"(,"rdp_routes_before_tunnel":"none","rdp_routes_after_tunnel":"none",)"
-                R"("offending_default_route":)"
-                R"("0.0.0.0/0->10.7.3.1@if40:Veltrane WireGuard:metric=5",)"
-                R"("failure_reason":"poc_default_route_detected",)"
-                R"("message":"tunnel installed a default route on WireGuard/Wintun interface"}})");
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-}
-
-TEST_F(TunnelWithDefaultRoute, WithTheGuardTheTunnelIsTornDownAgain) {
-  SetGuard();
-  SetAdministrator();
-  std::string phase;
-  machine.OnCall("RemoveFile", 1, [&] { phase = Phase(); });
-  Handle(kConnect);
-  std::vector<std::string> writes = kWritesConf;
-  writes[3] = R"(OutputFile.Write C:\ProgramData\Veltrane\tunnels\active.conf.tmp 170 bytes)";
-  EXPECT_EQ(Story(), Steps({{"PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure="},
-                            writes,
-                            kStartsTunnel,
-                            kStopsTunnel,
-                            {"PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure="},
-                            kScrubsConf}));
-  EXPECT_EQ(phase, "connecting");
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-}
-
-TEST_F(TunnelWithDefaultRoute, WithTheGuardTheReplyKeepsTheBypassAsItWasBeforeTheTeardown) {
-  SetGuard();
-  SetAdministrator();
-  const std::string reply = Handle(kConnect);
-  const std::string bypass =
-      R"j("admin_bypass":{"enabled":true,"attempted":true,"applied":false,)j"
-      R"j("routes_ready_before_tunnel":true,"route_readded_after_tunnel":false,)j"
-      R"j("required_enforced":false,"skipped_for_safe_mode":true,"auto_stop_seconds":0,)j"
-      R"j("message":"admin bypass skipped for POC safe mode (disable-default-route)",)j" +
-      kGathered + R"(},"poc_route_guard")";
-  EXPECT_NE(reply.find(bypass), std::string::npos) << reply;
-  EXPECT_NE(Handle(kStatus).find(R"("applied":false,"routes_ready_before_tunnel":false,)"),
-            std::string::npos);
+            Reply(R"({"ok":false,"error":"poc_default_route_detected",)" + message, kBypassSkipped,
+                  With(kGuardOn, {"poc_default_route_detected", kBothDefaultRoutes,
+                                  R"("offending_default_route":")" + kTaken + "\"",
+                                  R"("failure_reason":"poc_default_route_detected")", message})));
+  EXPECT_EQ(Story(), Steps({kLogsRemoved, WritesConf("170 bytes"), kStartsTunnel, kStopsTunnel,
+                            kLogsRemoved, kScrubsConf}));
+  EXPECT_EQ(phases, Texts(2, "connecting"));
+  EXPECT_EQ(State(), "disconnected; 0.0.0.0/0 via 10.7.3.1 if 40 metric 5; active.conf of zeros");
+  // The reply kept the bypass as it was before the teardown.
+  EXPECT_EQ(Handle(kStatus), Reply(kIdle, Removed(kBypassSkipped)));
 }
 
 TEST_F(TunnelWithDefaultRoute, WithoutTheGuardItIsAllowed) {
   EXPECT_EQ(Handle(kConnect),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1",)" + kBypassOff + "," + kGuardOff +
-                "," + kBothDefaultRoutes +
-                R"(,"rdp_routes_before_tunnel":"none","rdp_routes_after_tunnel":"none",)"
-                R"("message":"disable-default-route not active"}})");
-  EXPECT_EQ(Phase(), "connected");
+            Reply(kConnected, kBypassOff, With(kGuardOff, {kBothDefaultRoutes, kNotActive})));
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
 }
 
 TEST_F(TunnelWithDefaultRoute, OnAnInterfaceWithAnotherNameItIsAllowedUnderTheGuard) {
   SetGuard();
   machine.routes.AddInterface(40, L"vpn0", L"Wintun Userspace Tunnel");
   Handle(kConnect);
-  EXPECT_EQ(Phase(), "connected");
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
 }
-
-using AfterStart = Scenario;
 
 TEST_F(AfterStart, AnUnreadableTableIsReportedAndIsNoRefusalUnderTheGuard) {
   SetGuard();
-  machine.services.OnRunning(
-      [this](const std::wstring&) { machine.FailAlways("ReadForwardTable", 5); });
-  EXPECT_EQ(Handle(kConnect),
-            R"j({"ok":true,"phase":"connected","node_id":"fra-1",)j"
-            R"j("admin_bypass":{"enabled":false,"attempted":false,"applied":false,)j"
-            R"j("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)j"
-            R"j("required_enforced":false,"skipped_for_safe_mode":true,"auto_stop_seconds":0,)j"
-            R"j("message":"admin bypass disabled for this build/config"},)j" +
-                kGuardOn +
-                R"j(,"default_routes_before_tunnel":)j"
-                R"j("0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25",)j"
-                R"j("default_routes_after_tunnel":"unavailable",)j"
-                R"j("rdp_routes_before_tunnel":"none","rdp_routes_after_tunnel":"unavailable",)j"
-                R"j("message":"POC safe AllowedIPs applied (no catch-all)"}})j");
+  OnStart(Failing("ReadForwardTable"));
+  EXPECT_EQ(
+      Handle(kConnect),
+      Reply(kConnected, kBypassOffUnderGuard,
+            With(kGuardOn, {Snapshots(kOffice, "unavailable", "none", "unavailable"), kSafe})));
 }
 
-// A tunnel whose start disturbs the pinned route. Each test says how.
-class DisturbedRoute : public Scenario {
+// ---- a tunnel whose start disturbs the pinned route
+
+class DisturbedRoute : public AfterStart {
  protected:
   DisturbedRoute() { SetAdministrator(); }
-
-  void OnStart(std::function<void()> disturb) {
-    machine.services.OnRunning([disturb](const std::wstring&) { disturb(); });
-  }
-
-  // The bypass report of a connect whose apply went well and whose second check had this outcome.
-  static std::string Bypass(const std::string& flags, const std::string& message,
-                            const std::string& results, const std::string& verified_after) {
-    return R"("admin_bypass":{)" + flags +
-           R"("required_enforced":true,"skipped_for_safe_mode":false,"auto_stop_seconds":0,)"
-           R"("client_ip":"203.0.113.5","gateway":"192.168.1.1",)" +
-           message + kGathered + "," + kPhysical + R"(,"route_add_results":")" + results + "\"," +
-           kAddedDetail +
-           R"(,"route_verify_before_tunnel":"203.0.113.5:ok(metric=1);",)"
-           R"("route_verify_after_tunnel":")" +
-           verified_after + "\"}";
-  }
-  static std::string Guard(const std::string& routes_after) {
-    return kGuardOff + "," + kDefaultRoutesKept +
-           R"(,"rdp_routes_before_tunnel":"203.0.113.5/32->192.168.1.1@if12",)"
-           R"("rdp_routes_after_tunnel":")" +
-           routes_after + R"(","message":"disable-default-route not active"}})";
-  }
 };
 
-const std::string kRestoredFlags =
-    R"("enabled":true,"attempted":true,"applied":true,"routes_ready_before_tunnel":true,)"
-    R"("route_readded_after_tunnel":true,)";
-const std::string kRestored =
-    R"("message":"admin bypass routes re-added and verified after tunnel",)";
-const std::string kLostFlags =
-    R"("enabled":true,"attempted":true,"applied":false,"routes_ready_before_tunnel":false,)"
-    R"("route_readded_after_tunnel":true,)";
-const std::string kLost =
-    R"("message":"admin bypass routes lost after tunnel start and could not be restored",)";
-const std::string kLostReason = R"("failure_reason":"route_verify_after_tunnel_failed",)";
-const std::vector<std::string> kPins = {
-    "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-    "PrintError [Veltrane][admin_bypass] enabled=1 applied=1 failure="};
+Arrange Losing(const std::string& route) {
+  return [route](simulated::Machine& machine) { machine.routes.Remove(route); };
+}
+Arrange Raising(std::uint32_t metric) {
+  return [metric](auto& machine) { machine.routes.SetMetric("203.0.113.5/32", metric); };
+}
+
+std::string GuardBehind(const std::string& defaults_after, const std::string& hosts_after) {
+  return With(kGuardOff, {Snapshots(kOffice, defaults_after, kPinned, hosts_after), kNotActive});
+}
 
 TEST_F(DisturbedRoute, ALostRouteIsAddedAgain) {
-  OnStart([this] { machine.routes.Remove("203.0.113.5/32"); });
-  EXPECT_EQ(Handle(kConnect), R"({"ok":true,"phase":"connected","node_id":"fra-1",)" +
-                                  Bypass(kRestoredFlags, kRestored, "203.0.113.5:added;",
-                                         "203.0.113.5:ok(metric=1);") +
-                                  "," + Guard("none"));
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(Story(), Steps({kPins, kWritesConf, kStartsTunnel, kPins}));
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute}));
+  OnStart(Losing("203.0.113.5/32"));
+  EXPECT_EQ(Handle(kConnect),
+            Reply(kConnected,
+                  BypassChecked(
+                      {"applied", "routes_ready_before_tunnel", "route_readded_after_tunnel",
+                       R"("message":"admin bypass routes re-added and verified after tunnel")"}),
+                  GuardBehind(kOffice, "none")));
+  EXPECT_EQ(Story(), Steps({kPins, WritesConf(), kStartsTunnel, kPins}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(DisturbedRoute, ADisconnectDeletesARouteThatWasAddedTwiceTwice) {
-  OnStart([this] { machine.routes.Remove("203.0.113.5/32"); });
+  OnStart(Losing("203.0.113.5/32"));
   Handle(kConnect);
   Handle(kDisconnect);
-  EXPECT_EQ(
-      machine.calls.Of("DeleteForwardRow"),
-      (std::vector<std::string>{"DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                                "DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1"}));
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+  EXPECT_EQ(machine.calls.Of("DeleteForwardRow"), Texts(2, "DeleteForwardRow " + kPinnedRoute));
+  EXPECT_EQ(State(), "disconnected; active.conf of zeros");
 }
 
 TEST_F(DisturbedRoute, AMetricOf15IsStillGood) {
-  OnStart([this] { machine.routes.SetMetric("203.0.113.5/32", 15); });
+  OnStart(Raising(15));
+  EXPECT_EQ(Handle(kConnect), Reply(kConnected, BypassChecked(kVerified, "added", "ok(metric=15)"),
+                                    GuardBehind(kOffice, kPinned)));
+}
+
+struct Loss {
+  const char* name;
+  Arrange disturb;
+  const char* added;     // again
+  const char* verified;  // after the tunnel
+  std::string guard;
+};
+
+class LostRoute : public DisturbedRoute, public testing::WithParamInterface<Loss> {};
+
+TEST_P(LostRoute, IsARefusalAndEndsInTheTeardown) {
+  OnStart(GetParam().disturb);
+  NotePhasesAt({"Service.SendStop", "DeleteForwardRow", "RemoveFile"});
+  const std::string message =
+      R"("message":"admin bypass routes lost after tunnel start and could not be restored")";
   EXPECT_EQ(Handle(kConnect),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1",)" +
-                Bypass(R"("enabled":true,"attempted":true,"applied":true,)"
-                       R"("routes_ready_before_tunnel":true,"route_readded_after_tunnel":false,)",
-                       R"("message":"admin bypass routes verified after tunnel",)",
-                       "203.0.113.5:added;", "203.0.113.5:ok(metric=15);") +
-                "," + Guard("203.0.113.5/32->192.168.1.1@if12"));
+            Reply(R"({"ok":false,"error":"admin_bypass_failed",)" + message,
+                  BypassChecked({"route_readded_after_tunnel", message,
+                                 R"("failure_reason":"route_verify_after_tunnel_failed")"},
+                                GetParam().added, GetParam().verified),
+                  GetParam().guard));
+  const Texts logs = {
+      "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 "
+      "failure=route_verify_after_tunnel_failed"};
+  EXPECT_EQ(Story(),
+            Steps({kPins, WritesConf(), kStartsTunnel, UpTo("CreateForwardRow", kPins), logs,
+                   kStopsTunnel, UpTo("DeleteForwardRow", kUnpins), logs, kScrubsConf}));
+  EXPECT_EQ(phases, Texts(3, "connecting"));
+  EXPECT_EQ(State(), "disconnected; active.conf of zeros");
 }
 
-TEST_F(DisturbedRoute, ARouteThatBecameTooCostlyCannotBeRestored) {
-  OnStart([this] { machine.routes.SetMetric("203.0.113.5/32", 16); });
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"admin_bypass_failed",)" + kLost +
-                Bypass(kLostFlags, kLost + kLostReason, "203.0.113.5:add_failed(5010);",
-                       "203.0.113.5:metric_high(16);") +
-                "," + Guard("203.0.113.5/32->192.168.1.1@if12"));
-}
+const Loss kLosses[] = {
+    {"ThatCannotBeAddedAgain", All({Losing("203.0.113.5/32"), Failing("CreateForwardRow")}),
+     "add_failed(5)", "missing", GuardBehind(kOffice, "none")},
+    {"ThatBecameTooCostly", Raising(16), "add_failed(5010)", "metric_high(16)",
+     GuardBehind(kOffice, kPinned)},
+    {"BecauseTheTableCannotBeRead", Failing("ReadForwardTable"), "add_failed(5010)", "missing",
+     GuardBehind("unavailable", "unavailable")}};
 
-TEST_F(DisturbedRoute, ARouteThatCannotBeRestoredEndsInTheTeardown) {
-  OnStart([this] {
-    machine.routes.Remove("203.0.113.5/32");
-    machine.FailAlways("CreateForwardRow", 87);
-  });
-  EXPECT_EQ(Handle(kConnect), R"({"ok":false,"error":"admin_bypass_failed",)" + kLost +
-                                  Bypass(kLostFlags, kLost + kLostReason,
-                                         "203.0.113.5:add_failed(87);", "203.0.113.5:missing;") +
-                                  "," + Guard("none"));
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-  EXPECT_EQ(Story(), Steps({kPins,
-                            kWritesConf,
-                            kStartsTunnel,
-                            {"CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                             "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 "
-                             "failure=route_verify_after_tunnel_failed"},
-                            kStopsTunnel,
-                            {"DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                             "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 "
-                             "failure=route_verify_after_tunnel_failed"},
-                            kScrubsConf}));
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-}
-
-TEST_F(DisturbedRoute, ThePhaseIsConnectingUntilTheTeardownIsDone) {
-  OnStart([this] {
-    machine.routes.Remove("203.0.113.5/32");
-    machine.FailAlways("CreateForwardRow", 87);
-  });
-  std::vector<std::string> phases;
-  for (const char* call : {"Service.SendStop", "DeleteForwardRow", "RemoveFile"}) {
-    machine.OnCall(call, 1, [&] { phases.push_back(Phase()); });
-  }
-  Handle(kConnect);
-  EXPECT_EQ(phases, (std::vector<std::string>{"connecting", "connecting", "connecting"}));
-  EXPECT_EQ(Phase(), "disconnected");
-}
-
-TEST_F(DisturbedRoute, ATableThatCannotBeReadCountsAsALostRoute) {
-  OnStart([this] { machine.FailAlways("ReadForwardTable", 5); });
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"admin_bypass_failed",)" + kLost +
-                Bypass(kLostFlags, kLost + kLostReason, "203.0.113.5:add_failed(5010);",
-                       "203.0.113.5:missing;") +
-                "," + kGuardOff +
-                R"(,"default_routes_before_tunnel":)"
-                R"("0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25",)"
-                R"("default_routes_after_tunnel":"unavailable",)"
-                R"("rdp_routes_before_tunnel":"203.0.113.5/32->192.168.1.1@if12",)"
-                R"("rdp_routes_after_tunnel":"unavailable",)"
-                R"("message":"disable-default-route not active"}})");
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
-}
+INSTANTIATE_TEST_SUITE_P(DisturbedRoute, LostRoute, testing::ValuesIn(kLosses), NameOf<Loss>);
 
 TEST_F(DisturbedRoute, EverySelectedAddressIsAddedAgainWhenOneRequiredOneIsLost) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
   machine.sessions.AddActive(2, "192.0.2.44");
-  OnStart([this] {
-    machine.routes.Remove("198.51.100.7/32");
-    machine.routes.Remove("192.0.2.44/32");
-    machine.FailWhere("CreateForwardRow", "192.0.2.44", 1168);
-  });
-  const std::string reply = Handle(kConnect);
-  EXPECT_NE(reply.find(R"("route_add_results":"192.0.2.44:add_failed(1168);)"
-                       R"(198.51.100.7:added;203.0.113.5:added;",)"),
-            std::string::npos)
-      << reply;
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute,
-                                      "198.51.100.7/32 via 192.168.1.1 if 12 metric 1"}));
+  OnStart(All({Losing("198.51.100.7/32"), Losing("192.0.2.44/32"),
+               Failing("CreateForwardRow", "192.0.2.44")}));
+  EXPECT_THAT(Handle(kConnect),
+              testing::HasSubstr(R"("route_add_results":"192.0.2.44:add_failed(5);)"
+                                 R"(198.51.100.7:added;203.0.113.5:added;",)"));
+  EXPECT_EQ(State(), "connected fra-1; " + kPinnedRoute +
+                         "; 198.51.100.7/32 via 192.168.1.1 if 12 metric 1; " + kTunnelUp);
 }
 
 TEST_F(DisturbedRoute, ALostOptionalRouteIsNotNoticed) {
   machine.sessions.AddActive(2, "192.0.2.44");
-  OnStart([this] { machine.routes.Remove("192.0.2.44/32"); });
+  OnStart(Losing("192.0.2.44/32"));
   Handle(kConnect);
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(DisturbedRoute, UnderTheGuardNothingIsCheckedOrRestored) {
   SetGuard();
   machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
-  OnStart([this] { machine.routes.Remove("203.0.113.5/32"); });
+  OnStart(Losing("203.0.113.5/32"));
   Handle(kConnect);
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.calls.Count("CreateForwardRow"), 0U);
-  EXPECT_EQ(machine.console.Error(), kLogNotApplied);
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
+  EXPECT_EQ(Story(), Steps({kLogsRemoved, WritesConf("170 bytes"), kStartsTunnel}));
 }
 
 }  // namespace

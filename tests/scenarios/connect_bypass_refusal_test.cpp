@@ -2,8 +2,8 @@
 // whole reply, the routes that are left and the log.
 
 #include <string>
-#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/scenarios/scenario.h"
@@ -11,149 +11,118 @@
 namespace veltrane {
 namespace {
 
-using ConnectWithoutBypassRoutes = Scenario;
+using testing::HasSubstr;
 
-const std::string kFlags =
-    R"("admin_bypass":{"enabled":true,"attempted":true,"applied":false,)"
-    R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
-    R"("required_enforced":true,"skipped_for_safe_mode":false,"auto_stop_seconds":0,)";
-const std::string kGuardEnd = R"(,"message":"disable-default-route not active"}})";
-const std::string kNoAddressesMessage =
+class ConnectWithoutBypassRoutes : public Scenario {
+ protected:
+  // Connects, and expects a refusal with this message and a bypass record of these members.
+  void ExpectRefusal(const std::string& message, const Texts& bypass) {
+    EXPECT_EQ(Handle(kConnect),
+              Reply(R"({"ok":false,"error":"admin_bypass_failed",)" + message,
+                    With(With(kFreshBypass, {"enabled", "attempted", "required_enforced"}), bypass),
+                    With(kGuardOff, {kNotActive})));
+    EXPECT_EQ(PhaseAndNode(), "disconnected");
+  }
+};
+
+Texts LogsFailure(const std::string& reason) {
+  return {"PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure=" + reason};
+}
+
+const std::string kNoAddresses =
     R"("message":"no required RDP/admin IPs detected; set ADMIN_BYPASS_IP, ADMIN_BYPASS_IPS, )"
-    R"(or establish RDP before connecting",)";
-const std::string kGatewayMissing =
-    R"j({"ok":false,"error":"admin_bypass_failed",)j"
-    R"j("message":"physical default gateway not found before tunnel (GetBestRoute)",)j" +
-    kFlags +
-    R"j("message":"physical default gateway not found before tunnel (GetBestRoute)",)j"
-    R"j("failure_reason":"physical_gateway_missing",)j" +
-    kGathered + "}," + kGuardOff + kGuardEnd;
+    R"(or establish RDP before connecting")";
+const std::string kNoGateway =
+    R"j("message":"physical default gateway not found before tunnel (GetBestRoute)")j";
+const std::string kPinnedTo = R"("client_ip":"203.0.113.5","gateway":"192.168.1.1")";
 
 TEST_F(ConnectWithoutBypassRoutes, NoRequiredAddressIsARefusal) {
   machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"yes");
   machine.sessions.AddActive(2, "192.0.2.44");
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"admin_bypass_failed",)" + kNoAddressesMessage + kFlags +
-                kNoAddressesMessage +
-                R"("failure_reason":"no_admin_bypass_ips","rdp_tcp_remote_addresses":[],)"
-                R"("admin_env_ips":[],"selected_admin_bypass_ips":["192.0.2.44"],)"
-                R"("selected_bypass_ip_entries":[)"
-                R"({"ip":"192.0.2.44","source":"WTS","required":false}]},)" +
-                kGuardOff + kGuardEnd);
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-  EXPECT_EQ(Story(), std::vector<std::string>{"PrintError [Veltrane][admin_bypass] enabled=1 "
-                                              "applied=0 failure=no_admin_bypass_ips"});
+  ExpectRefusal(
+      kNoAddresses,
+      {kNoAddresses, R"("failure_reason":"no_admin_bypass_ips","rdp_tcp_remote_addresses":[],)"
+                     R"("admin_env_ips":[],"selected_admin_bypass_ips":["192.0.2.44"],)"
+                     R"("selected_bypass_ip_entries":[)"
+                     R"({"ip":"192.0.2.44","source":"WTS","required":false}])"});
+  EXPECT_EQ(Story(), LogsFailure("no_admin_bypass_ips"));
 }
 
-TEST_F(ConnectWithoutBypassRoutes, AnUnknownDefaultRouteIsARefusal) {
+TEST_F(ConnectWithoutBypassRoutes, ADefaultRouteThatIsMissingOrHasNoGatewayIsARefusal) {
   SetAdministrator();
   machine.routes.Clear();
-  EXPECT_EQ(Handle(kConnect), kGatewayMissing);
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(Story(), std::vector<std::string>{"PrintError [Veltrane][admin_bypass] enabled=1 "
-                                              "applied=0 failure=physical_gateway_missing"});
-}
-
-TEST_F(ConnectWithoutBypassRoutes, ADefaultRouteWithoutGatewayIsARefusal) {
-  SetAdministrator();
-  machine.routes.Remove("0.0.0.0/0");
-  machine.routes.Add("0.0.0.0/0", "0.0.0.0", 12, 25);
-  EXPECT_EQ(Handle(kConnect), kGatewayMissing);
-  EXPECT_EQ(machine.Changes(), std::vector<std::string>{});
+  for (int i = 0; i < 2; ++i) {
+    StartStory();
+    ExpectRefusal(kNoGateway,
+                  {kNoGateway, R"("failure_reason":"physical_gateway_missing")", kGathered});
+    EXPECT_EQ(Story(), LogsFailure("physical_gateway_missing"));
+    machine.routes.Add("0.0.0.0/0", "0.0.0.0", 12, 25);
+  }
 }
 
 TEST_F(ConnectWithoutBypassRoutes, ARouteThatCannotBeAddedIsARefusalAndTheOthersAreRolledBack) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IPS", L"198.51.100.7, 203.0.113.5");
   machine.FailWhere("CreateForwardRow", "203.0.113.5", 87);
-  EXPECT_EQ(
-      Handle(kConnect),
-      R"j({"ok":false,"error":"admin_bypass_failed","message":"required admin bypass host route )j"
-      R"j(failed to add: 203.0.113.5 (CreateIpForwardEntry failed)",)j" +
-          kFlags +
-          R"j("client_ip":"198.51.100.7","gateway":"192.168.1.1",)j"
-          R"j("message":"required admin bypass host route failed to add: )j"
-          R"j(203.0.113.5 (CreateIpForwardEntry failed)",)j"
-          R"j("failure_reason":"route_add_failed","rdp_tcp_remote_addresses":[],)j"
-          R"j("admin_env_ips":["198.51.100.7","203.0.113.5"],)j"
-          R"j("selected_admin_bypass_ips":["198.51.100.7","203.0.113.5"],)j"
-          R"j("selected_bypass_ip_entries":[)j"
-          R"j({"ip":"198.51.100.7","source":"ADMIN_BYPASS_IPS","required":true},)j"
-          R"j({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IPS","required":true}],)j" +
-          kPhysical +
-          R"j(,"route_add_results":"198.51.100.7:added;203.0.113.5:failed;",)j"
-          R"j("route_add_results_detail":[)j"
-          R"j({"ip":"198.51.100.7","source":"ADMIN_BYPASS_IPS","required":true,)j"
-          R"j("add_attempted":true,"already_exists":false,"add_success":true,)j"
-          R"j("win32_error_code":0,"error_message":"","gateway":"192.168.1.1",)j"
-          R"j("interface_index":"12","existing_route_gateway":"",)j"
-          R"j("existing_route_interface_index":"","route_verify_success":true,)j"
-          R"j("failure_reason":""},)j"
-          R"j({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IPS","required":true,)j"
-          R"j("add_attempted":true,"already_exists":false,"add_success":false,)j"
-          R"j("win32_error_code":87,"error_message":"CreateIpForwardEntry failed",)j"
-          R"j("gateway":"192.168.1.1","interface_index":"12","existing_route_gateway":"",)j"
-          R"j("existing_route_interface_index":"","route_verify_success":false,)j"
-          R"j("failure_reason":"route_add_failed"}]},)j" +
-          kGuardOff + kGuardEnd);
-  EXPECT_EQ(Phase(), "disconnected");
+  const std::string message = R"j("message":"required admin bypass host route failed to add: )j"
+                              R"j(203.0.113.5 (CreateIpForwardEntry failed)")j";
+  ExpectRefusal(
+      message, {R"("client_ip":"198.51.100.7","gateway":"192.168.1.1")", message,
+                R"("failure_reason":"route_add_failed","rdp_tcp_remote_addresses":[],)"
+                R"("admin_env_ips":["198.51.100.7","203.0.113.5"],)"
+                R"("selected_admin_bypass_ips":["198.51.100.7","203.0.113.5"],)"
+                R"("selected_bypass_ip_entries":[)"
+                R"({"ip":"198.51.100.7","source":"ADMIN_BYPASS_IPS","required":true},)"
+                R"({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IPS","required":true}])",
+                kPhysical,
+                R"("route_add_results":"198.51.100.7:added;203.0.113.5:failed;",)"
+                R"("route_add_results_detail":[)" +
+                    AddedDetail("198.51.100.7", "ADMIN_BYPASS_IPS") +
+                    ","
+                    R"({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IPS","required":true,)"
+                    R"("add_attempted":true,"already_exists":false,"add_success":false,)"
+                    R"("win32_error_code":87,"error_message":"CreateIpForwardEntry failed",)"
+                    R"("gateway":"192.168.1.1","interface_index":"12","existing_route_gateway":"",)"
+                    R"("existing_route_interface_index":"","route_verify_success":false,)"
+                    R"("failure_reason":"route_add_failed"}])"});
   // The removal logs the bypass that was known before this one.
-  EXPECT_EQ(Story(), (std::vector<std::string>{
-                         "CreateForwardRow 198.51.100.7/32 via 192.168.1.1 if 12 metric 1",
-                         "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                         "DeleteForwardRow 198.51.100.7/32 via 192.168.1.1 if 12 metric 1",
-                         "PrintError [Veltrane][admin_bypass] enabled=0 applied=0 failure=",
-                         "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 "
-                         "failure=route_add_failed"}));
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+  EXPECT_EQ(Story(), Steps({{"CreateForwardRow 198.51.100.7/32 via 192.168.1.1 if 12 metric 1",
+                             "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+                             "DeleteForwardRow 198.51.100.7/32 via 192.168.1.1 if 12 metric 1"},
+                            kLogsOff,
+                            LogsFailure("route_add_failed")}));
+  EXPECT_EQ(State(), "disconnected");
 }
 
 TEST_F(ConnectWithoutBypassRoutes, ARouteThatIsAddedTooCostlyIsARefusalAndRolledBack) {
   SetAdministrator();
   machine.routes.SetMetricOfCreatedRows(16);
-  EXPECT_EQ(
-      Handle(kConnect),
-      R"j({"ok":false,"error":"admin_bypass_failed","message":"required admin bypass host route )j"
-      R"j(failed to add: 203.0.113.5 (route verify failed after add)",)j" +
-          kFlags +
-          R"j("client_ip":"203.0.113.5","gateway":"192.168.1.1",)j"
-          R"j("message":"required admin bypass host route failed to add: )j"
-          R"j(203.0.113.5 (route verify failed after add)",)j"
-          R"j("failure_reason":"route_add_failed",)j" +
-          kGathered + "," + kPhysical +
-          R"j(,"route_add_results":"203.0.113.5:failed;","route_add_results_detail":[)j"
-          R"j({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IP","required":true,)j"
-          R"j("add_attempted":true,"already_exists":false,"add_success":false,)j"
-          R"j("win32_error_code":0,"error_message":"route verify failed after add",)j"
-          R"j("gateway":"192.168.1.1","interface_index":"12","existing_route_gateway":"",)j"
-          R"j("existing_route_interface_index":"","route_verify_success":false,)j"
-          R"j("failure_reason":"route_verify_failed"}]},)j" +
-          kGuardOff + kGuardEnd);
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+  const std::string message = R"j("message":"required admin bypass host route failed to add: )j"
+                              R"j(203.0.113.5 (route verify failed after add)")j";
+  ExpectRefusal(message,
+                {kPinnedTo, message, R"("failure_reason":"route_add_failed")", kGathered, kPhysical,
+                 R"("route_add_results":"203.0.113.5:failed;","route_add_results_detail":[)"
+                 R"({"ip":"203.0.113.5","source":"ADMIN_BYPASS_IP","required":true,)"
+                 R"("add_attempted":true,"already_exists":false,"add_success":false,)"
+                 R"("win32_error_code":0,"error_message":"route verify failed after add",)"
+                 R"("gateway":"192.168.1.1","interface_index":"12","existing_route_gateway":"",)"
+                 R"("existing_route_interface_index":"","route_verify_success":false,)"
+                 R"("failure_reason":"route_verify_failed"}])"});
+  EXPECT_EQ(State(), "disconnected");
 }
 
 TEST_F(ConnectWithoutBypassRoutes, ARouteThatVanishesBeforeTheCheckIsARefusalAndRolledBack) {
   SetAdministrator();
   // Two reads look for an existing route, one proves the addition; the fourth is the check.
   machine.OnCall("ReadForwardTable", 4, [&] { machine.routes.Remove("203.0.113.5/32"); });
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"admin_bypass_failed",)"
-            R"("message":"required admin bypass routes not verified before tunnel; )"
-            R"(refusing connect",)" +
-                kFlags +
-                R"("client_ip":"203.0.113.5","gateway":"192.168.1.1",)"
-                R"("message":"required admin bypass routes not verified before tunnel; )"
-                R"(refusing connect","failure_reason":"route_verify_before_tunnel_failed",)" +
-                kGathered + "," + kPhysical + R"(,"route_add_results":"203.0.113.5:added;",)" +
-                kAddedDetail + R"(,"route_verify_before_tunnel":"203.0.113.5:missing;"},)" +
-                kGuardOff + kGuardEnd);
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(Story(), (std::vector<std::string>{
-                         "CreateForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                         "DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                         "PrintError [Veltrane][admin_bypass] enabled=0 applied=0 failure=",
-                         "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 "
-                         "failure=route_verify_before_tunnel_failed"}));
+  const std::string message =
+      R"("message":"required admin bypass routes not verified before tunnel; refusing connect")";
+  ExpectRefusal(message,
+                {kPinnedTo, message, R"("failure_reason":"route_verify_before_tunnel_failed")",
+                 kGathered, kPhysical,
+                 R"("route_add_results":"203.0.113.5:added;","route_add_results_detail":[)" +
+                     AddedDetail() + R"(],"route_verify_before_tunnel":"203.0.113.5:missing;")"});
+  EXPECT_EQ(Story(), Steps({UpTo("CreateForwardRow", kPins), UpTo("DeleteForwardRow", kUnpins),
+                            kLogsOff, LogsFailure("route_verify_before_tunnel_failed")}));
 }
 
 TEST_F(ConnectWithoutBypassRoutes, AnOptionalAddressThatCannotBePinnedIsNoRefusal) {
@@ -161,9 +130,7 @@ TEST_F(ConnectWithoutBypassRoutes, AnOptionalAddressThatCannotBePinnedIsNoRefusa
   machine.sessions.AddActive(2, "192.0.2.44");
   machine.FailWhere("CreateForwardRow", "192.0.2.44", 87);
   Handle(kConnect);
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute}));
+  EXPECT_EQ(State(), kUpAndPinned);
 }
 
 TEST_F(ConnectWithoutBypassRoutes, TheRefusalRemovesNoRouteOfAnEarlierConnectAndLogsOnce) {
@@ -171,21 +138,13 @@ TEST_F(ConnectWithoutBypassRoutes, TheRefusalRemovesNoRouteOfAnEarlierConnectAnd
   Handle(kConnect);
   machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"192.168.1.77");
   StartStory();
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"admin_bypass_failed",)" + kNoAddressesMessage + kFlags +
-                kNoAddressesMessage +
-                R"("failure_reason":"no_admin_bypass_ips","rdp_tcp_remote_addresses":[],)"
-                R"("admin_env_ips":["192.168.1.77"],"selected_admin_bypass_ips":[],)"
-                R"("selected_bypass_ip_entries":[]},)" +
-                kGuardOff + kGuardEnd);
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-  EXPECT_EQ(Story(), std::vector<std::string>{"PrintError [Veltrane][admin_bypass] enabled=1 "
-                                              "applied=0 failure=no_admin_bypass_ips"});
-  EXPECT_EQ(machine.routes.Texts(),
-            (std::vector<std::string>{kDefaultRoute, kLocalRoute, kPinnedRoute}));
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kConf);
-  EXPECT_EQ(machine.services.Find(kTunnelService)->state, simulated::kRunning);
+  ExpectRefusal(
+      kNoAddresses,
+      {kNoAddresses, R"("failure_reason":"no_admin_bypass_ips","rdp_tcp_remote_addresses":[],)"
+                     R"("admin_env_ips":["192.168.1.77"],"selected_admin_bypass_ips":[],)"
+                     R"("selected_bypass_ip_entries":[])"});
+  EXPECT_EQ(Story(), LogsFailure("no_admin_bypass_ips"));
+  EXPECT_EQ(State(), "disconnected; " + kPinnedRoute + "; " + kTunnelUp);
 }
 
 TEST_F(ConnectWithoutBypassRoutes, TheReplyCarriesTheDelayThatTheGuardReadAndTheStatusTheLaterOne) {
@@ -193,14 +152,10 @@ TEST_F(ConnectWithoutBypassRoutes, TheReplyCarriesTheDelayThatTheGuardReadAndThe
   SetAutoStop(L"45");
   // The guard's two settings have been read; the bypass reads the second once more.
   machine.OnCall("ReadProcessVariable", 3, [&] { SetAutoStop(L"60"); });
-  const std::string reply = Handle(kConnect);
-  EXPECT_NE(reply.find(R"("skipped_for_safe_mode":false,"auto_stop_seconds":45,"message")"),
-            std::string::npos)
-      << reply;
-  const std::string status = Handle(kStatus);
-  EXPECT_NE(status.find(R"("skipped_for_safe_mode":false,"auto_stop_seconds":60,"message")"),
-            std::string::npos)
-      << status;
+  EXPECT_THAT(Handle(kConnect),
+              HasSubstr(R"("skipped_for_safe_mode":false,"auto_stop_seconds":45,"message")"));
+  EXPECT_THAT(Handle(kStatus),
+              HasSubstr(R"("skipped_for_safe_mode":false,"auto_stop_seconds":60,"message")"));
   EXPECT_FALSE(server.auto_stop_thread.joinable());
 }
 

@@ -1,13 +1,19 @@
 // What status and disconnect report after a connect: the process-wide bypass record and a guard
-// record of default values, and what a disconnect leaves on the machine.
+// record of default values; and how a connection is undone, by the teardown and by a disconnect.
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "bypass/records.h"
+#include "ipc/auto_stop.h"
+#include "service/startup_guard.h"
 #include "tests/scenarios/scenario.h"
+#include "tests/support/arrange.h"
+#include "tests/support/name_of.h"
 
 namespace veltrane {
 namespace {
@@ -15,194 +21,183 @@ namespace {
 using StatusAfterConnect = Scenario;
 using Disconnect = Scenario;
 
-// The bypass record of a connection whose routes were verified, with its first four flags to come
-// before.
-const std::string kVerified =
-    R"("route_readded_after_tunnel":false,"required_enforced":true,)"
-    R"("skipped_for_safe_mode":false,"auto_stop_seconds":0,"client_ip":"203.0.113.5",)"
-    R"("gateway":"192.168.1.1","message":"admin bypass routes verified after tunnel",)" +
-    kGathered + "," + kPhysical + R"(,"route_add_results":"203.0.113.5:added;",)" + kAddedDetail +
-    R"(,"route_verify_before_tunnel":"203.0.113.5:ok(metric=1);",)"
-    R"("route_verify_after_tunnel":"203.0.113.5:ok(metric=1);"})";
-const std::string kInPlace = R"("admin_bypass":{"enabled":true,"attempted":true,"applied":true,)"
-                             R"("routes_ready_before_tunnel":true,)" +
-                             kVerified;
-const std::string kRemoved = R"("admin_bypass":{"enabled":true,"attempted":true,"applied":false,)"
-                             R"("routes_ready_before_tunnel":false,)" +
-                             kVerified;
-
-TEST_F(StatusAfterConnect, BeforeAnyConnectBothRecordsAreFresh) {
-  EXPECT_EQ(Handle(kStatus), R"({"ok":true,"phase":"disconnected","tunnel_running":false,)" +
-                                 kFreshBypass + "," + kFreshGuard + "}");
-}
-
-TEST_F(StatusAfterConnect, WithBypassOffTheRecordSaysSo) {
-  Handle(kConnect);
-  EXPECT_EQ(Handle(kStatus),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":true,)" +
-                kBypassOff + "," + kFreshGuard + "}");
-}
-
 TEST_F(StatusAfterConnect, WithBypassTheRecordOfTheCheckAfterTheTunnelIsShown) {
   SetAdministrator();
   Handle(kConnect);
-  EXPECT_EQ(Handle(kStatus),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":true,)" +
-                kInPlace + "," + kFreshGuard + "}");
+  EXPECT_EQ(Handle(kStatus), Reply(kRunning, kBypassVerified));
 }
 
 TEST_F(StatusAfterConnect, TheGuardRecordIsNeverTheConnectsOne) {
   SetGuard();
   Handle(kConnect);
-  EXPECT_EQ(Handle(kStatus),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":true,)"
-            R"("admin_bypass":{"enabled":false,"attempted":false,"applied":false,)"
-            R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
-            R"("required_enforced":false,"skipped_for_safe_mode":true,"auto_stop_seconds":0,)"
-            R"("message":"admin bypass disabled for this build/config"},)" +
-                kFreshGuard + "}");
+  EXPECT_EQ(Handle(kStatus), Reply(kRunning, kBypassOffUnderGuard));
 }
 
-TEST_F(StatusAfterConnect, ATunnelThatEndedByItselfStillCountsAsConnected) {
-  Handle(kConnect);
-  machine.services.SetState(kTunnelService, simulated::kStopped);
-  EXPECT_EQ(Handle(kStatus),
-            R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":false,)" +
-                kBypassOff + "," + kFreshGuard + "}");
-}
-
-TEST_F(StatusAfterConnect, ATunnelThatIsStillStartingIsNotRunning) {
-  machine.services.RunAfterPolls(1);
-  Handle(kConnect);
-  const std::string head = R"({"ok":true,"phase":"connected","node_id":"fra-1","tunnel_running":)";
-  EXPECT_EQ(Handle(kStatus), head + "false," + kBypassOff + "," + kFreshGuard + "}");
-  EXPECT_EQ(Handle(kStatus), head + "true," + kBypassOff + "," + kFreshGuard + "}");
-}
-
-TEST_F(StatusAfterConnect, ItChangesNothing) {
+TEST_F(Disconnect, ItAndTheStatusAfterwardsShowTheBypassAfterItsRemoval) {
   SetAdministrator();
   Handle(kConnect);
-  StartStory();
-  Handle(kStatus);
-  EXPECT_EQ(Story(), std::vector<std::string>{});
+  EXPECT_EQ(Handle(kDisconnect), Reply(kDisconnected, Removed(kBypassVerified)));
+  EXPECT_EQ(Handle(kStatus), Reply(kIdle, Removed(kBypassVerified)));
 }
 
-TEST_F(StatusAfterConnect, ARegistrationAnswersDisconnectedAndLeavesTheConnection) {
+TEST_F(Disconnect, TheReplyShowsTheBypassAsTheRemovalLeftIt) {
   Handle(kConnect);
-  EXPECT_EQ(Handle(R"({"op":"register_session","session_nonce":"abc"})"),
-            R"({"ok":true,"phase":"disconnected"})");
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(NodeId(), "fra-1");
+  machine.OnCall("TestExistence", 1, [] { CurrentAdminBypassState().message = "later"; });
+  EXPECT_EQ(Handle(kDisconnect), Reply(kDisconnected, kBypassOff));
 }
 
-TEST_F(Disconnect, TheReplyShowsTheBypassAfterItsRemoval) {
-  SetAdministrator();
+TEST_F(Disconnect, TheGuardRecordIsTheDefaultEvenWhereSettingsAreInForce) {
+  SetGuard();
+  machine.sessions.SetRemoteSession(true);
   Handle(kConnect);
-  EXPECT_EQ(Handle(kDisconnect),
-            R"({"ok":true,"phase":"disconnected",)" + kRemoved + "," + kFreshGuard + "}");
-  EXPECT_EQ(Phase(), "disconnected");
-  EXPECT_EQ(NodeId(), "");
-}
-
-TEST_F(Disconnect, TheStatusAfterwardsShowsTheSameRecord) {
-  SetAdministrator();
-  Handle(kConnect);
-  Handle(kDisconnect);
-  EXPECT_EQ(Handle(kStatus), R"({"ok":true,"phase":"disconnected","tunnel_running":false,)" +
-                                 kRemoved + "," + kFreshGuard + "}");
-}
-
-TEST_F(Disconnect, ServiceThenRoutesThenFileAreTakenAway) {
-  SetAdministrator();
-  Handle(kConnect);
-  StartStory();
-  Handle(kDisconnect);
-  EXPECT_EQ(Story(), Steps({kStopsTunnel,
-                            {"DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
-                             "PrintError [Veltrane][admin_bypass] enabled=1 applied=0 failure="},
-                            kScrubsConf}));
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
-  EXPECT_EQ(machine.services.Names(), std::vector<std::wstring>{});
-  EXPECT_EQ(machine.files.AllFiles(), std::vector<std::wstring>{kActiveConf});
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-  EXPECT_EQ(machine.files.OpenStreams(), 0);
+  SetAutoStop(L"60");
+  EXPECT_EQ(Handle(kDisconnect), Reply(kDisconnected, kBypassOffUnderGuard));
 }
 
 TEST_F(Disconnect, ThePhaseIsSetAfterEverythingWasTakenAway) {
   SetAdministrator();
   Handle(kConnect);
-  std::vector<std::string> seen;
-  for (const char* call : {"Service.Delete", "DeleteForwardRow", "RemoveFile"}) {
-    machine.OnCall(call, 1, [&] { seen.push_back(Phase() + " " + NodeId()); });
-  }
+  NotePhasesAt({"Service.Delete", "DeleteForwardRow", "RemoveFile"});
   Handle(kDisconnect);
-  EXPECT_EQ(seen,
-            (std::vector<std::string>{"connected fra-1", "connected fra-1", "connected fra-1"}));
+  EXPECT_EQ(phases, Texts(3, "connected fra-1"));
+  EXPECT_EQ(PhaseAndNode(), "disconnected");
 }
 
-TEST_F(Disconnect, WithNothingConnectedItAnswersTheSameWay) {
+TEST_F(Disconnect, InPhaseConnectingEndsDisconnectedToo) {
+  server.SetPhase(kPhaseConnecting);
+  Handle(kDisconnect);
+  EXPECT_EQ(PhaseAndNode(), "disconnected");
+}
+
+TEST_F(Disconnect, WithNothingConnectedDoesTheSameStepsAndAnswersTheSameWay) {
+  MarkConnectRequested();
   EXPECT_EQ(Handle(kDisconnect),
-            R"({"ok":true,"phase":"disconnected",)"
-            R"("admin_bypass":{"enabled":false,"attempted":false,"applied":false,)"
-            R"("routes_ready_before_tunnel":false,"route_readded_after_tunnel":false,)"
-            R"("required_enforced":false,"skipped_for_safe_mode":false,"auto_stop_seconds":0,)"
-            R"("message":"admin bypass host routes removed"},)" +
-                kFreshGuard + "}");
-  EXPECT_EQ(machine.Changes(), std::vector<std::string>{});
-}
-
-TEST_F(Disconnect, ASecondOneFindsTheScrubbedFileAndScrubsItAgain) {
-  SetAdministrator();
-  Handle(kConnect);
-  const std::string first = Handle(kDisconnect);
-  StartStory();
-  EXPECT_EQ(Handle(kDisconnect), first);
-  EXPECT_EQ(machine.Changes(), kScrubsConf);
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-}
-
-TEST_F(Disconnect, EveryErrorIsIgnored) {
-  SetAdministrator();
-  Handle(kConnect);
-  for (const char* call : {"Service.SendStop", "Service.Delete", "DeleteForwardRow",
-                           "OutputFile.Open", "RemoveFile"}) {
-    machine.FailAlways(call, 5);
-  }
-  machine.services.NeverStop();
-  EXPECT_EQ(Handle(kDisconnect),
-            R"({"ok":true,"phase":"disconnected",)" + kRemoved + "," + kFreshGuard + "}");
-  EXPECT_EQ(Phase(), "disconnected");
-  // Nothing could be taken away; the log and the record say that it was.
-  EXPECT_TRUE(machine.routes.Has(kPinnedRoute));
-  EXPECT_EQ(machine.services.Find(kTunnelService)->state, simulated::kRunning);
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kConf);
-  EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>(15, 1000));
-}
-
-TEST_F(Disconnect, AServiceManagerThatCannotBeOpenedIsIgnored) {
-  SetAdministrator();
-  Handle(kConnect);
-  machine.FailAlways("ServiceManager.Open", 5);
-  EXPECT_EQ(Handle(kDisconnect),
-            R"({"ok":true,"phase":"disconnected",)" + kRemoved + "," + kFreshGuard + "}");
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
-  EXPECT_EQ(machine.files.Bytes(kActiveConf), kScrubbed);
-}
-
-TEST_F(Disconnect, AnUnreadableFileStateIsRaisedAndThePhaseStays) {
-  SetAdministrator();
-  Handle(kConnect);
-  machine.Fail("TestExistence", 1, 5);
-  EXPECT_THROW(Handle(kDisconnect), std::filesystem::filesystem_error);
-  EXPECT_EQ(Phase(), "connected");
-  EXPECT_EQ(machine.routes.Texts(), (std::vector<std::string>{kDefaultRoute, kLocalRoute}));
+            Reply(kDisconnected,
+                  With(kFreshBypass, {R"("message":"admin bypass host routes removed")"})));
+  EXPECT_EQ(machine.calls.All(),
+            (Texts{"ServiceManager.Open 0xf003f",
+                   "ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0x10024",
+                   "PrintDebugger [Veltrane][admin_bypass] enabled=0 applied=0 failure=",
+                   "PrintError [Veltrane][admin_bypass] enabled=0 applied=0 failure=",
+                   "ReadProcessVariable ProgramData",
+                   "TestExistence C:\\ProgramData\\Veltrane\\tunnels\\active.conf"}));
 }
 
 TEST_F(Disconnect, TheSessionIsNeitherAskedForNorForgotten) {
-  Handle(R"({"op":"register_session","session_nonce":"abc"})");
-  Handle(kDisconnect);
-  EXPECT_EQ(Handle(kConnect),
-            R"({"ok":false,"error":"session_mismatch","message":"invalid session"})");
+  Handle(kRegister);
+  Handle(R"({"op":"connect","session_nonce":"abc","node_id":"n","client_private_key":"k"})");
+  EXPECT_EQ(Handle(R"({"op":"disconnect","session_nonce":"wrong"})"),
+            Reply(kDisconnected, kBypassOff));
+  EXPECT_EQ(Handle(kConnect), kMismatch);
+}
+
+// ---- undoing, by the teardown or by a disconnect
+
+// A connection with two pinned routes.
+class Undoing : public Scenario {
+ protected:
+  Undoing() {
+    SetAdministrator();
+    Handle(kConnect);
+    const ForwardRow other = simulated::MakeRoute("198.51.100.7/32", "192.168.1.1", 12, 1);
+    machine.routes.Add(other);
+    AddedRouteList().push_back(other);
+    StartStory();
+  }
+};
+
+const std::string kOtherRoute = "198.51.100.7/32 via 192.168.1.1 if 12 metric 1";
+const Texts kDeletes = Steps({{"DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+                               "DeleteForwardRow 198.51.100.7/32 via 192.168.1.1 if 12 metric 1"},
+                              kLogsRemoved});
+const std::vector<std::uint32_t> kFifteenSeconds(15, 1000);
+
+struct Trouble {
+  const char* name;
+  Arrange arrange;
+  Texts story;
+  std::string left;
+  std::vector<std::uint32_t> sleeps = {};
+};
+
+const Texts kAll = Steps({kStopsTunnel, kDeletes, kScrubsConf});
+const Texts kAllButTheService = Steps({kDeletes, kScrubsConf});
+const Texts kAllWithoutScrub = Steps({kStopsTunnel, kDeletes, kDeletesConf});
+
+const Trouble kTroubles[] = {
+    {"WithoutTrouble", Nothing(), kAll, "; active.conf of zeros"},
+    {"WithoutTheServiceManager", Failing("ServiceManager.Open"), kAllButTheService,
+     "; VeltraneVpnTunnel$Active running; active.conf of zeros"},
+    {"WithoutTheService", Failing("ServiceManager.OpenExisting"), kAllButTheService,
+     "; VeltraneVpnTunnel$Active running; active.conf of zeros"},
+    {"WhenTheServiceCannotBeToldToStop", Failing("Service.SendStop"), kAll,
+     "; VeltraneVpnTunnel$Active running, marked for deletion; active.conf of zeros",
+     kFifteenSeconds},
+    {"WhenTheServiceNeverStops", [](simulated::Machine& machine) { machine.services.NeverStop(); },
+     kAll, "; VeltraneVpnTunnel$Active stopping, marked for deletion; active.conf of zeros",
+     kFifteenSeconds},
+    {"WhenTheServicesStateCannotBeRead", Failing("Service.QueryState"), kAll,
+     "; active.conf of zeros", kFifteenSeconds},
+    {"WhenTheServiceCannotBeDeleted", Failing("Service.Delete"), kAll,
+     "; VeltraneVpnTunnel$Active stopped; active.conf of zeros"},
+    {"WhenARouteCannotBeDeleted", Failing("DeleteForwardRow", "203.0.113.5"), kAll,
+     "; " + kPinnedRoute + "; active.conf of zeros"},
+    {"WhenTheFileCannotBeScrubbed", Denying(kActiveConf), kAllWithoutScrub, ""},
+    {"WhenTheFileCanNeitherBeScrubbedNorDeleted",
+     All({Denying(kActiveConf), Failing("RemoveFile")}), kAllWithoutScrub,
+     "; active.conf for fra-1"},
+    {"WhenThereIsNoFile", [](simulated::Machine& machine) { machine.files.Remove(kActiveConf); },
+     Steps({kStopsTunnel, kDeletes}), ""},
+    {"WhenNothingCanBeTakenAway",
+     All({Failing("Service.SendStop"), Failing("Service.Delete"), Failing("DeleteForwardRow"),
+          Denying(kActiveConf), Failing("RemoveFile")}),
+     kAllWithoutScrub, "; " + kPinnedRoute + "; " + kOtherRoute + "; " + kTunnelUp,
+     kFifteenSeconds}};
+
+class UndoingInTrouble : public Undoing, public testing::WithParamInterface<Trouble> {
+ protected:
+  UndoingInTrouble() { GetParam().arrange(machine); }
+
+  void ExpectUndone() {
+    EXPECT_EQ(Story(), GetParam().story);
+    EXPECT_EQ(Left(), GetParam().left);
+    EXPECT_EQ(machine.clock.Sleeps(), GetParam().sleeps);
+    // Whether they could be deleted or not, nobody remembers the routes.
+    StartStory();
+    Teardown();
+    EXPECT_EQ(machine.calls.Count("DeleteForwardRow"), 0U);
+  }
+};
+
+TEST_P(UndoingInTrouble, TheTeardownGoesOnToItsEndAndLeavesThePhase) {
+  Teardown();
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
+  ExpectUndone();
+}
+
+TEST_P(UndoingInTrouble, ADisconnectGoesOnToItsEndAndAnswersTheSameWay) {
+  EXPECT_EQ(Handle(kDisconnect), Reply(kDisconnected, Removed(kBypassVerified)));
+  EXPECT_EQ(PhaseAndNode(), "disconnected");
+  ExpectUndone();
+}
+
+INSTANTIATE_TEST_SUITE_P(Connection, UndoingInTrouble, testing::ValuesIn(kTroubles),
+                         NameOf<Trouble>);
+
+TEST_F(Undoing, RaisesWhenItCannotBeToldWhetherThereIsAFileAndThePhaseStays) {
+  machine.FailAlways("TestExistence", 5);
+  EXPECT_THROW(Handle(kDisconnect), std::filesystem::filesystem_error);
+  EXPECT_EQ(Story(), Steps({kStopsTunnel, kDeletes}));
+  EXPECT_EQ(PhaseAndNode(), "connected fra-1");
+  EXPECT_THROW(Teardown(), std::filesystem::filesystem_error);
+}
+
+TEST_F(Undoing, DoneTwiceFindsOnlyTheScrubbedFile) {
+  Teardown();
+  StartStory();
+  Teardown();
+  EXPECT_EQ(Story(), Steps({kLogsRemoved, kScrubsConf}));
+  EXPECT_EQ(State(), "connected fra-1; active.conf of zeros");
 }
 
 }  // namespace

@@ -1,83 +1,78 @@
 #include "ipc/pipe_access.h"
 
+#include <optional>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/arrange.h"
+#include "tests/support/name_of.h"
 #include "tests/support/on_machine.h"
+#include "tests/support/steps.h"
 
 namespace veltrane {
 namespace {
 
 using simulated::AccessTexts;
 using simulated::NtSid;
-using Texts = std::vector<std::string>;
 
 class PipeAccess : public OnMachine {
  protected:
   // Somebody is logged on at the console, and this process may read the session's token.
-  void LogOnAtConsole() {
+  PipeAccess() {
     machine.sessions.SetConsoleSession(1);
     machine.sessions.SetUser(1, NtSid({21, 1, 2, 3, 1001}));
   }
-
-  Texts BuiltEntries() {
-    const PipeSecurity security = BuildPipeSecurity();
-    return security ? AccessTexts(security->entries) : Texts{"no security"};
-  }
 };
 
-TEST_F(PipeAccess, AdmitsSystemAdministratorsAndTheConsoleUserInThisOrder) {
-  LogOnAtConsole();
-  EXPECT_EQ(BuiltEntries(),
-            (Texts{"user S-1-5-18 0x10000000 inherit 0", "user S-1-5-32-544 0x10000000 inherit 0",
-                   "user S-1-5-21-1-2-3-1001 0xc0100000 inherit 0"}));
+// ---- the entries
+
+const std::string kSystem = "user S-1-5-18 0x10000000 inherit 0";
+const std::string kAdministrators = "user S-1-5-32-544 0x10000000 inherit 0";
+const std::string kConsoleUser = "user S-1-5-21-1-2-3-1001 0xc0100000 inherit 0";
+
+struct Admission {
+  const char* name;
+  Arrange arrange;
+  Texts entries;
+};
+
+class Entries : public PipeAccess, public testing::WithParamInterface<Admission> {};
+
+TEST_P(Entries, AreThoseWhoseSidCanBeObtained) {
+  GetParam().arrange(machine);
+  const PipeSecurity security = BuildPipeSecurity();
+  ASSERT_TRUE(security);
+  EXPECT_EQ(AccessTexts(security->entries), GetParam().entries);
 }
 
+void LogOff(simulated::Machine& machine) { machine.sessions.SetConsoleSession(0xFFFFFFFF); }
+
+const Admission kAdmissions[] = {
+    {"All", Nothing(), {kSystem, kAdministrators, kConsoleUser}},
+    {"WithoutAConsoleSession", LogOff, {kSystem, kAdministrators}},
+    {"WithoutTheTokenOfTheConsoleSession",
+     Failing("ReadSessionUserSid"),
+     {kSystem, kAdministrators}},
+    {"WithoutTheSidOfSystem", Failing("MakeNtSid", "S-1-5-18"), {kAdministrators, kConsoleUser}},
+    {"WithoutTheSidOfAdministrators",
+     Failing("MakeNtSid", "S-1-5-32-544"),
+     {kSystem, kConsoleUser}},
+    {"WithoutAnySid", All({LogOff, Failing("MakeNtSid")}), {}}};
+
+INSTANTIATE_TEST_SUITE_P(PipeAccess, Entries, testing::ValuesIn(kAdmissions), NameOf<Admission>);
+
+// ---- the record
+
 TEST_F(PipeAccess, ConsoleUserIsLookedUpBeforeTheOthersAndTheListIsBuiltOnce) {
-  LogOnAtConsole();
-  BuiltEntries();
+  BuildPipeSecurity();
   EXPECT_EQ(machine.calls.All(),
             (Texts{"ActiveConsoleSession", "ReadSessionUserSid 1", "MakeNtSid S-1-5-18",
                    "MakeNtSid S-1-5-32-544", "MakeSecurityAttributes 3 entries",
                    "FreeSecurityAttributes"}));
 }
 
-TEST_F(PipeAccess, WithoutAConsoleSessionTheThirdEntryIsLeftOut) {
-  EXPECT_EQ(BuiltEntries(), (Texts{"user S-1-5-18 0x10000000 inherit 0",
-                                   "user S-1-5-32-544 0x10000000 inherit 0"}));
-}
-
-TEST_F(PipeAccess, WithoutTheTokenOfTheConsoleSessionTheThirdEntryIsLeftOut) {
-  LogOnAtConsole();
-  machine.Fail("ReadSessionUserSid", 1, 1314);
-  EXPECT_EQ(BuiltEntries(), (Texts{"user S-1-5-18 0x10000000 inherit 0",
-                                   "user S-1-5-32-544 0x10000000 inherit 0"}));
-}
-
-TEST_F(PipeAccess, WithoutTheSidOfSystemItsEntryIsLeftOut) {
-  LogOnAtConsole();
-  machine.FailWhere("MakeNtSid", "S-1-5-18", 8);
-  EXPECT_EQ(BuiltEntries(), (Texts{"user S-1-5-32-544 0x10000000 inherit 0",
-                                   "user S-1-5-21-1-2-3-1001 0xc0100000 inherit 0"}));
-}
-
-TEST_F(PipeAccess, WithoutTheSidOfAdministratorsTheirEntryIsLeftOut) {
-  LogOnAtConsole();
-  machine.FailWhere("MakeNtSid", "S-1-5-32-544", 8);
-  EXPECT_EQ(BuiltEntries(), (Texts{"user S-1-5-18 0x10000000 inherit 0",
-                                   "user S-1-5-21-1-2-3-1001 0xc0100000 inherit 0"}));
-}
-
-TEST_F(PipeAccess, WithoutAnySidTheListIsBuiltEmpty) {
-  machine.FailAlways("MakeNtSid", 8);
-  EXPECT_EQ(BuiltEntries(), Texts{});
-  EXPECT_EQ(machine.calls.Of("MakeSecurityAttributes"), Texts{"MakeSecurityAttributes 0 entries"});
-}
-
 TEST_F(PipeAccess, FailureToBuildTheListYieldsNull) {
-  LogOnAtConsole();
   machine.Fail("MakeSecurityAttributes", 1, 1336);
   EXPECT_EQ(BuildPipeSecurity(), nullptr);
   EXPECT_EQ(machine.security.LiveRecords(), 0u);
@@ -100,8 +95,9 @@ TEST_F(PipeAccess, RecordCanBeFreedAtOnce) {
   EXPECT_EQ(machine.security.LiveRecords(), 0u);
 }
 
+// ---- the console user
+
 TEST_F(PipeAccess, ConsoleUserIsTheUserOfTheActiveConsoleSession) {
-  LogOnAtConsole();
   machine.sessions.SetUser(2, NtSid({21, 1, 2, 3, 1002}));
   EXPECT_EQ(ConsoleUserSid(), NtSid({21, 1, 2, 3, 1001}));
   machine.sessions.SetConsoleSession(2);
@@ -122,7 +118,7 @@ TEST_F(PipeAccess, NoTokenIsAskedForWhenNoSessionIsAttached) {
 }
 
 TEST_F(PipeAccess, SessionWithoutAReadableUserHasNoConsoleUser) {
-  machine.sessions.SetConsoleSession(1);
+  machine.sessions.SetConsoleSession(2);
   EXPECT_EQ(ConsoleUserSid(), std::nullopt);
 }
 

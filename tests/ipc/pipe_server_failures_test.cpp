@@ -8,6 +8,8 @@
 
 #include "platform/pipes.h"
 #include "tests/ipc/on_pipe_server.h"
+#include "tests/support/arrange.h"
+#include "tests/support/name_of.h"
 
 namespace veltrane {
 namespace {
@@ -15,10 +17,6 @@ namespace {
 using simulated::Exchange;
 using simulated::PipeClient;
 using Milliseconds = std::vector<std::uint32_t>;
-using Texts = std::vector<std::string>;
-
-constexpr char kUnknown[] =
-    R"({"ok":false,"error":"unknown_op","message":"unsupported operation"})";
 
 class PipeServerFailures : public OnPipeServer {
  protected:
@@ -40,17 +38,12 @@ TEST_F(PipeServerFailures, CreationIsTriedAgainEvery500Milliseconds) {
   machine.Fail("ServerPipe.Create", 2, 5);
   machine.Fail("ServerPipe.Create", 3, 231);
   server.Start();
-  EXPECT_EQ(Exchange("{}"), kUnknown);
-  machine.pipes.WaitUntilServerWaits();
+  const Texts create = UpTo("ServerPipe.Create", kWaits);
+  EXPECT_EQ(Connections(), Steps({create, create, create, kWaits}));
   EXPECT_EQ(machine.clock.Sleeps(), (Milliseconds{500, 500, 500}));
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe.C"),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.Close",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn"}));
   EXPECT_EQ(machine.calls.Count("MakeSecurityAttributes"), 1u);
   EXPECT_EQ(machine.console.Log().size(), 0u);
+  EXPECT_EQ(Exchange("{}"), kUnknown);
 }
 
 TEST_F(PipeServerFailures, InstanceOfAnotherProgramIsWaitedFor) {
@@ -83,12 +76,8 @@ TEST_F(PipeServerFailures, FailedWaitClosesTheInstanceAndStartsAgainAtOnce) {
   machine.Fail("ServerPipe.WaitForClient", 1, 232);
   machine.Fail("ServerPipe.WaitForClient", 2, 6);
   server.Start();
-  machine.pipes.WaitUntilServerWaits();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Close", "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.WaitForClient", "ServerPipe.Close",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient"}));
+  const Texts close = {"ServerPipe.Close"};
+  EXPECT_EQ(Connections(), Steps({kWaits, close, kWaits, close, kWaits}));
   EXPECT_EQ(machine.clock.Sleeps(), Milliseconds{});
   EXPECT_EQ(Exchange("{}"), kUnknown);
 }
@@ -97,9 +86,7 @@ TEST_F(PipeServerFailures, FailedWaitEndsTheLoopThatWasToldToEnd) {
   machine.Fail("ServerPipe.WaitForClient", 1, 6);
   machine.OnCall("ServerPipe.WaitForClient", 1, [this] { TellToEnd(); });
   RunUntilTold();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Close"}));
+  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."), Steps({kWaits, {"ServerPipe.Close"}}));
 }
 
 TEST_F(PipeServerFailures, ClientThatCameBeforeTheWaitIsServed) {
@@ -111,12 +98,7 @@ TEST_F(PipeServerFailures, ClientThatCameBeforeTheWaitIsServed) {
   server.Start();
   machine.calls.WaitForCount("ServerPipe.Read", 1);
   EXPECT_EQ(client.ReceiveAll(), kUnknown);
-  machine.pipes.WaitUntilServerWaits();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Read 65535", "ServerPipe.Write 67 bytes", "ServerPipe.Flush",
-                   "ServerPipe.Disconnect", "ServerPipe.Close",
-                   "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient"}));
+  EXPECT_EQ(Connections(), Steps({kWaits, kAnswers, kEnds, kWaits}));
 }
 
 TEST_F(PipeServerFailures, ClientThatCameAndWentBeforeTheWaitDoesNotDisturbTheLoop) {
@@ -125,28 +107,42 @@ TEST_F(PipeServerFailures, ClientThatCameAndWentBeforeTheWaitDoesNotDisturbTheLo
     EXPECT_EQ(client.TryConnect(), 0u);
   });
   server.Start();
-  machine.pipes.WaitUntilServerWaits();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Close", "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.WaitForClient"}));
+  EXPECT_EQ(Connections(), Steps({kWaits, {"ServerPipe.Close"}, kWaits}));
   EXPECT_EQ(Exchange("{}"), kUnknown);
 }
 
-// ---- no request
+// ---- no request, and so no reply
 
-TEST_F(PipeServerFailures, FailedReadGetsNoReplyAndTheConnectionIsClosedInOrder) {
-  machine.Fail("ServerPipe.Read", 1, 109);
+struct Silence {
+  const char* name;
+  std::optional<std::string> request;  // without one the client closes at once
+  Arrange arrange = Nothing();
+};
+
+class UnreadableRequest : public PipeServerFailures, public testing::WithParamInterface<Silence> {};
+
+TEST_P(UnreadableRequest, GetsNoReplyAndTheConnectionIsClosedInOrder) {
   server.Start();
-  EXPECT_EQ(Exchange("{}"), "");
   machine.pipes.WaitUntilServerWaits();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Read 65535", "ServerPipe.Flush", "ServerPipe.Disconnect",
-                   "ServerPipe.Close", "ServerPipe.Create \\\\.\\pipe\\VeltraneVpn",
-                   "ServerPipe.WaitForClient"}));
+  GetParam().arrange(machine);
+  if (GetParam().request) {
+    EXPECT_EQ(Exchange(*GetParam().request), "");
+  } else {
+    PipeClient().Connect();
+  }
+  EXPECT_EQ(Connections(), Steps({kWaits, kReads, kEnds, kWaits}));
   EXPECT_EQ(Exchange("{}"), kUnknown);
+  EXPECT_EQ(server.session_nonce, "");
 }
+
+const Silence kSilences[] = {
+    {"WhoseReadFails", "{}", [](auto& machine) { machine.Fail("ServerPipe.Read", 1, 109); }},
+    {"Of65536Bytes", RequestOfSize(65536)},
+    {"OfNoBytes", ""},
+    {"OfAClientThatClosesAtOnce", std::nullopt}};
+
+INSTANTIATE_TEST_SUITE_P(PipeServer, UnreadableRequest, testing::ValuesIn(kSilences),
+                         NameOf<Silence>);
 
 // ---- the end of the loop
 
@@ -169,50 +165,55 @@ TEST_F(PipeServerFailures, RequestDuringWhichTheLoopIsToldToEndIsStillAnswered) 
   machine.OnCall("ServerPipe.Flush", 1, [&client, &reply] { reply = client.Receive(); });
   RunUntilTold();
   EXPECT_EQ(reply, kUnknown);
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Read 65535", "ServerPipe.Write 67 bytes", "ServerPipe.Flush",
-                   "ServerPipe.Disconnect", "ServerPipe.Close"}));
+  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."), Steps({kWaits, kAnswers, kEnds}));
 }
 
 TEST_F(PipeServerFailures, ConnectionThatUnblocksTheStopGetsNoReply) {
   server.Start();
   StopServer();
-  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."),
-            (Texts{"ServerPipe.Create \\\\.\\pipe\\VeltraneVpn", "ServerPipe.WaitForClient",
-                   "ServerPipe.Read 65535", "ServerPipe.Flush", "ServerPipe.Disconnect",
-                   "ServerPipe.Close"}));
+  EXPECT_EQ(machine.calls.StartingWith("ServerPipe."), Steps({kWaits, kReads, kEnds}));
   EXPECT_FALSE(server.server_thread.joinable());
 }
 
 // ---- the end of the process
 
-class PipeServerDeathTest : public PipeServerFailures {
+struct Escape {
+  const char* name;
+  const char* request;
+  Arrange arrange;
+  const char* printed;
+};
+
+class PipeServerDeathTest : public PipeServerFailures, public testing::WithParamInterface<Escape> {
  protected:
   PipeServerDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
   void Serve(const std::string& request) {
     server.Start();
     Exchange(request);
-    StopServer();
+    server.server_thread.join();  // the client may learn of the end before the process does
   }
 };
 
-TEST_F(PipeServerDeathTest, PortWithoutDigitsEndsTheProcess) {
-  EXPECT_EXIT(Serve(R"({"op":"connect","endpoint_port":"abc"})"), testing::KilledBySignal(SIGABRT),
-              "std::invalid_argument.*invalid stoi argument");
+TEST_P(PipeServerDeathTest, EndsTheProcess) {
+  GetParam().arrange(machine);
+  EXPECT_EXIT(Serve(GetParam().request), testing::KilledBySignal(SIGABRT), GetParam().printed);
 }
 
-TEST_F(PipeServerDeathTest, PortBeyond32BitsEndsTheProcess) {
-  EXPECT_EXIT(Serve(R"({"op":"connect","endpoint_port":"99999999999"})"),
-              testing::KilledBySignal(SIGABRT), "std::out_of_range.*stoi argument out of range");
-}
+const Escape kEscapes[] = {
+    {"OfAPortWithoutDigits",
+     R"({"op":"connect","node_id":"n","client_private_key":"k","endpoint_port":"abc"})", Nothing(),
+     "std::invalid_argument.*invalid stoi argument"},
+    {"OfAPortBeyond32Bits", R"({"op":"connect","endpoint_port":"2147483648"})", Nothing(),
+     "std::out_of_range.*stoi argument out of range"},
+    {"OfADisconnectThatCannotTellWhetherThereIsAFile", R"({"op":"disconnect"})",
+     Failing("TestExistence"), "filesystem error: exists: "},
+    {"OfAFailedStartThatCannotTellWhetherThereIsAFile",
+     R"({"op":"connect","node_id":"n","client_private_key":"k"})",
+     All({Failing("Service.Start"), Failing("TestExistence")}), "filesystem error: exists: "}};
 
-TEST_F(PipeServerDeathTest, FileWhoseExistenceIsUnknownEndsTheProcessOfADisconnect) {
-  machine.FailAlways("TestExistence", 5);
-  EXPECT_EXIT(Serve(R"({"op":"disconnect"})"), testing::KilledBySignal(SIGABRT),
-              "filesystem_error.*exists");
-}
+INSTANTIATE_TEST_SUITE_P(Exception, PipeServerDeathTest, testing::ValuesIn(kEscapes),
+                         NameOf<Escape>);
 
 }  // namespace
 }  // namespace veltrane

@@ -1,10 +1,10 @@
 // The runs' client on the control pipe: sends each line of standard input as one request and prints
-// the reply as one line. Waits up to 60 seconds for the pipe, which serves one client at a time. A
-// line that begins with "#" is answered by the client itself:
+// the reply as one line. Waits up to 60 seconds for the pipe, which serves one client at a time.
+// The client itself handles these lines:
 //
-//   #usage    handles and threads of the process VeltraneVpnService.exe that listens on the pipe
-//   #tunnel   the state of the tunnel service (a number of winsvc.h), or "none"
-//   #delete   deletes the tunnel service: "ok", or "error" and a Win32 error
+//   #usage    prints how many handles and threads the process that serves the pipe has
+//   #tunnel   prints the state of the tunnel service (a number of winsvc.h), or "none"
+//   #delete   deletes the tunnel service; prints "ok", or "error" and a Win32 error
 //
 // A request that gets no reply is answered with "no reply" and a Win32 error, and the exit code is
 // then 1, else 0.
@@ -61,7 +61,7 @@ std::string Send(const std::string& request) {
   return replied ? reply.substr(0, size) : NoReply(error);
 }
 
-// The process that listens on the pipe; 0 when nobody does.
+// Returns the id of the process that serves the pipe; 0 when there is none.
 DWORD FindServer() {
   const HANDLE pipe = OpenPipe();
   if (pipe == INVALID_HANDLE_VALUE) return 0;
@@ -83,7 +83,7 @@ unsigned CountThreads(DWORD process) {
   return count;
 }
 
-// Counted in the system's list of handles, because Wine 8 does not count them for one process.
+// Counts them in the system's list of all handles, because Wine 8 does not count them per process.
 unsigned CountHandles(DWORD process) {
   struct Entry {
     void* object;
@@ -100,7 +100,7 @@ unsigned CountHandles(DWORD process) {
     ULONG_PTR reserved;
     Entry entries[1];
   };
-  // winternl.h does not know this class of information (SystemExtendedHandleInformation).
+  // winternl.h does not declare this information class (SystemExtendedHandleInformation).
   using Query = LONG NTAPI(int information, void* buffer, ULONG size, ULONG* needed);
   constexpr int kExtendedHandleInformation = 64;
   auto* const query = reinterpret_cast<Query*>(reinterpret_cast<void*>(

@@ -1,5 +1,5 @@
-// A stand-in for the WireGuard tunnel library: it meets the service control manager as the real one
-// does and runs until the service is stopped, but it carries no traffic.
+// A stand-in for the WireGuard tunnel library: it connects to the service control manager as the
+// real one does and runs until the service is stopped, but it carries no traffic.
 
 #include <windows.h>
 
@@ -33,13 +33,13 @@ void WINAPI RunTunnel(DWORD, wchar_t** arguments) {
 
 }  // namespace
 
-// Blocks while the tunnel runs. Returns false when the configuration file cannot be read or this
-// process is no service.
+// Blocks while the tunnel runs. Returns false when the configuration file does not exist or this
+// process is not a service.
 extern "C" __declspec(dllexport) bool WireGuardTunnelService(const wchar_t* conf_path) {
   if (GetFileAttributesW(conf_path) == INVALID_FILE_ATTRIBUTES) return false;
   stop_event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   if (stop_event == nullptr) return false;
-  wchar_t name[] = L"";  // a process with one service is not asked for its name
+  wchar_t name[] = L"";  // ignored in a process with one service
   const SERVICE_TABLE_ENTRYW services[] = {{name, RunTunnel}, {nullptr, nullptr}};
   const bool ran = StartServiceCtrlDispatcherW(services) != FALSE;
   CloseHandle(stop_event);

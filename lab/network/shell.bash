@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Read by the shells of "lab shell" and "lab join"; "places" lists what it offers.
+# The startup file of the shells of "lab shell" and "lab join"; "places" lists its commands.
 
 # shellcheck source-path=SCRIPTDIR source=environment.bash
 . "$(dirname "${BASH_SOURCE[0]}")/environment.bash"
@@ -11,13 +11,13 @@ machine 192.168.77.2   gateway 192.168.77.1   administrator 203.0.113.5 (.6 .7 .
 server 198.51.100.2 (in the tunnel 10.66.66.1)   outside 192.0.2.10
 
 at PLACE COMMAND...        runs a command in a place; "at PLACE bash" is a shell there
-prepare                    makes the machine a Windows machine (once, about 10 s)
+prepare                    turns the machine into a Windows machine (once, about 10 s)
 service [NAME=VALUE...]    starts the service with these environment variables
 stop_service               kills it
 request status | disconnect | connect [KEY=VALUE...] | TEXT
 tell knob NAME VALUE | fault FUNCTION NTH STATUS | calls | reset
 administrator              a connection to port 3389 that counts; Ctrl+C ends it
-watch_packets PLACE        shows the packets that pass by a place (needs tcpdump)
+watch_packets PLACE        shows the packets at a place (needs tcpdump)
 TEXT
 }
 
@@ -30,7 +30,7 @@ service() {
     >>"$LAB_FOLDER/logs/service.log" 2>&1 </dev/null &
   echo $! >"$LAB_FOLDER/service.pid"
   disown
-  echo "it prints into $LAB_FOLDER/logs/service.log"
+  echo "its output is in $LAB_FOLDER/logs/service.log"
 }
 
 stop_service() { kill -KILL "$(<"$LAB_FOLDER/service.pid")"; }

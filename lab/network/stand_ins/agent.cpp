@@ -9,7 +9,7 @@ namespace {
 
 constexpr u_short kPort = 47501;
 
-// Once a process; never undone, because a DLL does not know when its last caller is through.
+// Starts once per process. Never undone, because a DLL does not know when its last caller is done.
 bool StartSockets() {
   static const bool started = [] {
     WSADATA data;

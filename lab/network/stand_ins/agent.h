@@ -1,7 +1,7 @@
 #pragma once
 
 // The connection of a stand-in DLL to the lab's agent on the Linux side, which listens on the
-// loopback address of the machine. What can be asked is described in veltrane_lab/agent.py.
+// machine's loopback address. veltrane_lab/agent.py describes the requests.
 
 #include <windows.h>
 #include <winsock2.h>
@@ -10,8 +10,7 @@
 
 namespace lab {
 
-// A line-by-line conversation. Not to be used by two threads at the same time, except that Ask may
-// be called by one thread after another.
+// A line-by-line conversation. Threads may call Ask one after another, but not at the same time.
 class Agent {
  public:
   Agent();
@@ -19,16 +18,16 @@ class Agent {
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
 
-  // Sends the text and a line feed; returns the line that comes back, without its end, or an empty
-  // text when there is no agent.
+  // Sends the text and a line feed. Returns the reply line without its line feed; empty when there
+  // is no agent.
   std::string Ask(const std::string& text);
 
  private:
   SOCKET socket_ = INVALID_SOCKET;
 };
 
-// Notes a call of this function in the agent's log and returns the Win32 status that it is to fail
-// with, or 0 when it is to do its work.
+// Records a call of this function in the agent's log. Returns the Win32 error that the call must
+// fail with, or 0 when it must do its work.
 DWORD FaultOf(const char* function);
 
 }  // namespace lab

@@ -1,6 +1,6 @@
-// Stands in for iphlpapi.dll, as far as the service uses it. Every call may be told to fail. Routes
-// are created and deleted on the machine's real table, which Wine does not do; everything else is
-// Wine's own, which reads the real network.
+// Stands in for iphlpapi.dll, with the functions that the service uses. Every call can be made to
+// fail. Creating and deleting a route changes the machine's real routing table, which Wine does not
+// do; the other calls go to Wine's library, which reads the real network.
 
 // clang-format off
 #include "agent.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-// The functions of the system's own library that a stand-in of the same name passes calls on to.
+// Finds functions of the system library that a stand-in of the same name passes calls on to.
 
 #include <windows.h>
 
@@ -8,7 +8,7 @@
 
 namespace lab {
 
-// Loads the library by its full path, because its bare name is the stand-in's.
+// Loads the library by its full path, because its name alone would find the stand-in.
 inline HMODULE LoadSystemLibrary(const wchar_t* name) {
   wchar_t folder[MAX_PATH];
   const UINT length = GetSystemDirectoryW(folder, MAX_PATH);

@@ -1,6 +1,6 @@
-// Stands in for the WireGuard tunnel library: it meets the service control manager as the real one
-// does, while the agent on the Linux side brings a real WireGuard interface up and down for it.
-// What it does goes into tunnel.log in the folder of the executable.
+// Stands in for the WireGuard tunnel library: it connects to the service control manager as the
+// real one does, and has the agent on the Linux side bring a real WireGuard interface up and down.
+// It writes what happens to tunnel.log in the folder of the executable.
 
 // clang-format off
 #include "agent.h"
@@ -42,7 +42,7 @@ bool ReadFileText(const wchar_t* path, std::string& text) {
   return true;
 }
 
-// The number behind "name=" in the agent's line of knobs.
+// Returns the number after "name=" in the agent's line of knobs; 0 when the name is missing.
 int Knob(const std::string& knobs, const char* name) {
   const std::size_t found = knobs.find(name);
   return found == std::string::npos ? 0 : std::stoi(knobs.substr(knobs.find('=', found) + 1));
@@ -91,7 +91,7 @@ void WINAPI RunTunnel(DWORD, wchar_t** arguments) {
 }  // namespace
 
 // Blocks while the tunnel runs. Returns false when the configuration file cannot be read, when
-// WireGuard refuses it, or when this process is no service.
+// WireGuard refuses it, or when this process is not a service.
 extern "C" __declspec(dllexport) bool WireGuardTunnelService(const wchar_t* conf_path) {
   std::string conf;
   if (!ReadFileText(conf_path, conf)) {
@@ -106,10 +106,10 @@ extern "C" __declspec(dllexport) bool WireGuardTunnelService(const wchar_t* conf
   if (const int seconds = Knob(knobs, "crash=")) {
     crash_milliseconds = static_cast<DWORD>(seconds) * 1000;
   }
-  // Whoever starts the service gets no answer before the dispatcher is there, so an early tunnel is
-  // up by then.
+  // StartService does not return to its caller before the dispatcher is connected, so an early
+  // tunnel is up by then.
   if (Knob(knobs, "early=") != 0) BringUp();
-  wchar_t name[] = L"";  // a process with one service is not asked for its name
+  wchar_t name[] = L"";  // ignored in a process with one service
   const SERVICE_TABLE_ENTRYW services[] = {{name, RunTunnel}, {nullptr, nullptr}};
   const bool ran = StartServiceCtrlDispatcherW(services) != FALSE;
   CloseHandle(stop_event);

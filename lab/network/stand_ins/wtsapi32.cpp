@@ -1,7 +1,7 @@
-// Stands in for wtsapi32.dll, as far as the service uses it: the Remote Desktop sessions are those
-// of the file sessions.txt in the folder of the executable, one a line: session id, state (0 for
-// active, 1 for connected, 4 for disconnected) and the client's IPv4 address or "-" for none. No
-// file, no sessions.
+// Stands in for wtsapi32.dll, with the functions that the service uses. The Remote Desktop sessions
+// come from sessions.txt in the folder of the executable, one per line: session id, state (0
+// active, 1 connected, 4 disconnected) and the client's IPv4 address, or "-" for none. Without that
+// file there are no sessions.
 
 // clang-format off
 #include "agent.h"
@@ -79,7 +79,7 @@ BOOL WINAPI StandInWTSEnumerateSessionsW(HANDLE, DWORD, DWORD, WTS_SESSION_INFOW
   return TRUE;
 }
 
-// Only the client's address is known, and it is all that the service asks for.
+// Knows only the client's address, which is all that the service queries.
 BOOL WINAPI StandInWTSQuerySessionInformationW(HANDLE, DWORD id, WTS_INFO_CLASS what,
                                                wchar_t** buffer, DWORD* size) {
   if (Fails("WTSQuerySessionInformationW")) return FALSE;

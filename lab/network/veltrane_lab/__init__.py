@@ -1,1 +1,1 @@
-"""The Linux side of the lab: what listens in its places, and what scenarios are told with."""
+"""The Linux side of the lab: the programs that listen in its places, and the scenarios' tools."""

@@ -1,24 +1,25 @@
-"""Does on the Linux side what the stand-in DLLs ask for, and keeps the lab's knobs and faults.
+"""Does on the Linux side what the stand-in DLLs request, and keeps the lab's knobs and faults.
 
-Listens on 127.0.0.1:47501 in the machine. A client sends lines and gets one line back for each:
+Listens on 127.0.0.1:47501 in the machine. A client sends lines and gets one reply line for each:
 
-  call FUNCTION                      the Win32 status that the function is to fail with, 0 for none
-  route create DEST MASK HOP IF METRIC   makes the route; a Win32 status
-  route delete DEST MASK HOP IF METRIC   deletes it; a Win32 status
-  tunnel LENGTH                      followed by LENGTH bytes of configuration: "knobs early=0 crash=0"
+  call FUNCTION                      the Win32 error that the call must fail with, or 0
+  route create DEST MASK HOP IF METRIC   creates the route; 0 or a Win32 error
+  route delete DEST MASK HOP IF METRIC   deletes the route; 0 or a Win32 error
+  tunnel LENGTH                      takes LENGTH more bytes, the configuration; the two knobs
+                                     that concern the stand-in, as "knobs early=0 crash=0"
   start                              "up", or "refused" and the reason
-  stop                               "down"; never comes while the knob "stop" is "never"
+  stop                               "down"; no reply while the knob "stop" is "never"
 
-A tunnel belongs to the connection that it was announced on, as a tunnel adapter belongs to the
-process that opened it: when the connection ends without "stop", the tunnel is taken away.
+A tunnel belongs to the connection on which it was announced, as a tunnel adapter belongs to the
+process that opened it: when the connection ends without "stop", the tunnel is taken down.
 
 For people and scenarios (see `tell`):
 
   knob NAME VALUE    early 0|1, start-delay SECONDS, stop SECONDS|never, default-route 0|1,
                      destroy-route DEST|none, crash SECONDS (0 for never)
-  fault FUNCTION NTH STATUS   the NTH call from here on fails (NTH+ for that and every later one)
-  reset              all knobs and faults as at first, the call log empty
-  calls              the log of calls since the reset, in one line
+  fault FUNCTION NTH STATUS   the NTH call from now on fails (NTH+: every later one too)
+  reset              resets all knobs and faults, and empties the call log
+  calls              the calls since the reset, on one line
 """
 
 import socketserver
@@ -59,7 +60,7 @@ class State:
         return "ok"
 
     def note_call(self, function):
-        """Logs a call; returns the status that it is to fail with, or 0."""
+        """Logs a call; returns the Win32 error that it must fail with, or 0."""
         status = 0
         for fault in self.faults:
             if fault["function"] != function:
@@ -85,7 +86,7 @@ class Connection(socketserver.StreamRequestHandler):
             pass
         finally:
             if self.interface is not None:
-                note("the process of the tunnel is gone; its interface goes too")
+                note("the tunnel's process has gone; taking its interface down")
                 self.interface.take_down()
 
     def answer(self, text):

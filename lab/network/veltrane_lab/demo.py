@@ -1,4 +1,4 @@
-"""The demonstration that `demo` runs inside a lab."""
+"""The demonstration that `demo` runs in a lab."""
 
 import concurrent.futures
 import json
@@ -20,12 +20,12 @@ NETWORK = """\
      machine --------------'                        '------- outside host
       192.168.77.2                                            192.0.2.10
       VeltraneVpnService.exe under Wine,
-      something that listens on port 3389
+      an echo server on port 3389
 """
 
 
 class Verdict:
-    """Checks, each shown as it is made."""
+    """Prints each check as it is made, and counts the failures."""
 
     def __init__(self):
         self.failures = 0
@@ -40,13 +40,13 @@ def heading(text):
 
 
 def shown(request):
-    """A request as text, its private key masked."""
+    """Returns a request as text, with its private key masked."""
     return json.dumps({name: "(masked)" if "private" in name else value
                        for name, value in request.items()})
 
 
 class Watches:
-    """What passes by the machine's two interfaces."""
+    """Counts the packets on the machine's two interfaces."""
 
     def __init__(self):
         self._machine = PacketWatch(places.MACHINE)
@@ -56,10 +56,10 @@ class Watches:
                                    dest=places.ADMINISTRATOR_IP)
 
     def show_reachability(self, administrator):
-        """Shows who reaches whom, through what. Returns the address that the outside host sees,
-        whether the server is reached, and whether the administrator is, by the gateway alone."""
+        """Prints who reaches whom, and how. Returns the address that the outside host sees, whether
+        the server is reached, and whether the administrator is reached only through the gateway."""
         seen = places.seen_from_outside()
-        way = {places.MACHINE_IP: "by the gateway", places.TUNNEL_IP: "through the tunnel",
+        way = {places.MACHINE_IP: "through the gateway", places.TUNNEL_IP: "through the tunnel",
                None: "NOT REACHED"}[seen]
         server = places.pings(places.SERVER_TUNNEL_IP)
         physical, tunnel = self.to_administrator("eth0"), self.to_administrator("veltrane-tunnel")
@@ -68,11 +68,11 @@ class Watches:
         physical = self.to_administrator("eth0") - physical
         tunnel = self.to_administrator("veltrane-tunnel") - tunnel
         print(f"  machine -> outside host 192.0.2.10      {way}"
-              f"{f', which sees it as {seen}' if seen else ''}")
+              f"{f', seen there as {seen}' if seen else ''}")
         print(f"  machine -> server 10.66.66.1            "
               f"{'through the tunnel' if server else 'not reached'}")
         print(f"  machine -> administrator 203.0.113.5    {administrator.back - back} echoes: "
-              f"{physical} packets by the gateway, {tunnel} by the tunnel")
+              f"{physical} packets through the gateway, {tunnel} through the tunnel")
         print("  the machine's main routing table:")
         for line in places.check_in(places.MACHINE, "ip", "-4", "route").splitlines():
             print(f"    {line}")
@@ -81,7 +81,7 @@ class Watches:
 
 
 def count_through(administrator, what, action):
-    """Shows the administrator's echoes every quarter of a second while the action runs."""
+    """Prints the administrator's echoes every quarter of a second while the action runs."""
     began = time.monotonic()
 
     def line(event=""):
@@ -90,12 +90,12 @@ def count_through(administrator, what, action):
 
     line()
     time.sleep(0.5)
-    line(f"<- {what} is sent")
+    line(f"<- {what} sent")
     with concurrent.futures.ThreadPoolExecutor() as executor:
         answer = executor.submit(action)
         while not answer.done():
             concurrent.futures.wait([answer], 0.25)
-            line(f"<- {what} is answered" if answer.done() else "")
+            line(f"<- {what} answered" if answer.done() else "")
     for _ in range(4):
         time.sleep(0.25)
         line()
@@ -103,13 +103,13 @@ def count_through(administrator, what, action):
 
 
 def survive(verdict):
-    heading("1. An administrator is connected to port 3389; the tunnel is to take everything")
+    heading("1. An administrator is connected to port 3389; the tunnel takes all other traffic")
     administrator, watches = Administrator(), Watches()
     service = windows.Service(windows.PipeClient(), VELTRANE_POC_ADMIN_BYPASS="1")
     administrator.count_on(20)
     print("before:")
     seen, server, _ = watches.show_reachability(administrator)
-    verdict.check("the outside host is reached by the gateway, and there is no tunnel",
+    verdict.check("the outside host is reached through the gateway, and there is no tunnel",
                   seen == places.MACHINE_IP and not server)
     first_routing = places.routing_of_machine()
 
@@ -117,7 +117,7 @@ def survive(verdict):
     print(f"\nthe client sends {shown(request)}")
     reply = count_through(administrator, "connect", lambda: service.request(request))
     bypass = reply.get("admin_bypass", {"message": reply.get("message", "")})
-    print(f"  the reply: {reply.get('phase') or reply.get('error')}; \"{bypass['message']}\"")
+    print(f"  the reply is {reply.get('phase') or reply.get('error')}: \"{bypass['message']}\"")
     for row in bypass.get("selected_bypass_ip_entries", []):
         print(f"  the service found {row['ip']} ({row['source']})")
     verdict.check("the service is connected", reply.get("phase") == "connected")
@@ -127,15 +127,15 @@ def survive(verdict):
     seen, server, by_gateway = watches.show_reachability(administrator)
     verdict.check("the outside host and the server are reached through the tunnel",
                   seen == places.TUNNEL_IP and server)
-    verdict.check("the administrator is reached by the gateway", by_gateway)
+    verdict.check("the administrator is reached through the gateway", by_gateway)
 
     print("\nthe client sends {\"op\": \"disconnect\"}")
     reply = count_through(administrator, "disconnect", service.disconnect)
     print("\nafterwards:")
     seen, server, _ = watches.show_reachability(administrator)
-    verdict.check("the outside host is reached by the gateway again, and there is no tunnel",
+    verdict.check("the outside host is reached through the gateway again, and there is no tunnel",
                   seen == places.MACHINE_IP and not server)
-    verdict.check("the routing of the machine is byte for byte what it was",
+    verdict.check("the machine's routing is byte for byte what it was",
                   places.routing_of_machine() == first_routing)
     lost = administrator.finish()
     print(f"\n  {administrator.sent} echoes sent, {lost} lost, {administrator.late} late, "
@@ -147,7 +147,7 @@ def survive(verdict):
 
 
 def break_without_bypass(verdict):
-    heading("2. The same without the bypass, to see that it matters")
+    heading("2. The same without the bypass, to show that it matters")
     administrator = Administrator()
     service = windows.Service(windows.PipeClient(), VELTRANE_POC_ADMIN_BYPASS="0")
     administrator.count_on(20)
@@ -167,7 +167,7 @@ def break_without_bypass(verdict):
 
 def main():
     verdict = Verdict()
-    heading("The network (namespaces of this machine, gone when this ends)")
+    heading("The network (namespaces on this machine, which go when this ends)")
     print(NETWORK)
     print("preparing Windows on the machine", flush=True)
     subprocess.run([windows.LAB_PROGRAMS / "prepare_windows"], check=True)
@@ -180,7 +180,7 @@ def main():
     if verdict.failures:
         print(f"{verdict.failures} of the checks above FAILED")
         return 1
-    print("the tunnel came up and went down as it must, and the administrator noticed nothing")
+    print("the tunnel came up and went down as it should, and the administrator noticed nothing")
     return 0
 
 

@@ -1,5 +1,5 @@
-"""The administrator's remote-desktop connection: a TCP connection to port 3389 of the machine on
-which a counter goes out every 50 ms and comes back."""
+"""The administrator's Remote Desktop connection: a TCP connection to port 3389 of the machine that
+sends a counter every 50 ms and reads its echo."""
 
 import socket
 import sys
@@ -16,7 +16,7 @@ LATE_SECONDS = 2.0
 class Administrator:
     """Connected and counting from construction until close.
 
-    A message is late when it is not back within LATE_SECONDS, whether it comes after all or not.
+    A message is late when it is not back within LATE_SECONDS, whether or not it comes back later.
     """
 
     def __init__(self, source=ADMINISTRATOR_IP):
@@ -78,7 +78,7 @@ class Administrator:
 
     @property
     def late(self):
-        """How many came late, or are late by now."""
+        """How many came back late, or are late now."""
         with self._lock:
             now = time.monotonic()
             waiting = self._sent_at[self._back:]
@@ -86,21 +86,21 @@ class Administrator:
 
     @property
     def wrong(self):
-        """How many came back other than they were sent."""
+        """How many came back different from what was sent."""
         with self._lock:
             return self._wrong
 
     def count_on(self, more):
-        """Waits until so many more messages are back."""
+        """Waits until this many more messages are back, or one is late."""
         goal = self.back + more
         wait_until(lambda: self.back >= goal or self.late, f"{more} more echoes")
 
     def break_off(self):
-        """Waits until the connection is broken as a person would say it: a message is late."""
-        wait_until(lambda: self.late, "an echo that does not come back in time")
+        """Waits until a message is late: a person would then call the connection broken."""
+        wait_until(lambda: self.late, "an echo is late")
 
     def finish(self):
-        """Sends nothing any more, waits for what is on the way; returns what is lost for good."""
+        """Stops sending, waits for what is in flight, and closes; returns how many were lost."""
         self._ending.set()
         self._threads[0].join()
         try:

@@ -1,7 +1,7 @@
 """CreateIpForwardEntry and DeleteIpForwardEntry on the machine's main routing table.
 
-A row is what the stand-in iphlpapi.dll sends: destination, mask, next hop (dotted quads), interface
-index and first metric (decimal). Answers are Win32 statuses.
+A row comes from the stand-in iphlpapi.dll: destination, mask and next hop (dotted quads), interface
+index and first metric (decimal). Results are 0 or a Win32 error.
 """
 
 import ipaddress
@@ -17,7 +17,7 @@ ERROR_OBJECT_ALREADY_EXISTS = 5010
 
 
 def _parse(dest, mask, hop, index, metric):
-    """The row as (network, next hop, interface, metric), or None when it means nothing."""
+    """Returns the row as (network, next hop, interface, metric), or None when it is invalid."""
     try:
         network = ipaddress.IPv4Network(f"{dest}/{mask}")
         interface = socket.if_indextoname(int(index))
@@ -27,14 +27,14 @@ def _parse(dest, mask, hop, index, metric):
 
 
 def _rows(network):
-    """The (next hop, interface, metric) of every route to exactly this network."""
+    """Returns (next hop, interface, metric) of every route to exactly this network."""
     _, text = run("ip", "-json", "-4", "route", "show", "exact", network)
     return [(row.get("gateway", "0.0.0.0"), row.get("dev", ""), row.get("metric", 0))
             for row in json.loads(text or "[]")]
 
 
 def create(dest, mask, hop, index, metric):
-    """As on Windows, a route is told from another by destination, next hop and interface."""
+    """Creates a route. As on Windows, its identity is destination, next hop and interface."""
     row = _parse(dest, mask, hop, index, metric)
     if row is None:
         return ERROR_INVALID_PARAMETER
@@ -47,7 +47,7 @@ def create(dest, mask, hop, index, metric):
 
 
 def delete(dest, mask, hop, index, metric):
-    """The metric is not compared."""
+    """Deletes a route, whatever its metric."""
     row = _parse(dest, mask, hop, index, metric)
     if row is None:
         return ERROR_INVALID_PARAMETER
@@ -58,7 +58,7 @@ def delete(dest, mask, hop, index, metric):
 
 
 def destroy_host_route(dest):
-    """Takes every host route to an address away, whoever made it."""
+    """Deletes every host route to an address, no matter who created it."""
     for hop, interface, metric in _rows(f"{dest}/32"):
         via = [] if hop == "0.0.0.0" else ["via", hop]
         run("ip", "route", "delete", f"{dest}/32", *via, "dev", interface, "metric", metric)

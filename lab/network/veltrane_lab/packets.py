@@ -14,7 +14,7 @@ _RECEIVE_BUFFER = 8 << 20
 class PacketWatch:
     """Counts IPv4 packets in a place from construction until close, on all of its interfaces.
 
-    A packet that is forwarded is seen on two interfaces, and counted on each.
+    A forwarded packet is counted on both of its interfaces.
     """
 
     def __init__(self, place):
@@ -45,7 +45,7 @@ class PacketWatch:
                 self._counts[key] += 1
 
     def count(self, interface=None, source=None, dest=None):
-        """How many packets so far; what is not given may be anything."""
+        """Returns how many packets have passed so far; None matches anything."""
         wanted = interface, source, dest
         with self._lock:
             return sum(number for key, number in self._counts.items()

@@ -1,4 +1,4 @@
-"""The places of the network, and how to be in one."""
+"""The places of the network, and running things in them."""
 
 import contextlib
 import ctypes
@@ -33,7 +33,7 @@ def _enter(path):
 
 @contextlib.contextmanager
 def inside(place):
-    """What this thread opens within the block belongs to the place; it stays there for good."""
+    """Puts this thread into a place for the block. Sockets opened in the block stay there."""
     _enter(f"/run/netns/{place}")
     try:
         yield
@@ -42,7 +42,7 @@ def inside(place):
 
 
 def command_in(place, *arguments):
-    """The command line that runs a program in a place."""
+    """Returns the command line that runs a program in a place."""
     return ["ip", "netns", "exec", place, *map(str, arguments)]
 
 
@@ -55,7 +55,7 @@ def check_in(place, *arguments, **options):
 
 
 def seen_from_outside(timeout=5):
-    """The address that the outside host sees the machine come from; None when it is not reached."""
+    """Returns the address from which the outside host sees the machine; None when not reached."""
     with inside(MACHINE):
         connection = socket.socket()
     with connection:
@@ -68,12 +68,12 @@ def seen_from_outside(timeout=5):
 
 
 def pings(target):
-    """True when the machine gets an answer to a ping within a few tries."""
+    """Returns True when at least one of five pings from the machine is answered."""
     return run_in(MACHINE, "ping", "-c", 5, "-i", "0.3", "-W", 2, target)[0] == 0
 
 
 def routing_of_machine():
-    """All of the machine's routing as text, every table and every policy rule, byte for byte."""
+    """Returns every routing table and every policy rule of the machine as text."""
     return (check_in(MACHINE, "ip", "-d", "route", "show", "table", "all") + "\n" +
             check_in(MACHINE, "ip", "rule", "show"))
 
@@ -83,7 +83,7 @@ def interfaces_of_machine():
 
 
 def host_routes():
-    """The machine's /32 routes of the main table, each as `ip` prints it, sorted."""
+    """Returns the host routes of the machine's main table, each as `ip` prints it, sorted."""
     lines = check_in(MACHINE, "ip", "-4", "route", "show").splitlines()
     return sorted(line.strip() for line in lines
                   if "/" not in line.split()[0] and line.split()[0] != "default")

@@ -1,5 +1,5 @@
-"""Listens on port 3389 of the machine and sends back what it receives, as the far end of a
-remote-desktop session does in its way."""
+"""Listens on port 3389 of the machine and echoes what it receives: the machine's end of a Remote
+Desktop connection."""
 
 import socketserver
 import sys

@@ -1,8 +1,8 @@
 """Sends one request to the service and prints the reply:
 
   python3 -m veltrane_lab.request status | disconnect | register_session
-  python3 -m veltrane_lab.request connect [KEY=VALUE...]   over a profile that the server accepts
-  python3 -m veltrane_lab.request TEXT                     whatever the text is
+  python3 -m veltrane_lab.request connect [KEY=VALUE...]   with a profile that the server accepts
+  python3 -m veltrane_lab.request TEXT                     TEXT as it is
 """
 
 import json

@@ -1,5 +1,5 @@
-"""Tells the agent something from any place of the lab: `python3 -m veltrane_lab.tell knob stop 10`.
-What can be told is listed in agent.py."""
+"""Sends a command to the agent from any place: `python3 -m veltrane_lab.tell knob stop 10`. The
+head of agent.py lists the commands."""
 
 import socket
 import sys

@@ -1,4 +1,4 @@
-"""Waiting for a state, with a generous bound that only a failure reaches."""
+"""Waits for a state, with a generous time limit that only a failure reaches."""
 
 import time
 
@@ -6,12 +6,12 @@ BOUND_SECONDS = 60
 
 
 def wait_until(condition, what, bound=BOUND_SECONDS):
-    """Waits for the condition to hold; returns its value. Raises AssertionError at the bound."""
+    """Waits for the condition; returns its value. Raises AssertionError after `bound` seconds."""
     deadline = time.monotonic() + bound
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > deadline:
-            raise AssertionError(f"waited {bound} s in vain: {what}")
+            raise AssertionError(f"not reached within {bound} s: {what}")
         time.sleep(0.05)

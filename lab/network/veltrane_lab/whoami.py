@@ -1,6 +1,6 @@
-"""Listens on port 80 of the outside host and tells each client the address that it is seen from:
-the machine's own when its packets come by the gateway, the tunnel's when they come by the
-WireGuard server."""
+"""Listens on port 80 of the outside host and sends each client the address it is seen from: the
+machine's own when its packets come through the gateway alone, the tunnel's when they come through
+the WireGuard server."""
 
 import socketserver
 import sys

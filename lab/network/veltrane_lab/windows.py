@@ -1,4 +1,4 @@
-"""The Windows side of the machine: the service's processes and what is asked of them."""
+"""The Windows side of the machine: the service's processes, and requests to them."""
 
 import json
 import os
@@ -25,7 +25,7 @@ def key(name):
 
 
 def profile(**changes):
-    """A connect request that the lab's WireGuard server accepts."""
+    """Returns a connect request that the lab's WireGuard server accepts, with these changes."""
     request = {"op": "connect", "node_id": "lab-node", "address_cidr": "10.66.66.7/32",
                "endpoint_host": "198.51.100.2", "endpoint_port": "51820",
                "server_public_key": key("server.public"),
@@ -35,7 +35,7 @@ def profile(**changes):
 
 
 class PipeClient:
-    """One client process for many requests, each a connection of its own to the control pipe."""
+    """One client process for many requests, each on its own connection to the control pipe."""
 
     def __init__(self):
         self._process = subprocess.Popen(
@@ -50,13 +50,14 @@ class PipeClient:
         self._lines.put("the client has ended")
 
     def ask(self, line):
-        """Raises AssertionError when no line comes back; then no more may be asked."""
+        """Sends a line and returns the reply. Raises AssertionError when none comes; the client must
+        then not be used again."""
         self._process.stdin.write(line + "\n")
         self._process.stdin.flush()
         try:
             return self._lines.get(timeout=ANSWER_SECONDS)
         except queue.Empty as error:
-            # The line is not shown: it may carry a private key.
+            # The line is not shown: it may contain a private key.
             raise AssertionError(f"no answer within {ANSWER_SECONDS} s") from error
 
     def close(self):
@@ -65,7 +66,7 @@ class PipeClient:
 
 
 class Service:
-    """The control service in the foreground, with the environment that is given."""
+    """The control service in the foreground, with the given environment variables."""
 
     def __init__(self, client, **environment):
         LOGS.mkdir(parents=True, exist_ok=True)
@@ -80,7 +81,7 @@ class Service:
         return (LOGS / "service.log").read_text(errors="replace").replace("\r", "")
 
     def startup_report(self):
-        """The passive startup report that the process printed first."""
+        """Returns the passive startup report that the process has printed."""
         line = next(line for line in self.printed().splitlines() if "startup report: " in line)
         return json.loads(line.split("startup report: ")[1])
 
@@ -90,7 +91,7 @@ class Service:
         try:
             return json.loads(text)
         except ValueError as error:
-            raise AssertionError(f"no JSON came back: {text!r}") from error
+            raise AssertionError(f"the reply is not JSON: {text!r}") from error
 
     def connect(self, **changes):
         return self.request(profile(**changes))
@@ -119,26 +120,26 @@ def end_process(process):
 
 
 def command_lines():
-    """The command line of every process in the lab, its words joined by blanks, by process id."""
+    """Returns the command line of every process in the lab, joined with spaces, by process id."""
     lines = {}
     for entry in pathlib.Path("/proc").iterdir():
         try:
             if entry.name.isdigit():
                 command = (entry / "cmdline").read_bytes()
                 lines[int(entry.name)] = command.replace(b"\0", b" ").decode(errors="replace").strip()
-        except OSError:  # it ended meanwhile
+        except OSError:  # the process has ended
             continue
     return lines
 
 
 def tunnel_service_processes():
-    """The ids of what runs `VeltraneVpnService.exe /service`."""
+    """Returns the ids of the processes that run `VeltraneVpnService.exe /service`."""
     return [process for process, line in command_lines().items()
             if "VeltraneVpnService.exe" in line and "/service" in line]
 
 
 def tunnel_processes():
-    """The ids of all that a tunnel is made of: its Windows process and its wireguard-go."""
+    """Returns the ids of the processes of a tunnel: the Windows one and its wireguard-go."""
     return tunnel_service_processes() + [
         process for process, line in command_lines().items()
         if "wireguard-go" in line and "veltrane-tunnel" in line]

@@ -1,13 +1,13 @@
 """The WireGuard interface of one configuration file, brought up as the tunnel library would.
 
-The interface is "veltrane-tunnel", so that its alias tells the service what it is. Every AllowedIPs
-network becomes a route over it, 0.0.0.0/0 as a second default route with metric 0, which wins
-over the physical one with its metric 5, while any host route wins over both.
+The interface is named "veltrane-tunnel", so that the service recognises a tunnel by its alias.
+Every AllowedIPs network becomes a route through it. 0.0.0.0/0 becomes a second default route with
+metric 0, which wins over the physical one with metric 5; a host route wins over both.
 
-The encrypted packets must not go into the tunnel themselves. On Windows their socket is bound to
-the physical interface, which no routing table shows; here they carry a mark, and a policy rule
-sends marked packets to a table of their own that holds the physical default route. The main table,
-which is all that the service sees, shows as little of it as on Windows.
+The encrypted packets themselves must not enter the tunnel. On Windows their socket is bound to the
+physical interface, which no routing table shows. Here the packets carry a mark, and a policy rule
+sends marked packets to a separate table with the physical default route. The main table, which is
+all that the service sees, shows no more of this than on Windows.
 """
 
 import os
@@ -22,16 +22,16 @@ NAME = "veltrane-tunnel"
 CONTROL_SOCKET = f"/run/wireguard/{NAME}.sock"
 MARK = "0x5645"
 MARKED_TABLE = "100"
-# Keys of [Interface] that are the tunnel library's and not WireGuard's own.
+# Keys of [Interface] that belong to the tunnel library, not to WireGuard itself.
 LIBRARY_KEYS = {"address", "dns", "mtu"}
 
 
 class Refused(Exception):
-    """A configuration that cannot be brought up; the text says why."""
+    """The configuration cannot be brought up; the text says why."""
 
 
 def split_configuration(text):
-    """Splits a configuration file into what `wg setconf` takes and a dictionary of the rest."""
+    """Splits a configuration file into the text for `wg setconf` and a dictionary of the rest."""
     own_lines, library, section = [], {}, ""
     for line in text.splitlines():
         line = line.split("#")[0].strip()
@@ -51,13 +51,13 @@ def split_configuration(text):
 
 
 def allowed_ips(own_lines):
-    """The AllowedIPs networks in their order."""
+    """Returns the AllowedIPs networks, in order."""
     networks = re.findall(r"(?im)^AllowedIPs\s*=\s*(.*)$", own_lines)
     return [network.strip() for line in networks for network in line.split(",") if network.strip()]
 
 
 class WireguardInterface:
-    """Up from construction on, which raises Refused, until take_down."""
+    """Up from construction until take_down. The constructor raises Refused."""
 
     def __init__(self, conf, force_default_route):
         own_lines, library = split_configuration(conf)
@@ -72,7 +72,7 @@ class WireguardInterface:
             raise
 
     def _start_process(self):
-        if os.path.exists(CONTROL_SOCKET):  # of one that was killed
+        if os.path.exists(CONTROL_SOCKET):  # left by a wireguard-go that was killed
             os.unlink(CONTROL_SOCKET)
         self._process = subprocess.Popen(
             ["wireguard-go", "--foreground", NAME], stdin=subprocess.DEVNULL,
@@ -83,7 +83,7 @@ class WireguardInterface:
             if self._process.poll() is not None:
                 break
             time.sleep(0.02)
-        raise Refused("wireguard-go does not start")
+        raise Refused("wireguard-go did not start")
 
     def _configure(self, own_lines):
         with tempfile.NamedTemporaryFile("w", suffix=".conf", dir="/run") as file:
@@ -113,10 +113,10 @@ class WireguardInterface:
         environment = dict(os.environ, WG_ENDPOINT_RESOLUTION_RETRIES="0")
         code, output = run(*arguments, env=environment)
         if code != 0:
-            raise Refused(" ".join(output.split()) or f"{arguments[0]} fails")
+            raise Refused(" ".join(output.split()) or f"{arguments[0]} failed")
 
     def take_down(self):
-        """Takes the interface and all that came with it away; when the process is gone, all is."""
+        """Removes the interface, its policy rule and its routes; returns when the process is gone."""
         if self._process is None:
             return
         while run("ip", "rule", "delete", "fwmark", MARK, "lookup", MARKED_TABLE)[0] == 0:

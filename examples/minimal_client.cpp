@@ -1,5 +1,5 @@
 // Sends one request to the service and prints the reply:  minimal_client "{\"op\":\"status\"}"
-// Exit code 0 when a reply came. Needs nothing but Windows.
+// Exit code: 0 when a reply came, otherwise 1. Needs nothing but Windows.
 #include <windows.h>
 
 #include <cstdio>
@@ -9,9 +9,10 @@ int main(int argc, char** argv) {
   const char* const request = argc > 1 ? argv[1] : "{\"op\":\"status\"}";
   const wchar_t* const name = L"\\\\.\\pipe\\VeltraneVpn";
 
-  // One client at a time: while another is served the pipe is busy, and for a moment after that
-  // there is none. The flags keep whoever serves the pipe from acting in this user's name; a client
-  // that sends a key also compares GetNamedPipeServerProcessId with the service's process first.
+  // The pipe serves one client at a time: it is busy while another client is served, and for a
+  // moment after that it does not exist. The flags keep the pipe's server from impersonating this
+  // user. A client that sends a key must first compare GetNamedPipeServerProcessId with the process
+  // id of the service.
   HANDLE pipe = INVALID_HANDLE_VALUE;
   for (int attempt = 0; attempt < 20 && pipe == INVALID_HANDLE_VALUE; ++attempt) {
     pipe = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
@@ -23,7 +24,7 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  // One message there, one message back; the service then ends the connection.
+  // One message out, one message back; then the service ends the connection.
   DWORD written = 0;
   WriteFile(pipe, request, static_cast<DWORD>(std::strlen(request)), &written, nullptr);
   static char reply[65536];

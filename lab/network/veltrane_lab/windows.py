@@ -50,8 +50,8 @@ class PipeClient:
         self._lines.put("the client has ended")
 
     def ask(self, line):
-        """Sends a line and returns the reply. Raises AssertionError when none comes; the client must
-        then not be used again."""
+        """Sends a line and returns the reply. Raises AssertionError when none comes; do not use the
+        client after that."""
         self._process.stdin.write(line + "\n")
         self._process.stdin.flush()
         try:

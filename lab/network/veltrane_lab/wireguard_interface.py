@@ -116,7 +116,7 @@ class WireguardInterface:
             raise Refused(" ".join(output.split()) or f"{arguments[0]} failed")
 
     def take_down(self):
-        """Removes the interface, its policy rule and its routes; returns when the process is gone."""
+        """Removes the interface, its policy rule and its routes; waits for the process to end."""
         if self._process is None:
             return
         while run("ip", "rule", "delete", "fwmark", MARK, "lookup", MARKED_TABLE)[0] == 0:

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <string>
 
-#include "ipc/dispatcher.h"
 #include "service/ipc_server.h"
+#include "tests/support/noted_exchange.h"
 #include "tests/support/on_machine.h"
 
 namespace veltrane {
@@ -15,7 +15,7 @@ namespace veltrane {
 // A server that has just been made. No pipe thread runs: Handle stands for it.
 class OnServer : public OnMachine {
  protected:
-  std::string Handle(const std::string& request) { return HandleRequest(server, request); }
+  std::string Handle(const std::string& request) { return HandleNoted(server, request); }
 
   // The phase and, when there is one, the node: "connecting", "connected fra-1". For any thread.
   std::string PhaseAndNode() {

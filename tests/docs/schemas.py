@@ -1,0 +1,88 @@
+"""The schemas of docs/schema, the tables of the documents, and how checks are counted."""
+import functools
+import json
+import pathlib
+import re
+import sys
+import warnings
+
+import jsonschema
+
+# Newer versions call the resolver, which Debian's needs, deprecated.
+warnings.simplefilter("ignore", DeprecationWarning)
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+FOLDER = ROOT / "docs" / "schema"
+
+_passed = _failed = 0
+
+
+def verdict(name, wrong=""):
+    """Counts a check, which has passed when nothing is wrong; tells of it otherwise."""
+    global _passed, _failed
+    if wrong:
+        _failed += 1
+        print(f"FAILED {name}: {' '.join(str(wrong).split())}")
+    else:
+        _passed += 1
+
+
+def finish():
+    """The last line; ends the program."""
+    print(f"{_passed} passed, {_failed} failed")
+    sys.exit(1 if _failed or not _passed else 0)
+
+
+@functools.cache
+def names():
+    return sorted(path.name.removesuffix(".schema.json") for path in FOLDER.iterdir())
+
+
+@functools.cache
+def validator(name):
+    schema = json.loads((FOLDER / f"{name}.schema.json").read_text())
+    resolver = jsonschema.RefResolver(base_uri=f"{FOLDER.as_uri()}/", referrer=schema)
+    return jsonschema.Draft202012Validator(schema, resolver=resolver)
+
+
+def schema_error(name):
+    """What keeps a schema from being one, or nothing."""
+    try:
+        jsonschema.Draft202012Validator.check_schema(validator(name).schema)
+    except jsonschema.SchemaError as error:
+        return error.message
+    return ""
+
+
+def first_error(name, value):
+    """What is wrong with the value, or nothing."""
+    error = jsonschema.exceptions.best_match(validator(name).iter_errors(value))
+    return f"{error.json_path}: {error.message}" if error else ""
+
+
+def takes(name, value):
+    return validator(name).is_valid(value)
+
+
+def table(document, first_heading):
+    """The rows of the document's table whose first column has this heading, as lists of cells."""
+    text = (ROOT / "docs" / document).read_text()
+    rows = re.search(rf"^\| {first_heading} \|.*\n\|.*\n((?:\|.*\n)+)", text, re.MULTILINE)
+    return [[cell.strip() for cell in row.split("|")[1:-1]] for row in rows[1].splitlines()]
+
+
+def words(cell):
+    return re.findall(r"`(\w+)`", cell)
+
+
+@functools.cache
+def operations():
+    """Each operation's word with the words of the errors that it may be answered with. The row
+    without a word, under None here, has those that any request may be answered with."""
+    return {(words(row[0]) or [None])[0]: words(row[3]) for row in table("protocol.md", "`op`")}
+
+
+@functools.cache
+def errors():
+    """Each error's word with its message and whether the reply carries the reports."""
+    return {words(row[0])[0]: (row[1], row[2] == "yes") for row in table("protocol.md", "`error`")}

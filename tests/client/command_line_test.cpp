@@ -151,7 +151,7 @@ TEST_F(CommandLines, HelpOfDoctor) {
 
 TEST_F(CommandLines, TheVersionIsPrinted) {
   EXPECT_EQ(Run({"--version"}), 0);
-  EXPECT_EQ(side.Output(), "veltranectl 1.0.0\n");
+  EXPECT_EQ(side.Output(), "veltranectl " VELTRANE_VERSION "\n");
 }
 
 struct BadLine {

@@ -24,9 +24,11 @@ verdict() {
   fi
 }
 
-# What differs from machine to machine and from run to run.
+version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+) .*/\1/p' "$root/CMakeLists.txt")
+
+# What differs from machine to machine, from run to run and from release to release.
 normalise() {
-  sed -E -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/process [0-9]+/process N/g' \
+  sed -E -e "s/^veltranectl $version\$/veltranectl VERSION/" -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/process [0-9]+/process N/g' \
     -e 's/(@if|interface )[0-9]+/\1N/g' \
     -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z/TIME/g'
 }
@@ -59,6 +61,28 @@ screen() {
   wrong+=$(compare "$name.err" "$work/err.normal")
   wrong+=$(private_keys_in "$work/out" "$work/err")
   verdict "$name: veltranectl $*" "$wrong"
+}
+
+# other_doctor NAME EXIT_CODE ARGUMENT...: as screen, for veltranectl doctor on a machine on which not
+# all is well. What is recorded is how its screen differs from that of service_doctor, and
+# compare_doctors looks at it when all have run.
+other_doctor() {
+  local name=$1 expected=$2 status=0 wrong=
+  shift 2
+  mkdir -p "$work/doctors"
+  client doctor "$@" >"$work/out" 2>"$work/err" || status=$?
+  normalise <"$work/out" >"$work/doctors/$name"
+  [ "$status" -eq "$expected" ] || wrong="exit code $status, not $expected"$'\n'
+  wrong+=$(cat "$work/err")
+  verdict "$name: veltranectl doctor $*" "$wrong"
+}
+
+compare_doctors() {
+  local doctor
+  for doctor in "$work"/doctors/*; do
+    diff "$here/screens/service_doctor.out" "$doctor" | grep '^[<>]' >"$work/difference"
+    verdict "$(basename "$doctor"): its screen" "$(compare "$(basename "$doctor").diff" "$work/difference")"
+  done
 }
 
 private_keys_in() {

@@ -31,14 +31,20 @@ need_packages() {
     die "apt-get failed; see build/apt.log"
 }
 
-# The packages that build and run the Windows executables.
+# The Debian packages that build the Windows executables, run them, and lay out the lab.
 # shellcheck disable=SC2034
-windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nlohmann-json3-dev wine wine64 jq)
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nlohmann-json3-dev googletest)
+# shellcheck disable=SC2034
+wine_packages=(wine wine64)
+# shellcheck disable=SC2034
+lab_packages=(iproute2 util-linux wireguard-go wireguard-tools iputils-ping python3)
 
-# build_preset PRESET [TARGET...]: configures and builds; prints nothing unless that fails.
+# build_preset PRESET [TARGET...]: configures and builds what is out of date; prints nothing unless
+# that fails.
 build_preset() {
   local preset=$1 log=$build/$1.log
   shift
+  say "building (preset $preset)"
   mkdir -p "$build"
   {
     cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}

@@ -1,107 +1,93 @@
-# Sourced by ./test: the suites, and how their results are counted. Every suite writes one line
-# "NAME PASSED FAILED SKIPPED NOTE" to $logs/results.
-# shellcheck shell=bash disable=SC2154  # root and build come from common.sh
+# Sourced by ./test: the suites. Each has a name, a word about what it checks, the Debian packages
+# that it needs, and a function that runs it.
+# shellcheck shell=bash
+# shellcheck disable=SC2154  # set by common.sh
 
-logs=$build/test
-# No suite waits forever: a hang is a failure.
-patience=(timeout --foreground --kill-after=10 1200)
+host_suites=()
+windows_suites=()
+declare -A suite_about suite_packages
 
-# record NAME PASSED FAILED SKIPPED NOTE: stores and prints the result of a suite.
-record() {
-  printf '%s\n' "$*" >>"$logs/results"
-  printf '%-12s %d passed, %d failed, %d skipped  %s\n' "$1" "$2" "$3" "$4" "$5"
+# host_suite NAME ABOUT PACKAGE...; windows_suite likewise. The two lists run side by side, each from
+# its top to its bottom.
+host_suite() {
+  host_suites+=("$1")
+  describe "$@"
+}
+windows_suite() {
+  windows_suites+=("$1")
+  describe "$@"
+}
+describe() {
+  suite_about[$1]=$2
+  suite_packages[$1]=${*:3}
 }
 
-# show_failure LOG: prints the failures in the log of a suite.
-show_failure() {
-  say "---- $1"
-  grep -aE 'FAILED|error:|Failure|Sanitizer' -A 12 "$1" | head -150 || tail -50 "$1"
-  say "----"
-}
+# What needs neither Wine nor root and takes about as long as the build of the host.
+# shellcheck disable=SC2034
+quick_suites=(rules format shell docs host)
 
-# check NAME COMMAND...: a suite of one check.
-check() {
-  local name=$1 log=$logs/$1.log
-  shift
-  if "${patience[@]}" "$@" >"$log" 2>&1; then
-    record "$name" 1 0 0 ""
-  else
-    record "$name" 0 1 0 "see build/test/$name.log"
-    head -80 "$log"
-  fi
-}
-
-# gtests NAME BINARY...: runs GoogleTest executables.
-gtests() {
-  local name=$1 log=$logs/$1.log binary status passed=0 failed=0 skipped=0
-  shift
-  for binary in "$@"; do
-    status=0
-    "${patience[@]}" "$binary" >"$log.part" 2>&1 || status=$?
-    count_gtests "$log.part" "$status"
-    cat "$log.part" >>"$log"
-  done
-  rm -f "$log.part"
-  record "$name" "$passed" "$failed" "$skipped" \
-    "$([ "$failed" -eq 0 ] || say "see build/test/$name.log")"
-  [ "$failed" -eq 0 ] || show_failure "$log"
-}
-
-# count_gtests LOG STATUS: adds the results of a GoogleTest run to the caller's counts. A run that
-# fails without naming a test counts as one failure, and so does a run without tests.
-count_gtests() {
-  local p f s
-  p=$(sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?.*/\1/p' "$1")
-  f=$(sed -nE 's/^\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p' "$1")
-  s=$(sed -nE 's/^\[  SKIPPED \] ([0-9]+) tests?, listed below:.*/\1/p' "$1")
-  if { [ "$2" -ne 0 ] || [ "${p:-0}" -eq 0 ]; } && [ -z "$f" ]; then f=1; fi
-  passed=$((passed + ${p:-0}))
-  failed=$((failed + ${f:-0}))
-  skipped=$((skipped + ${s:-0}))
-}
-
-# summary_suite NAME COMMAND...: a suite whose last line is "N passed, N failed[, N skipped]".
-summary_suite() {
-  local name=$1 log=$logs/$1.log status=0 line passed failed skipped
-  shift
-  "${patience[@]}" "$@" >"$log" 2>&1 || status=$?
-  line=$(grep -aE '[0-9]+ passed, [0-9]+ failed' "$log" | tail -1 || true)
-  passed=$(sed -nE 's/^(.*[^0-9])?([0-9]+) passed.*/\2/p' <<<"$line")
-  failed=$(sed -nE 's/.*[^0-9]([0-9]+) failed.*/\1/p' <<<"$line")
-  skipped=$(sed -nE 's/.*[^0-9]([0-9]+) skipped.*/\1/p' <<<"$line")
-  if { [ "$status" -ne 0 ] || [ -z "$line" ]; } && [ "${failed:-0}" -eq 0 ]; then failed=1; fi
-  record "$name" "${passed:-0}" "${failed:-0}" "${skipped:-0}" \
-    "$([ "${skipped:-0}" -eq 0 ] || grep -ai 'skip' "$log" | head -1)"
-  [ "${failed:-0}" -eq 0 ] || show_failure "$log"
-}
-
-# The test executables that use threads.
+host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
+# The test programs that note texts for docs/schema, and those in which threads are involved.
+noting_tests=(scenarios_tests ipc_tests client_tests)
 threaded_tests=(simulated_tests service_tests ipc_tests scenarios_tests bypass_local_addresses_tests)
 
+host_suite rules "who may include whom (scripts/check_rooms)" git
 suite_rules() { check rules scripts/check_rooms; }
+
+host_suite format "clang-format" git clang-format
 suite_format() {
   check format bash -c "git ls-files -co --exclude-standard -- '*.h' '*.cpp' |
     xargs clang-format --dry-run -Werror"
 }
+
+host_suite shell "shellcheck" git shellcheck
 suite_shell() {
   check shell bash -c "git ls-files -co --exclude-standard |
     xargs grep -lIE '^#!.*\b(bash|sh)$' | xargs shellcheck -x"
 }
-suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
+
+host_suite docs "documents, schemas and the replies of the simulated machine agree" \
+  "${host_packages[@]}" python3-jsonschema
+suite_docs() {
+  build_preset host "${noting_tests[@]}"
+  summary_suite docs tests/docs/run_all "${noting_tests[@]/#/build/host/}"
+}
+
+host_suite host "the logic over the simulated machine" "${host_packages[@]}"
 suite_host() { build_preset host && gtests host build/host/*_tests; }
+
+host_suite tidy "clang-tidy" git "${host_packages[@]}" clang-tidy
+suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
+
+host_suite asan "host by Clang, with AddressSanitizer and UndefinedBehaviorSanitizer" \
+  "${host_packages[@]}" clang libclang-rt-14-dev
 suite_asan() { build_preset host-asan && gtests asan build/host-asan/*_tests; }
+
+host_suite tsan "host with ThreadSanitizer, where threads are involved" "${host_packages[@]}"
 suite_tsan() {
   build_preset host-tsan "${threaded_tests[@]}"
   gtests tsan "${threaded_tests[@]/#/build/host-tsan/}"
 }
-suite_windows() {
-  build_preset windows && summary_suite windows tests/windows/run_all build/windows
-}
+
+windows_suite imports "the executables need nothing but Windows' own DLLs" "${windows_packages[@]}"
 suite_imports() {
   build_preset windows && check imports bash -c 'scripts/check_imports build/windows/*.exe'
 }
-suite_plain-run() { check plain-run ./run --plain; }
+
+windows_suite windows "the real executable under Wine" "${windows_packages[@]}" "${wine_packages[@]}" jq
+suite_windows() {
+  build_preset windows && summary_suite windows tests/windows/run_all build/windows
+}
+
+windows_suite client "veltranectl under Wine (root only)" \
+  "${windows_packages[@]}" "${wine_packages[@]}" iproute2 python3-jsonschema
 suite_client() {
   build_preset windows && summary_suite client tests/client_windows/run_all build/windows
 }
+
+windows_suite plain-run "./run --plain" "${windows_packages[@]}" "${wine_packages[@]}" jq procps
+suite_plain-run() { check plain-run ./run --plain; }
+
+windows_suite lab "real packets around the real executable, in network namespaces (root only)" \
+  "${windows_packages[@]}" "${wine_packages[@]}" "${lab_packages[@]}"
 suite_lab() { build_preset windows && summary_suite lab tests/lab/run_all; }

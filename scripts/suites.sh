@@ -1,7 +1,6 @@
 # Sourced by ./test: the suites. Each has a name, a word about what it checks, the Debian packages
 # that it needs, and a function that runs it.
-# shellcheck shell=bash
-# shellcheck disable=SC2154  # set by common.sh
+# shellcheck shell=bash disable=SC2034,SC2154  # ./test reads the tables; common.sh sets the paths
 
 host_suites=()
 windows_suites=()
@@ -23,7 +22,6 @@ describe() {
 }
 
 # What needs neither Wine nor root and takes about as long as the build of the host.
-# shellcheck disable=SC2034
 quick_suites=(rules format shell docs host)
 
 host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
@@ -36,7 +34,7 @@ suite_rules() { check rules scripts/check_rooms; }
 
 host_suite format "clang-format" git clang-format
 suite_format() {
-  check format bash -c "git ls-files -co --exclude-standard -- '*.h' '*.cpp' |
+  check format bash -o pipefail -c "git ls-files -co --exclude-standard -- '*.h' '*.cpp' |
     xargs clang-format --dry-run -Werror"
 }
 

@@ -6,11 +6,11 @@
 #include <CLI/CLI.hpp>
 
 #include "client/commands.h"
-#include "client/display.h"
-#include "client/doctor.h"
+#include "client/doctor/doctor.h"
 #include "client/exit_codes.h"
-#include "client/quoting.h"
-#include "client/utf8.h"
+#include "client/screens/display.h"
+#include "client/text/quoting.h"
+#include "client/text/utf8.h"
 
 namespace veltrane {
 namespace {

@@ -3,14 +3,14 @@
 #include <optional>
 #include <utility>
 
-#include "client/advice.h"
-#include "client/exchange.h"
-#include "client/profile_file.h"
-#include "client/quoting.h"
-#include "client/reply.h"
-#include "client/request.h"
-#include "client/screens.h"
-#include "client/utf8.h"
+#include "client/exchange/exchange.h"
+#include "client/exchange/reply.h"
+#include "client/exchange/request.h"
+#include "client/profile/profile_file.h"
+#include "client/screens/advice.h"
+#include "client/screens/screens.h"
+#include "client/text/quoting.h"
+#include "client/text/utf8.h"
 #include "platform/clock.h"
 
 namespace veltrane {

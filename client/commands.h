@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "client/display.h"
 #include "client/exit_codes.h"
+#include "client/screens/display.h"
 
 namespace veltrane {
 

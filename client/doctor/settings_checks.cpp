@@ -1,0 +1,223 @@
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "bypass/candidates.h"
+#include "client/doctor/checks.h"
+#include "guard/settings.h"
+#include "platform/text.h"
+#include "text/ascii.h"
+
+namespace veltrane {
+namespace {
+
+constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
+
+std::wstring Widened(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+bool IsOneOf(const std::string& value, std::initializer_list<const char*> words) {
+  const std::string text = AsciiToLower(value);
+  return std::any_of(words.begin(), words.end(),
+                     [&text](const char* word) { return text == word; });
+}
+
+std::string Quoted(const std::string& value) { return "\"" + value + "\""; }
+
+// Where a value comes from, with the values that it hides.
+std::string ScopesText(const EnvValue& value) {
+  std::string text;
+  const std::array<std::pair<const char*, const std::string*>, 3> scopes = {
+      {{"process", &value.process}, {"machine", &value.machine}, {"user", &value.user}}};
+  for (const auto& [scope, scoped] : scopes) {
+    if (scoped->empty()) continue;
+    text += (text.empty() ? "" : ", ") + Quoted(*scoped) + " in the " + scope + " scope";
+  }
+  return text;
+}
+
+std::string SetForMachine(const std::string& name, const std::string& value) {
+  return "setx " + name + " \"" + value + "\" /M";
+}
+
+std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
+
+// A registered service's process gets the switch from the machine scope when Windows starts.
+bool MachineSwitchesBypassOn() {
+  const std::string word = MachineValue(L"VELTRANE_POC_ADMIN_BYPASS");
+  if (IsOneOf(word, {"1", "true", "yes"})) return true;
+  if (IsOneOf(word, {"0", "false", "no"})) return false;
+  return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
+}
+
+// The addresses of the machine scope, and those that no environment names.
+std::vector<BypassIpEntry> MachineCandidates() {
+  BypassCandidateMap candidates;
+  for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
+    for (const std::string& token : SplitAddressList(MachineValue(Widened(source)))) {
+      AddBypassCandidate(candidates, token, source, true);
+    }
+  }
+  for (const std::string& ip : ListRdpTcpRemoteAddresses()) {
+    AddBypassCandidate(candidates, ip, "RDP_TCP_ESTABLISHED", true);
+  }
+  for (const BypassIpEntry& entry : CollectBypassCandidates()) {
+    if (entry.source == std::string_view("WTS"))
+      AddBypassCandidate(candidates, entry.ip, "WTS", false);
+  }
+  std::vector<BypassIpEntry> entries;
+  for (const auto& [ip, entry] : candidates) entries.push_back(entry);
+  return entries;
+}
+
+// Adds one setting: what its scopes hold and what that means. A registered service has a process
+// and a user environment of its own, so it sees nothing here but the machine scope.
+void AddSetting(const std::string& name, const EnvValue& value, const std::string& meaning,
+                const std::string& doubt, const Preflight& preflight, Findings& findings) {
+  if (value.effective.empty()) {
+    findings.Ok(name, "not set: " + meaning);
+    return;
+  }
+  const std::string text = ScopesText(value) + ": " + meaning;
+  if (!doubt.empty()) {
+    findings.Warn(name, text, doubt);
+  } else if (value.machine.empty() && !preflight.any_server) {
+    findings.Warn(name, text + "; the service does not see it, for the machine scope lacks it",
+                  SetForMachine(name, value.effective));
+  } else if (value.effective != value.machine && !preflight.any_server) {
+    findings.Note(name, text + "; the service sees the machine scope");
+  } else {
+    findings.Ok(name, text);
+  }
+}
+
+// The value that counts: the machine scope's for a registered service. What that scope lacks is
+// told by what this process would make of it.
+const std::string& Counting(const EnvValue& value, const Preflight& preflight) {
+  return preflight.any_server || value.machine.empty() ? value.effective : value.machine;
+}
+
+void CheckSwitch(const std::string& name, const std::string& on, const std::string& off,
+                 const Preflight& preflight, Findings& findings) {
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const std::string& word = Counting(value, preflight);
+  const bool active = ParseEnvBool(word);
+  const bool understood = active || word.empty() || IsOneOf(word, {"0", "false", "no", "off"});
+  AddSetting(name, value, active ? on : off, understood ? "" : SetForMachine(name, "1"), preflight,
+             findings);
+}
+
+void CheckAutoStop(const Preflight& preflight, Findings& findings) {
+  const std::string name = "VELTRANE_POC_AUTO_STOP_SECONDS";
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const std::string& number = Counting(value, preflight);
+  const std::int32_t seconds = ParseEnvPositiveInt(number, 0);
+  const std::string meaning = seconds > 0
+                                  ? "a tunnel is torn down after " + std::to_string(seconds) + " s"
+                                  : "a tunnel stays up";
+  const bool understood = seconds > 0 || number.empty() || number == "0";
+  AddSetting(name, value, meaning, understood ? "" : SetForMachine(name, "600"), preflight,
+             findings);
+}
+
+// The one setting that is read from the process alone. A registered service's process has what the
+// machine scope held when Windows started.
+void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
+  const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const std::string meaning = std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
+  const std::string when =
+      preflight.any_server ? "" : "; the service gets the machine scope when Windows starts";
+  const std::string& seen = preflight.any_server ? value.process : value.machine;
+  if (ScopesText(value).empty()) {
+    findings.Note(name, "not set: " + meaning + ", as the addresses below decide");
+  } else if (seen.empty()) {
+    findings.Note(name, ScopesText(value) + ", which the service does not see: " + meaning);
+  } else if (IsOneOf(seen, {"1", "true", "yes", "0", "false", "no"})) {
+    findings.Note(name, ScopesText(value) + ": " + meaning + when);
+  } else {
+    findings.Warn(name, ScopesText(value) + ", no word it knows: " + meaning + when,
+                  preflight.any_server ? "set " + name + "=1" : SetForMachine(name, "1"));
+  }
+}
+
+void CheckAddresses(const std::string& name, const Preflight& preflight, Findings& findings) {
+  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  std::string unusable;
+  std::size_t usable = 0;
+  for (const std::string& token : SplitAddressList(Counting(value, preflight))) {
+    if (IsPublicIpv4(token)) {
+      ++usable;
+    } else {
+      unusable += (unusable.empty() ? "" : " ") + token;
+    }
+  }
+  if (!unusable.empty()) {
+    findings.Warn(
+        name, ScopesText(value) + ": " + unusable + " is no public IPv4 address and is not used",
+        "setx " + name + " <public address> /M");
+    return;
+  }
+  AddSetting(name, value,
+             value.effective.empty()
+                 ? "no address from here"
+                 : std::to_string(usable) + (usable == 1 ? " address" : " addresses"),
+             "", preflight, findings);
+}
+
+}  // namespace
+
+void ReadEffectiveSettings(Preflight& preflight) {
+  ReadGuardSettings(preflight.guard);
+  if (preflight.any_server) {
+    preflight.guarded = preflight.guard.effective_disable_default_route;
+    preflight.bypass_on = IsAdminBypassEnabled();
+    preflight.candidates = CollectBypassCandidates();
+  } else {
+    preflight.guarded =
+        ParseEnvBool(preflight.guard.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+    preflight.bypass_on = MachineSwitchesBypassOn();
+    preflight.candidates = MachineCandidates();
+  }
+}
+
+void CheckSettings(const Preflight& preflight, Findings& findings) {
+  findings.Begin("settings");
+  CheckSwitch(kDisableDefaultRoute, "catch-all AllowedIPs are replaced and DNS is dropped",
+              "AllowedIPs are used as they are", preflight, findings);
+  CheckAutoStop(preflight, findings);
+  CheckSwitch("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
+              "the service ends rather than change the network before a client asked",
+              "no guard at start", preflight, findings);
+  CheckBypassSwitch(preflight, findings);
+  CheckAddresses("ADMIN_BYPASS_IP", preflight, findings);
+  CheckAddresses("ADMIN_BYPASS_IPS", preflight, findings);
+}
+
+void CheckSession(const Preflight& preflight, Findings& findings) {
+  findings.Begin("session");
+  const RouteGuardResult& guard = preflight.guard;
+  const std::string mend = SetForMachine(kDisableDefaultRoute, "1");
+  if (!guard.rdp_session_active) {
+    findings.Ok("Remote Desktop", "this is no Remote Desktop session");
+  } else if (preflight.any_server && guard.poc_env_read_failed) {
+    findings.Fail(
+        "Remote Desktop",
+        "a Remote Desktop session, and the machine scope's guard is overridden by another",
+        std::string("set ") + kDisableDefaultRoute + "=");
+  } else if (preflight.guarded) {
+    findings.Ok("Remote Desktop", "a Remote Desktop session, and the default-route guard is on");
+  } else if (preflight.any_server) {
+    findings.Fail("Remote Desktop",
+                  "a Remote Desktop session without the default-route guard: a service in console "
+                  "mode refuses every connect",
+                  mend);
+  } else {
+    findings.Warn(
+        "Remote Desktop",
+        "a Remote Desktop session without the default-route guard: a tunnel that takes "
+        "the default route can cut it off, and a service in console mode would refuse to connect",
+        mend);
+  }
+}
+
+}  // namespace veltrane

@@ -2,8 +2,7 @@
 
 namespace veltrane {
 
-// How veltranectl ends. The numbers are documented and stay. doctor uses the first three with
-// meanings of its own: 0 fine, 1 warnings, 2 a connect would be refused.
+// How veltranectl ends. The numbers are documented and stay.
 enum ExitCode : int {
   kExitDone = 0,
   kExitRefused = 1,      // the service answered with an error
@@ -12,6 +11,11 @@ enum ExitCode : int {
   kExitUnreachable = 4,  // the service cannot be talked to; nothing was sent
   kExitUntrusted = 5,    // the pipe is served by somebody else; nothing was sent
   kExitNoReply = 6,      // the request was sent, and no reply that can be read came back
+
+  // Of doctor.
+  kExitFine = 0,
+  kExitWarnings = 1,
+  kExitWouldBeRefused = 2,
 };
 
 }  // namespace veltrane

@@ -1,13 +1,12 @@
 #include "client/doctor/doctor.h"
 
 #include "client/doctor/checks.h"
-#include "client/doctor/findings.h"
 
 namespace veltrane {
 
-ExitCode RunDoctor(const DoctorOptions& options, Display& display) {
+Findings Examine(bool any_server) {
   Findings findings;
-  Preflight preflight = BeginPreflight(options.any_server);
+  Preflight preflight = BeginPreflight(any_server);
   CheckService(preflight, findings);
   CheckPipe(preflight, findings);
   CheckTunnelLibrary(preflight, findings);
@@ -17,9 +16,7 @@ ExitCode RunDoctor(const DoctorOptions& options, Display& display) {
   CheckNetwork(preflight, findings);
   CheckLeftovers(preflight, findings);
   CheckConfigurationFolder(preflight, findings);
-  display.Print(options.json ? FindingsJson(findings)
-                             : FindingsScreen(findings, display.OutputPainter()));
-  return findings.Verdict();
+  return findings;
 }
 
 }  // namespace veltrane

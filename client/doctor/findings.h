@@ -1,12 +1,9 @@
 #pragma once
 
-// What the preflight has found, and how it is shown.
+// What the preflight has found.
 
 #include <string>
 #include <vector>
-
-#include "client/exit_codes.h"
-#include "client/screens/paint.h"
 
 namespace veltrane {
 
@@ -25,6 +22,8 @@ struct Finding {
   std::string mend;  // the one command that mends it, or empty
 };
 
+enum class Verdict { kFine, kWarnings, kRefused };
+
 // The findings in the order in which they were made. Texts are made fit for a screen here.
 class Findings {
  public:
@@ -39,8 +38,8 @@ class Findings {
   const std::vector<Finding>& All() const { return all_; }
   std::size_t Count(Mark mark) const;
 
-  // 0, 1 with warnings, 2 with failures.
-  ExitCode Verdict() const;
+  // As the worst finding is marked.
+  Verdict Judge() const;
 
  private:
   void Add(Mark mark, const std::string& check, const std::string& text, const std::string& mend);
@@ -48,11 +47,5 @@ class Findings {
   std::string group_;
   std::vector<Finding> all_;
 };
-
-// The findings as a screen, the verdict at its end.
-std::string FindingsScreen(const Findings& findings, const Painter& paint);
-
-// The findings as one JSON object, described by docs/schema/doctor.schema.json.
-std::string FindingsJson(const Findings& findings);
 
 }  // namespace veltrane

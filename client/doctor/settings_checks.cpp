@@ -1,25 +1,15 @@
-#include <algorithm>
 #include <array>
-#include <string_view>
+#include <utility>
 
 #include "bypass/candidates.h"
 #include "client/doctor/checks.h"
 #include "guard/settings.h"
-#include "platform/text.h"
 #include "text/ascii.h"
 
 namespace veltrane {
 namespace {
 
 constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
-
-std::wstring Widened(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
-
-bool IsOneOf(const std::string& value, std::initializer_list<const char*> words) {
-  const std::string text = AsciiToLower(value);
-  return std::any_of(words.begin(), words.end(),
-                     [&text](const char* word) { return text == word; });
-}
 
 std::string Quoted(const std::string& value) { return "\"" + value + "\""; }
 
@@ -37,36 +27,6 @@ std::string ScopesText(const EnvValue& value) {
 
 std::string SetForMachine(const std::string& name, const std::string& value) {
   return "setx " + name + " \"" + value + "\" /M";
-}
-
-std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
-
-// A registered service's process gets the switch from the machine scope when Windows starts.
-bool MachineSwitchesBypassOn() {
-  const std::string word = MachineValue(L"VELTRANE_POC_ADMIN_BYPASS");
-  if (IsOneOf(word, {"1", "true", "yes"})) return true;
-  if (IsOneOf(word, {"0", "false", "no"})) return false;
-  return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
-}
-
-// The addresses of the machine scope, and those that no environment names.
-std::vector<BypassIpEntry> MachineCandidates() {
-  BypassCandidateMap candidates;
-  for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
-    for (const std::string& token : SplitAddressList(MachineValue(Widened(source)))) {
-      AddBypassCandidate(candidates, token, source, true);
-    }
-  }
-  for (const std::string& ip : ListRdpTcpRemoteAddresses()) {
-    AddBypassCandidate(candidates, ip, "RDP_TCP_ESTABLISHED", true);
-  }
-  for (const BypassIpEntry& entry : CollectBypassCandidates()) {
-    if (entry.source == std::string_view("WTS"))
-      AddBypassCandidate(candidates, entry.ip, "WTS", false);
-  }
-  std::vector<BypassIpEntry> entries;
-  for (const auto& [ip, entry] : candidates) entries.push_back(entry);
-  return entries;
 }
 
 // Adds one setting: what its scopes hold and what that means. A registered service has a process
@@ -98,17 +58,18 @@ const std::string& Counting(const EnvValue& value, const Preflight& preflight) {
 
 void CheckSwitch(const std::string& name, const std::string& on, const std::string& off,
                  const Preflight& preflight, Findings& findings) {
-  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   const std::string& word = Counting(value, preflight);
   const bool active = ParseEnvBool(word);
-  const bool understood = active || word.empty() || IsOneOf(word, {"0", "false", "no", "off"});
+  const bool understood =
+      active || word.empty() || AsciiToLower(word) == "off" || ParseBypassSwitch(word);
   AddSetting(name, value, active ? on : off, understood ? "" : SetForMachine(name, "1"), preflight,
              findings);
 }
 
 void CheckAutoStop(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_AUTO_STOP_SECONDS";
-  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   const std::string& number = Counting(value, preflight);
   const std::int32_t seconds = ParseEnvPositiveInt(number, 0);
   const std::string meaning = seconds > 0
@@ -123,7 +84,7 @@ void CheckAutoStop(const Preflight& preflight, Findings& findings) {
 // machine scope held when Windows started.
 void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
-  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   const std::string meaning = std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
   const std::string when =
       preflight.any_server ? "" : "; the service gets the machine scope when Windows starts";
@@ -132,7 +93,7 @@ void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
     findings.Note(name, "not set: " + meaning + ", as the addresses below decide");
   } else if (seen.empty()) {
     findings.Note(name, ScopesText(value) + ", which the service does not see: " + meaning);
-  } else if (IsOneOf(seen, {"1", "true", "yes", "0", "false", "no"})) {
+  } else if (ParseBypassSwitch(seen)) {
     findings.Note(name, ScopesText(value) + ": " + meaning + when);
   } else {
     findings.Warn(name, ScopesText(value) + ", no word it knows: " + meaning + when,
@@ -141,7 +102,7 @@ void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
 }
 
 void CheckAddresses(const std::string& name, const Preflight& preflight, Findings& findings) {
-  const EnvValue value = ReadEnvAllScopes(Widened(name));
+  const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   std::string unusable;
   std::size_t usable = 0;
   for (const std::string& token : SplitAddressList(Counting(value, preflight))) {
@@ -165,20 +126,6 @@ void CheckAddresses(const std::string& name, const Preflight& preflight, Finding
 }
 
 }  // namespace
-
-void ReadEffectiveSettings(Preflight& preflight) {
-  ReadGuardSettings(preflight.guard);
-  if (preflight.any_server) {
-    preflight.guarded = preflight.guard.effective_disable_default_route;
-    preflight.bypass_on = IsAdminBypassEnabled();
-    preflight.candidates = CollectBypassCandidates();
-  } else {
-    preflight.guarded =
-        ParseEnvBool(preflight.guard.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
-    preflight.bypass_on = MachineSwitchesBypassOn();
-    preflight.candidates = MachineCandidates();
-  }
-}
 
 void CheckSettings(const Preflight& preflight, Findings& findings) {
   findings.Begin("settings");

@@ -1,151 +1,23 @@
 #include "client/exchange/exchange.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <utility>
-
-#include "ipc/pipe_name.h"
-#include "platform/clock.h"
-#include "platform/service_codes.h"
-#include "platform/service_facts.h"
-#include "service/service_name.h"
 
 namespace veltrane {
 namespace {
 
-constexpr std::int64_t kTicksPerMillisecond = 10'000;
-constexpr std::int64_t kMillisecondsPerSecond = 1000;
-constexpr int kGapRetries = 20;
-constexpr std::uint32_t kGapMilliseconds = 50;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
 constexpr std::uint32_t kReplyRounds = 120;
 
-ExchangeFailure Unreachable(std::string what, std::string next) {
-  return {kExitUnreachable, std::move(what), std::move(next), false};
-}
-
-std::string WindowsError(std::uint32_t error) {
-  return " (Windows error " + std::to_string(error) + ")";
-}
-
-// Why there is no pipe.
-ExchangeFailure NoPipe(bool any_server) {
-  if (any_server) {
-    return Unreachable("no program serves the pipe", "VeltraneVpnService.exe --console");
-  }
-  const ServiceFacts facts = ReadServiceFacts(kServiceName);
-  if (facts.error == kErrorServiceDoesNotExist) {
-    return Unreachable("the service is not installed", "VeltraneVpnService.exe --install");
-  }
-  if (facts.error != 0) {
-    return Unreachable("the service's state cannot be read" + WindowsError(facts.error),
-                       "sc query VeltraneVpnTunnel");
-  }
-  if (facts.state != kServiceRunning) {
-    return Unreachable("the service is not running", "sc start VeltraneVpnTunnel");
-  }
-  return Unreachable("the service is running but its pipe is not there",
-                     "sc stop VeltraneVpnTunnel, then sc start VeltraneVpnTunnel");
-}
-
-ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t busy_seconds) {
-  switch (error) {
-    case kErrorNoSuchPipe:
-      return NoPipe(any_server);
-    case kErrorPipeBusy:
-      return {kExitUnreachable,
-              "the service has been busy with another client for " + std::to_string(busy_seconds) +
-                  " s",
-              "try again when that is done", true};
-    case kErrorAccessDenied:
-      return Unreachable("the service's pipe does not admit this user",
-                         "use an elevated prompt, or restart the service while this user has the "
-                         "console");
-    default:
-      return Unreachable("the service's pipe cannot be opened" + WindowsError(error),
-                         "veltranectl doctor");
-  }
-}
-
-// Between two clients the service makes its pipe anew, so for a moment there is none. Worth waiting
-// for only while somebody is there to make it.
-bool PipeMayComeBack(bool any_server) {
-  return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
-}
-
-PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
-                          const WaitObserver& observer) {
-  const std::int64_t patience = busy_seconds * kMillisecondsPerSecond;
-  const std::int64_t deadline = UtcTicks() + patience * kTicksPerMillisecond;
-  std::uint32_t rounds = 0;
-  int gaps = 0;
-  for (;;) {
-    PipeOpening opening = ClientPipe::Open(kPipeName);
-    if (opening.error == kErrorPipeBusy) {
-      gaps = 0;
-      const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
-      // Counting the rounds bounds the wait also when somebody has set the clock back.
-      if (left <= 0 || rounds == busy_seconds) return opening;
-      const std::int64_t wait = std::min<std::int64_t>(left, kRoundMilliseconds);
-      if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
-        observer(++rounds);
-      }
-    } else if (opening.error == kErrorNoSuchPipe && gaps < kGapRetries &&
-               PipeMayComeBack(any_server)) {
-      ++gaps;
-      SleepMilliseconds(kGapMilliseconds);
-    } else {
-      return opening;
-    }
-  }
-}
-
-// Whether the pipe's server is the registered service; what is wrong when it is not.
-std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
-  const std::optional<std::uint32_t> server = pipe.ServerProcessId();
-  const ServiceFacts facts = ReadServiceFacts(kServiceName);
-  if (server && facts.error == 0 && facts.process_id != 0 && *server == facts.process_id) {
-    return std::nullopt;
-  }
-  std::string what = server ? "the pipe is served by process " + std::to_string(*server)
-                            : "Windows does not say which process serves the pipe";
-  if (facts.error == kErrorServiceDoesNotExist) {
-    what += ", and the service is not installed";
-  } else if (facts.error != 0) {
-    what += ", and the service's state cannot be read" + WindowsError(facts.error);
-  } else if (facts.process_id == 0) {
-    what += ", and the service is not running";
-  } else {
-    what += ", and the service is process " + std::to_string(facts.process_id);
-  }
-  return ExchangeFailure{kExitUntrusted, std::move(what),
-                         "nothing was sent; if that is the service in console mode, add "
-                         "--any-server",
-                         false};
-}
-
-ExchangeFailure NoReply(std::string what, std::string next) {
-  return {kExitNoReply, std::move(what), std::move(next), false};
+ExchangeResult NoReply(std::string what, std::string next) {
+  return {std::nullopt, {FailureKind::kNoReply, std::move(what), std::move(next)}};
 }
 
 }  // namespace
 
-Dialling DialService(bool any_server, std::uint32_t busy_seconds, const WaitObserver& observer) {
-  PipeOpening opening = OpenPatiently(any_server, busy_seconds, observer);
-  if (!opening.pipe) {
-    return {std::nullopt, CannotOpen(opening.error, any_server, busy_seconds)};
-  }
-  if (!any_server) {
-    std::optional<ExchangeFailure> impostor = FindImpostor(*opening.pipe);
-    if (impostor) return {std::nullopt, std::move(*impostor)};
-  }
-  return {std::move(opening.pipe), {}};
-}
-
-ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
-                            const WaitObserver& observer) {
+ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitObserver& observer) {
   if (!pipe.Send(request.View())) {
-    return {std::nullopt,
-            NoReply("the service ended the connection before the request", "try again")};
+    return NoReply("the service ended the connection before the request", "try again");
   }
   observer(0);
   std::string reply;
@@ -153,12 +25,12 @@ ExchangeResult ExchangeOver(ClientPipe& pipe, const SecretText& request,
     const std::size_t before = reply.size();
     if (pipe.Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
       if (!reply.empty()) return {std::move(reply), {}};
-      return {std::nullopt, NoReply("the service ended the connection without a reply",
-                                    "sc query VeltraneVpnTunnel")};
+      return NoReply("the service ended the connection without a reply",
+                     "sc query VeltraneVpnTunnel");
     }
     if (reply.size() == before) observer(++seconds);
   }
-  return {std::nullopt, NoReply("no reply came within 120 s", "veltranectl doctor")};
+  return NoReply("no reply came within 120 s", "veltranectl doctor");
 }
 
 }  // namespace veltrane

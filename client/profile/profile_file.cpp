@@ -7,6 +7,7 @@
 #include "client/profile/json_profile.h"
 #include "client/profile/profile_checks.h"
 #include "client/text/utf8.h"
+#include "client/text/windows_error.h"
 #include "platform/file_input.h"
 
 namespace veltrane {
@@ -28,7 +29,7 @@ std::string ReadingProblem(std::uint32_t status) {
     case kErrorFileTooLarge:
       return "longer than 65535 bytes: that is no profile";
     default:
-      return "cannot be read (Windows error " + std::to_string(status) + "): check the path";
+      return "cannot be read" + WindowsError(status) + ": check the path";
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include "client/screens/screens.h"
 #include "client/text/quoting.h"
+#include "client/text/windows_error.h"
 
 namespace veltrane {
 namespace {
@@ -50,9 +51,7 @@ std::string RouteText(const HostRouteResult& route, const Painter& paint) {
                  route.add_attempted && !route.already_exists ? "added" : "already there");
   }
   std::string text = paint(Colour::kBad, "failed") + ": " + Shown(route.error_message);
-  if (route.win32_error_code != 0) {
-    text += " (Windows error " + std::to_string(route.win32_error_code) + ")";
-  }
+  if (route.win32_error_code != 0) text += WindowsError(route.win32_error_code);
   const bool other = !route.existing_route_gateway.empty() &&
                      (route.existing_route_gateway != route.gateway ||
                       route.existing_route_interface_index != route.interface_index);

@@ -11,8 +11,6 @@ namespace {
 
 constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
 
-std::string Quoted(const std::string& value) { return "\"" + value + "\""; }
-
 // Where a value comes from, with the values that it hides.
 std::string ScopesText(const EnvValue& value) {
   std::string text;
@@ -20,7 +18,8 @@ std::string ScopesText(const EnvValue& value) {
       {{"process", &value.process}, {"machine", &value.machine}, {"user", &value.user}}};
   for (const auto& [scope, scoped] : scopes) {
     if (scoped->empty()) continue;
-    text += (text.empty() ? "" : ", ") + Quoted(*scoped) + " in the " + scope + " scope";
+    if (!text.empty()) text += ", ";
+    text += "\"" + *scoped + "\" in the " + scope + " scope";
   }
   return text;
 }

@@ -75,8 +75,6 @@ HostRouteResult ReadRoute(const Json& object) {
   Read(object, "interface_index", route.interface_index);
   Read(object, "existing_route_gateway", route.existing_route_gateway);
   Read(object, "existing_route_interface_index", route.existing_route_interface_index);
-  Read(object, "route_verify_success", route.route_verify_success);
-  Read(object, "failure_reason", route.failure_reason);
   return route;
 }
 
@@ -86,13 +84,9 @@ BypassReport ReadBypass(const Json& object) {
   Read(object, "enabled", state.enabled);
   Read(object, "attempted", state.attempted);
   Read(object, "applied", state.applied);
-  Read(object, "routes_ready_before_tunnel", state.routes_ready_before_tunnel);
   Read(object, "route_readded_after_tunnel", state.route_readded_after_tunnel);
-  Read(object, "required_enforced", state.required_enforced);
   Read(object, "skipped_for_safe_mode", state.skipped_for_safe_mode);
   ReadNumber(object, "auto_stop_seconds", state.auto_stop_seconds);
-  Read(object, "client_ip", state.client_ip);
-  Read(object, "gateway", state.gateway);
   Read(object, "message", state.message);
   Read(object, "failure_reason", state.failure_reason);
   Read(object, "physical_default_gateway_before_tunnel",
@@ -102,7 +96,6 @@ BypassReport ReadBypass(const Json& object) {
   Read(object, "route_add_results", state.route_add_results);
   Read(object, "route_verify_before_tunnel", state.route_verify_before_tunnel);
   Read(object, "route_verify_after_tunnel", state.route_verify_after_tunnel);
-  report.rdp_peers = ReadTexts(object, "rdp_tcp_remote_addresses");
   report.admin_tokens = ReadTexts(object, "admin_env_ips");
   for (const Json& item : object.value("selected_bypass_ip_entries", Json::array())) {
     if (item.is_object()) report.selected.push_back(ReadSelected(item));
@@ -131,13 +124,9 @@ void ReadGuardScopes(const Json& object, RouteGuardResult& guard) {
 RouteGuardResult ReadGuard(const Json& object) {
   RouteGuardResult guard;
   Read(object, "effective_disable_default_route", guard.effective_disable_default_route);
-  Read(object, "poc_route_guard_failed", guard.poc_route_guard_failed);
-  Read(object, "poc_default_route_detected", guard.poc_default_route_detected);
-  Read(object, "poc_env_read_failed", guard.poc_env_read_failed);
   Read(object, "rdp_session_active", guard.rdp_session_active);
   Read(object, "auto_stop_scheduled", guard.auto_stop_scheduled);
   ReadNumber(object, "auto_stop_seconds", guard.auto_stop_seconds);
-  ReadNumber(object, "effective_auto_stop_seconds", guard.effective_auto_stop_seconds);
   ReadGuardScopes(object, guard);
   Read(object, "generated_allowed_ips_before", guard.generated_allowed_ips_before);
   Read(object, "generated_allowed_ips_after", guard.generated_allowed_ips_after);

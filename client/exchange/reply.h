@@ -22,7 +22,6 @@ struct SelectedAddress {
 // The member "admin_bypass". The array texts of the state stay empty; the lists hold them.
 struct BypassReport {
   AdminBypassState state;
-  std::vector<std::string> rdp_peers;
   std::vector<std::string> admin_tokens;
   std::vector<SelectedAddress> selected;
   std::vector<HostRouteResult> routes;

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "client/text/quoting.h"
+
 namespace veltrane {
 namespace {
 
@@ -61,16 +63,16 @@ class RequestWriter {
   std::string FindProblem() const {
     for (const std::string_view word : kForbiddenWords) {
       if (request_.View().find(word) != std::string_view::npos) {
-        return "a value holds \"" + std::string(word) +
-               "\", which the service refuses anywhere in a request: rename it";
+        return "a value holds " + Quoted(word) +
+               ", which the service refuses anywhere in a request: rename it";
       }
     }
     std::vector<std::string_view> names = {"op", "session_nonce"};
     names.insert(names.end(), kProfileKeyNames.begin(), kProfileKeyNames.end());
     for (const std::string_view name : names) {
       if (Find(name) != PositionOf(name)) {
-        return "a value is \"" + std::string(name) +
-               "\", which the service would take for the key of that name: rename it";
+        return "a value is " + Quoted(name) +
+               ", which the service would take for the key of that name: rename it";
       }
     }
     if (request_.View().size() > kMostBytes) {

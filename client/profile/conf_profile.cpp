@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "client/text/quoting.h"
+#include "client/text/split.h"
 #include "text/ascii.h"
 
 namespace veltrane {
@@ -34,13 +36,6 @@ constexpr const char* kUncarriedKeys[] = {"mtu",    "listenport", "fwmark",   "t
                                           "postup", "predown",    "postdown", "saveconfig"};
 
 std::string Lowered(std::string_view text) { return AsciiToLower(std::string(text)); }
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\v\f";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 class ConfReader {
  public:
@@ -182,12 +177,9 @@ class ConfReader {
 
 ProfileReading ReadConfProfile(std::string_view text) {
   ConfReader reader;
-  bool good = true;
-  while (good && !text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    good = reader.TakeLine(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
+  const std::vector<std::string_view> lines = Split(text, '\n');
+  const bool good = std::all_of(lines.begin(), lines.end(),
+                                [&reader](std::string_view line) { return reader.TakeLine(line); });
   if (good) reader.CheckWhole();
   return std::move(reader).Result();
 }

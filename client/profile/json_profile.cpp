@@ -18,8 +18,6 @@ std::optional<ProfileKey> FindKey(std::string_view name) {
   return std::nullopt;
 }
 
-std::string Quoted(std::string_view key) { return "\"" + Shown(key) + "\""; }
-
 class JsonReader {
  public:
   explicit JsonReader(std::string_view text) : rest_(text) {}

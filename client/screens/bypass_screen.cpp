@@ -2,6 +2,7 @@
 
 #include "client/screens/screens.h"
 #include "client/text/quoting.h"
+#include "client/text/split.h"
 #include "client/text/windows_error.h"
 
 namespace veltrane {
@@ -63,51 +64,44 @@ std::string RouteText(const HostRouteResult& route, const Painter& paint) {
 }
 
 std::string AddressRows(const BypassReport& report, const Painter& paint) {
-  std::string rows;
   const char* label = !report.state.failure_reason.empty() ? "tried"
                       : IsRemoved(report.state)            ? "were pinned"
                                                            : "addresses";
+  std::vector<std::string> texts;
   for (const HostRouteResult& route : report.routes) {
-    rows += Row(rows.empty() ? label : "",
-                AddressText(route.ip, route.required, route.source, RouteText(route, paint)));
+    texts.push_back(AddressText(route.ip, route.required, route.source, RouteText(route, paint)));
   }
-  if (!rows.empty()) return rows;
+  if (!texts.empty()) return Rows(label, texts);
   for (const SelectedAddress& address : report.selected) {
-    rows += Row(rows.empty() ? "addresses" : "",
-                AddressText(address.ip, address.required, address.source, ""));
+    texts.push_back(AddressText(address.ip, address.required, address.source, ""));
   }
-  return rows;
+  return Rows("addresses", texts);
 }
 
 // "203.0.113.5:ok(metric=1);198.51.100.7:missing;", one address a row.
 std::string SummaryRows(const char* label, const std::string& summary) {
-  std::string rows;
-  for (std::size_t begin = 0; begin < summary.size();) {
-    const std::size_t end = std::min(summary.find(';', begin), summary.size());
-    std::string element = summary.substr(begin, end - begin);
+  std::vector<std::string> texts;
+  for (const std::string_view element : Split(summary, ';')) {
+    if (element.empty()) continue;
     const std::size_t colon = element.find(':');
-    if (colon != std::string::npos) {
-      element = Padded(element.substr(0, colon), kIpColumns) + element.substr(colon + 1);
-    }
-    rows += Row(rows.empty() ? label : "", Shown(element));
-    begin = end + 1;
+    texts.push_back(colon == std::string_view::npos
+                        ? Shown(element)
+                        : Padded(Shown(element.substr(0, colon)), kIpColumns) +
+                              Shown(element.substr(colon + 1)));
   }
-  return rows;
+  return Rows(label, texts);
 }
 
 // The admin tokens that became no address, which a person may have meant as one.
 std::string UnusedTokenRows(const BypassReport& report) {
-  std::string rows;
+  std::vector<std::string> texts;
   for (const std::string& token : report.admin_tokens) {
     const bool used =
         std::any_of(report.selected.begin(), report.selected.end(),
                     [&token](const SelectedAddress& address) { return address.ip == token; });
-    if (!used) {
-      rows += Row(rows.empty() ? "not used" : "",
-                  Shown(token) + ", not a public IPv4 address of another machine");
-    }
+    if (!used) texts.push_back(Shown(token) + ", not a public IPv4 address of another machine");
   }
-  return rows;
+  return Rows("not used", texts);
 }
 
 }  // namespace

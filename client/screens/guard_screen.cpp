@@ -1,9 +1,9 @@
-#include <algorithm>
 #include <array>
 #include <utility>
 
 #include "client/screens/screens.h"
 #include "client/text/quoting.h"
+#include "client/text/split.h"
 
 namespace veltrane {
 namespace {
@@ -21,11 +21,10 @@ std::string SettingText(const ScopeValues& scopes) {
   std::string text;
   for (const auto& [scope, value] : scopes) {
     if (value->empty()) continue;
-    const std::string quoted = "\"" + Shown(*value) + "\"";
     if (text.empty()) {
-      text = quoted + " from the " + scope + " environment";
+      text = Quoted(*value) + " from the " + scope + " environment";
     } else {
-      text += std::string("; ") + scope + " environment " + quoted + " not used";
+      text += std::string("; ") + scope + " environment " + Quoted(*value) + " not used";
     }
   }
   return text.empty() ? "not set" : text;
@@ -44,13 +43,11 @@ std::string SettingRows(const RouteGuardResult& guard) {
 
 // A list of routes joined by ";", one a row.
 std::string RouteRows(const char* label, const std::string& routes) {
-  std::string rows;
-  for (std::size_t begin = 0; begin < routes.size();) {
-    const std::size_t end = std::min(routes.find(';', begin), routes.size());
-    rows += GuardRow(rows.empty() ? label : "", Shown(routes.substr(begin, end - begin)));
-    begin = end + 1;
+  std::vector<std::string> texts;
+  for (const std::string_view route : Split(routes, ';')) {
+    if (!route.empty()) texts.push_back(Shown(route));
   }
-  return rows;
+  return Rows(label, texts, kLabelColumns);
 }
 
 std::string Outcome(const RouteGuardResult& guard, const Painter& paint) {

@@ -15,8 +15,6 @@ const char* Sequence(Colour colour) {
       return "\x1b[31m";
     case Colour::kHeading:
       return "\x1b[1m";
-    case Colour::kFaint:
-      return "\x1b[2m";
   }
   return "";
 }
@@ -32,6 +30,12 @@ std::string Painter::operator()(Colour colour, std::string_view text) const {
 
 std::string Row(std::string_view label, std::string_view text, std::size_t width) {
   return "  " + Padded(label, width) + std::string(text) + "\n";
+}
+
+std::string Rows(std::string_view label, const std::vector<std::string>& texts, std::size_t width) {
+  std::string rows;
+  for (const std::string& text : texts) rows += Row(rows.empty() ? label : "", text, width);
+  return rows;
 }
 
 std::string Padded(std::string_view text, std::size_t columns) {

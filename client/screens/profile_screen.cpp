@@ -11,7 +11,7 @@ std::string ValueText(ProfileKey key, std::string_view value) {
   switch (key) {
     case ProfileKey::kClientPrivateKey:
     case ProfileKey::kPreSharedKey:
-      return "(hidden, " + std::to_string(value.size()) + " characters)";
+      return Hidden(value);
     case ProfileKey::kServerPublicKey:
     case ProfileKey::kClientPublicKey:
       return std::string(value.substr(0, kPublicKeyCharacters)) + "...";

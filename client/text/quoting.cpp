@@ -23,8 +23,13 @@ bool LooksLikeKey(std::string_view text) {
 }  // namespace
 
 std::string Shown(std::string_view text) {
-  if (LooksLikeKey(text)) return "(hidden, " + std::to_string(text.size()) + " characters)";
-  return Printable(text);
+  return LooksLikeKey(text) ? Hidden(text) : Printable(text);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + Shown(text) + "\""; }
+
+std::string Hidden(std::string_view text) {
+  return "(hidden, " + std::to_string(text.size()) + " characters)";
 }
 
 }  // namespace veltrane

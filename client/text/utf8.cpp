@@ -27,6 +27,20 @@ std::size_t LengthByLeadByte(char c) {
   return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
 }
 
+// The length of the well-formed sequence that the text begins with; 0 when it begins with none.
+std::size_t SequenceLength(std::string_view text) {
+  if (text.empty()) return 0;
+  const std::size_t length = LengthByLeadByte(text[0]);
+  if (length == 0 || length > text.size()) return 0;
+  for (const char c : text.substr(1, length - 1)) {
+    if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) return 0;
+  }
+  const char32_t point = Decode(text.substr(0, length));
+  const bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
+  const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
+  return overlong || surrogate || point > 0x10FFFF ? 0 : length;
+}
+
 }  // namespace
 
 std::string EncodeUtf8(char32_t point) {
@@ -41,22 +55,9 @@ std::string EncodeUtf8(char32_t point) {
   return {byte(0xF0 | point >> 18), byte(0x80 | (point >> 12 & 0x3F)), third, last};
 }
 
-std::size_t Utf8SequenceLength(std::string_view text) {
-  if (text.empty()) return 0;
-  const std::size_t length = LengthByLeadByte(text[0]);
-  if (length == 0 || length > text.size()) return 0;
-  for (const char c : text.substr(1, length - 1)) {
-    if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) return 0;
-  }
-  const char32_t point = Decode(text.substr(0, length));
-  const bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
-  const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
-  return overlong || surrogate || point > 0x10FFFF ? 0 : length;
-}
-
 bool IsPrintableUtf8(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t length = Utf8SequenceLength(text);
+    const std::size_t length = SequenceLength(text);
     if (length == 0 || IsControl(text[0])) return false;
     text.remove_prefix(length);
   }
@@ -67,7 +68,7 @@ std::string RepairUtf8(std::string_view text) {
   std::string repaired;
   repaired.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t length = Utf8SequenceLength(text);
+    const std::size_t length = SequenceLength(text);
     repaired += length == 0 ? kReplacement : text.substr(0, length);
     text.remove_prefix(length == 0 ? 1 : length);
   }

@@ -10,9 +10,6 @@ namespace veltrane {
 // The bytes of a code point up to U+10FFFF.
 std::string EncodeUtf8(char32_t point);
 
-// The length of the well-formed sequence that the text begins with; 0 when it begins with none.
-std::size_t Utf8SequenceLength(std::string_view text);
-
 // True for well-formed text without control characters (below U+0020, and U+007F).
 bool IsPrintableUtf8(std::string_view text);
 

@@ -32,7 +32,6 @@ TEST(ReadReply, TakesTheBypassReportAsTheServiceWritesIt) {
   state.auto_stop_seconds = -1;
   state.message = "a \"message\" \\";
   state.admin_env_ips = FormatStringArray({"203.0.113.5", "x\"y"});
-  state.rdp_tcp_remote_addresses = FormatStringArray({});
   state.selected_bypass_ip_entries =
       FormatBypassEntries({{.ip = "203.0.113.5", .source = "WTS", .required = true}});
   HostRouteResult route;
@@ -47,7 +46,6 @@ TEST(ReadReply, TakesTheBypassReportAsTheServiceWritesIt) {
   EXPECT_EQ(reply->bypass->state.auto_stop_seconds, -1);
   EXPECT_EQ(reply->bypass->state.message, "a \"message\" \\");
   EXPECT_EQ(reply->bypass->admin_tokens, (std::vector<std::string>{"203.0.113.5", "x\"y"}));
-  EXPECT_EQ(reply->bypass->rdp_peers, std::vector<std::string>());
   ASSERT_EQ(reply->bypass->selected.size(), 1u);
   EXPECT_EQ(reply->bypass->selected[0].source, "WTS");
   EXPECT_TRUE(reply->bypass->selected[0].required);

@@ -1,5 +1,6 @@
 #include "client/profile/profile_checks.h"
 
+#include "client/profile/value_formats.h"
 #include "tests/client/profile/profile_text.h"
 
 namespace veltrane {

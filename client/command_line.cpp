@@ -16,13 +16,13 @@ namespace {
 constexpr char kFooter[] =
     "Exit codes:\n"
     "  0  done\n"
-    "  1  the service refused\n"
-    "  2  the command line is wrong\n"
+    "  1  the service refused the request\n"
+    "  2  the command line is invalid\n"
     "  3  the profile cannot be used; nothing was sent\n"
-    "  4  the service cannot be talked to; nothing was sent\n"
-    "  5  the pipe is served by somebody else; nothing was sent\n"
-    "  6  no reply that can be read came back\n"
-    "  doctor: 0 fine, 1 warnings, 2 a connect would be refused\n"
+    "  4  the service cannot be reached; nothing was sent\n"
+    "  5  another program serves the pipe; nothing was sent\n"
+    "  6  no readable reply came back\n"
+    "  doctor: 0 fine, 1 warnings, 2 connecting would fail\n"
     "\n"
     "Examples:\n"
     "  veltranectl doctor\n"
@@ -30,12 +30,12 @@ constexpr char kFooter[] =
     "  veltranectl status --watch\n";
 
 void AddStatusOptions(CLI::App& sub, Options& options) {
-  CLI::Option* watch = sub.add_flag("--watch", options.watch, "Keep it on screen");
-  sub.add_option("--every", options.every_seconds, "Seconds between two looks, 2 by default")
+  CLI::Option* watch = sub.add_flag("--watch", options.watch, "Keep refreshing");
+  sub.add_option("--every", options.every_seconds, "Seconds between refreshes (default 2)")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 3600))
       ->needs(watch);
-  sub.add_option("--times", options.times, "End after so many looks")
+  sub.add_option("--times", options.times, "Stop after this many refreshes")
       ->type_name("COUNT")
       ->check(CLI::Range(1, 1000000))
       ->needs(watch);
@@ -46,25 +46,25 @@ void AddConnectOptions(CLI::App& sub, Options& options) {
                  "A WireGuard .conf, a JSON profile, or - for standard input")
       ->required();
   sub.add_option("--node-id", options.node_id,
-                 "The node's name; a .conf is otherwise named after its file");
-  sub.add_option("--session", options.session, "The session nonce that was registered");
+                 "Node name; for a .conf the default is its file name");
+  sub.add_option("--session", options.session, "The registered session nonce");
 }
 
 void AddRegisterOptions(CLI::App& sub, Options& options) {
   sub.add_option("NONCE", options.nonce,
-                 "What a connect must carry from now on; \"\" switches the check off")
+                 "Nonce that every connect must carry from now on; \"\" turns the check off")
       ->required();
 }
 
-// A command, and how it describes itself.
+// A command and its help.
 struct Command {
   const char* name;
   const char* description;
   const char* footer;
   ExitCode (*run)(const Options&, Display&);
   void (*add_own_options)(CLI::App&, Options&) = [](CLI::App&, Options&) {};
-  const char* json_help = "Print the reply as it came";
-  const char* any_server_help = "Talk to whoever serves the pipe, as to a service in console mode";
+  const char* json_help = "Print the reply exactly as received";
+  const char* any_server_help = "Talk to any server on the pipe, such as a service in console mode";
 };
 
 constexpr Command kCommands[] = {
@@ -96,20 +96,20 @@ constexpr Command kCommands[] = {
      .run = RunRegister,
      .add_own_options = AddRegisterOptions},
     {.name = "doctor",
-     .description = "Tell whether a connect would work now; reads only, changes nothing",
-     .footer = "Exit codes: 0 fine, 1 warnings, 2 a connect would be refused\n"
+     .description = "Check whether connecting would work now; changes nothing",
+     .footer = "Exit codes: 0 fine, 1 warnings, 2 connecting would fail\n"
                "\n"
                "Examples:\n"
                "  veltranectl doctor\n"
                "  veltranectl doctor --json\n",
      .run = RunDoctor,
      .json_help = "Print the findings as JSON",
-     .any_server_help = "Look at a service in console mode"},
+     .any_server_help = "Check a service in console mode"},
 };
 
-// The parser, what it has read, and the command that the line names.
+// The parser, the options it has read, and the command it has found.
 struct CommandLine {
-  CLI::App app{"Talks to the Veltrane VPN service of this machine.", "veltranectl"};
+  CLI::App app{"Controls the Veltrane VPN service on this machine.", "veltranectl"};
   Options options;
   const Command* command = nullptr;
 
@@ -132,7 +132,7 @@ struct CommandLine {
   }
 };
 
-// Help and the version end the program too; they go to standard output.
+// Help and the version also end the program early; they go to standard output.
 int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) {
   if (end.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
     std::ostringstream output;
@@ -149,7 +149,7 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
   return kExitUsage;
 }
 
-// What the parser would call a missing subcommand, said more exactly.
+// Says more exactly what the parser would call a missing subcommand.
 std::string FindCommandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
   if (arguments.empty()) return "a command is missing";
   const std::string& name = arguments.front();

@@ -18,8 +18,8 @@
 namespace veltrane {
 namespace {
 
-constexpr char kWaiting[] = "waiting for the service's reply (a connect can take 20 s)";
-constexpr char kBusy[] = "waiting for another client to be done (30 s at most)";
+constexpr char kWaiting[] = "waiting for the service's reply (connecting can take 20 s)";
+constexpr char kBusy[] = "waiting for another client to finish (30 s at most)";
 constexpr std::uint32_t kBusySeconds = 30;
 constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J";
 
@@ -47,30 +47,30 @@ ExitCode CodeOf(Verdict verdict) {
       return kExitFine;
     case Verdict::kWarnings:
       return kExitWarnings;
-    case Verdict::kRefused:
+    case Verdict::kFailures:
       break;
   }
-  return kExitWouldBeRefused;
+  return kExitWouldFail;
 }
 
 ExitCode Fail(const ExchangeFailure& failure, Display& display) {
   return Complain(CodeOf(failure.kind), failure.what + ": " + failure.next, display);
 }
 
-// Prints a reply byte for byte; a terminal or a row of replies needs a line end too.
-void PrintAsItCame(const std::string& reply, bool row, Display& display) {
+// Prints a reply byte for byte. A terminal needs a line end too, and so does a series of replies.
+void PrintAsReceived(const std::string& reply, bool in_series, Display& display) {
   display.Print(reply);
-  if (row || display.OutputIsTerminal()) display.Print("\n");
+  if (in_series || display.OutputIsTerminal()) display.Print("\n");
 }
 
-// Shows a reply as it came with --json. Otherwise a success is shown by the line, if there is one,
-// and everything else as a screen.
+// Shows a reply: as received with --json, otherwise as a screen, or as `line` when one is given and
+// the request succeeded.
 ExitCode ShowReply(const std::string& text, const std::string& line, bool json, Display& display) {
-  if (json) PrintAsItCame(text, false, display);
+  if (json) PrintAsReceived(text, false, display);
   const std::optional<Reply> reply = ReadReply(text);
   if (!reply) {
-    return Complain(kExitNoReply, "the reply is no JSON object: --json prints it as it came",
-                    display);
+    return Complain(kExitNoReply,
+                    "the reply is not a JSON object: use --json to print it as received", display);
   }
   if (!json && line.empty()) display.Print(ReplyScreen(*reply, display.OutputPainter()));
   if (!reply->ok) {
@@ -83,7 +83,7 @@ ExitCode ShowReply(const std::string& text, const std::string& line, bool json, 
   return kExitDone;
 }
 
-// Whether the reply comes at once, or only after what the service has to do first.
+// Whether the service replies at once or has work to do first.
 enum class Pace { kQuick, kSlow };
 
 ExchangeResult Ask(const SecretText& request, Pace pace, bool any_server, Display& display) {
@@ -100,7 +100,7 @@ ExchangeResult Ask(const SecretText& request, Pace pace, bool any_server, Displa
   return result;
 }
 
-// Sends a request and shows its reply, a success by the line if there is one.
+// Sends a request and shows its reply, as ShowReply does.
 ExitCode AskAndShow(const SecretText& request, Pace pace, const Options& options, Display& display,
                     const std::string& line = {}) {
   const ExchangeResult result = Ask(request, pace, options.any_server, display);
@@ -114,7 +114,7 @@ ExitCode WatchOnce(const Options& options, Display& display) {
   if (display.OutputIsTerminal() && !options.json) display.Print(kClearTerminal);
   if (!result.reply) return Fail(result.failure, display);
   if (!options.json) return ShowReply(*result.reply, "", false, display);
-  PrintAsItCame(*result.reply, true, display);
+  PrintAsReceived(*result.reply, true, display);
   return kExitDone;
 }
 
@@ -123,7 +123,8 @@ ExitCode Watch(const Options& options, Display& display) {
     const ExitCode last = WatchOnce(options, display);
     if (round == options.times) return last;
     if (!options.json) {
-      display.Print("\nevery " + std::to_string(options.every_seconds) + " s; Ctrl+C ends\n");
+      display.Print("\nevery " + std::to_string(options.every_seconds) +
+                    " s; press Ctrl+C to stop\n");
     }
     SleepMilliseconds(options.every_seconds * 1000);
     if (!options.json && !display.OutputIsTerminal()) display.Print("\n");
@@ -159,7 +160,7 @@ ExitCode RunRegister(const Options& options, Display& display) {
   if (!building.problem.empty()) return Complain(kExitUsage, building.problem, display);
   return AskAndShow(
       building.request, Pace::kQuick, options, display,
-      options.nonce.empty() ? "session check switched off\n" : "session nonce registered\n");
+      options.nonce.empty() ? "session check turned off\n" : "session nonce registered\n");
 }
 
 ExitCode RunDoctor(const Options& options, Display& display) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The commands. Each prints its outcome and returns the exit code.
+// The commands. Each prints its result and returns the exit code.
 
 #include <cstdint>
 #include <string>
@@ -12,21 +12,21 @@ namespace veltrane {
 
 // What the command line asks for.
 struct Options {
-  // Of every command.
+  // For every command.
   bool json = false;
   bool any_server = false;
 
-  // Of status.
+  // For status.
   bool watch = false;
   std::uint32_t every_seconds = 2;
-  std::uint32_t times = 0;  // 0: for ever
+  std::uint32_t times = 0;  // 0: until interrupted
 
-  // Of connect.
+  // For connect.
   std::string profile;  // a path, or "-"
   std::string node_id;
   std::string session;
 
-  // Of register.
+  // For register.
   std::string nonce;
 };
 

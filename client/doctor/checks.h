@@ -1,35 +1,35 @@
 #pragma once
 
-// The checks of the preflight, a group each. They only read.
+// The checks of the preflight, one per group. They change nothing.
 
 #include "client/doctor/findings.h"
 #include "client/doctor/preflight.h"
 
 namespace veltrane {
 
-// The control service: installed, running, its command line and its account. In console mode none
-// of them need be as they are otherwise.
+// The control service: installed, running, its command line and its account. Console mode needs
+// none of these.
 void CheckService(const Preflight& preflight, Findings& findings);
 
-// The pipe: there, and served by that service. Asks the service for its status when both hold.
+// The pipe: open, and served by that service. If so, asks the service for its status.
 void CheckPipe(Preflight& preflight, Findings& findings);
 
-// The tunnel library beside the executable, and its export.
+// The tunnel library next to the executable, and its export.
 void CheckTunnelLibrary(const Preflight& preflight, Findings& findings);
 
 // Each setting in its scopes, what it means, and whether the service sees it too.
 void CheckSettings(const Preflight& preflight, Findings& findings);
 
-// Whether this is a Remote Desktop session that a connect would be refused in.
+// Whether this is a Remote Desktop session in which connecting would be refused.
 void CheckSession(const Preflight& preflight, Findings& findings);
 
-// The addresses that would be pinned, and those that look as if they should be.
+// The addresses that would be pinned, and those that perhaps should be.
 void CheckBypass(const Preflight& preflight, Findings& findings);
 
-// The physical gateway and interface, and whether a pinned route can hold there.
+// The physical gateway and interface, and whether routes can be pinned there.
 void CheckNetwork(const Preflight& preflight, Findings& findings);
 
-// What an earlier run has left behind.
+// What an earlier run left behind.
 void CheckLeftovers(const Preflight& preflight, Findings& findings);
 
 // The folder of active.conf and who may open it.

@@ -4,8 +4,8 @@
 
 namespace veltrane {
 
-// The preflight: would a connect work now, and would the administrator stay connected? Reads only.
-// With `any_server` the service is one in console mode.
+// The preflight: would connecting work now, and would the administrator stay connected? Changes
+// nothing. With `any_server` it looks at a service in console mode.
 Findings Examine(bool any_server);
 
 }  // namespace veltrane

@@ -14,17 +14,17 @@ void Findings::Note(const std::string& check, const std::string& text) {
   Add(Mark::kNote, check, text, "");
 }
 
-void Findings::Warn(const std::string& check, const std::string& text, const std::string& mend) {
-  Add(Mark::kWarning, check, text, mend);
+void Findings::Warn(const std::string& check, const std::string& text, const std::string& fix) {
+  Add(Mark::kWarning, check, text, fix);
 }
 
-void Findings::Fail(const std::string& check, const std::string& text, const std::string& mend) {
-  Add(Mark::kFailure, check, text, mend);
+void Findings::Fail(const std::string& check, const std::string& text, const std::string& fix) {
+  Add(Mark::kFailure, check, text, fix);
 }
 
 void Findings::Add(Mark mark, const std::string& check, const std::string& text,
-                   const std::string& mend) {
-  all_.push_back({group_, Printable(check), mark, Printable(text), Printable(mend)});
+                   const std::string& fix) {
+  all_.push_back({group_, Printable(check), mark, Printable(text), Printable(fix)});
 }
 
 std::size_t Findings::Count(Mark mark) const {
@@ -33,7 +33,7 @@ std::size_t Findings::Count(Mark mark) const {
 }
 
 Verdict Findings::Judge() const {
-  if (Count(Mark::kFailure) > 0) return Verdict::kRefused;
+  if (Count(Mark::kFailure) > 0) return Verdict::kFailures;
   return Count(Mark::kWarning) > 0 ? Verdict::kWarnings : Verdict::kFine;
 }
 

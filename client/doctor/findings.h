@@ -1,6 +1,6 @@
 #pragma once
 
-// What the preflight has found.
+// What the preflight found.
 
 #include <string>
 #include <vector>
@@ -10,8 +10,8 @@ namespace veltrane {
 enum class Mark {
   kOk,
   kNote,     // neither good nor bad
-  kWarning,  // a connect would work, but not as one may expect
-  kFailure,  // a connect would be refused or could not be asked for
+  kWarning,  // connecting would work, but perhaps not as expected
+  kFailure,  // connecting would fail
 };
 
 struct Finding {
@@ -19,30 +19,30 @@ struct Finding {
   std::string check;  // "running"
   Mark mark = Mark::kOk;
   std::string text;  // one line
-  std::string mend;  // the one command that mends it, or empty
+  std::string fix;   // the one command that fixes it, or empty
 };
 
-enum class Verdict { kFine, kWarnings, kRefused };
+enum class Verdict { kFine, kWarnings, kFailures };
 
-// The findings in the order in which they were made. Texts are made fit for a screen here.
+// The findings in the order in which they were added. Their texts are made safe for a terminal.
 class Findings {
  public:
-  // Begins a group; what is added from now on belongs to it.
+  // Begins a group, to which everything added from now on belongs.
   void Begin(const std::string& group) { group_ = group; }
 
   void Ok(const std::string& check, const std::string& text);
   void Note(const std::string& check, const std::string& text);
-  void Warn(const std::string& check, const std::string& text, const std::string& mend);
-  void Fail(const std::string& check, const std::string& text, const std::string& mend);
+  void Warn(const std::string& check, const std::string& text, const std::string& fix);
+  void Fail(const std::string& check, const std::string& text, const std::string& fix);
 
   const std::vector<Finding>& All() const { return all_; }
   std::size_t Count(Mark mark) const;
 
-  // As the worst finding is marked.
+  // Depends on the worst mark.
   Verdict Judge() const;
 
  private:
-  void Add(Mark mark, const std::string& check, const std::string& text, const std::string& mend);
+  void Add(Mark mark, const std::string& check, const std::string& text, const std::string& fix);
 
   std::string group_;
   std::vector<Finding> all_;

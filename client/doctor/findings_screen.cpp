@@ -51,15 +51,14 @@ std::string VerdictText(const Findings& findings, const Painter& paint) {
   const std::string warnings = Counted(findings.Count(Mark::kWarning), "warning");
   switch (findings.Judge()) {
     case Verdict::kFine:
-      return paint(Colour::kGood, "A connect should work.") + "\n";
+      return paint(Colour::kGood, "Connecting should work.") + "\n";
     case Verdict::kWarnings:
-      return paint(Colour::kWarning, "A connect should work: " + warnings + ".") + "\n";
-    case Verdict::kRefused:
+      return paint(Colour::kWarning, "Connecting should work, with " + warnings + ".") + "\n";
+    case Verdict::kFailures:
       break;
   }
   const std::string failures = Counted(findings.Count(Mark::kFailure), "failure");
-  return paint(Colour::kBad, "A connect would be refused: " + failures + ", " + warnings + ".") +
-         "\n";
+  return paint(Colour::kBad, "Connecting would fail: " + failures + ", " + warnings + ".") + "\n";
 }
 
 std::size_t WidestCheck(const Findings& findings, const std::string& group) {
@@ -76,9 +75,9 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
   std::string screen;
   std::string group;
   std::size_t columns = 0;
-  bool mends = false;
+  bool any_fix = false;
   for (const Finding& finding : findings.All()) {
-    mends = mends || !finding.mend.empty();
+    any_fix = any_fix || !finding.fix.empty();
     if (finding.group != group) {
       group = finding.group;
       columns = WidestCheck(findings, group) + 2;
@@ -86,11 +85,11 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
     }
     screen += "  " + PaintedMark(finding.mark, paint) + Padded(finding.check, columns) +
               finding.text + "\n";
-    if (!finding.mend.empty()) {
-      screen += std::string(2 + kMarkColumns + columns, ' ') + "mend: " + finding.mend + "\n";
+    if (!finding.fix.empty()) {
+      screen += std::string(2 + kMarkColumns + columns, ' ') + "fix: " + finding.fix + "\n";
     }
   }
-  if (mends) screen += "\nCommands are for a command prompt (cmd) run as administrator.\n";
+  if (any_fix) screen += "\nRun the commands in a command prompt (cmd) as administrator.\n";
   return screen + "\n" + VerdictText(findings, paint);
 }
 
@@ -106,7 +105,7 @@ std::string FindingsJson(const Findings& findings) {
     item["check"] = finding.check;
     item["mark"] = finding.mark == Mark::kFailure ? "fail" : MarkWord(finding.mark);
     item["finding"] = finding.text;
-    if (!finding.mend.empty()) item["mend"] = finding.mend;
+    if (!finding.fix.empty()) item["fix"] = finding.fix;
     json["findings"].push_back(item);
   }
   return json.dump() + "\n";

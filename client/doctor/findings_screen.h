@@ -1,6 +1,6 @@
 #pragma once
 
-// How the findings of the preflight are shown.
+// Showing the findings of the preflight.
 
 #include <string>
 
@@ -9,7 +9,7 @@
 
 namespace veltrane {
 
-// The findings as a screen, the verdict at its end.
+// The findings as a screen that ends with the verdict.
 std::string FindingsScreen(const Findings& findings, const Painter& paint);
 
 // The findings as one JSON object, described by docs/schema/doctor.schema.json.

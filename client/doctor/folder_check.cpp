@@ -14,7 +14,7 @@ constexpr std::uint32_t kErrorFileNotFound = 2;
 constexpr std::uint32_t kErrorPathNotFound = 3;
 constexpr std::uint32_t kErrorAccessDenied = 5;
 
-// Those besides LocalSystem and the Administrators whom an access list admits.
+// Everyone other than LocalSystem and Administrators whom an access list admits.
 std::vector<std::string> OthersAdmitted(const AccessListReading& list) {
   std::vector<std::string> others;
   for (const AccessListEntry& entry : list.entries) {
@@ -32,11 +32,12 @@ std::string Joined(const std::vector<std::string>& items) {
   return text;
 }
 
-// Leaves the folder to the two. A grant takes nothing from others, so that they are named too.
+// The command that closes the folder to the others. Granting access to the two takes nothing away
+// from anyone, so the others are named too.
 std::string Closing(const std::string& folder, const std::vector<std::string>& others) {
-  std::string command = "icacls \"" + folder +
-                        "\" /inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" "
-                        "\"*S-1-5-32-544:(OI)(CI)F\"";
+  std::string command =
+      "icacls \"" + folder +
+      "\" /inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"";
   if (!others.empty()) command += " /remove:g";
   for (const std::string& sid : others) command += " \"*" + sid + "\"";
   return command;
@@ -50,28 +51,28 @@ void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
   const std::string folder = WideToUtf8(path);
   const AccessListReading list = ReadAccessList(path);
   if (list.error == kErrorFileNotFound || list.error == kErrorPathNotFound) {
-    findings.Ok("folder", folder + " is made by the first connect");
+    findings.Ok("folder", folder + " will be created by the first connect");
     return;
   }
   if (list.error == kErrorAccessDenied) {
-    findings.Ok("folder", folder + " is closed to this user");
+    findings.Ok("folder", folder + " is not accessible to this user");
     return;
   }
   if (list.error != 0) {
-    findings.Warn("folder", folder + " cannot be looked at" + WindowsError(list.error),
+    findings.Warn("folder", folder + " cannot be examined" + WindowsError(list.error),
                   "icacls \"" + folder + "\"");
     return;
   }
   const std::vector<std::string> others = OthersAdmitted(list);
-  const std::string mend = Closing(folder, others);
+  const std::string fix = Closing(folder, others);
   if (!list.has_list) {
-    findings.Warn("folder", folder + " is open to everybody", mend);
+    findings.Warn("folder", folder + " is open to everyone", fix);
   } else if (!others.empty()) {
-    findings.Warn("folder", folder + " is open to " + Joined(others), mend);
+    findings.Warn("folder", folder + " is open to " + Joined(others), fix);
   } else if (!list.is_protected) {
-    findings.Warn("folder", folder + " inherits rights from the folder above", mend);
+    findings.Warn("folder", folder + " inherits access rights from its parent folder", fix);
   } else {
-    findings.Ok("folder", folder + " is open to LocalSystem and Administrators alone");
+    findings.Ok("folder", folder + " is open only to LocalSystem and Administrators");
   }
 }
 

@@ -11,13 +11,13 @@ namespace {
 constexpr char kDisconnect[] = "veltranectl disconnect";
 constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 
-constexpr char kUnasked[] = "whose it is only the service can tell, and it has not answered";
+constexpr char kUnasked[] = "only the service can tell whose it is, and it did not answer";
 
-// What the service says of the things that a connection leaves on the machine while it lasts.
+// Whose, according to the service, the traces of a connection on the machine are.
 enum class Owner { kConnection, kNobody, kUnknown };
 
-// A service that runs and was not heard may well be connected, and a connection that somebody works
-// over must not be mended away. One that is stopped has no connection.
+// A running service that did not answer may well be connected, and nobody must be told to "fix" a
+// connection that somebody is working over. A stopped service has no connection.
 Owner FindOwner(const Preflight& preflight) {
   if (preflight.status && preflight.status->ok) {
     return preflight.status->phase == "connected" ? Owner::kConnection : Owner::kNobody;
@@ -31,22 +31,22 @@ Owner FindOwner(const Preflight& preflight) {
 void CheckTunnelService(const ServiceFacts& tunnel, Owner owner, Findings& findings) {
   if (tunnel.error != 0) {
     if (owner == Owner::kConnection) {
-      findings.Warn("tunnel service", "connected, but VeltraneVpnTunnel$Active is not there",
+      findings.Warn("tunnel service", "connected, but VeltraneVpnTunnel$Active does not exist",
                     kDisconnect);
     } else {
       findings.Ok("tunnel service", "none");
     }
   } else if (owner == Owner::kConnection) {
-    findings.Ok("tunnel service", "VeltraneVpnTunnel$Active is that of the connection");
+    findings.Ok("tunnel service", "VeltraneVpnTunnel$Active belongs to the connection");
   } else if (owner == Owner::kUnknown) {
-    findings.Note("tunnel service", std::string("VeltraneVpnTunnel$Active is there; ") + kUnasked);
+    findings.Note("tunnel service", std::string("VeltraneVpnTunnel$Active exists; ") + kUnasked);
   } else {
-    findings.Warn("tunnel service", "VeltraneVpnTunnel$Active of an earlier run is still there",
+    findings.Warn("tunnel service", "VeltraneVpnTunnel$Active is left over from an earlier run",
                   kDisconnect);
   }
 }
 
-// What disconnect leaves on purpose where Windows does not let it delete the file: zeros.
+// True for a file of zeros, which disconnect leaves behind where Windows does not let it delete it.
 bool IsScrubbed(const std::string& path) {
   bool zeros = true;
   const std::uint32_t status = ReadFileBytes(path, kLargestConf, [&zeros](std::string_view piece) {
@@ -59,18 +59,20 @@ void CheckActiveConf(const std::wstring& active, Owner owner, Findings& findings
   if (!TestExistence(active).exists) {
     findings.Ok("active.conf", "none");
   } else if (owner == Owner::kConnection) {
-    findings.Ok("active.conf", "that of the connection");
+    findings.Ok("active.conf", "belongs to the connection");
   } else if (IsScrubbed(WideToUtf8(active))) {
-    findings.Note("active.conf", "of an earlier run, overwritten with zeros");
+    findings.Note("active.conf", "left over from an earlier run, overwritten with zeros");
   } else if (owner == Owner::kUnknown) {
-    findings.Note("active.conf", WideToUtf8(active) + " is there; " + kUnasked);
+    findings.Note("active.conf", WideToUtf8(active) + " exists; " + kUnasked);
   } else {
-    findings.Warn("active.conf", WideToUtf8(active) + " of an earlier run may still hold a key",
-                  kDisconnect);
+    findings.Warn(
+        "active.conf",
+        WideToUtf8(active) + " is left over from an earlier run and may still contain a key",
+        kDisconnect);
   }
   const std::wstring temporary = active + L".tmp";
   if (TestExistence(temporary).exists) {
-    findings.Warn("active.conf.tmp", "a write that was cut off; it may hold a key",
+    findings.Warn("active.conf.tmp", "left by an interrupted write; it may contain a key",
                   "del \"" + WideToUtf8(temporary) + "\"");
   }
 }
@@ -84,7 +86,7 @@ void CheckTunnelRoute(Owner owner, Findings& findings) {
   } else if (owner == Owner::kUnknown) {
     findings.Note("tunnel default route", route + "; " + kUnasked);
   } else {
-    findings.Warn("tunnel default route", route + " without a connection", kDisconnect);
+    findings.Warn("tunnel default route", route + ", but there is no connection", kDisconnect);
   }
 }
 

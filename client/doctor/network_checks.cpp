@@ -17,7 +17,7 @@ bool BypassIsEnforced(const Preflight& preflight) {
   return preflight.bypass_on && !preflight.guarded;
 }
 
-// The physical route that the service would find now; a next hop of 0 when there is none.
+// The physical route that the service would find now; its next hop is 0 when there is none.
 BestRoute FindGateway() { return FindBestRoute(ParseIpv4(kProbeAddress).value_or(0)); }
 
 bool IsPinned(const std::string& ip, const BestRoute& gateway) {
@@ -39,16 +39,16 @@ void AddCandidates(const std::vector<BypassIpEntry>& candidates, Findings& findi
   for (const BypassIpEntry& entry : candidates) {
     findings.Ok(entry.ip, std::string(entry.required ? "required" : "optional") + ", " +
                               SourceText(entry.source) +
-                              (IsPinned(entry.ip, gateway) ? ", pinned already" : ""));
+                              (IsPinned(entry.ip, gateway) ? ", already pinned" : ""));
   }
 }
 
-// Somebody works over Remote Desktop and nothing would keep the connection outside the tunnel.
+// Warns of Remote Desktop connections that nothing would keep outside the tunnel.
 void WarnOfUnprotected(Findings& findings) {
   const std::vector<std::string> peers = ListRdpTcpRemoteAddresses();
   const std::set<std::string> distinct(peers.begin(), peers.end());
   for (const std::string& ip : distinct) {
-    findings.Warn(ip, "an established Remote Desktop connection that nothing would keep up",
+    findings.Warn(ip, "an established Remote Desktop connection that nothing protects",
                   "setx ADMIN_BYPASS_IP \"" + ip + "\" /M");
   }
 }
@@ -61,12 +61,13 @@ void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
     findings.Note("route metric", "the metric of " + interface + " cannot be read");
     return;
   }
-  const std::string text = interface + " has the metric " + std::to_string(*metric);
+  const std::string text = interface + " has metric " + std::to_string(*metric);
   if (*metric <= kPinnedMetric) {
-    findings.Ok("route metric", text + ": a pinned route of metric 1 can be created and counts");
+    findings.Ok("route metric",
+                text + ": a pinned route with metric 1 can be created and is accepted");
     return;
   }
-  const std::string mend =
+  const std::string fix =
       "netsh interface ipv4 set interface " + std::to_string(gateway.interface_index) + " metric=1";
   const bool all_pinned =
       std::all_of(candidates.begin(), candidates.end(), [&gateway](const BypassIpEntry& entry) {
@@ -74,14 +75,15 @@ void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
       });
   const std::string problem =
       *metric > kHighestGoodMetric
-          ? ": Windows refuses the create of metric 1, and a route there counts only up to 15"
-          : ": Windows refuses the create of metric 1, below that of its interface";
+          ? ": Windows refuses a route with metric 1, and the service accepts a pinned route only "
+            "up to 15"
+          : ": Windows refuses a route with metric 1, below that of its interface";
   if (!BypassIsEnforced(preflight)) {
-    findings.Note("route metric", text + ", which only matters once the bypass is on" + problem);
+    findings.Note("route metric", text + ", which matters only once the bypass is on" + problem);
   } else if (all_pinned) {
-    findings.Warn("route metric", text + problem + "; the routes that are there count", mend);
+    findings.Warn("route metric", text + problem + "; the existing routes are accepted", fix);
   } else {
-    findings.Fail("route metric", text + problem, mend);
+    findings.Fail("route metric", text + problem, fix);
   }
 }
 
@@ -104,7 +106,7 @@ void CheckBypass(const Preflight& preflight, Findings& findings) {
   const bool any_required = std::any_of(candidates.begin(), candidates.end(),
                                         [](const BypassIpEntry& entry) { return entry.required; });
   if (!any_required) {
-    findings.Fail("pinned routes", "the bypass is on and no address is required",
+    findings.Fail("pinned routes", "the bypass is on, but there is no required address",
                   "setx ADMIN_BYPASS_IP <your public address> /M");
   }
 }
@@ -125,7 +127,7 @@ void CheckNetwork(const Preflight& preflight, Findings& findings) {
                             std::to_string(gateway.interface_index) + ", " +
                             DescribeInterface(gateway.interface_index);
   if (IsTunnelInterface(gateway.interface_index)) {
-    findings.Warn("gateway", place + ", which is a tunnel and not the physical network",
+    findings.Warn("gateway", place + ", a tunnel rather than the physical network",
                   "veltranectl disconnect");
   } else {
     findings.Ok("gateway", place);

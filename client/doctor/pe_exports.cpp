@@ -18,7 +18,7 @@ class PeFile {
  public:
   explicit PeFile(std::string_view bytes) : bytes_(bytes) {}
 
-  // False unless the headers are there.
+  // False when the headers are missing or truncated.
   bool ReadHeaders() {
     const auto pe = Number32(kPeOffsetField);
     if (bytes_.substr(0, 2) != "MZ" || !pe) return false;
@@ -62,7 +62,7 @@ class PeFile {
   std::optional<std::uint64_t> Number16(std::uint64_t offset) const { return Number(offset, 2); }
   std::optional<std::uint64_t> Number32(std::uint64_t offset) const { return Number(offset, 4); }
 
-  // Where in the file the byte lies that is loaded at this address.
+  // The place in the file of the byte that is loaded at this address.
   std::optional<std::uint64_t> Offset(std::uint64_t rva) const {
     const auto count = Number16(pe_ + 6);
     const auto optional_header_bytes = Number16(pe_ + 20);
@@ -79,7 +79,7 @@ class PeFile {
     return std::nullopt;
   }
 
-  // The text that ends in a zero; empty when none does.
+  // The zero-terminated text at this place; empty when there is none.
   std::string_view TextAt(std::uint64_t offset) const {
     if (offset >= bytes_.size()) return {};
     const std::size_t end = bytes_.find('\0', offset);

@@ -9,16 +9,16 @@ namespace {
 
 constexpr std::uint32_t kBusySeconds = 2;
 
-// Why the pipe cannot be talked over.
+// Adds why there is no pipe to talk over.
 void AddUnserved(const Preflight& preflight, const ExchangeFailure& failure, Findings& findings) {
   if (failure.kind == FailureKind::kBusy) {
-    findings.Warn("served", failure.what, "veltranectl doctor, when that is done");
+    findings.Warn("served", failure.what, "veltranectl doctor, when that client has finished");
   } else if (failure.kind == FailureKind::kUntrusted) {
     findings.Fail("served", failure.what,
                   "veltranectl doctor --any-server, if that is the service in console mode");
   } else if (!preflight.any_server && preflight.service.state != kServiceRunning) {
-    // That the service does not run is a finding of its own, which its pipe does not repeat.
-    findings.Note("served", "there is none while the service does not run");
+    // The service not running is a finding already; its pipe does not repeat it.
+    findings.Note("served", "no pipe while the service is not running");
   } else {
     findings.Fail("served", failure.what, failure.next);
   }
@@ -33,14 +33,13 @@ void CheckPipe(Preflight& preflight, Findings& findings) {
     AddUnserved(preflight, service.failure, findings);
     return;
   }
-  findings.Ok("served", preflight.any_server ? "by a program that is not checked"
+  findings.Ok("served", preflight.any_server ? "by a program that was not checked"
                                              : "by the service's process");
   const ExchangeResult result =
       Exchange(*service.pipe, PlainRequest("status"), [](std::uint32_t) {});
   if (result.reply) preflight.status = ReadReply(*result.reply);
   if (!preflight.status || !preflight.status->ok) {
-    findings.Fail("answers", "a status request got no reply that can be read",
-                  "sc query VeltraneVpnTunnel");
+    findings.Fail("answers", "no readable reply to a status request", "sc query VeltraneVpnTunnel");
   } else {
     findings.Ok(
         "answers",

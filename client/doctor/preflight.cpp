@@ -11,7 +11,7 @@
 namespace veltrane {
 namespace {
 
-// The last argument of a command line that stands in quotes; empty when there is none.
+// The last quoted argument of a command line; empty when there is none.
 std::wstring LastQuoted(const std::wstring& command_line) {
   const std::size_t end = command_line.rfind(L'"');
   if (end == std::wstring::npos || end == 0) return {};
@@ -19,7 +19,7 @@ std::wstring LastQuoted(const std::wstring& command_line) {
   return begin == std::wstring::npos ? L"" : command_line.substr(begin + 1, end - begin - 1);
 }
 
-// The program of a command line: what stands in quotes at its beginning, or up to the first blank.
+// The program of a command line: the quoted text at its beginning, or everything up to a space.
 std::wstring ProgramOf(const std::wstring& command_line) {
   if (command_line.substr(0, 1) == L"\"") {
     return command_line.substr(1, command_line.find(L'"', 1) - 1);
@@ -29,14 +29,14 @@ std::wstring ProgramOf(const std::wstring& command_line) {
 
 std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
 
-// A registered service's process gets the switch from the machine scope when Windows starts.
+// A registered service gets the switch from the machine scope when Windows starts.
 bool MachineSwitchesBypassOn() {
   const std::optional<bool> on = ParseBypassSwitch(MachineValue(L"VELTRANE_POC_ADMIN_BYPASS"));
   if (on) return *on;
   return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
 }
 
-// The addresses of the machine scope, and those that no environment names.
+// The addresses that the machine scope names, and those that do not come from an environment.
 std::vector<BypassIpEntry> MachineCandidates() {
   BypassCandidateMap candidates;
   for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
@@ -56,7 +56,7 @@ std::vector<BypassIpEntry> MachineCandidates() {
   return entries;
 }
 
-// Fills in what the settings mean where the service runs.
+// Fills in what the settings mean for the service.
 void ReadEffectiveSettings(Preflight& preflight) {
   ReadGuardSettings(preflight.guard);
   if (preflight.any_server) {

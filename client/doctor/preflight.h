@@ -1,6 +1,6 @@
 #pragma once
 
-// What the checks of the preflight start from.
+// The facts that the checks of the preflight share.
 
 #include <optional>
 #include <string>
@@ -13,29 +13,28 @@
 
 namespace veltrane {
 
-// What more than one group wants to know.
 struct Preflight {
   bool any_server = false;
   ServiceFacts service;
-  std::wstring program;                   // the service's executable; empty when it is not known
+  std::wstring program;                   // the service's executable; empty when unknown
   ServiceFacts tunnel;                    // the service of the tunnel itself
   std::wstring conf;                      // the configuration file that a tunnel runs from
-  std::optional<Reply> status;            // the service's own word, when it could be asked
-  RouteGuardResult guard;                 // as ReadGuardSettings fills it in this process
-  bool guarded = false;                   // the default-route guard is on where the service runs
-  bool bypass_on = false;                 // and so is the bypass
-  std::vector<BypassIpEntry> candidates;  // the addresses that it would pin
+  std::optional<Reply> status;            // the service's own reply, when there is one
+  RouteGuardResult guard;                 // what ReadGuardSettings reads in this process
+  bool guarded = false;                   // the default-route guard is on for the service
+  bool bypass_on = false;                 // the bypass is on for the service
+  std::vector<BypassIpEntry> candidates;  // the addresses that the bypass would pin
 };
 
-// Reads everything but the status. What the settings mean is told for the place where the service
-// runs: a registered one has a process and a user environment of its own, so that the machine scope
-// alone is common to both; one in console mode is taken to have this process's environment.
-// The file is that of the tunnel service when there is one, for a
-// service may have another idea of the program-data folder than this process.
+// Gathers everything but the status. The settings are those that the service sees: a registered
+// service has its own process and user environments, so it shares only the machine scope with this
+// process; a service in console mode is assumed to have this process's environment. The file is the
+// one that the tunnel service names, if there is one, because a service may have a different
+// program-data folder.
 Preflight BeginPreflight(bool any_server);
 
-// Whether the bypass is switched on by this word of VELTRANE_POC_ADMIN_BYPASS; nullopt for a word
-// that the service does not know.
+// Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
+// that the service ignores.
 std::optional<bool> ParseBypassSwitch(const std::string& word);
 
 }  // namespace veltrane

@@ -10,10 +10,18 @@
 namespace veltrane {
 namespace {
 
+constexpr char kReinstall[] =
+    "VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe --install";
+
 const char* StateWord(std::uint32_t state) {
-  constexpr const char* kWords[] = {"in no known state", "stopped", "starting",
-                                    "stopping",          "running", "about to continue",
-                                    "about to pause",    "paused"};
+  constexpr const char* kWords[] = {"in an unknown state",
+                                    "stopped",
+                                    "starting",
+                                    "stopping",
+                                    "running",
+                                    "resuming",
+                                    "pausing",
+                                    "paused"};
   return state < std::size(kWords) ? kWords[state] : kWords[0];
 }
 
@@ -21,11 +29,9 @@ void CheckCommandLine(const Preflight& preflight, Findings& findings) {
   const std::wstring& line = preflight.service.command_line;
   const std::string shown = WideToUtf8(line);
   if (!TestExistence(preflight.program).exists) {
-    findings.Fail("command line", shown + ", whose program is not there",
-                  "VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe --install");
+    findings.Fail("command line", shown + ", whose program does not exist", kReinstall);
   } else if (line != L"\"" + preflight.program + L"\" --run-as-service") {
-    findings.Warn("command line", shown + ", which is not what --install registers",
-                  "VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe --install");
+    findings.Warn("command line", shown + ", which is not what --install registers", kReinstall);
   } else {
     findings.Ok("command line", shown);
   }
@@ -35,8 +41,7 @@ void CheckAccount(const ServiceFacts& service, Findings& findings) {
   if (EqualsIgnoreCase(service.account, L"LocalSystem")) {
     findings.Ok("account", "LocalSystem");
   } else {
-    findings.Warn("account",
-                  WideToUtf8(service.account) + ", which may not have the rights that it needs",
+    findings.Warn("account", WideToUtf8(service.account) + ", which may lack the rights it needs",
                   "sc config VeltraneVpnTunnel obj= LocalSystem");
   }
 }
@@ -63,7 +68,7 @@ void CheckService(const Preflight& preflight, Findings& findings) {
   if (error == 0) {
     CheckInstalledService(preflight, findings);
   } else if (preflight.any_server && error == kErrorServiceDoesNotExist) {
-    findings.Note("installed", "no, which console mode does not need");
+    findings.Note("installed", "no, but console mode does not need it");
   } else if (error == kErrorServiceDoesNotExist) {
     findings.Fail("installed", "no", "VeltraneVpnService.exe --install");
   } else {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kDisableDefaultRoute[] = "VELTRANE_POC_DISABLE_DEFAULT_ROUTE";
 
-// Where a value comes from, with the values that it hides.
+// The value of each scope that has one.
 std::string ScopesText(const EnvValue& value) {
   std::string text;
   const std::array<std::pair<const char*, const std::string*>, 3> scopes = {
@@ -28,29 +28,30 @@ std::string SetForMachine(const std::string& name, const std::string& value) {
   return "setx " + name + " \"" + value + "\" /M";
 }
 
-// Adds one setting: what its scopes hold and what that means. A registered service has a process
-// and a user environment of its own, so it sees nothing here but the machine scope.
+// Adds one setting: its values and what they mean. A registered service has its own process and
+// user environments, so it sees only the machine scope.
 void AddSetting(const std::string& name, const EnvValue& value, const std::string& meaning,
-                const std::string& doubt, const Preflight& preflight, Findings& findings) {
+                const std::string& fix, const Preflight& preflight, Findings& findings) {
   if (value.effective.empty()) {
     findings.Ok(name, "not set: " + meaning);
     return;
   }
   const std::string text = ScopesText(value) + ": " + meaning;
-  if (!doubt.empty()) {
-    findings.Warn(name, text, doubt);
+  if (!fix.empty()) {
+    findings.Warn(name, text, fix);
   } else if (value.machine.empty() && !preflight.any_server) {
-    findings.Warn(name, text + "; the service does not see it, for the machine scope lacks it",
-                  SetForMachine(name, value.effective));
+    findings.Warn(
+        name, text + "; the service does not see it, because the machine scope does not have it",
+        SetForMachine(name, value.effective));
   } else if (value.effective != value.machine && !preflight.any_server) {
-    findings.Note(name, text + "; the service sees the machine scope");
+    findings.Note(name, text + "; the service sees the machine scope's value");
   } else {
     findings.Ok(name, text);
   }
 }
 
-// The value that counts: the machine scope's for a registered service. What that scope lacks is
-// told by what this process would make of it.
+// The value that counts: for a registered service the machine scope's, or when that has none, what
+// this process would use.
 const std::string& Counting(const EnvValue& value, const Preflight& preflight) {
   return preflight.any_server || value.machine.empty() ? value.effective : value.machine;
 }
@@ -71,31 +72,32 @@ void CheckAutoStop(const Preflight& preflight, Findings& findings) {
   const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   const std::string& number = Counting(value, preflight);
   const std::int32_t seconds = ParseEnvPositiveInt(number, 0);
-  const std::string meaning = seconds > 0
-                                  ? "a tunnel is torn down after " + std::to_string(seconds) + " s"
-                                  : "a tunnel stays up";
+  const std::string meaning =
+      seconds > 0 ? "the tunnel is torn down after " + std::to_string(seconds) + " s"
+                  : "the tunnel stays up";
   const bool understood = seconds > 0 || number.empty() || number == "0";
   AddSetting(name, value, meaning, understood ? "" : SetForMachine(name, "600"), preflight,
              findings);
 }
 
-// The one setting that is read from the process alone. A registered service's process has what the
-// machine scope held when Windows started.
+// The only setting that is read from the process environment alone. A registered service has in it
+// what the machine scope contained when Windows started.
 void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
   const EnvValue value = ReadEnvAllScopes(WidenBytes(name));
   const std::string meaning = std::string("the bypass is ") + (preflight.bypass_on ? "on" : "off");
-  const std::string when =
-      preflight.any_server ? "" : "; the service gets the machine scope when Windows starts";
+  const std::string when = preflight.any_server
+                               ? ""
+                               : "; the service gets the machine scope's value when Windows starts";
   const std::string& seen = preflight.any_server ? value.process : value.machine;
   if (ScopesText(value).empty()) {
-    findings.Note(name, "not set: " + meaning + ", as the addresses below decide");
+    findings.Note(name, "not set: " + meaning + ", decided by the addresses below");
   } else if (seen.empty()) {
     findings.Note(name, ScopesText(value) + ", which the service does not see: " + meaning);
   } else if (ParseBypassSwitch(seen)) {
     findings.Note(name, ScopesText(value) + ": " + meaning + when);
   } else {
-    findings.Warn(name, ScopesText(value) + ", no word it knows: " + meaning + when,
+    findings.Warn(name, ScopesText(value) + ", which the service ignores: " + meaning + when,
                   preflight.any_server ? "set " + name + "=1" : SetForMachine(name, "1"));
   }
 }
@@ -112,14 +114,13 @@ void CheckAddresses(const std::string& name, const Preflight& preflight, Finding
     }
   }
   if (!unusable.empty()) {
-    findings.Warn(
-        name, ScopesText(value) + ": " + unusable + " is no public IPv4 address and is not used",
-        "setx " + name + " <public address> /M");
+    findings.Warn(name, ScopesText(value) + ": " + unusable + " ignored, not a public IPv4 address",
+                  "setx " + name + " <public address> /M");
     return;
   }
   AddSetting(name, value,
              value.effective.empty()
-                 ? "no address from here"
+                 ? "adds no address"
                  : std::to_string(usable) + (usable == 1 ? " address" : " addresses"),
              "", preflight, findings);
 }
@@ -132,8 +133,8 @@ void CheckSettings(const Preflight& preflight, Findings& findings) {
               "AllowedIPs are used as they are", preflight, findings);
   CheckAutoStop(preflight, findings);
   CheckSwitch("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-              "the service ends rather than change the network before a client asked",
-              "no guard at start", preflight, findings);
+              "the service exits rather than change the network before a client asks",
+              "startup is not guarded", preflight, findings);
   CheckBypassSwitch(preflight, findings);
   CheckAddresses("ADMIN_BYPASS_IP", preflight, findings);
   CheckAddresses("ADMIN_BYPASS_IPS", preflight, findings);
@@ -142,27 +143,26 @@ void CheckSettings(const Preflight& preflight, Findings& findings) {
 void CheckSession(const Preflight& preflight, Findings& findings) {
   findings.Begin("session");
   const RouteGuardResult& guard = preflight.guard;
-  const std::string mend = SetForMachine(kDisableDefaultRoute, "1");
+  const std::string fix = SetForMachine(kDisableDefaultRoute, "1");
   if (!guard.rdp_session_active) {
-    findings.Ok("Remote Desktop", "this is no Remote Desktop session");
+    findings.Ok("Remote Desktop", "this is not a Remote Desktop session");
   } else if (preflight.any_server && guard.poc_env_read_failed) {
-    findings.Fail(
-        "Remote Desktop",
-        "a Remote Desktop session, and the machine scope's guard is overridden by another",
-        std::string("set ") + kDisableDefaultRoute + "=");
+    findings.Fail("Remote Desktop",
+                  "a Remote Desktop session, and another scope overrides the machine scope's guard",
+                  std::string("set ") + kDisableDefaultRoute + "=");
   } else if (preflight.guarded) {
     findings.Ok("Remote Desktop", "a Remote Desktop session, and the default-route guard is on");
   } else if (preflight.any_server) {
     findings.Fail("Remote Desktop",
                   "a Remote Desktop session without the default-route guard: a service in console "
                   "mode refuses every connect",
-                  mend);
+                  fix);
   } else {
     findings.Warn(
         "Remote Desktop",
-        "a Remote Desktop session without the default-route guard: a tunnel that takes "
-        "the default route can cut it off, and a service in console mode would refuse to connect",
-        mend);
+        "a Remote Desktop session without the default-route guard: a tunnel that takes the default "
+        "route can cut it off, and a service in console mode would refuse to connect",
+        fix);
   }
 }
 

@@ -31,7 +31,7 @@ void CheckTunnelLibrary(const Preflight& preflight, Findings& findings) {
   }
   switch (FindExport(bytes, "WireGuardTunnelService")) {
     case ExportState::kNotALibrary:
-      findings.Fail("tunnel.dll", path + " is no Windows library", copy);
+      findings.Fail("tunnel.dll", path + " is not a Windows library", copy);
       break;
     case ExportState::kOtherMachine:
       findings.Fail("tunnel.dll", path + " is not for 64-bit x86", copy);

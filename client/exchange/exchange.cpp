@@ -17,7 +17,7 @@ ExchangeResult NoReply(std::string what, std::string next) {
 
 ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitObserver& observer) {
   if (!pipe.Send(request.View())) {
-    return NoReply("the service ended the connection before the request", "try again");
+    return NoReply("the service closed the connection before it took the request", "try again");
   }
   observer(0);
   std::string reply;
@@ -25,12 +25,12 @@ ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitO
     const std::size_t before = reply.size();
     if (pipe.Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
       if (!reply.empty()) return {std::move(reply), {}};
-      return NoReply("the service ended the connection without a reply",
+      return NoReply("the service closed the connection without replying",
                      "sc query VeltraneVpnTunnel");
     }
     if (reply.size() == before) observer(++seconds);
   }
-  return NoReply("no reply came within 120 s", "veltranectl doctor");
+  return NoReply("no reply within 120 s", "veltranectl doctor");
 }
 
 }  // namespace veltrane

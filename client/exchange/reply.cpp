@@ -9,7 +9,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Writes control characters as JSON wants them. Between members there are none.
+// Escapes control characters as JSON requires. The service writes none between members.
 std::string EscapeControls(const std::string& text) {
   constexpr char kHex[] = "0123456789abcdef";
   std::string escaped;
@@ -27,8 +27,8 @@ std::string EscapeControls(const std::string& text) {
   return escaped;
 }
 
-// Each reads a member of an object into a variable, and leaves it as it is when the member is
-// missing or of another type.
+// Each reads a member of an object into a variable, and leaves that unchanged when the member is
+// missing or has another type.
 void Read(const Json& object, const char* key, std::string& text) {
   const auto found = object.find(key);
   if (found != object.end() && found->is_string()) text = found->get<std::string>();

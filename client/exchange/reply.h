@@ -1,6 +1,6 @@
 #pragma once
 
-// The replies of the service, read into records.
+// Reading the replies of the service. Of its reports, only what the screens show is read.
 
 #include <optional>
 #include <string>
@@ -19,7 +19,8 @@ struct SelectedAddress {
   bool required = false;
 };
 
-// The member "admin_bypass". The array texts of the state stay empty; the lists hold them.
+// The member "admin_bypass". Its arrays are in the lists, and the array texts of the state are
+// empty.
 struct BypassReport {
   AdminBypassState state;
   std::vector<std::string> admin_tokens;
@@ -27,7 +28,7 @@ struct BypassReport {
   std::vector<HostRouteResult> routes;
 };
 
-// A reply. Members that it does not have are empty.
+// A reply. Members that it lacks are empty.
 struct Reply {
   bool ok = false;
   std::string phase;
@@ -39,9 +40,9 @@ struct Reply {
   std::optional<RouteGuardResult> guard;
 };
 
-// Reads a reply. The service escapes double quotes and backslashes in its reports and nothing else,
-// so control characters inside texts are accepted, and ill-formed UTF-8 is replaced. nullopt for a
-// text that is no JSON object even so, as when a node id with a double quote broke it.
+// Reads a reply. The service escapes only double quotes and backslashes in its reports, so control
+// characters inside strings are accepted, and ill-formed UTF-8 is replaced. nullopt for a text that
+// is still not a JSON object, such as one broken by a node id with a double quote.
 std::optional<Reply> ReadReply(std::string_view text);
 
 }  // namespace veltrane

@@ -14,7 +14,7 @@ constexpr std::size_t kMostBytes = 65535;  // what one read of the service takes
 constexpr std::array<std::string_view, 4> kForbiddenWords = {"config_path", "wg_quick_config",
                                                              "wgQuickConfig", "conf_path"};
 
-// Builds the text of a request and remembers where its keys stand.
+// Builds the text of a request and remembers where its keys are.
 class RequestWriter {
  public:
   explicit RequestWriter(std::string_view op) {
@@ -22,7 +22,7 @@ class RequestWriter {
     Add("op", op);
   }
 
-  // The service understands these escapes and no \u, so every other byte goes as it is.
+  // The service understands these escapes but not \u, so every other byte is sent as it is.
   void Add(std::string_view key, std::string_view value) {
     if (!keys_.empty()) request_.Append(",");
     keys_.push_back({key, request_.View().size()});
@@ -63,7 +63,7 @@ class RequestWriter {
   std::string FindProblem() const {
     for (const std::string_view word : kForbiddenWords) {
       if (request_.View().find(word) != std::string_view::npos) {
-        return "a value holds " + Quoted(word) +
+        return "a value contains " + Quoted(word) +
                ", which the service refuses anywhere in a request: rename it";
       }
     }
@@ -72,12 +72,12 @@ class RequestWriter {
     for (const std::string_view name : names) {
       if (Find(name) != PositionOf(name)) {
         return "a value is " + Quoted(name) +
-               ", which the service would take for the key of that name: rename it";
+               ", which the service would mistake for the key of that name: rename it";
       }
     }
     if (request_.View().size() > kMostBytes) {
-      return "the request has " + std::to_string(request_.View().size()) +
-             " bytes and the service reads 65535 at most: shorten the profile";
+      return "the request is " + std::to_string(request_.View().size()) +
+             " bytes long, but the service reads at most 65535: shorten the profile";
     }
     return {};
   }

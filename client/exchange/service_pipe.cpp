@@ -22,7 +22,7 @@ ExchangeFailure Unreachable(std::string what, std::string next) {
   return {FailureKind::kUnreachable, std::move(what), std::move(next)};
 }
 
-// Why there is no pipe.
+// Explains why there is no pipe.
 ExchangeFailure NoPipe(bool any_server) {
   if (any_server) {
     return Unreachable("no program serves the pipe", "VeltraneVpnService.exe --console");
@@ -38,7 +38,7 @@ ExchangeFailure NoPipe(bool any_server) {
   if (facts.state != kServiceRunning) {
     return Unreachable("the service is not running", "sc start VeltraneVpnTunnel");
   }
-  return Unreachable("the service is running but its pipe is not there",
+  return Unreachable("the service is running but its pipe does not exist",
                      "sc stop VeltraneVpnTunnel, then sc start VeltraneVpnTunnel");
 }
 
@@ -50,19 +50,19 @@ ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t b
       return {FailureKind::kBusy,
               "the service has been busy with another client for " + std::to_string(busy_seconds) +
                   " s",
-              "try again when that is done"};
+              "try again when it has finished"};
     case kErrorAccessDenied:
-      return Unreachable("the service's pipe does not admit this user",
-                         "use an elevated prompt, or restart the service while this user has the "
-                         "console");
+      return Unreachable("the service's pipe denies access to this user",
+                         "use an elevated prompt, or restart the service while this user is logged "
+                         "on at the console");
     default:
       return Unreachable("the service's pipe cannot be opened" + WindowsError(error),
                          "veltranectl doctor");
   }
 }
 
-// Between two clients the service makes its pipe anew, so for a moment there is none. Worth waiting
-// for only while somebody is there to make it.
+// The service creates its pipe anew for each client, so for a moment there is none. That is worth
+// waiting for only while something is running that could create it.
 bool PipeMayComeBack(bool any_server) {
   return any_server || ReadServiceFacts(kServiceName).state == kServiceRunning;
 }
@@ -77,7 +77,7 @@ PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
     if (opening.error == kErrorPipeBusy) {
       gaps = 0;
       const std::int64_t left = (deadline - UtcTicks()) / kTicksPerMillisecond;
-      // Counting the rounds bounds the wait also when somebody has set the clock back.
+      // Counting the rounds bounds the wait even if the clock is set back.
       if (left <= 0 || rounds == busy_seconds) return opening;
       const std::int64_t wait = std::min<std::int64_t>(left, kRoundMilliseconds);
       if (WaitForFreePipe(kPipeName, static_cast<std::uint32_t>(wait)) == kErrorWaitTimedOut) {
@@ -93,27 +93,27 @@ PipeOpening OpenPatiently(bool any_server, std::uint32_t busy_seconds,
   }
 }
 
-// Whether the pipe's server is the registered service; what is wrong when it is not.
+// Explains why the pipe's server is not the registered service; nullopt when it is.
 std::optional<ExchangeFailure> FindImpostor(const ClientPipe& pipe) {
   const std::optional<std::uint32_t> server = pipe.ServerProcessId();
   const ServiceFacts facts = ReadServiceFacts(kServiceName);
   if (server && facts.error == 0 && facts.process_id != 0 && *server == facts.process_id) {
     return std::nullopt;
   }
-  std::string what = server ? "the pipe is served by process " + std::to_string(*server)
-                            : "Windows does not say which process serves the pipe";
+  std::string what = server ? "the pipe is served by process " + std::to_string(*server) + ", but "
+                            : "Windows does not say which process serves the pipe, and ";
   if (facts.error == kErrorServiceDoesNotExist) {
-    what += ", and the service is not installed";
+    what += "the service is not installed";
   } else if (facts.error != 0) {
-    what += ", and the service's state cannot be read" + WindowsError(facts.error);
+    what += "the service's state cannot be read" + WindowsError(facts.error);
   } else if (facts.process_id == 0) {
-    what += ", and the service is not running";
+    what += "the service is not running";
   } else {
-    what += ", and the service is process " + std::to_string(facts.process_id);
+    what += "the service is process " + std::to_string(facts.process_id);
   }
-  return ExchangeFailure{FailureKind::kUntrusted, std::move(what),
-                         "nothing was sent; if that is the service in console mode, add "
-                         "--any-server"};
+  return ExchangeFailure{
+      FailureKind::kUntrusted, std::move(what),
+      "nothing was sent; if that is the service in console mode, add --any-server"};
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-// Opening the service's pipe, and making sure that it is the service's.
+// Opening the service's pipe, and making sure that the service is behind it.
 
 #include <cstdint>
 #include <functional>
@@ -12,13 +12,13 @@
 namespace veltrane {
 
 enum class FailureKind {
-  kUnreachable,  // nothing was sent
+  kUnreachable,  // the service cannot be reached; nothing was sent
   kBusy,         // the service is serving another client; nothing was sent
   kUntrusted,    // another program serves the pipe; nothing was sent
   kNoReply,      // no readable reply came back
 };
 
-// What went wrong and what to do next; neither text ends in a full stop.
+// What went wrong and what to do next, both without a full stop.
 struct ExchangeFailure {
   FailureKind kind = FailureKind::kUnreachable;
   std::string what;
@@ -36,7 +36,7 @@ using WaitObserver = std::function<void(std::uint32_t seconds)>;
 
 // Opens the service's pipe, waiting up to `busy_seconds` while another client is being served.
 // Unless `any_server` is set, the process behind the pipe must be that of the registered service;
-// the check is made on the very connection that comes back, over which nothing has been sent.
+// the check is made on the returned connection itself, before anything is sent.
 ServicePipe OpenServicePipe(bool any_server, std::uint32_t busy_seconds,
                             const WaitObserver& observer);
 

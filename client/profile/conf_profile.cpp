@@ -14,7 +14,7 @@ namespace {
 
 enum class Section { kNone, kInterface, kPeer };
 
-// A key of the file that the service has a field for.
+// A key that the service supports.
 struct KnownKey {
   Section section;
   const char* name;
@@ -31,7 +31,7 @@ constexpr KnownKey kKnownKeys[] = {
     {Section::kPeer, "allowedips", ProfileKey::kAllowedIps, true},
 };
 
-// Keys of WireGuard and its tools for which the protocol has no field.
+// Keys of WireGuard and its tools that the protocol cannot carry.
 constexpr const char* kUncarriedKeys[] = {"mtu",    "listenport", "fwmark",   "table",     "preup",
                                           "postup", "predown",    "postdown", "saveconfig"};
 
@@ -39,7 +39,7 @@ std::string Lowered(std::string_view text) { return AsciiToLower(std::string(tex
 
 class ConfReader {
  public:
-  // Takes one line; false when there is a problem.
+  // Reads one line; false when there is a problem.
   bool TakeLine(std::string_view line) {
     ++line_;
     line = Trimmed(line.substr(0, line.find('#')));
@@ -52,10 +52,10 @@ class ConfReader {
     return TakeKey(Trimmed(line.substr(0, equals)), Trimmed(line.substr(equals + 1)));
   }
 
-  // What no single line is to blame for.
+  // Finds what is missing from the file as a whole.
   bool CheckWhole() {
-    if (interface_line_ == 0) return FailAt(0, "no [Interface] section: add one with PrivateKey");
-    if (peer_line_ == 0) return FailAt(0, "no [Peer] section: add the server's");
+    if (interface_line_ == 0) return FailAt(0, "no [Interface] section: add one with a PrivateKey");
+    if (peer_line_ == 0) return FailAt(0, "no [Peer] section: add one for the server");
     if (profile_[ProfileKey::kClientPrivateKey].IsEmpty()) {
       return FailAt(interface_line_,
                     "[Interface] has no PrivateKey: add the line \"PrivateKey = ...\"");
@@ -82,16 +82,16 @@ class ConfReader {
   bool TakeSection(std::string_view line) {
     const std::string name = Lowered(line);
     if (name == "[interface]") {
-      if (interface_line_ != 0) return Fail("a second [Interface]: keep one");
+      if (interface_line_ != 0) return Fail("a second [Interface]: keep only one");
       interface_line_ = line_;
       section_ = Section::kInterface;
       return true;
     }
     if (name != "[peer]") {
-      return Fail("unknown section " + Shown(line) + ": only [Interface] and [Peer] exist");
+      return Fail("unknown section " + Shown(line) + ": only [Interface] and [Peer] are allowed");
     }
     if (peer_line_ != 0) {
-      return Fail("a second [Peer]: the service carries one peer, so remove the others");
+      return Fail("a second [Peer]: the service supports one peer, so remove the others");
     }
     peer_line_ = line_;
     section_ = Section::kPeer;
@@ -100,8 +100,9 @@ class ConfReader {
 
   bool TakeKey(std::string_view key, std::string_view value) {
     const std::string name = Lowered(key);
-    if (section_ == Section::kNone) return Fail("a key before [Interface]: move it into a section");
-    if (value.empty()) return Fail(Shown(key) + " has no value: add it or delete the line");
+    if (section_ == Section::kNone)
+      return Fail("a key outside any section: move it below [Interface] or [Peer]");
+    if (value.empty()) return Fail(Shown(key) + " has no value: add one or delete the line");
     if (section_ == Section::kPeer && name == "endpoint") return TakeEndpoint(value);
     if (section_ == Section::kPeer && name == "persistentkeepalive") return TakeKeepalive(value);
     for (const KnownKey& known : kKnownKeys) {
@@ -114,7 +115,7 @@ class ConfReader {
     const std::string spelled = Shown(key);
     if (std::find(std::begin(kUncarriedKeys), std::end(kUncarriedKeys), name) !=
         std::end(kUncarriedKeys)) {
-      return Fail(spelled + ": the service has no field for it, so delete the line");
+      return Fail(spelled + ": the service does not support it, so delete the line");
     }
     for (const KnownKey& known : kKnownKeys) {
       if (name == known.name) return FailSection(spelled, known.section);
@@ -126,7 +127,7 @@ class ConfReader {
   }
 
   bool FailSection(const std::string& key, Section section) {
-    return Fail(key + " belongs to " + (section == Section::kPeer ? "[Peer]" : "[Interface]") +
+    return Fail(key + " belongs in " + (section == Section::kPeer ? "[Peer]" : "[Interface]") +
                 ": move the line there");
   }
 
@@ -144,14 +145,14 @@ class ConfReader {
     return true;
   }
 
-  // The host keeps the brackets of an IPv6 address: the service writes host, colon and port.
+  // The host keeps the brackets of an IPv6 address, because the service writes host:port.
   bool TakeEndpoint(std::string_view value) {
     if (!profile_[ProfileKey::kEndpointHost].IsEmpty()) {
       return Fail("a second Endpoint: keep the right one");
     }
     const std::size_t colon = value.rfind(':');
     if (colon == std::string_view::npos || colon == 0 || colon + 1 == value.size()) {
-      return Fail("Endpoint needs the form host:port");
+      return Fail("Endpoint must have the form host:port");
     }
     profile_[ProfileKey::kEndpointHost] = {SecretText(value.substr(0, colon)), line_};
     profile_[ProfileKey::kEndpointPort] = {SecretText(value.substr(colon + 1)), line_};

@@ -46,7 +46,7 @@ class JsonReader {
     }
   }
 
-  // Skips blanks and takes this character if it comes next.
+  // Skips white space and takes this character if it comes next.
   bool Take(char c) {
     SkipBlanks();
     if (Next() != c) return false;
@@ -55,7 +55,7 @@ class JsonReader {
   }
 
   bool TakeObject() {
-    if (!Take('{')) return Fail("a JSON profile begins with \"{\"");
+    if (!Take('{')) return Fail("a JSON profile must begin with \"{\"");
     if (!Take('}')) {
       do {
         if (!TakeMember()) return false;
@@ -72,14 +72,15 @@ class JsonReader {
     if (!TakeString(name)) return false;
     const std::optional<ProfileKey> key = FindKey(name.View());
     if (!key) return FailUnknown(name.View());
-    if (!Take(':')) return Fail("a colon is missing behind " + Quoted(name.View()));
+    if (!Take(':')) return Fail("a colon is missing after " + Quoted(name.View()));
     SkipBlanks();
     if (Next() != '"') {
-      return Fail(Quoted(name.View()) +
-                  " is not a text: put its value in quotes, the service reads nothing else");
+      return Fail(
+          Quoted(name.View()) +
+          " is not a string: put its value in quotes, because the service reads only strings");
     }
     ProfileValue& value = profile_[*key];
-    if (value.line != 0) return Fail(Quoted(name.View()) + " comes twice: keep the right one");
+    if (value.line != 0) return Fail(Quoted(name.View()) + " appears twice: keep the right one");
     value.line = line_;
     return TakeString(value.text);
   }
@@ -92,11 +93,11 @@ class JsonReader {
   }
 
   bool TakeString(SecretText& text) {
-    if (Next() != '"') return Fail("a text in quotes is missing here");
+    if (Next() != '"') return Fail("a string in quotes is missing here");
     Advance();
     while (Next() != '"') {
       const char c = Next();
-      if (rest_.empty() || c == '\n') return Fail("the text does not end on its line");
+      if (rest_.empty() || c == '\n') return Fail("the string does not end on this line");
       Advance();
       if (c != '\\') {
         text.Append({&c, 1});
@@ -110,7 +111,7 @@ class JsonReader {
 
   bool TakeEscape(SecretText& text) {
     const char c = Next();
-    if (rest_.empty()) return Fail("the text does not end on its line");
+    if (rest_.empty()) return Fail("the string does not end on this line");
     Advance();
     constexpr std::string_view kEscapes = "\"\\/bfnrt";
     constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";

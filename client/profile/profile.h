@@ -1,6 +1,6 @@
 #pragma once
 
-// A connection profile as the client knows it, whatever file it came from.
+// A connection profile, whatever kind of file it came from.
 
 #include <array>
 #include <cstddef>
@@ -34,7 +34,7 @@ inline constexpr std::array<const char*, 12> kProfileKeyNames = {
     "client_public_key", "pre_shared_key", "dns_csv",           "allowed_ips_csv",
 };
 
-// The words by which a profile's author knows the keys of a request, in the same order.
+// What the author of a profile calls the keys of a request, in the same order.
 using ProfileKeyWords = std::array<const char*, kProfileKeyNames.size()>;
 
 inline constexpr ProfileKeyWords kConfKeyWords = {
@@ -42,8 +42,7 @@ inline constexpr ProfileKeyWords kConfKeyWords = {
     "PublicKey", "PrivateKey", "PublicKey",    "PresharedKey", "DNS",      "AllowedIPs",
 };
 
-// A value and where it was found; line 0 for a value that comes from the command line or from
-// nowhere.
+// A value and the line it was found on; 0 for a value from the command line and for a missing one.
 struct ProfileValue {
   SecretText text;
   std::size_t line = 0;
@@ -52,7 +51,7 @@ struct ProfileValue {
   bool IsEmpty() const { return text.IsEmpty(); }
 };
 
-// The values of a profile; an empty one is not sent.
+// The values of a profile. Empty ones are not sent.
 class Profile {
  public:
   ProfileValue& operator[](ProfileKey key) { return values_[static_cast<std::size_t>(key)]; }
@@ -64,9 +63,9 @@ class Profile {
   std::array<ProfileValue, kProfileKeyNames.size()> values_;
 };
 
-// What is wrong with a profile and what to do about it. Never holds a value of a key.
+// What is wrong with a profile and how to fix it. Never contains key material.
 struct ProfileProblem {
-  std::size_t line = 0;  // 0 when it is the whole file
+  std::size_t line = 0;  // 0 for the file as a whole
   std::string text;
 };
 

@@ -45,7 +45,7 @@ class Checker {
  private:
   std::string Name(ProfileKey key) const { return words_[static_cast<std::size_t>(key)]; }
 
-  // Keeps the first problem.
+  // Keeps only the first problem.
   void Fail(ProfileKey key, const std::string& text) {
     if (!problem_) problem_ = ProfileProblem{profile_[key].line, Name(key) + " " + text};
   }
@@ -66,8 +66,8 @@ class Checker {
     if (!Need(ProfileKey::kNodeId, "add it, or use --node-id")) return;
     if (profile_[ProfileKey::kNodeId].View().find_first_of("\"\\") != std::string_view::npos) {
       Fail(ProfileKey::kNodeId,
-           "has a double quote or a backslash, which would break the service's replies: "
-           "choose another, or use --node-id");
+           "has a double quote or a backslash, which would break the service's replies: choose "
+           "another, or use --node-id");
     }
   }
 
@@ -79,16 +79,15 @@ class Checker {
     }
     if (!IsWireGuardKey(value.View())) {
       Fail(key,
-           "is not a WireGuard key: it needs the base64 of 32 bytes, 44 characters ending "
-           "in \"=\"");
+           "is not a WireGuard key: a key is 32 bytes in base64, 44 characters ending in \"=\"");
     }
   }
 
-  // Every item of a comma-separated list passes the test.
+  // Every item of a comma-separated list must pass the test.
   void CheckItems(ProfileKey key, bool (*test)(std::string_view), const std::string& wanted) {
     for (const std::string_view item : Split(profile_[key].View(), ',')) {
       if (!test(Trimmed(item))) {
-        Fail(key, "holds " + Quoted(Trimmed(item)) + ", which is " + wanted);
+        Fail(key, "contains " + Quoted(Trimmed(item)) + ", which is " + wanted);
         return;
       }
     }
@@ -96,13 +95,13 @@ class Checker {
 
   void CheckAddress() {
     if (!Need(ProfileKey::kAddress, "add the tunnel's own address, such as 10.66.66.7/32")) return;
-    CheckItems(ProfileKey::kAddress, IsAddressWithPrefix, "no address such as 10.66.66.7/32");
+    CheckItems(ProfileKey::kAddress, IsAddressWithPrefix, "not an address such as 10.66.66.7/32");
   }
 
   void CheckAllowedIps() {
     constexpr ProfileKey kKey = ProfileKey::kAllowedIps;
     if (!Need(kKey, "add the networks behind the tunnel, such as 10.66.66.0/24")) return;
-    CheckItems(kKey, IsAddressWithPrefix, "no network such as 10.66.66.0/24");
+    CheckItems(kKey, IsAddressWithPrefix, "not a network such as 10.66.66.0/24");
   }
 
   void CheckEndpoint() {
@@ -113,7 +112,7 @@ class Checker {
            "is an IPv6 address without brackets: write [" + Shown(host) + "]");
     } else if (!IsEndpointHost(host)) {
       Fail(ProfileKey::kEndpointHost,
-           "is " + Quoted(host) + ", which is neither a host name nor an address");
+           "is " + Quoted(host) + ", neither a host name nor an address");
     }
     const ProfileValue& port = profile_[ProfileKey::kEndpointPort];
     if (!port.IsEmpty() && !IsPort(port.View())) {

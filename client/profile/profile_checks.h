@@ -1,6 +1,6 @@
 #pragma once
 
-// Checks of the values of a profile, which the service takes as they are. Pure functions.
+// Checks the values of a profile, because the service does not.
 
 #include <optional>
 
@@ -8,9 +8,9 @@
 
 namespace veltrane {
 
-// The first problem of a profile: a value that a tunnel needs is missing, a key is no base64 of 32
-// bytes, an address is none, a port is out of range, or a value has characters that the service
-// would carry into its configuration file or its replies unescaped. It is told in the given words.
+// Finds the first problem of a profile: a required value is missing, a key, address or port is not
+// one, or a value has characters that the service would copy into its configuration file or its
+// replies without escaping them. `words` name the keys in the text. Pure function.
 std::optional<ProfileProblem> FindProfileProblem(const Profile& profile,
                                                  const ProfileKeyWords& words = kProfileKeyNames);
 

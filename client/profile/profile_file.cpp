@@ -25,15 +25,15 @@ std::string ReadingProblem(std::uint32_t status) {
     case kPathNotFound:
       return "no such file: check the path";
     case kAccessDenied:
-      return "access denied: check that it is a file and that you may read it";
+      return "access denied: check that it is a file that you may read";
     case kErrorFileTooLarge:
-      return "longer than 65535 bytes: that is no profile";
+      return "longer than 65535 bytes: not a profile";
     default:
       return "cannot be read" + WindowsError(status) + ": check the path";
   }
 }
 
-// The name of a file without its folders and its last ending.
+// The name of a file without its folder and extension.
 std::string Stem(const std::string& path) {
   const std::size_t separator = path.find_last_of("/\\:");
   std::string name = separator == std::string::npos ? path : path.substr(separator + 1);
@@ -47,9 +47,9 @@ ProfileReading ReadEither(std::string_view text, bool& json) {
     text.remove_prefix(kByteOrderMark.size());
   }
   const std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {std::nullopt, {0, "empty: that is no profile"}};
+  if (first == std::string_view::npos) return {std::nullopt, {0, "empty: not a profile"}};
   if (text.find('\0') != std::string_view::npos) {
-    return {std::nullopt, {0, "not a text in UTF-8: save it as UTF-8"}};
+    return {std::nullopt, {0, "not UTF-8 text: save it as UTF-8"}};
   }
   json = text[first] == '{';
   return json ? ReadJsonProfile(text) : ReadConfProfile(text);

@@ -31,7 +31,7 @@ bool IsHexGroup(std::string_view text) {
   });
 }
 
-// The number of 16-bit groups of a colon-separated run; -1 when it is none. An IPv4 address may
+// The number of 16-bit groups in a colon-separated run; -1 when it is not one. An IPv4 address may
 // stand for the last two groups.
 int CountGroups(std::string_view run, bool last_run) {
   if (run.empty()) return 0;
@@ -55,7 +55,7 @@ bool IsWireGuardKey(std::string_view text) {
   if (text.size() != 44 || text.back() != '=') return false;
   const std::string_view digits = text.substr(0, 43);
   if (digits.find_first_not_of(kBase64) != std::string_view::npos) return false;
-  // 43 digits are 258 bits; the last two of them belong to no byte.
+  // 43 digits hold 258 bits, two more than 32 bytes: those must be zero.
   return kBase64.find(digits.back()) % 4 == 0;
 }
 

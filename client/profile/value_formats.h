@@ -1,12 +1,12 @@
 #pragma once
 
-// The formats of the values of a profile. Pure functions.
+// The formats of profile values. Pure functions.
 
 #include <string_view>
 
 namespace veltrane {
 
-// True for 44 characters of base64 (RFC 4648) that stand for exactly 32 bytes.
+// True for 44 characters of base64 (RFC 4648) that encode exactly 32 bytes.
 bool IsWireGuardKey(std::string_view text);
 
 // True for an IPv4 or IPv6 address, with or without a prefix length.

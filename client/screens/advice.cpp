@@ -3,7 +3,7 @@
 namespace veltrane {
 namespace {
 
-constexpr char kDoctor[] = "veltranectl doctor tells more";
+constexpr char kDoctor[] = "run veltranectl doctor for details";
 
 std::string BypassAdvice(const Reply& reply) {
   const std::string reason = reply.bypass ? reply.bypass->state.failure_reason : "";
@@ -14,7 +14,7 @@ std::string BypassAdvice(const Reply& reply) {
     return "route print -4: the machine needs a default route with a gateway";
   }
   if (reason == "route_add_failed" || reason == "route_verify_before_tunnel_failed") {
-    return "veltranectl doctor names the interface metric that stands in the way";
+    return "run veltranectl doctor to check the interface metric";
   }
   return kDoctor;
 }
@@ -24,7 +24,7 @@ std::string GuardAdvice(const Reply& reply) {
   if (reason == "rdp_requires_disable_default_route") {
     return "setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE 1 /M";
   }
-  return "take 0.0.0.0/0 and ::/0 out of every value of the profile";
+  return "remove 0.0.0.0/0 and ::/0 from every value of the profile";
 }
 
 }  // namespace
@@ -33,21 +33,21 @@ std::string AdviceFor(const Reply& reply) {
   const std::string& error = reply.error;
   if (error == "session_mismatch") return "pass the registered nonce with --session";
   if (error == "forbidden_path") return "rename the value that mentions a configuration path";
-  if (error == "unknown_op") return "the service and veltranectl are of different versions";
+  if (error == "unknown_op") return "the service and veltranectl have different versions";
   if (error == "invalid_profile") return "give the profile a node_id and a client_private_key";
   if (error == "poc_env_read_failed") {
-    return "take VELTRANE_POC_DISABLE_DEFAULT_ROUTE out of the process and user environments";
+    return "remove VELTRANE_POC_DISABLE_DEFAULT_ROUTE from the process and user environments";
   }
   if (error == "admin_bypass_failed") return BypassAdvice(reply);
   if (error == "poc_route_guard_failed") return GuardAdvice(reply);
   if (error == "config_write_failed") {
-    return "see that the service may write to ProgramData\\Veltrane\\tunnels";
+    return "make sure that the service can write to ProgramData\\Veltrane\\tunnels";
   }
   if (error == "tunnel_start_failed") {
-    return "veltranectl doctor looks at tunnel.dll and at the tunnel service";
+    return "run veltranectl doctor to check tunnel.dll and the tunnel service";
   }
   if (error == "poc_default_route_detected") {
-    return "take 0.0.0.0/0 and ::/0 out of the profile's AllowedIPs";
+    return "remove 0.0.0.0/0 and ::/0 from the profile's AllowedIPs";
   }
   return kDoctor;
 }

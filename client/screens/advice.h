@@ -6,8 +6,8 @@
 
 namespace veltrane {
 
-// What to do about an error reply, as the end of a line without a full stop. Every error code of
-// the service has one; the failure reasons in the reports make it more exact.
+// What to do about an error reply, without a full stop. There is advice for every error code of the
+// service, made more exact by the failure reasons in the reports.
 std::string AdviceFor(const Reply& reply);
 
 }  // namespace veltrane

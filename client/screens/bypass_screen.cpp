@@ -12,13 +12,13 @@ constexpr std::size_t kIpColumns = 17;
 constexpr std::size_t kNeedColumns = 10;
 constexpr std::size_t kSourceColumns = 28;
 
-// A bypass that was removed still carries the texts of the time when it was in force.
+// The report of a bypass that was removed still has the texts from when it was in force.
 bool IsRemoved(const AdminBypassState& state) {
   return state.enabled && state.attempted && !state.applied && !state.skipped_for_safe_mode &&
          state.failure_reason.empty();
 }
 
-// What has become of the bypass, in a word or two.
+// The state of the bypass in a word or two.
 std::string Outcome(const AdminBypassState& state, const Painter& paint) {
   if (!state.failure_reason.empty()) {
     return paint(Colour::kBad, "refused") + " (" + Shown(state.failure_reason) + ")";
@@ -49,7 +49,7 @@ std::string AddressText(const std::string& ip, bool required, const std::string&
 std::string RouteText(const HostRouteResult& route, const Painter& paint) {
   if (route.add_success) {
     return paint(Colour::kGood,
-                 route.add_attempted && !route.already_exists ? "added" : "already there");
+                 route.add_attempted && !route.already_exists ? "added" : "already present");
   }
   std::string text = paint(Colour::kBad, "failed") + ": " + Shown(route.error_message);
   if (route.win32_error_code != 0) text += WindowsError(route.win32_error_code);
@@ -57,7 +57,7 @@ std::string RouteText(const HostRouteResult& route, const Painter& paint) {
                      (route.existing_route_gateway != route.gateway ||
                       route.existing_route_interface_index != route.interface_index);
   if (other) {
-    text += "; its route leads through " + Shown(route.existing_route_gateway) + " on interface " +
+    text += "; its route goes through " + Shown(route.existing_route_gateway) + " on interface " +
             Shown(route.existing_route_interface_index);
   }
   return text;
@@ -78,7 +78,7 @@ std::string AddressRows(const BypassReport& report, const Painter& paint) {
   return Rows("addresses", texts);
 }
 
-// "203.0.113.5:ok(metric=1);198.51.100.7:missing;", one address a row.
+// "203.0.113.5:ok(metric=1);198.51.100.7:missing;", one address per row.
 std::string SummaryRows(const char* label, const std::string& summary) {
   std::vector<std::string> texts;
   for (const std::string_view element : Split(summary, ';')) {
@@ -92,7 +92,7 @@ std::string SummaryRows(const char* label, const std::string& summary) {
   return Rows(label, texts);
 }
 
-// The admin tokens that became no address, which a person may have meant as one.
+// The tokens of the admin settings that were not used as an address.
 std::string UnusedTokenRows(const BypassReport& report) {
   std::vector<std::string> texts;
   for (const std::string& token : report.admin_tokens) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the user sees: standard output, standard error, and the line that shows a wait.
+// What the user sees: standard output, standard error, and a line that shows a wait.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace veltrane {
 
-// Colours only what goes to a terminal, and nothing when the environment variable NO_COLOR is set
+// Uses colours only on a terminal, and never when the environment variable NO_COLOR is set
 // (https://no-color.org).
 class Display {
  public:
@@ -23,17 +23,17 @@ class Display {
 
   void Print(std::string_view text);
 
-  // One line on standard error: the program's name and what to do.
+  // Writes one line to standard error, beginning with the program's name.
   void Complain(std::string_view text);
 
-  // Says that a request has been sent whose reply may take long; for whoever reads the output of a
-  // program. A terminal gets nothing yet.
+  // Announces a wait that may be long, for readers of redirected output. On a terminal ShowWait
+  // does that instead.
   void BeginWait(std::string_view what);
 
-  // Shows how long the wait has been, on a terminal alone, in one line that is written over.
+  // On a terminal, shows how long the wait has lasted, in one line that is overwritten each time.
   void ShowWait(std::string_view what, std::uint32_t seconds);
 
-  // Takes that line away.
+  // Erases that line.
   void EndWait();
 
  private:

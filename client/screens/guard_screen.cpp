@@ -14,7 +14,7 @@ std::string GuardRow(std::string_view label, std::string_view text) {
   return Row(label, text, kLabelColumns);
 }
 
-// A setting's values in the order in which the first that is not empty wins.
+// A setting's values in order of precedence: the first that is not empty counts.
 using ScopeValues = std::array<std::pair<const char*, const std::string*>, 3>;
 
 std::string SettingText(const ScopeValues& scopes) {
@@ -24,7 +24,7 @@ std::string SettingText(const ScopeValues& scopes) {
     if (text.empty()) {
       text = Quoted(*value) + " from the " + scope + " environment";
     } else {
-      text += std::string("; ") + scope + " environment " + Quoted(*value) + " not used";
+      text += std::string("; ") + scope + " environment " + Quoted(*value) + " ignored";
     }
   }
   return text.empty() ? "not set" : text;
@@ -41,7 +41,7 @@ std::string SettingRows(const RouteGuardResult& guard) {
          GuardRow("", "VELTRANE_POC_AUTO_STOP_SECONDS      " + SettingText(auto_stop));
 }
 
-// A list of routes joined by ";", one a row.
+// A list of routes joined by ";", one per row.
 std::string RouteRows(const char* label, const std::string& routes) {
   std::vector<std::string> texts;
   for (const std::string_view route : Split(routes, ';')) {
@@ -62,7 +62,7 @@ std::string AllowedIpsText(const RouteGuardResult& guard) {
   std::string before = Shown(guard.generated_allowed_ips_before);
   if (guard.generated_allowed_ips_after.empty()) return before;
   if (guard.generated_allowed_ips_after == guard.generated_allowed_ips_before) {
-    return before + ", left as they are";
+    return before + ", unchanged";
   }
   return before + " replaced by " + Shown(guard.generated_allowed_ips_after);
 }
@@ -71,10 +71,10 @@ std::string AllowedIpsText(const RouteGuardResult& guard) {
 
 std::string GuardScreen(const RouteGuardResult& guard, const Painter& paint) {
   const std::string heading = paint(Colour::kHeading, "Default-route guard");
-  // Whatever a connect does ends with a message, so without one nothing has been asked of the
-  // guard, as in every reply to status and disconnect.
+  // Every connect sets a message, so without one the guard was not involved, as in every reply to
+  // status and disconnect.
   if (guard.message.empty()) {
-    return heading + ": not part of this reply; a connect reports it, and veltranectl doctor\n";
+    return heading + ": not part of this reply; see the reply to connect, or veltranectl doctor\n";
   }
   std::string screen = heading + ": " + Outcome(guard, paint) + "\n";
   screen += GuardRow("message", Shown(guard.message));

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the screens are written with.
+// Building blocks of the screens.
 
 #include <string>
 #include <string_view>
@@ -10,8 +10,7 @@ namespace veltrane {
 
 enum class Colour { kGood, kWarning, kBad, kHeading };
 
-// Colours text with the escape sequences of ECMA-48 when it is told to, and leaves it alone
-// otherwise.
+// Colours text with ECMA-48 escape sequences, or leaves it alone when not `colourful`.
 class Painter {
  public:
   explicit Painter(bool colourful) : colourful_(colourful) {}
@@ -22,14 +21,14 @@ class Painter {
   bool colourful_;
 };
 
-// One line of a screen: two blanks, the label filled up to `width` columns, the text.
+// One line of a screen: two spaces, the label padded to `width` columns, the text.
 std::string Row(std::string_view label, std::string_view text, std::size_t width = 16);
 
-// One such line a text, the label before the first alone.
+// One such line per text, with the label on the first only.
 std::string Rows(std::string_view label, const std::vector<std::string>& texts,
                  std::size_t width = 16);
 
-// The text filled up with blanks to a number of columns. Counts code points.
+// The text padded with spaces to a number of columns, counted in code points.
 std::string Padded(std::string_view text, std::size_t columns);
 
 }  // namespace veltrane

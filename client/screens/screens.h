@@ -10,16 +10,15 @@
 
 namespace veltrane {
 
-// A whole reply: phase and node, the tunnel service where the reply tells of it, and the reports
-// where it carries them.
+// A whole reply: phase and node, then the tunnel service and the reports where the reply has them.
 std::string ReplyScreen(const Reply& reply, const Painter& paint);
 
-// The two reports, one below the other, each with its heading.
+// Each of the two reports, with its heading.
 std::string BypassScreen(const BypassReport& report, const Painter& paint);
 std::string GuardScreen(const RouteGuardResult& guard, const Painter& paint);
 
-// What a connect is about to send: private and preshared keys by their length alone, public keys by
-// their beginning.
+// What a connect is about to send. Of private and preshared keys only the length is shown, of
+// public keys only the beginning.
 std::string ProfileScreen(const Profile& profile, const std::string& nonce, const Painter& paint);
 
 }  // namespace veltrane

@@ -1,6 +1,6 @@
 #pragma once
 
-// Text that leaves nothing behind: its memory is overwritten before it is given back.
+// Text whose memory is overwritten before it is freed.
 
 #include <algorithm>
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace veltrane {
 
-// Wipes every block before it returns it. For vectors: a std::string keeps short texts inside
+// Wipes every block before freeing it. For vectors only: a std::string keeps short texts inside
 // itself, where no allocator sees them.
 template <typename T>
 struct WipingAllocator {
@@ -33,13 +33,13 @@ struct WipingAllocator {
   bool operator==(const WipingAllocator&) const = default;
 };
 
-// A text of bytes, wiped with the object and whenever it grows.
+// A text that is wiped when it is destroyed and whenever it moves in memory.
 class SecretText {
  public:
   SecretText() = default;
   explicit SecretText(std::string_view text) : bytes_(text.begin(), text.end()) {}
 
-  // What is looked at here lives no longer than the object, and moves when it grows.
+  // Valid until the text is appended to or destroyed.
   std::string_view View() const { return {bytes_.data(), bytes_.size()}; }
   bool IsEmpty() const { return bytes_.empty(); }
 

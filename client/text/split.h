@@ -1,16 +1,16 @@
 #pragma once
 
-// Taking texts apart. Pure functions.
+// Splitting and trimming text. Pure functions.
 
 #include <string_view>
 #include <vector>
 
 namespace veltrane {
 
-// The parts between the separators: one more than there are separators.
+// The parts between the separators, empty ones included.
 std::vector<std::string_view> Split(std::string_view text, char separator);
 
-// The text without blanks, tabs and other white space at its ends; line feeds count as text.
+// The text without leading and trailing white space; line feeds are kept.
 std::string_view Trimmed(std::string_view text);
 
 }  // namespace veltrane

@@ -10,7 +10,7 @@ bool IsControl(char c) {
   return byte < 0x20 || byte == 0x7F;
 }
 
-// The code point of a sequence whose bytes have the right shape.
+// Decodes a sequence of the right length.
 char32_t Decode(std::string_view sequence) {
   char32_t point = static_cast<unsigned char>(sequence[0]);
   if (sequence.size() > 1) point &= 0x7Fu >> sequence.size();
@@ -27,7 +27,7 @@ std::size_t LengthByLeadByte(char c) {
   return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
 }
 
-// The length of the well-formed sequence that the text begins with; 0 when it begins with none.
+// The length of the well-formed sequence at the front of the text; 0 when there is none.
 std::size_t SequenceLength(std::string_view text) {
   if (text.empty()) return 0;
   const std::size_t length = LengthByLeadByte(text[0]);

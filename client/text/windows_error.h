@@ -5,7 +5,7 @@
 
 namespace veltrane {
 
-// " (Windows error 5)", for the end of a text.
+// " (Windows error 5)", to end a message with.
 inline std::string WindowsError(std::uint32_t error) {
   return " (Windows error " + std::to_string(error) + ")";
 }

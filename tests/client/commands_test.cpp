@@ -7,7 +7,7 @@ namespace {
 
 using Commands = OnClientMachine;
 
-const std::string kWaiting = "waiting for the service's reply (a connect can take 20 s)\n";
+const std::string kWaiting = "waiting for the service's reply (connecting can take 20 s)\n";
 
 TEST_F(Commands, StatusOfAServiceThatHasJustStarted) {
   StartService();
@@ -18,7 +18,7 @@ TEST_F(Commands, StatusOfAServiceThatHasJustStarted) {
             "\n"
             "Administrator bypass: nothing reported yet\n"
             "\n"
-            "Default-route guard: not part of this reply; a connect reports it, and veltranectl "
+            "Default-route guard: not part of this reply; see the reply to connect, or veltranectl "
             "doctor\n");
   EXPECT_EQ(side.Error(), "");
 }
@@ -134,7 +134,7 @@ TEST_F(Commands, ConnectWithAdministratorsGuardAndTimer) {
             "  message                 disable-default-route not active\n"
             "  settings                VELTRANE_POC_DISABLE_DEFAULT_ROUTE  not set\n"
             "                          VELTRANE_POC_AUTO_STOP_SECONDS      \"3600\" from the "
-            "machine environment; user environment \"60\" not used\n"
+            "machine environment; user environment \"60\" ignored\n"
             "  allowed IPs             10.66.66.0/24\n"
             "  default routes before   0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25\n"
             "  default routes after    0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25\n"
@@ -163,7 +163,7 @@ TEST_F(Commands, ConnectWithAdministratorsGuardAndTimer) {
             "                  203.0.113.5      ok(metric=1)\n"
             "  auto-stop       after 3600 s\n"
             "\n"
-            "Default-route guard: not part of this reply; a connect reports it, and veltranectl "
+            "Default-route guard: not part of this reply; see the reply to connect, or veltranectl "
             "doctor\n");
   machine.clock.RunFreely();
   EXPECT_EQ(Run({"disconnect"}), 0);
@@ -181,18 +181,19 @@ TEST_F(Commands, ConnectWithAdministratorsGuardAndTimer) {
             "  after tunnel    198.51.100.7     ok(metric=1)\n"
             "                  203.0.113.5      ok(metric=1)\n"
             "\n"
-            "Default-route guard: not part of this reply; a connect reports it, and veltranectl "
+            "Default-route guard: not part of this reply; see the reply to connect, or veltranectl "
             "doctor\n");
 }
 
 TEST_F(Commands, ConnectUnderTheDefaultRouteGuard) {
   machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
   machine.environment.SetProcess(L"ADMIN_BYPASS_IPS", L"203.0.113.5");
-  machine.files.AddFile(L"C:\\profiles\\all.json",
-                        "{\"node_id\":\"fra-1\",\"address_cidr\":\"10.7.3.9/32\","
-                        "\"endpoint_host\":\"vpn.example\",\"allowed_ips_csv\":\"0.0.0.0/0\","
-                        "\"server_public_key\":\"XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\","
-                        "\"client_private_key\":\"iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\"}");
+  machine.files.AddFile(
+      L"C:\\profiles\\all.json",
+      "{\"node_id\":\"fra-1\",\"address_cidr\":\"10.7.3.9/"
+      "32\",\"endpoint_host\":\"vpn.example\",\"allowed_ips_csv\":\"0.0.0.0/"
+      "0\",\"server_public_key\":\"XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\",\"client_private_"
+      "key\":\"iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\"}");
   StartService();
   EXPECT_EQ(Run({"connect", "C:\\profiles\\all.json"}), 0);
   EXPECT_EQ(side.Output(),
@@ -277,8 +278,8 @@ TEST_F(Commands, ARefusedConnectShowsTheReportsAndWhatToDo) {
             "  allowed IPs             10.66.66.0/24\n");
   EXPECT_EQ(side.Error().substr(kWaiting.size()),
             "veltranectl: the service refused: admin_bypass_failed, required admin bypass host "
-            "route failed to add: 203.0.113.5 (CreateIpForwardEntry failed): veltranectl doctor "
-            "names the interface metric that stands in the way\n");
+            "route failed to add: 203.0.113.5 (CreateIpForwardEntry failed): run veltranectl "
+            "doctor to check the interface metric\n");
 }
 
 TEST_F(Commands, ARefusedConnectAsJsonIsTheReplyAndTheLine) {
@@ -296,7 +297,7 @@ TEST_F(Commands, AnEmptyNonceSwitchesTheSessionCheckOff) {
   StartService();
   Run({"register", "5c0e7a"});
   EXPECT_EQ(Run({"register", ""}), 0);
-  EXPECT_EQ(side.Output(), "session check switched off\n");
+  EXPECT_EQ(side.Output(), "session check turned off\n");
   EXPECT_EQ(Run({"connect", kConfPath, "--json"}), 0);
 }
 
@@ -322,10 +323,9 @@ TEST_F(Commands, ATerminalShowsHowLongTheWaitHasBeen) {
   side.DelayReply(3);
   EXPECT_EQ(Run({"connect", kConfPath}), 0);
   EXPECT_EQ(side.Error(),
-            "\r\x1b[Kwaiting for the service's reply (a connect can take 20 s), 1 s"
-            "\r\x1b[Kwaiting for the service's reply (a connect can take 20 s), 2 s"
-            "\r\x1b[Kwaiting for the service's reply (a connect can take 20 s), 3 s"
-            "\r\x1b[K");
+            "\r\x1b[Kwaiting for the service's reply (connecting can take 20 s), 1 "
+            "s\r\x1b[Kwaiting for the service's reply (connecting can take 20 s), 2 "
+            "s\r\x1b[Kwaiting for the service's reply (connecting can take 20 s), 3 s\r\x1b[K");
 }
 
 TEST_F(Commands, ANarrowTerminalGetsNoMoreThanItsWidth) {
@@ -346,8 +346,8 @@ TEST_F(Commands, ATerminalGetsColours) {
             "\n"
             "\x1b[1mAdministrator bypass\x1b[0m: nothing reported yet\n"
             "\n"
-            "\x1b[1mDefault-route guard\x1b[0m: not part of this reply; a connect reports it, and "
-            "veltranectl doctor\n");
+            "\x1b[1mDefault-route guard\x1b[0m: not part of this reply; see the reply to connect, "
+            "or veltranectl doctor\n");
 }
 
 TEST_F(Commands, NoColorIsHonoured) {
@@ -378,24 +378,24 @@ TEST_F(Commands, AComplaintOnATerminalIsRed) {
 TEST_F(Commands, WatchLooksAgainAndAgain) {
   StartService();
   EXPECT_EQ(Run({"status", "--watch", "--times", "2", "--every", "5"}), 0);
-  EXPECT_EQ(
-      side.Output(),
-      "disconnected\n"
-      "  tunnel service  not running\n"
-      "\n"
-      "Administrator bypass: nothing reported yet\n"
-      "\n"
-      "Default-route guard: not part of this reply; a connect reports it, and veltranectl doctor\n"
-      "\n"
-      "every 5 s; Ctrl+C ends\n"
-      "\n"
-      "disconnected\n"
-      "  tunnel service  not running\n"
-      "\n"
-      "Administrator bypass: nothing reported yet\n"
-      "\n"
-      "Default-route guard: not part of this reply; a connect reports it, and veltranectl "
-      "doctor\n");
+  EXPECT_EQ(side.Output(),
+            "disconnected\n"
+            "  tunnel service  not running\n"
+            "\n"
+            "Administrator bypass: nothing reported yet\n"
+            "\n"
+            "Default-route guard: not part of this reply; see the reply to connect, or veltranectl "
+            "doctor\n"
+            "\n"
+            "every 5 s; press Ctrl+C to stop\n"
+            "\n"
+            "disconnected\n"
+            "  tunnel service  not running\n"
+            "\n"
+            "Administrator bypass: nothing reported yet\n"
+            "\n"
+            "Default-route guard: not part of this reply; see the reply to connect, or veltranectl "
+            "doctor\n");
   EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>({5000}));
 }
 
@@ -442,33 +442,34 @@ TEST_P(BadProfiles, AreNotSent) {
 INSTANTIATE_TEST_SUITE_P(
     Files, BadProfiles,
     testing::Values(
-        BadProfile{"Empty", " \n", ": empty: that is no profile"},
+        BadProfile{"Empty", " \n", ": empty: not a profile"},
         BadProfile{"MtuInAConf", "[Interface]\nMTU = 1420\n",
-                   ":2: MTU: the service has no field for it, so delete the line"},
+                   ":2: MTU: the service does not support it, so delete the line"},
         BadProfile{"TwoPeers", "[Interface]\nPrivateKey = P\n[Peer]\nEndpoint = a:1\n[Peer]\n",
-                   ":5: a second [Peer]: the service carries one peer, so remove the others"},
+                   ":5: a second [Peer]: the service supports one peer, so remove the others"},
         BadProfile{"NoPrivateKey", "[Interface]\nAddress = 10.0.0.1\n[Peer]\nEndpoint = a:1\n",
                    ":1: [Interface] has no PrivateKey: add the line \"PrivateKey = ...\""},
-        BadProfile{"AddressInAConf",
-                   "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
-                   "Address = 10.0.0.1/33\n[Peer]\nEndpoint = a:1\n",
-                   ":3: Address holds \"10.0.0.1/33\", which is no address such as 10.66.66.7/32"},
-        BadProfile{"NoAllowedIpsInAConf",
-                   "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
-                   "Address = 10.0.0.1/32\n[Peer]\nEndpoint = a:1\n"
-                   "PublicKey = XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\n",
-                   ": AllowedIPs is missing: add the networks behind the tunnel, such as "
-                   "10.66.66.0/24"},
+        BadProfile{
+            "AddressInAConf",
+            "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
+            "Address = 10.0.0.1/33\n[Peer]\nEndpoint = a:1\n",
+            ":3: Address contains \"10.0.0.1/33\", which is not an address such as 10.66.66.7/32"},
+        BadProfile{
+            "NoAllowedIpsInAConf",
+            "[Interface]\nPrivateKey = iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n"
+            "Address = 10.0.0.1/32\n[Peer]\nEndpoint = a:1\n"
+            "PublicKey = XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\n",
+            ": AllowedIPs is missing: add the networks behind the tunnel, such as 10.66.66.0/24"},
         BadProfile{"NoNodeIdInJson", "{}", ": node_id is missing: add it, or use --node-id"},
         BadProfile{"NumberInJson", "{\n  \"endpoint_port\": 51820\n}\n",
-                   ":2: \"endpoint_port\" is not a text: put its value in quotes, the service "
-                   "reads nothing else"},
+                   ":2: \"endpoint_port\" is not a string: put its value in quotes, because the "
+                   "service reads only strings"},
         BadProfile{"WordThatIsRefused",
-                   "{\"node_id\":\"conf_path\",\"address_cidr\":\"10.7.3.9/32\","
-                   "\"endpoint_host\":\"vpn.example\",\"allowed_ips_csv\":\"10.0.0.0/8\","
-                   "\"server_public_key\":\"XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\","
+                   "{\"node_id\":\"conf_path\",\"address_cidr\":\"10.7.3.9/"
+                   "32\",\"endpoint_host\":\"vpn.example\",\"allowed_ips_csv\":\"10.0.0.0/"
+                   "8\",\"server_public_key\":\"XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=\","
                    "\"client_private_key\":\"iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\"}",
-                   ": a value holds \"conf_path\", which the service refuses anywhere in a "
+                   ": a value contains \"conf_path\", which the service refuses anywhere in a "
                    "request: rename it"}),
     [](const auto& bad) { return bad.param.name; });
 
@@ -476,7 +477,7 @@ TEST_F(Commands, AProfileInUtf16IsNotSent) {
   machine.files.AddFile(L"C:\\profiles\\wide.conf", std::string("\xFF\xFE[\0I\0", 6));
   EXPECT_EQ(Run({"connect", "C:\\profiles\\wide.conf"}), 3);
   EXPECT_EQ(side.Error(),
-            "veltranectl: C:\\profiles\\wide.conf: not a text in UTF-8: save it as UTF-8\n");
+            "veltranectl: C:\\profiles\\wide.conf: not UTF-8 text: save it as UTF-8\n");
 }
 
 TEST_F(Commands, AByteOrderMarkIsSkipped) {
@@ -492,9 +493,9 @@ TEST_F(Commands, AMissingProfileIsNamed) {
 
 TEST_F(Commands, AFolderIsNoProfile) {
   EXPECT_EQ(Run({"connect", "C:\\profiles"}), 3);
-  EXPECT_EQ(side.Error(),
-            "veltranectl: C:\\profiles: access denied: check that it is a file and that you may "
-            "read it\n");
+  EXPECT_EQ(
+      side.Error(),
+      "veltranectl: C:\\profiles: access denied: check that it is a file that you may read\n");
 }
 
 TEST_F(Commands, AnUnreadableProfileIsNamedWithItsError) {
@@ -509,7 +510,7 @@ TEST_F(Commands, AVeryLongFileIsNoProfile) {
   machine.files.AddFile(L"C:\\profiles\\long.conf", std::string(65536, '#'));
   EXPECT_EQ(Run({"connect", "C:\\profiles\\long.conf"}), 3);
   EXPECT_EQ(side.Error(),
-            "veltranectl: C:\\profiles\\long.conf: longer than 65535 bytes: that is no profile\n");
+            "veltranectl: C:\\profiles\\long.conf: longer than 65535 bytes: not a profile\n");
 }
 
 TEST_F(Commands, StandardInputHasNoNameToTakeTheNodeFrom) {

@@ -59,30 +59,30 @@ TEST_F(Doctor, AMachineOnWhichAllIsWell) {
       "settings\n"
       "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
       "as they are\n"
-      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: a tunnel stays up\n"
-      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, as "
-      "the addresses below decide\n"
+      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: the tunnel stays up\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, "
+      "decided by the addresses below\n"
       "  ok    ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the "
       "machine scope: 1 address\n"
-      "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
-      "here\n"
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n"
       "session\n"
-      "  ok    Remote Desktop  this is no Remote Desktop session\n"
+      "  ok    Remote Desktop  this is not a Remote Desktop session\n"
       "bypass\n"
       "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n"
       "network\n"
       "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-      "  ok    route metric  interface 12 has the metric 1: a pinned route of metric 1 can be "
-      "created and counts\n"
+      "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
+      "created and is accepted\n"
       "leftovers\n"
       "  ok    tunnel service        none\n"
       "  ok    active.conf           none\n"
       "  ok    tunnel default route  none\n"
       "configuration\n"
-      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is made by the first connect\n"
+      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect\n"
       "\n"
-      "A connect should work.\n");
+      "Connecting should work.\n");
   EXPECT_EQ(side.Error(), "");
 }
 
@@ -100,40 +100,39 @@ TEST_F(Doctor, AMachineWithoutTheService) {
       side.Output(),
       "service\n"
       "  FAIL  installed  no\n"
-      "                   mend: VeltraneVpnService.exe --install\n"
+      "                   fix: VeltraneVpnService.exe --install\n"
       "pipe\n"
-      "  note  served  there is none while the service does not run\n"
+      "  note  served  no pipe while the service is not running\n"
       "tunnel library\n"
       "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService\n"
       "settings\n"
       "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
       "as they are\n"
-      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: a tunnel stays up\n"
-      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
+      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: the tunnel stays up\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
       "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is off, "
-      "as the addresses below decide\n"
-      "  ok    ADMIN_BYPASS_IP                                       not set: no address from "
-      "here\n"
-      "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
-      "here\n"
+      "decided by the addresses below\n"
+      "  ok    ADMIN_BYPASS_IP                                       not set: adds no address\n"
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n"
       "session\n"
-      "  ok    Remote Desktop  this is no Remote Desktop session\n"
+      "  ok    Remote Desktop  this is not a Remote Desktop session\n"
       "bypass\n"
       "  note  pinned routes  none, the bypass is off\n"
       "network\n"
       "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-      "  ok    route metric  interface 12 has the metric 1: a pinned route of metric 1 can be "
-      "created and counts\n"
+      "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
+      "created and is accepted\n"
       "leftovers\n"
       "  ok    tunnel service        none\n"
       "  ok    active.conf           none\n"
       "  ok    tunnel default route  none\n"
       "configuration\n"
-      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is made by the first connect\n"
+      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect\n"
       "\n"
-      "Commands are for a command prompt (cmd) run as administrator.\n"
+      "Run the commands in a command prompt (cmd) as administrator.\n"
       "\n"
-      "A connect would be refused: 1 failure, 0 warnings.\n");
+      "Connecting would fail: 1 failure, 0 warnings.\n");
 }
 
 TEST_F(Doctor, TheSameForMachines) {
@@ -142,38 +141,38 @@ TEST_F(Doctor, TheSameForMachines) {
       side.Output(),
       R"({"verdict":"refused","failures":1,"warnings":0,"findings":[{"group":"service")"
       R"(,"check":"installed","mark":"fail","finding":"no")"
-      R"(,"mend":"VeltraneVpnService.exe --install"},{)"
+      R"(,"fix":"VeltraneVpnService.exe --install"},{)"
       R"("group":"pipe","check":"served","mark":"note")"
-      R"(,"finding":"there is none while the service does not run"},{)"
+      R"(,"finding":"no pipe while the service is not running"},{)"
       R"("group":"tunnel library","check":"tunnel.dll","mark":"ok")"
       R"(,"finding":"C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService"})"
       R"(,{)"
       R"("group":"settings","check":"VELTRANE_POC_DISABLE_DEFAULT_ROUTE","mark":"ok")"
       R"(,"finding":"not set: AllowedIPs are used as they are"},{)"
       R"("group":"settings","check":"VELTRANE_POC_AUTO_STOP_SECONDS","mark":"ok")"
-      R"(,"finding":"not set: a tunnel stays up"},{)"
+      R"(,"finding":"not set: the tunnel stays up"},{)"
       R"("group":"settings","check":"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP")"
-      R"(,"mark":"ok","finding":"not set: no guard at start"},{)"
+      R"(,"mark":"ok","finding":"not set: startup is not guarded"},{)"
       R"("group":"settings","check":"VELTRANE_POC_ADMIN_BYPASS","mark":"note")"
-      R"(,"finding":"not set: the bypass is off, as the addresses below decide"},{)"
+      R"(,"finding":"not set: the bypass is off, decided by the addresses below"},{)"
       R"("group":"settings","check":"ADMIN_BYPASS_IP","mark":"ok")"
-      R"(,"finding":"not set: no address from here"},{)"
+      R"(,"finding":"not set: adds no address"},{)"
       R"("group":"settings","check":"ADMIN_BYPASS_IPS","mark":"ok")"
-      R"(,"finding":"not set: no address from here"},{)"
+      R"(,"finding":"not set: adds no address"},{)"
       R"("group":"session","check":"Remote Desktop","mark":"ok")"
-      R"(,"finding":"this is no Remote Desktop session"},{)"
+      R"(,"finding":"this is not a Remote Desktop session"},{)"
       R"("group":"bypass","check":"pinned routes","mark":"note")"
       R"(,"finding":"none, the bypass is off"},{)"
       R"("group":"network","check":"gateway","mark":"ok")"
       R"(,"finding":"192.168.1.1 on interface 12, Ethernet"},{)"
       R"("group":"network","check":"route metric","mark":"ok")"
-      R"(,"finding":"interface 12 has the metric 1: a pinned route of metric 1 can be created)"
-      R"( and counts"},{)"
+      R"(,"finding":"interface 12 has metric 1: a pinned route with metric 1 can be )"
+      R"(created and is accepted"},{)"
       R"("group":"leftovers","check":"tunnel service","mark":"ok","finding":"none"},{)"
       R"("group":"leftovers","check":"active.conf","mark":"ok","finding":"none"},{)"
       R"("group":"leftovers","check":"tunnel default route","mark":"ok","finding":"none"},{)"
       R"("group":"configuration","check":"folder","mark":"ok")"
-      R"(,"finding":"C:\\ProgramData\\Veltrane\\tunnels is made by the first connect"}]})"
+      R"(,"finding":"C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect"}]})"
       "\n");
 }
 
@@ -183,12 +182,12 @@ TEST_F(Doctor, AServiceThatIsStopped) {
   EXPECT_EQ(Group("service"),
             "  ok    installed     as VeltraneVpnTunnel\n"
             "  FAIL  running       stopped\n"
-            "                      mend: sc start VeltraneVpnTunnel\n"
+            "                      fix: sc start VeltraneVpnTunnel\n"
             "  ok    command line  \"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe\" "
             "--run-as-service\n"
             "  ok    account       LocalSystem\n");
-  EXPECT_EQ(Group("pipe"), "  note  served  there is none while the service does not run\n");
-  EXPECT_EQ(Verdict(), "A connect would be refused: 1 failure, 0 warnings.\n");
+  EXPECT_EQ(Group("pipe"), "  note  served  no pipe while the service is not running\n");
+  EXPECT_EQ(Verdict(), "Connecting would fail: 1 failure, 0 warnings.\n");
 }
 
 TEST_F(Doctor, AServiceWhoseProgramHasGone) {
@@ -200,10 +199,10 @@ TEST_F(Doctor, AServiceWhoseProgramHasGone) {
   EXPECT_EQ(Group("service"),
             "  ok    installed     as VeltraneVpnTunnel\n"
             "  FAIL  running       stopped\n"
-            "                      mend: sc start VeltraneVpnTunnel\n"
+            "                      fix: sc start VeltraneVpnTunnel\n"
             "  FAIL  command line  \"D:\\old\\VeltraneVpnService.exe\" --run-as-service, whose "
-            "program is not there\n"
-            "                      mend: VeltraneVpnService.exe --uninstall, then "
+            "program does not exist\n"
+            "                      fix: VeltraneVpnService.exe --uninstall, then "
             "VeltraneVpnService.exe --install\n"
             "  ok    account       LocalSystem\n");
 }
@@ -222,13 +221,13 @@ TEST_F(Doctor, AServiceThatIsRegisteredOtherwise) {
       "  ok    installed     as VeltraneVpnTunnel\n"
       "  ok    running       as process 4711\n"
       "  warn  command line  C:\\veltrane.exe --console, which is not what --install registers\n"
-      "                      mend: VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe "
+      "                      fix: VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe "
       "--install\n"
-      "  warn  account       .\\administrator, which may not have the rights that it needs\n"
-      "                      mend: sc config VeltraneVpnTunnel obj= LocalSystem\n");
+      "  warn  account       .\\administrator, which may lack the rights it needs\n"
+      "                      fix: sc config VeltraneVpnTunnel obj= LocalSystem\n");
   EXPECT_EQ(Group("tunnel library"),
             "  FAIL  tunnel.dll  C:\\tunnel.dll cannot be read (Windows error 2)\n"
-            "                    mend: copy tunnel.dll \"C:\\tunnel.dll\"\n");
+            "                    fix: copy tunnel.dll \"C:\\tunnel.dll\"\n");
 }
 
 TEST_F(Doctor, AServiceThatCannotBeAskedAbout) {
@@ -236,18 +235,17 @@ TEST_F(Doctor, AServiceThatCannotBeAskedAbout) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("service"),
             "  FAIL  installed  the service's state cannot be read (Windows error 5)\n"
-            "                   mend: sc qc VeltraneVpnTunnel\n");
+            "                   fix: sc qc VeltraneVpnTunnel\n");
 }
 
 TEST_F(Doctor, AnImpostorBehindThePipe) {
   StartService();
   side.pipe_server = 666;
   EXPECT_EQ(Run({"doctor"}), 2);
-  EXPECT_EQ(
-      Group("pipe"),
-      "  FAIL  served  the pipe is served by process 666, and the service is process 4711\n"
-      "                mend: veltranectl doctor --any-server, if that is the service in console "
-      "mode\n");
+  EXPECT_EQ(Group("pipe"),
+            "  FAIL  served  the pipe is served by process 666, but the service is process 4711\n"
+            "                fix: veltranectl doctor --any-server, if that is the service in "
+            "console mode\n");
 }
 
 TEST_F(Doctor, APipeThatIsBusy) {
@@ -258,7 +256,7 @@ TEST_F(Doctor, APipeThatIsBusy) {
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("pipe"),
             "  warn  served  the service has been busy with another client for 2 s\n"
-            "                mend: veltranectl doctor, when that is done\n");
+            "                fix: veltranectl doctor, when that client has finished\n");
   other.Close();
 }
 
@@ -266,11 +264,11 @@ TEST_F(Doctor, ConsoleModeNeedsNoInstalledService) {
   machine.libraries.SetExecutablePath(L"C:\\Program Files\\Veltrane\\veltranectl.exe");
   ServePipe();
   EXPECT_EQ(Run({"doctor", "--any-server"}), 0);
-  EXPECT_EQ(Group("service"), "  note  installed  no, which console mode does not need\n");
+  EXPECT_EQ(Group("service"), "  note  installed  no, but console mode does not need it\n");
   EXPECT_EQ(Group("pipe"),
-            "  ok    served   by a program that is not checked\n"
+            "  ok    served   by a program that was not checked\n"
             "  ok    answers  disconnected\n");
-  EXPECT_EQ(Verdict(), "A connect should work.\n");
+  EXPECT_EQ(Verdict(), "Connecting should work.\n");
 }
 
 TEST_F(Doctor, AMissingTunnelLibrary) {
@@ -281,7 +279,7 @@ TEST_F(Doctor, AMissingTunnelLibrary) {
       Group("tunnel library"),
       "  FAIL  tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll cannot be read (Windows error "
       "2)\n"
-      "                    mend: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
+      "                    fix: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
 }
 
 TEST_F(Doctor, ATunnelLibraryThatIsNone) {
@@ -290,8 +288,8 @@ TEST_F(Doctor, ATunnelLibraryThatIsNone) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(
       Group("tunnel library"),
-      "  FAIL  tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll is no Windows library\n"
-      "                    mend: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
+      "  FAIL  tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll is not a Windows library\n"
+      "                    fix: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
 }
 
 TEST_F(Doctor, ATunnelLibraryFor32Bit) {
@@ -303,7 +301,7 @@ TEST_F(Doctor, ATunnelLibraryFor32Bit) {
   EXPECT_EQ(
       Group("tunnel library"),
       "  FAIL  tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll is not for 64-bit x86\n"
-      "                    mend: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
+      "                    fix: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
 }
 
 TEST_F(Doctor, ATunnelLibraryWithoutTheExport) {
@@ -314,7 +312,7 @@ TEST_F(Doctor, ATunnelLibraryWithoutTheExport) {
       Group("tunnel library"),
       "  FAIL  tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll does not export "
       "WireGuardTunnelService\n"
-      "                    mend: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
+      "                    fix: copy tunnel.dll \"C:\\Program Files\\Veltrane\\tunnel.dll\"\n");
 }
 
 TEST_F(Doctor, SettingsThatTheServiceSees) {
@@ -324,19 +322,19 @@ TEST_F(Doctor, SettingsThatTheServiceSees) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IPS", L"203.0.113.5,198.51.100.7");
   StartService();
   EXPECT_EQ(Run({"doctor"}), 0);
-  EXPECT_EQ(Group("settings"),
-            "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"yes\" in the machine "
-            "scope: catch-all AllowedIPs are replaced and DNS is dropped\n"
-            "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        \"120\" in the machine "
-            "scope: a tunnel is torn down after 120 s\n"
-            "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  \"1\" in the machine "
-            "scope: the service ends rather than change the network before a client asked\n"
-            "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is "
-            "on, as the addresses below decide\n"
-            "  ok    ADMIN_BYPASS_IP                                       not set: no address "
-            "from here\n"
-            "  ok    ADMIN_BYPASS_IPS                                      "
-            "\"203.0.113.5,198.51.100.7\" in the machine scope: 2 addresses\n");
+  EXPECT_EQ(
+      Group("settings"),
+      "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"yes\" in the machine scope: "
+      "catch-all AllowedIPs are replaced and DNS is dropped\n"
+      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        \"120\" in the machine scope: "
+      "the tunnel is torn down after 120 s\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  \"1\" in the machine scope: "
+      "the service exits rather than change the network before a client asks\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, "
+      "decided by the addresses below\n"
+      "  ok    ADMIN_BYPASS_IP                                       not set: adds no address\n"
+      "  ok    ADMIN_BYPASS_IPS                                      \"203.0.113.5,198.51.100.7\" "
+      "in the machine scope: 2 addresses\n");
   EXPECT_EQ(Group("bypass"),
             "  note  pinned routes  none, the default-route guard is on\n"
             "  ok    198.51.100.7   required, named by ADMIN_BYPASS_IPS\n"
@@ -354,22 +352,22 @@ TEST_F(Doctor, SettingsThatTheServiceDoesNotSee) {
   EXPECT_EQ(
       Group("settings"),
       "  warn  VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"1\" in the process scope: "
-      "catch-all AllowedIPs are replaced and DNS is dropped; the service does not see it, for the "
-      "machine scope lacks it\n"
-      "                                                              mend: setx "
+      "catch-all AllowedIPs are replaced and DNS is dropped; the service does not see it, because "
+      "the machine scope does not have it\n"
+      "                                                              fix: setx "
       "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
       "  note  VELTRANE_POC_AUTO_STOP_SECONDS                        \"60\" in the process scope, "
-      "\"120\" in the machine scope: a tunnel is torn down after 120 s; the service sees the "
-      "machine scope\n"
-      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process "
-      "scope, which the service does not see: the bypass is off\n"
+      "\"120\" in the machine scope: the tunnel is torn down after 120 s; the service sees the "
+      "machine scope's value\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process scope, "
+      "which the service does not see: the bypass is off\n"
       "  warn  ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the user "
-      "scope: 1 address; the service does not see it, for the machine scope lacks it\n"
-      "                                                              mend: setx ADMIN_BYPASS_IP "
+      "scope: 1 address; the service does not see it, because the machine scope does not have it\n"
+      "                                                              fix: setx ADMIN_BYPASS_IP "
       "\"203.0.113.5\" /M\n"
-      "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
-      "here\n");
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n");
 }
 
 TEST_F(Doctor, SettingsThatMeanNothing) {
@@ -383,27 +381,27 @@ TEST_F(Doctor, SettingsThatMeanNothing) {
       Group("settings"),
       "  warn  VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"enabled\" in the machine "
       "scope: AllowedIPs are used as they are\n"
-      "                                                              mend: setx "
+      "                                                              fix: setx "
       "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
       "  warn  VELTRANE_POC_AUTO_STOP_SECONDS                        \"soon\" in the machine "
-      "scope: a tunnel stays up\n"
-      "                                                              mend: setx "
+      "scope: the tunnel stays up\n"
+      "                                                              fix: setx "
       "VELTRANE_POC_AUTO_STOP_SECONDS \"600\" /M\n"
-      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: no guard at start\n"
-      "  warn  VELTRANE_POC_ADMIN_BYPASS                             \"off\" in the machine "
-      "scope, no word it knows: the bypass is on; the service gets the machine scope when Windows "
-      "starts\n"
-      "                                                              mend: setx "
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
+      "  warn  VELTRANE_POC_ADMIN_BYPASS                             \"off\" in the machine scope, "
+      "which the service ignores: the bypass is on; the service gets the machine scope's value "
+      "when Windows starts\n"
+      "                                                              fix: setx "
       "VELTRANE_POC_ADMIN_BYPASS \"1\" /M\n"
       "  warn  ADMIN_BYPASS_IP                                       \"192.168.1.10 office\" in "
-      "the machine scope: 192.168.1.10 office is no public IPv4 address and is not used\n"
-      "                                                              mend: setx ADMIN_BYPASS_IP "
+      "the machine scope: 192.168.1.10 office ignored, not a public IPv4 address\n"
+      "                                                              fix: setx ADMIN_BYPASS_IP "
       "<public address> /M\n"
-      "  ok    ADMIN_BYPASS_IPS                                      not set: no address from "
-      "here\n");
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n");
   EXPECT_EQ(Group("bypass"),
-            "  FAIL  pinned routes  the bypass is on and no address is required\n"
-            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M\n");
+            "  FAIL  pinned routes  the bypass is on, but there is no required address\n"
+            "                       fix: setx ADMIN_BYPASS_IP <your public address> /M\n");
 }
 
 TEST_F(Doctor, ASwitchThatTheServiceGetsWhenWindowsStarts) {
@@ -412,13 +410,11 @@ TEST_F(Doctor, ASwitchThatTheServiceGetsWhenWindowsStarts) {
   SetAdministrator();
   StartService();
   EXPECT_EQ(Run({"doctor"}), 0);
-  EXPECT_NE(
-      Group("settings")
-          .find(
-              "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process "
-              "scope, \"0\" in the machine scope: the bypass is off; the service gets the machine "
-              "scope when Windows starts\n"),
-      std::string::npos);
+  EXPECT_NE(Group("settings")
+                .find("  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the "
+                      "process scope, \"0\" in the machine scope: the bypass is off; the service "
+                      "gets the machine scope's value when Windows starts\n"),
+            std::string::npos);
   EXPECT_EQ(Group("bypass"), "  note  pinned routes  none, the bypass is off\n");
 }
 
@@ -448,7 +444,7 @@ TEST_F(Doctor, ARemoteDesktopSessionWithoutTheGuard) {
             "  warn  Remote Desktop  a Remote Desktop session without the default-route guard: a "
             "tunnel that takes the default route can cut it off, and a service in console mode "
             "would refuse to connect\n"
-            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
+            "                        fix: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopSessionInConsoleModeIsRefused) {
@@ -458,7 +454,7 @@ TEST_F(Doctor, ARemoteDesktopSessionInConsoleModeIsRefused) {
   EXPECT_EQ(Group("session"),
             "  FAIL  Remote Desktop  a Remote Desktop session without the default-route guard: a "
             "service in console mode refuses every connect\n"
-            "                        mend: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
+            "                        fix: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopSessionWithTheGuard) {
@@ -478,9 +474,9 @@ TEST_F(Doctor, ARemoteDesktopSessionWhoseGuardIsOverriddenInConsoleMode) {
   ServePipe();
   EXPECT_EQ(Run({"doctor", "--any-server"}), 2);
   EXPECT_EQ(Group("session"),
-            "  FAIL  Remote Desktop  a Remote Desktop session, and the machine scope's guard is "
-            "overridden by another\n"
-            "                        mend: set VELTRANE_POC_DISABLE_DEFAULT_ROUTE=\n");
+            "  FAIL  Remote Desktop  a Remote Desktop session, and another scope overrides the "
+            "machine scope's guard\n"
+            "                        fix: set VELTRANE_POC_DISABLE_DEFAULT_ROUTE=\n");
 }
 
 TEST_F(Doctor, AGuardOverriddenInThisProcessIsOnAllTheSameForTheService) {
@@ -505,7 +501,7 @@ TEST_F(Doctor, AddressesOfEverySource) {
   EXPECT_EQ(Group("bypass"),
             "  ok    198.51.100.7  required, an established Remote Desktop connection\n"
             "  ok    198.51.100.9  optional, the client of a Remote Desktop session\n"
-            "  ok    203.0.113.5   required, named by ADMIN_BYPASS_IP, pinned already\n"
+            "  ok    203.0.113.5   required, named by ADMIN_BYPASS_IP, already pinned\n"
             "  ok    203.0.113.6   required, named by ADMIN_BYPASS_IPS\n");
 }
 
@@ -516,8 +512,8 @@ TEST_F(Doctor, ABypassThatIsOnWithoutARequiredAddress) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("bypass"),
             "  ok    198.51.100.9   optional, the client of a Remote Desktop session\n"
-            "  FAIL  pinned routes  the bypass is on and no address is required\n"
-            "                       mend: setx ADMIN_BYPASS_IP <your public address> /M\n");
+            "  FAIL  pinned routes  the bypass is on, but there is no required address\n"
+            "                       fix: setx ADMIN_BYPASS_IP <your public address> /M\n");
 }
 
 TEST_F(Doctor, ARemoteDesktopConnectionThatNothingProtects) {
@@ -528,8 +524,8 @@ TEST_F(Doctor, ARemoteDesktopConnectionThatNothingProtects) {
   EXPECT_EQ(
       Group("bypass"),
       "  note  pinned routes  none, the bypass is off\n"
-      "  warn  198.51.100.7   an established Remote Desktop connection that nothing would keep up\n"
-      "                       mend: setx ADMIN_BYPASS_IP \"198.51.100.7\" /M\n");
+      "  warn  198.51.100.7   an established Remote Desktop connection that nothing protects\n"
+      "                       fix: setx ADMIN_BYPASS_IP \"198.51.100.7\" /M\n");
 }
 
 TEST_F(Doctor, NoGateway) {
@@ -539,7 +535,7 @@ TEST_F(Doctor, NoGateway) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("network"),
             "  FAIL  gateway  no default route with a gateway\n"
-            "                 mend: route print -4\n");
+            "                 fix: route print -4\n");
 }
 
 TEST_F(Doctor, NoGatewayMattersLessWithoutTheBypass) {
@@ -553,11 +549,11 @@ TEST_F(Doctor, AGatewayBehindATunnel) {
   StartService();
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("network"),
-            "  warn  gateway       192.168.1.1 on interface 12, Veltrane WireGuard, which is a "
-            "tunnel and not the physical network\n"
-            "                      mend: veltranectl disconnect\n"
-            "  ok    route metric  interface 12 has the metric 1: a pinned route of metric 1 can "
-            "be created and counts\n");
+            "  warn  gateway       192.168.1.1 on interface 12, Veltrane WireGuard, a tunnel "
+            "rather than the physical network\n"
+            "                      fix: veltranectl disconnect\n"
+            "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
+            "created and is accepted\n");
 }
 
 TEST_F(Doctor, AnInterfaceMetricBelowWhichWindowsRefusesTheCreate) {
@@ -567,9 +563,9 @@ TEST_F(Doctor, AnInterfaceMetricBelowWhichWindowsRefusesTheCreate) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("network"),
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-            "  FAIL  route metric  interface 12 has the metric 5: Windows refuses the create of "
-            "metric 1, below that of its interface\n"
-            "                      mend: netsh interface ipv4 set interface 12 metric=1\n");
+            "  FAIL  route metric  interface 12 has metric 5: Windows refuses a route with metric "
+            "1, below that of its interface\n"
+            "                      fix: netsh interface ipv4 set interface 12 metric=1\n");
 }
 
 TEST_F(Doctor, AnInterfaceMetricWithWhichNoRouteCounts) {
@@ -579,9 +575,9 @@ TEST_F(Doctor, AnInterfaceMetricWithWhichNoRouteCounts) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(Group("network"),
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-            "  FAIL  route metric  interface 12 has the metric 25: Windows refuses the create of "
-            "metric 1, and a route there counts only up to 15\n"
-            "                      mend: netsh interface ipv4 set interface 12 metric=1\n");
+            "  FAIL  route metric  interface 12 has metric 25: Windows refuses a route with metric "
+            "1, and the service accepts a pinned route only up to 15\n"
+            "                      fix: netsh interface ipv4 set interface 12 metric=1\n");
 }
 
 TEST_F(Doctor, AnInterfaceMetricThatRoutesAlreadyThereGetAround) {
@@ -592,20 +588,20 @@ TEST_F(Doctor, AnInterfaceMetricThatRoutesAlreadyThereGetAround) {
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("network"),
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-            "  warn  route metric  interface 12 has the metric 5: Windows refuses the create of "
-            "metric 1, below that of its interface; the routes that are there count\n"
-            "                      mend: netsh interface ipv4 set interface 12 metric=1\n");
+            "  warn  route metric  interface 12 has metric 5: Windows refuses a route with metric "
+            "1, below that of its interface; the existing routes are accepted\n"
+            "                      fix: netsh interface ipv4 set interface 12 metric=1\n");
 }
 
 TEST_F(Doctor, AnInterfaceMetricMattersOnlyWithTheBypass) {
   side.interface_metrics[12] = 25;
   StartService();
   EXPECT_EQ(Run({"doctor"}), 0);
-  EXPECT_EQ(
-      Group("network"),
-      "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
-      "  note  route metric  interface 12 has the metric 25, which only matters once the bypass is "
-      "on: Windows refuses the create of metric 1, and a route there counts only up to 15\n");
+  EXPECT_EQ(Group("network"),
+            "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
+            "  note  route metric  interface 12 has metric 25, which matters only once the bypass "
+            "is on: Windows refuses a route with metric 1, and the service accepts a pinned route "
+            "only up to 15\n");
 }
 
 TEST_F(Doctor, AnInterfaceMetricThatCannotBeRead) {
@@ -628,17 +624,17 @@ TEST_F(Doctor, LeftoversOfAnEarlierRun) {
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(
       Group("leftovers"),
-      "  warn  tunnel service        VeltraneVpnTunnel$Active of an earlier run is still there\n"
-      "                              mend: veltranectl disconnect\n"
-      "  warn  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf of an earlier "
-      "run may still hold a key\n"
-      "                              mend: veltranectl disconnect\n"
-      "  warn  active.conf.tmp       a write that was cut off; it may hold a key\n"
-      "                              mend: del "
+      "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
+      "                              fix: veltranectl disconnect\n"
+      "  warn  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf is left over "
+      "from an earlier run and may still contain a key\n"
+      "                              fix: veltranectl disconnect\n"
+      "  warn  active.conf.tmp       left by an interrupted write; it may contain a key\n"
+      "                              fix: del "
       "\"C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp\"\n"
-      "  warn  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100 without "
-      "a connection\n"
-      "                              mend: veltranectl disconnect\n");
+      "  warn  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100, but "
+      "there is no connection\n"
+      "                              fix: veltranectl disconnect\n");
 }
 
 TEST_F(Doctor, AConnectionIsNotMendedAwayWhileTheServiceIsBusy) {
@@ -651,12 +647,12 @@ TEST_F(Doctor, AConnectionIsNotMendedAwayWhileTheServiceIsBusy) {
   side.OnWaitForPipe([](std::uint32_t) { return 121; });
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("leftovers"),
-            "  note  tunnel service        VeltraneVpnTunnel$Active is there; whose it is only the "
-            "service can tell, and it has not answered\n"
-            "  note  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf is "
-            "there; whose it is only the service can tell, and it has not answered\n"
+            "  note  tunnel service        VeltraneVpnTunnel$Active exists; only the service can "
+            "tell whose it is, and it did not answer\n"
+            "  note  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf exists; "
+            "only the service can tell whose it is, and it did not answer\n"
             "  note  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100; "
-            "whose it is only the service can tell, and it has not answered\n");
+            "only the service can tell whose it is, and it did not answer\n");
 }
 
 TEST_F(Doctor, LeftoversBesideAStoppedService) {
@@ -665,8 +661,8 @@ TEST_F(Doctor, LeftoversBesideAStoppedService) {
   EXPECT_EQ(Run({"doctor"}), 2);
   EXPECT_EQ(
       Group("leftovers"),
-      "  warn  tunnel service        VeltraneVpnTunnel$Active of an earlier run is still there\n"
-      "                              mend: veltranectl disconnect\n"
+      "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
+      "                              fix: veltranectl disconnect\n"
       "  ok    active.conf           none\n"
       "  ok    tunnel default route  none\n");
 }
@@ -680,7 +676,7 @@ TEST_F(Doctor, AnOverwrittenConfigurationIsHarmless) {
   EXPECT_EQ(Run({"doctor"}), 0);
   EXPECT_EQ(Group("leftovers"),
             "  ok    tunnel service        none\n"
-            "  note  active.conf           of an earlier run, overwritten with zeros\n"
+            "  note  active.conf           left over from an earlier run, overwritten with zeros\n"
             "  ok    tunnel default route  none\n");
 }
 
@@ -692,12 +688,12 @@ TEST_F(Doctor, AConnectionIsNoLeftover) {
             "  ok    served   by the service's process\n"
             "  ok    answers  connected to office\n");
   EXPECT_EQ(Group("leftovers"),
-            "  ok    tunnel service        VeltraneVpnTunnel$Active is that of the connection\n"
-            "  ok    active.conf           that of the connection\n"
+            "  ok    tunnel service        VeltraneVpnTunnel$Active belongs to the connection\n"
+            "  ok    active.conf           belongs to the connection\n"
             "  ok    tunnel default route  none\n");
   EXPECT_EQ(Group("configuration"),
-            "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
-            "Administrators alone\n");
+            "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open only to LocalSystem and "
+            "Administrators\n");
 }
 
 TEST_F(Doctor, AConnectionWhoseTunnelServiceHasGone) {
@@ -709,9 +705,9 @@ TEST_F(Doctor, AConnectionWhoseTunnelServiceHasGone) {
   manager->OpenExisting(L"VeltraneVpnTunnel$Active", 0x10000)->Delete();
   EXPECT_EQ(Run({"doctor"}), 1);
   EXPECT_EQ(Group("leftovers"),
-            "  warn  tunnel service        connected, but VeltraneVpnTunnel$Active is not there\n"
-            "                              mend: veltranectl disconnect\n"
-            "  ok    active.conf           that of the connection\n"
+            "  warn  tunnel service        connected, but VeltraneVpnTunnel$Active does not exist\n"
+            "                              fix: veltranectl disconnect\n"
+            "  ok    active.conf           belongs to the connection\n"
             "  ok    tunnel default route  none\n");
 }
 
@@ -734,69 +730,70 @@ TEST_P(DoctorOnFolders, SaysWhoMayOpenIt) {
 INSTANTIATE_TEST_SUITE_P(
     Folders, DoctorOnFolders,
     testing::Values(
-        FolderState{"Closed",
-                    {.error = 5, .has_list = false, .is_protected = false, .entries = {}},
-                    0,
-                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is closed to this user\n"},
+        FolderState{
+            "Closed",
+            {.error = 5, .has_list = false, .is_protected = false, .entries = {}},
+            0,
+            "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is not accessible to this user\n"},
         FolderState{"AsTheServiceMakesIt",
                     {.error = 0,
                      .has_list = true,
                      .is_protected = true,
                      .entries = {{"S-1-5-18", true, 0x1F01FF}, {"S-1-5-32-544", true, 0x1F01FF}}},
                     0,
-                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
-                    "Administrators alone\n"},
+                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open only to "
+                    "LocalSystem and Administrators\n"},
         FolderState{"DenyingSomebodyElse",
                     {.error = 0,
                      .has_list = true,
                      .is_protected = true,
                      .entries = {{"S-1-5-32-545", false, 0x1F01FF}}},
                     0,
-                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open to LocalSystem and "
-                    "Administrators alone\n"},
-        FolderState{"OpenToUsers",
-                    {.error = 0,
-                     .has_list = true,
-                     .is_protected = true,
-                     .entries = {{"S-1-5-32-545", true, 0x1200A9},
-                                 {"S-1-1-0", true, 0x1200A9},
-                                 {"S-1-1-0", true, 0x2}}},
-                    1,
-                    "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to S-1-5-32-545, "
-                    "S-1-1-0\n"
-                    "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-                    "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\" "
-                    "/remove:g \"*S-1-5-32-545\" \"*S-1-1-0\"\n"},
+                    "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open only to "
+                    "LocalSystem and Administrators\n"},
+        FolderState{
+            "OpenToUsers",
+            {.error = 0,
+             .has_list = true,
+             .is_protected = true,
+             .entries = {{"S-1-5-32-545", true, 0x1200A9},
+                         {"S-1-1-0", true, 0x1200A9},
+                         {"S-1-1-0", true, 0x2}}},
+            1,
+            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to S-1-5-32-545, S-1-1-0\n"
+            "                fix: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" /inheritance:r "
+            "/grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\" /remove:g "
+            "\"*S-1-5-32-545\" \"*S-1-1-0\"\n"},
         FolderState{
             "WithoutAList",
             {.error = 0, .has_list = false, .is_protected = true, .entries = {}},
             1,
-            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to everybody\n"
-            "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-            "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
+            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels is open to everyone\n"
+            "                fix: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" /inheritance:r "
+            "/grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
         FolderState{
             "Inheriting",
             {.error = 0, .has_list = true, .is_protected = false, .entries = {}},
             1,
-            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels inherits rights from the "
-            "folder above\n"
-            "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" "
-            "/inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
+            "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels inherits access rights from its "
+            "parent folder\n"
+            "                fix: icacls \"C:\\ProgramData\\Veltrane\\tunnels\" /inheritance:r "
+            "/grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"\n"},
         FolderState{"Unreadable",
                     {.error = 87, .has_list = false, .is_protected = false, .entries = {}},
                     1,
-                    "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels cannot be looked at "
+                    "  warn  folder  C:\\ProgramData\\Veltrane\\tunnels cannot be examined "
                     "(Windows error 87)\n"
-                    "                mend: icacls \"C:\\ProgramData\\Veltrane\\tunnels\"\n"}),
+                    "                fix: icacls \"C:\\ProgramData\\Veltrane\\tunnels\"\n"}),
     [](const auto& state) { return state.param.name; });
 
 TEST_F(Doctor, ATerminalGetsColours) {
   side.SetTerminal(Stream::kOutput, 80);
   EXPECT_EQ(Run({"doctor"}), 2);
-  EXPECT_EQ(side.Output().substr(0, 75),
+  EXPECT_EQ(side.Output().substr(0, 74),
             "\x1b[1mservice\x1b[0m\n"
             "  \x1b[31mFAIL  \x1b[0minstalled  no\n"
-            "                   mend: Vel");
+            "                   fix: Vel");
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ TEST_F(Exchanges, AServiceWhoseStateCannotBeRead) {
 TEST_F(Exchanges, ARunningServiceWithoutAPipeIsWaitedForASecond) {
   InstallService(simulated::kRunning);
   EXPECT_EQ(Complaint(4),
-            "veltranectl: the service is running but its pipe is not there: sc stop "
+            "veltranectl: the service is running but its pipe does not exist: sc stop "
             "VeltraneVpnTunnel, then sc start VeltraneVpnTunnel\n");
   EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>(20, 50));
 }
@@ -94,8 +94,8 @@ TEST_F(Exchanges, NoServerInConsoleMode) {
 TEST_F(Exchanges, APipeThatDoesNotAdmitTheUser) {
   side.FailOpen(5);
   EXPECT_EQ(Complaint(4),
-            "veltranectl: the service's pipe does not admit this user: use an elevated prompt, or "
-            "restart the service while this user has the console\n");
+            "veltranectl: the service's pipe denies access to this user: use an elevated prompt, "
+            "or restart the service while this user is logged on at the console\n");
 }
 
 TEST_F(Exchanges, APipeThatCannotBeOpened) {
@@ -116,7 +116,7 @@ TEST_F(Exchanges, ABusyPipeIsWaitedForFor30Seconds) {
   });
   EXPECT_EQ(Complaint(4),
             "veltranectl: the service has been busy with another client for 30 s: try again when "
-            "that is done\n");
+            "it has finished\n");
   EXPECT_EQ(waits, std::vector<std::uint32_t>(30, 1000));
   other.Close();
 }
@@ -134,9 +134,8 @@ TEST_F(Exchanges, ATerminalShowsHowLongABusyPipeHasBeenWaitedFor) {
   });
   EXPECT_EQ(Run({"status"}), 0);
   EXPECT_EQ(side.Error(),
-            "\r\x1b[Kwaiting for another client to be done (30 s at most), 1 s"
-            "\r\x1b[Kwaiting for another client to be done (30 s at most), 2 s"
-            "\r\x1b[K");
+            "\r\x1b[Kwaiting for another client to finish (30 s at most), 1 s\r\x1b[Kwaiting for "
+            "another client to finish (30 s at most), 2 s\r\x1b[K");
 }
 
 TEST_F(Exchanges, APipeThatBecomesFreeIsUsed) {
@@ -157,7 +156,7 @@ TEST_F(Exchanges, APipeOfAnotherProcessThanTheServiceIsSentNothing) {
   ScriptedServer impostor("{\"ok\":true,\"phase\":\"connected\"}");
   side.pipe_server = 666;
   EXPECT_EQ(Complaint(5),
-            "veltranectl: the pipe is served by process 666, and the service is process 4711: "
+            "veltranectl: the pipe is served by process 666, but the service is process 4711: "
             "nothing was sent; if that is the service in console mode, add --any-server\n");
   EXPECT_EQ(impostor.Request(), "");
 }
@@ -166,7 +165,7 @@ TEST_F(Exchanges, APipeIsSentNothingWhileTheServiceDoesNotRun) {
   InstallService();
   ScriptedServer impostor("{\"ok\":true,\"phase\":\"connected\"}");
   EXPECT_EQ(Complaint(5),
-            "veltranectl: the pipe is served by process 4711, and the service is not running: "
+            "veltranectl: the pipe is served by process 4711, but the service is not running: "
             "nothing was sent; if that is the service in console mode, add --any-server\n");
   EXPECT_EQ(impostor.Request(), "");
 }
@@ -174,7 +173,7 @@ TEST_F(Exchanges, APipeIsSentNothingWhileTheServiceDoesNotRun) {
 TEST_F(Exchanges, APipeIsSentNothingWithoutAnInstalledService) {
   ScriptedServer impostor("{\"ok\":true,\"phase\":\"connected\"}");
   EXPECT_EQ(Complaint(5),
-            "veltranectl: the pipe is served by process 4711, and the service is not installed: "
+            "veltranectl: the pipe is served by process 4711, but the service is not installed: "
             "nothing was sent; if that is the service in console mode, add --any-server\n");
   EXPECT_EQ(impostor.Request(), "");
 }
@@ -184,7 +183,7 @@ TEST_F(Exchanges, APipeIsSentNothingWhenTheServiceCannotBeAskedAbout) {
   side.service_facts_error = 5;
   ScriptedServer impostor("{\"ok\":true,\"phase\":\"connected\"}");
   EXPECT_EQ(Complaint(5),
-            "veltranectl: the pipe is served by process 4711, and the service's state cannot be "
+            "veltranectl: the pipe is served by process 4711, but the service's state cannot be "
             "read (Windows error 5): nothing was sent; if that is the service in console mode, add "
             "--any-server\n");
   EXPECT_EQ(impostor.Request(), "");
@@ -194,10 +193,10 @@ TEST_F(Exchanges, APipeIsSentNothingWhenItsServerIsUnknown) {
   InstallService(simulated::kRunning);
   ScriptedServer impostor("{\"ok\":true,\"phase\":\"connected\"}");
   side.pipe_server = std::nullopt;
-  EXPECT_EQ(Complaint(5),
-            "veltranectl: Windows does not say which process serves the pipe, and the service is "
-            "process 4711: nothing was sent; if that is the service in console mode, add "
-            "--any-server\n");
+  EXPECT_EQ(
+      Complaint(5),
+      "veltranectl: Windows does not say which process serves the pipe, and the service is process "
+      "4711: nothing was sent; if that is the service in console mode, add --any-server\n");
   EXPECT_EQ(impostor.Request(), "");
 }
 
@@ -219,7 +218,7 @@ TEST_F(Exchanges, AnyServerTalksToAnyServer) {
 TEST_F(Exchanges, AServerThatEndsTheConnectionWithoutAReply) {
   ScriptedServer silent("");
   EXPECT_EQ(Complaint(6, {"--any-server"}),
-            "veltranectl: the service ended the connection without a reply: sc query "
+            "veltranectl: the service closed the connection without replying: sc query "
             "VeltraneVpnTunnel\n");
   EXPECT_EQ(silent.Request(), R"({"op":"status"})");
 }
@@ -227,7 +226,7 @@ TEST_F(Exchanges, AServerThatEndsTheConnectionWithoutAReply) {
 TEST_F(Exchanges, AReplyThatDoesNotComeIsWaitedForFor120Seconds) {
   StartService();
   side.DelayReply(120);
-  EXPECT_EQ(Complaint(6), "veltranectl: no reply came within 120 s: veltranectl doctor\n");
+  EXPECT_EQ(Complaint(6), "veltranectl: no reply within 120 s: veltranectl doctor\n");
 }
 
 TEST_F(Exchanges, AReplyThatIsNoJson) {
@@ -235,7 +234,7 @@ TEST_F(Exchanges, AReplyThatIsNoJson) {
   EXPECT_EQ(Run({"status", "--any-server"}), 6);
   EXPECT_EQ(side.Output(), "");
   EXPECT_EQ(side.Error(),
-            "veltranectl: the reply is no JSON object: --json prints it as it came\n");
+            "veltranectl: the reply is not a JSON object: use --json to print it as received\n");
 }
 
 TEST_F(Exchanges, AReplyThatIsNoJsonIsPrintedAsItCameAllTheSame) {

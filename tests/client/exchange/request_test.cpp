@@ -50,8 +50,8 @@ TEST_F(Request, QuotesAndBackslashesAreEscapedAndNothingElse) {
   Set(ProfileKey::kDisplayName, "a\"b\\c/\xC3\xA9");
   EXPECT_EQ(ReadStringField(Text(), "display_name"), "a\"b\\c/\xC3\xA9");
   EXPECT_EQ(Text(),
-            "{\"op\":\"connect\",\"node_id\":\"office\",\"display_name\":\"a\\\"b\\\\c/\xC3\xA9\","
-            "\"client_private_key\":\"PRIVATE\"}");
+            "{\"op\":\"connect\",\"node_id\":\"office\",\"display_name\":\"a\\\"b\\\\c/"
+            "\xC3\xA9\",\"client_private_key\":\"PRIVATE\"}");
 }
 
 TEST_F(Request, TheServiceReadsEveryFieldAsItWasMeant) {
@@ -83,22 +83,22 @@ TEST_F(Request, TheServiceReadsEveryFieldAsItWasMeant) {
 TEST_F(Request, AValueThatWouldBeTakenForALaterKeyIsAProblem) {
   Set(ProfileKey::kDeviceId, "client_private_key");
   EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"client_private_key\", which the service would take for the key of that "
-            "name: rename it");
+            "a value is \"client_private_key\", which the service would mistake for the key of "
+            "that name: rename it");
 }
 
 TEST_F(Request, AValueThatWouldBeTakenForAMissingKeyIsAProblem) {
   Set(ProfileKey::kDeviceId, "dns_csv");
   EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"dns_csv\", which the service would take for the key of that name: rename "
-            "it");
+            "a value is \"dns_csv\", which the service would mistake for the key of that name: "
+            "rename it");
 }
 
 TEST_F(Request, AQuoteBeforeAKeysNameMakesItAKeyToo) {
   Set(ProfileKey::kDisplayName, "x\"dns_csv");
   EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"dns_csv\", which the service would take for the key of that name: rename "
-            "it");
+            "a value is \"dns_csv\", which the service would mistake for the key of that name: "
+            "rename it");
 }
 
 TEST_F(Request, AValueThatNamesAKeyAlreadyPassedIsNone) {
@@ -111,7 +111,7 @@ TEST_F(Request, AWordThatTheServiceRefusesIsAProblem) {
   for (const char* word : {"config_path", "wg_quick_config", "wgQuickConfig", "conf_path"}) {
     Set(ProfileKey::kDisplayName, "my " + std::string(word) + "s");
     EXPECT_EQ(ConnectRequest(profile, "").problem,
-              "a value holds \"" + std::string(word) +
+              "a value contains \"" + std::string(word) +
                   "\", which the service refuses anywhere in a request: rename it");
   }
 }
@@ -121,8 +121,9 @@ TEST_F(Request, OneReadOfTheServiceMustHoldIt) {
   EXPECT_EQ(Text().size(), 65535u);
   EXPECT_EQ(ConnectRequest(profile, "").problem, "");
   Set(ProfileKey::kDisplayName, std::string(65452, 'x'));
-  EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "the request has 65536 bytes and the service reads 65535 at most: shorten the profile");
+  EXPECT_EQ(
+      ConnectRequest(profile, "").problem,
+      "the request is 65536 bytes long, but the service reads at most 65535: shorten the profile");
 }
 
 }  // namespace

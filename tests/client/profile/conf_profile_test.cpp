@@ -17,8 +17,7 @@ TEST_F(ConfProfile, CarriesEveryFieldOfTheProtocol) {
                  "AllowedIPs = 10.66.66.0/24\n"
                  "Endpoint = 192.0.2.10:51820\n"
                  "PersistentKeepalive = 25\n"),
-            "address_cidr@3=10.66.66.7/32 "
-            "endpoint_host@10=192.0.2.10 endpoint_port@10=51820 "
+            "address_cidr@3=10.66.66.7/32 endpoint_host@10=192.0.2.10 endpoint_port@10=51820 "
             "server_public_key@7=PUBLIC client_private_key@2=PRIVATE pre_shared_key@8=SHARED "
             "dns_csv@4=10.66.66.1 allowed_ips_csv@9=10.66.66.0/24 ");
 }
@@ -75,54 +74,56 @@ TEST_P(BadConfProfile, NamesTheLineAndWhatToDo) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, BadConfProfile,
     testing::Values(
-        BadConf{"[Peer]\nEndpoint = a:1\n", "0: no [Interface] section: add one with PrivateKey"},
-        BadConf{"[Interface]\nPrivateKey = P\n", "0: no [Peer] section: add the server's"},
+        BadConf{"[Peer]\nEndpoint = a:1\n", "0: no [Interface] section: add one with a PrivateKey"},
+        BadConf{"[Interface]\nPrivateKey = P\n", "0: no [Peer] section: add one for the server"},
         BadConf{"[Interface]\nAddress = 10.0.0.2\n[Peer]\nEndpoint = a:1\n",
                 "1: [Interface] has no PrivateKey: add the line \"PrivateKey = ...\""},
         BadConf{"[Interface]\nPrivateKey = P\n\n[Peer]\n",
                 "4: [Peer] has no Endpoint: add the line \"Endpoint = host:port\""},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nEndpoint = a:1\n[Peer]\n",
-                "5: a second [Peer]: the service carries one peer, so remove the others"},
-        BadConf{"[Interface]\n[Interface]\n", "2: a second [Interface]: keep one"},
+                "5: a second [Peer]: the service supports one peer, so remove the others"},
+        BadConf{"[Interface]\n[Interface]\n", "2: a second [Interface]: keep only one"},
         BadConf{"[Interface]\nMTU = 1420\n",
-                "2: MTU: the service has no field for it, so delete the line"},
+                "2: MTU: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nListenPort = 51820\n",
-                "2: ListenPort: the service has no field for it, so delete the line"},
+                "2: ListenPort: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nFwMark = 1\n",
-                "2: FwMark: the service has no field for it, so delete the line"},
+                "2: FwMark: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nTable = off\n",
-                "2: Table: the service has no field for it, so delete the line"},
+                "2: Table: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nPreUp = x\n",
-                "2: PreUp: the service has no field for it, so delete the line"},
+                "2: PreUp: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nPostUp = x\n",
-                "2: PostUp: the service has no field for it, so delete the line"},
+                "2: PostUp: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nPreDown = x\n",
-                "2: PreDown: the service has no field for it, so delete the line"},
+                "2: PreDown: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nPostDown = x\n",
-                "2: PostDown: the service has no field for it, so delete the line"},
+                "2: PostDown: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nSaveConfig = true\n",
-                "2: SaveConfig: the service has no field for it, so delete the line"},
+                "2: SaveConfig: the service does not support it, so delete the line"},
         BadConf{"[Interface]\nColour = red\n", "2: unknown key Colour: correct or delete the line"},
         BadConf{"[Interface]\nEndpoint = a:1\n",
-                "2: Endpoint belongs to [Peer]: move the line there"},
+                "2: Endpoint belongs in [Peer]: move the line there"},
         BadConf{"[Interface]\nPersistentKeepalive = 25\n",
-                "2: PersistentKeepalive belongs to [Peer]: move the line there"},
+                "2: PersistentKeepalive belongs in [Peer]: move the line there"},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nDNS = 10.0.0.1\n",
-                "4: DNS belongs to [Interface]: move the line there"},
+                "4: DNS belongs in [Interface]: move the line there"},
         BadConf{"[Interface]\nPrivateKey = P\nPrivateKey = Q\n",
                 "3: a second PrivateKey: keep the right one"},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nEndpoint = a:1\nEndpoint = b:1\n",
                 "5: a second Endpoint: keep the right one"},
         BadConf{"[Interface]\nPrivateKey =\n",
-                "2: PrivateKey has no value: add it or delete the line"},
-        BadConf{"PrivateKey = P\n", "1: a key before [Interface]: move it into a section"},
+                "2: PrivateKey has no value: add one or delete the line"},
+        BadConf{"PrivateKey = P\n",
+                "1: a key outside any section: move it below [Interface] or [Peer]"},
         BadConf{"[Interface]\nPrivateKey\n",
                 "2: neither a section nor \"Key = value\": correct the line"},
-        BadConf{"[Server]\n", "1: unknown section [Server]: only [Interface] and [Peer] exist"},
+        BadConf{"[Server]\n",
+                "1: unknown section [Server]: only [Interface] and [Peer] are allowed"},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nEndpoint = a\n",
-                "4: Endpoint needs the form host:port"},
+                "4: Endpoint must have the form host:port"},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nEndpoint = :1\n",
-                "4: Endpoint needs the form host:port"},
+                "4: Endpoint must have the form host:port"},
         BadConf{"[Interface]\nPrivateKey = P\n[Peer]\nPersistentKeepalive = 10\n",
                 "4: PersistentKeepalive = 10: the service always uses 25, so write 25 or delete "
                 "the line"},
@@ -131,9 +132,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "the line"},
         // A key on a line of its own must not come back in a message.
         BadConf{"[Interface]\niBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=\n",
-                "2: (hidden, 43 characters) has no value: add it or delete the line"},
+                "2: (hidden, 43 characters) has no value: add one or delete the line"},
         BadConf{"[iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=]\n",
-                "1: unknown section (hidden, 46 characters): only [Interface] and [Peer] exist"}));
+                "1: unknown section (hidden, 46 characters): only [Interface] and [Peer] are "
+                "allowed"}));
 
 }  // namespace
 }  // namespace veltrane

@@ -49,27 +49,27 @@ TEST_P(BadJsonProfile, NamesTheLineAndWhatToDo) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, BadJsonProfile,
     testing::Values(
-        BadJson{"[]", "1: a JSON profile begins with \"{\""},
+        BadJson{"[]", "1: a JSON profile must begin with \"{\""},
         BadJson{"{\n\"endpoint_port\": 51820\n}",
-                "2: \"endpoint_port\" is not a text: put its value in quotes, the service reads "
-                "nothing else"},
+                "2: \"endpoint_port\" is not a string: put its value in quotes, because the "
+                "service reads only strings"},
         BadJson{"{\n\"node_id\": null\n}",
-                "2: \"node_id\" is not a text: put its value in quotes, the service reads nothing "
-                "else"},
+                "2: \"node_id\" is not a string: put its value in quotes, because the service "
+                "reads only strings"},
         BadJson{"{\n\n\"mtu\": \"1420\"\n}", "3: unknown key \"mtu\": correct or delete it"},
         BadJson{"{\"op\": \"connect\"}", "1: unknown key \"op\": correct or delete it"},
         BadJson{"{\"session_nonce\": \"x\"}",
                 "1: \"session_nonce\" does not belong in a profile: use --session"},
         BadJson{"{\"node_id\": \"a\",\n\"node_id\": \"b\"}",
-                "2: \"node_id\" comes twice: keep the right one"},
-        BadJson{"{\"node_id\" \"a\"}", "1: a colon is missing behind \"node_id\""},
+                "2: \"node_id\" appears twice: keep the right one"},
+        BadJson{"{\"node_id\" \"a\"}", "1: a colon is missing after \"node_id\""},
         BadJson{"{\"node_id\": \"a\"\n\"device_id\": \"b\"}",
                 "2: a comma or \"}\" is missing here or on the line before"},
-        BadJson{"{\"node_id\": \"a\",}", "1: a text in quotes is missing here"},
+        BadJson{"{\"node_id\": \"a\",}", "1: a string in quotes is missing here"},
         BadJson{"{\"node_id\": \"a\"} x", "1: text after the end of the profile: delete it"},
-        BadJson{"{\"node_id\": \"a\nb\"}", "1: the text does not end on its line"},
-        BadJson{"{\"node_id\": \"a", "1: the text does not end on its line"},
-        BadJson{"{\"node_id\": \"a\\", "1: the text does not end on its line"},
+        BadJson{"{\"node_id\": \"a\nb\"}", "1: the string does not end on this line"},
+        BadJson{"{\"node_id\": \"a", "1: the string does not end on this line"},
+        BadJson{"{\"node_id\": \"a\\", "1: the string does not end on this line"},
         BadJson{"{\"node_id\": \"\\q\"}", "1: unknown escape \\q: correct it"},
         BadJson{"{\"node_id\": \"\\u12g4\"}", "1: \\u needs four hexadecimal digits"},
         BadJson{"{\"node_id\": \"\\ud83d\"}", "1: \\u: half of a surrogate pair"},

@@ -113,31 +113,32 @@ TEST_F(ProfileProblems, AMissingEndpointIsMissed) {
 }
 
 TEST_F(ProfileProblems, MissingAllowedIpsAreMissed) {
-  EXPECT_EQ(With(ProfileKey::kAllowedIps, ""),
-            "0: allowed_ips_csv is missing: add the networks behind the tunnel, such as "
-            "10.66.66.0/24");
+  EXPECT_EQ(
+      With(ProfileKey::kAllowedIps, ""),
+      "0: allowed_ips_csv is missing: add the networks behind the tunnel, such as 10.66.66.0/24");
 }
 
 TEST_F(ProfileProblems, ABadKeyIsNamedAndNotShown) {
   EXPECT_EQ(With(ProfileKey::kClientPrivateKey, "secret"),
-            "7: client_private_key is not a WireGuard key: it needs the base64 of 32 bytes, 44 "
+            "7: client_private_key is not a WireGuard key: a key is 32 bytes in base64, 44 "
             "characters ending in \"=\"");
 }
 
 TEST_F(ProfileProblems, ABadPreSharedKeyIsNamedAndNotShown) {
   EXPECT_EQ(With(ProfileKey::kPreSharedKey, "secret"),
-            "7: pre_shared_key is not a WireGuard key: it needs the base64 of 32 bytes, 44 "
-            "characters ending in \"=\"");
+            "7: pre_shared_key is not a WireGuard key: a key is 32 bytes in base64, 44 characters "
+            "ending in \"=\"");
 }
 
 TEST_F(ProfileProblems, ABadItemOfAListIsShown) {
-  EXPECT_EQ(With(ProfileKey::kAllowedIps, "10.0.0.0/8, 10.0.0.0/40"),
-            "7: allowed_ips_csv holds \"10.0.0.0/40\", which is no network such as 10.66.66.0/24");
+  EXPECT_EQ(
+      With(ProfileKey::kAllowedIps, "10.0.0.0/8, 10.0.0.0/40"),
+      "7: allowed_ips_csv contains \"10.0.0.0/40\", which is not a network such as 10.66.66.0/24");
 }
 
 TEST_F(ProfileProblems, AKeyInTheWrongPlaceIsNotShown) {
   EXPECT_EQ(With(ProfileKey::kAddress, "iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY="),
-            "7: address_cidr holds \"(hidden, 44 characters)\", which is no address such as "
+            "7: address_cidr contains \"(hidden, 44 characters)\", which is not an address such as "
             "10.66.66.7/32");
 }
 
@@ -160,15 +161,15 @@ TEST_F(ProfileProblems, AnIpv6EndpointNeedsBrackets) {
 
 TEST_F(ProfileProblems, AnEndpointIsANameOrAnAddress) {
   EXPECT_EQ(With(ProfileKey::kEndpointHost, "not a host"),
-            "7: endpoint_host is \"not a host\", which is neither a host name nor an address");
+            "7: endpoint_host is \"not a host\", neither a host name nor an address");
   EXPECT_EQ(With(ProfileKey::kEndpointHost, "vpn.example"), "none");
 }
 
 TEST_F(ProfileProblems, DnsHoldsAddressesAndSearchDomains) {
   EXPECT_EQ(With(ProfileKey::kDns, "10.0.0.1, fd00::1, example.org"), "none");
-  EXPECT_EQ(With(ProfileKey::kDns, "10.0.0.1;10.0.0.2"),
-            "7: dns_csv holds \"10.0.0.1;10.0.0.2\", which is neither an address nor a search "
-            "domain");
+  EXPECT_EQ(
+      With(ProfileKey::kDns, "10.0.0.1;10.0.0.2"),
+      "7: dns_csv contains \"10.0.0.1;10.0.0.2\", which is neither an address nor a search domain");
 }
 
 TEST_F(ProfileProblems, ALineFeedWouldReachTheConfigurationFile) {

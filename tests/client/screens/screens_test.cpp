@@ -58,10 +58,10 @@ TEST(BypassScreen, RoutesThatFailedSayWhyAndWhatIsInTheWay) {
       "  message         message\n"
       "  tried           203.0.113.5      required  ADMIN_BYPASS_IP             failed: "
       "CreateIpForwardEntry failed (Windows error 160)\n"
-      "                  203.0.113.6      required  ADMIN_BYPASS_IP             failed: "
-      "route verify failed after add; its route leads through 192.168.1.254 on interface 12\n"
-      "                  203.0.113.7      required  ADMIN_BYPASS_IP             already there\n"
-      "                  203.0.113.8      required  ADMIN_BYPASS_IP             already there\n");
+      "                  203.0.113.6      required  ADMIN_BYPASS_IP             failed: route "
+      "verify failed after add; its route goes through 192.168.1.254 on interface 12\n"
+      "                  203.0.113.7      required  ADMIN_BYPASS_IP             already present\n"
+      "                  203.0.113.8      required  ADMIN_BYPASS_IP             already present\n");
 }
 
 TEST(BypassScreen, RoutesThatWereAddedAgainAreShown) {
@@ -105,19 +105,19 @@ TEST(GuardScreen, ADefaultRouteThatTheTunnelInstalled) {
   guard.default_routes_after_tunnel =
       "0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25;0.0.0.0/0->10.66.66.1@if23:wg:metric=0";
   guard.offending_default_route = "0.0.0.0/0->10.66.66.1@if23:wg:metric=0";
-  EXPECT_EQ(GuardScreen(guard, kPlain),
-            "Default-route guard: refused (poc_default_route_detected)\n"
-            "  message                 tunnel installed a default route on WireGuard/Wintun "
-            "interface\n"
-            "  settings                VELTRANE_POC_DISABLE_DEFAULT_ROUTE  \"1\" from the process "
-            "environment; machine environment \"0\" not used\n"
-            "                          VELTRANE_POC_AUTO_STOP_SECONDS      not set\n"
-            "  session                 the service runs in a Remote Desktop session\n"
-            "  allowed IPs             0.0.0.0/0 replaced by 10.66.66.0/24\n"
-            "  default routes before   unavailable\n"
-            "  default routes after    0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25\n"
-            "                          0.0.0.0/0->10.66.66.1@if23:wg:metric=0\n"
-            "  offending route         0.0.0.0/0->10.66.66.1@if23:wg:metric=0\n");
+  EXPECT_EQ(
+      GuardScreen(guard, kPlain),
+      "Default-route guard: refused (poc_default_route_detected)\n"
+      "  message                 tunnel installed a default route on WireGuard/Wintun interface\n"
+      "  settings                VELTRANE_POC_DISABLE_DEFAULT_ROUTE  \"1\" from the process "
+      "environment; machine environment \"0\" ignored\n"
+      "                          VELTRANE_POC_AUTO_STOP_SECONDS      not set\n"
+      "  session                 the service runs in a Remote Desktop session\n"
+      "  allowed IPs             0.0.0.0/0 replaced by 10.66.66.0/24\n"
+      "  default routes before   unavailable\n"
+      "  default routes after    0.0.0.0/0->192.168.1.1@if12:Ethernet:metric=25\n"
+      "                          0.0.0.0/0->10.66.66.1@if23:wg:metric=0\n"
+      "  offending route         0.0.0.0/0->10.66.66.1@if23:wg:metric=0\n");
 }
 
 TEST(GuardScreen, AllowedIpsThatTheGuardLeftAlone) {
@@ -131,7 +131,7 @@ TEST(GuardScreen, AllowedIpsThatTheGuardLeftAlone) {
             "  message                 m\n"
             "  settings                VELTRANE_POC_DISABLE_DEFAULT_ROUTE  not set\n"
             "                          VELTRANE_POC_AUTO_STOP_SECONDS      not set\n"
-            "  allowed IPs             10.0.0.0/8, left as they are\n");
+            "  allowed IPs             10.0.0.0/8, unchanged\n");
 }
 
 TEST(ReplyScreen, ATerminalIsSafeFromWhatAReplyHolds) {

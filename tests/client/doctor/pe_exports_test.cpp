@@ -5,12 +5,12 @@
 namespace veltrane {
 namespace {
 
-TEST(PeExports, ANameThatTheLibraryExportsIsFound) {
+TEST(PeExports, FindsANameThatTheLibraryExports) {
   EXPECT_EQ(FindExport(TunnelLibrary("WireGuardTunnelService"), "WireGuardTunnelService"),
             ExportState::kPresent);
 }
 
-TEST(PeExports, AnotherNameIsNot) {
+TEST(PeExports, DoesNotFindAnotherName) {
   EXPECT_EQ(FindExport(TunnelLibrary("WireGuardTunnelServic"), "WireGuardTunnelService"),
             ExportState::kMissing);
   EXPECT_EQ(FindExport(TunnelLibrary("WireGuardTunnelServiceX"), "WireGuardTunnelService"),
@@ -24,7 +24,7 @@ TEST(PeExports, ALibraryFor32BitIsForAnotherMachine) {
   EXPECT_EQ(FindExport(library, "WireGuardTunnelService"), ExportState::kOtherMachine);
 }
 
-TEST(PeExports, OtherFilesAreNoLibrary) {
+TEST(PeExports, OtherFilesAreNotLibraries) {
   EXPECT_EQ(FindExport("", "x"), ExportState::kNotALibrary);
   EXPECT_EQ(FindExport("MZ", "x"), ExportState::kNotALibrary);
   EXPECT_EQ(FindExport(std::string(4096, 'x'), "x"), ExportState::kNotALibrary);
@@ -36,7 +36,7 @@ TEST(PeExports, ALibraryWithoutExportsExportsNothing) {
   EXPECT_EQ(FindExport(library, "WireGuardTunnelService"), ExportState::kMissing);
 }
 
-TEST(PeExports, NoCutAndNoLieLeadsOutsideTheFile) {
+TEST(PeExports, ATruncatedOrLyingFileIsNotReadOutOfBounds) {
   const std::string whole = TunnelLibrary("WireGuardTunnelService");
   for (std::size_t size = 0; size < whole.size(); ++size) {
     EXPECT_NE(FindExport(whole.substr(0, size), "WireGuardTunnelService"), ExportState::kPresent);

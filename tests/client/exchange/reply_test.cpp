@@ -74,7 +74,7 @@ TEST(ReadReply, TakesControlCharactersThatTheServiceDoesNotEscape) {
   EXPECT_EQ(reply->phase, "a\nb\tc");
 }
 
-TEST(ReadReply, ReplacesBytesThatAreNoUtf8) {
+TEST(ReadReply, ReplacesBytesThatAreNotUtf8) {
   const auto reply = ReadReply("{\"ok\":true,\"phase\":\"a\xFF\"}");
   ASSERT_TRUE(reply.has_value());
   EXPECT_EQ(reply->phase, "a\xEF\xBF\xBD");
@@ -91,7 +91,7 @@ TEST(ReadReply, MembersOfOtherTypesCountAsMissing) {
   EXPECT_FALSE(reply->guard.has_value());
 }
 
-TEST(ReadReply, RefusesWhatIsNoObject) {
+TEST(ReadReply, RefusesAnythingButAnObject) {
   for (const char* text : {"", "[]", "null", "{\"ok\":true", "{\"a\":\"b\"c\"}", "text"}) {
     EXPECT_FALSE(ReadReply(text).has_value()) << text;
   }

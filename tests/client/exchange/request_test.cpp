@@ -22,7 +22,7 @@ class Request : public WithClientSide {
   Profile profile;
 };
 
-TEST_F(Request, StatusAndDisconnectAreTheirOperationAlone) {
+TEST_F(Request, StatusAndDisconnectHaveNoFields) {
   EXPECT_EQ(PlainRequest("status").View(), R"({"op":"status"})");
   EXPECT_EQ(PlainRequest("disconnect").View(), R"({"op":"disconnect"})");
 }
@@ -36,7 +36,7 @@ TEST_F(Request, AnEmptyNonceIsRegisteredToo) {
   EXPECT_EQ(RegisterRequest("").request.View(), R"({"op":"register_session","session_nonce":""})");
 }
 
-TEST_F(Request, ConnectCarriesWhatTheProfileHolds) {
+TEST_F(Request, ConnectCarriesWhatIsInTheProfile) {
   EXPECT_EQ(Text(), R"({"op":"connect","node_id":"office","client_private_key":"PRIVATE"})");
 }
 
@@ -54,7 +54,7 @@ TEST_F(Request, QuotesAndBackslashesAreEscapedAndNothingElse) {
             "\xC3\xA9\",\"client_private_key\":\"PRIVATE\"}");
 }
 
-TEST_F(Request, TheServiceReadsEveryFieldAsItWasMeant) {
+TEST_F(Request, TheServiceReadsEveryFieldAsIntended) {
   Set(ProfileKey::kDeviceId, "dev");
   Set(ProfileKey::kDisplayName, "Name");
   Set(ProfileKey::kAddress, "10.66.66.7/32");
@@ -80,43 +80,53 @@ TEST_F(Request, TheServiceReadsEveryFieldAsItWasMeant) {
   EXPECT_EQ(read.allowed_ips_csv, "10.66.66.0/24");
 }
 
-TEST_F(Request, AValueThatWouldBeTakenForALaterKeyIsAProblem) {
-  Set(ProfileKey::kDeviceId, "client_private_key");
-  EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"client_private_key\", which the service would mistake for the key of "
-            "that name: rename it");
+struct Misread {
+  const char* name;
+  ProfileKey key;
+  const char* value;
+  const char* problem;
+};
+
+class MisreadRequest : public Request, public testing::WithParamInterface<Misread> {};
+
+TEST_P(MisreadRequest, IsAProblem) {
+  Set(GetParam().key, GetParam().value);
+  EXPECT_EQ(ConnectRequest(profile, "").problem, GetParam().problem);
 }
 
-TEST_F(Request, AValueThatWouldBeTakenForAMissingKeyIsAProblem) {
-  Set(ProfileKey::kDeviceId, "dns_csv");
-  EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"dns_csv\", which the service would mistake for the key of that name: "
-            "rename it");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Values, MisreadRequest,
+    testing::Values(Misread{"NameOfALaterKey", ProfileKey::kDeviceId, "client_private_key",
+                            "a value is \"client_private_key\", which the service would mistake "
+                            "for the key of that name: rename it"},
+                    Misread{"NameOfAMissingKey", ProfileKey::kDeviceId, "dns_csv",
+                            "a value is \"dns_csv\", which the service would mistake for the key "
+                            "of that name: rename it"},
+                    Misread{"QuoteBeforeTheNameOfAKey", ProfileKey::kDisplayName, "x\"dns_csv",
+                            "a value is \"dns_csv\", which the service would mistake for the key "
+                            "of that name: rename it"},
+                    Misread{"ConfigPath", ProfileKey::kDisplayName, "my config_paths",
+                            "a value contains \"config_path\", which the service refuses anywhere "
+                            "in a request: rename it"},
+                    Misread{"WgQuickConfig", ProfileKey::kDisplayName, "my wg_quick_configs",
+                            "a value contains \"wg_quick_config\", which the service refuses "
+                            "anywhere in a request: rename it"},
+                    Misread{"WgQuickConfigInCamelCase", ProfileKey::kDisplayName,
+                            "my wgQuickConfigs",
+                            "a value contains \"wgQuickConfig\", which the service refuses "
+                            "anywhere in a request: rename it"},
+                    Misread{"ConfPath", ProfileKey::kDisplayName, "my conf_paths",
+                            "a value contains \"conf_path\", which the service refuses anywhere in "
+                            "a request: rename it"}),
+    [](const auto& misread) { return misread.param.name; });
 
-TEST_F(Request, AQuoteBeforeAKeysNameMakesItAKeyToo) {
-  Set(ProfileKey::kDisplayName, "x\"dns_csv");
-  EXPECT_EQ(ConnectRequest(profile, "").problem,
-            "a value is \"dns_csv\", which the service would mistake for the key of that name: "
-            "rename it");
-}
-
-TEST_F(Request, AValueThatNamesAKeyAlreadyPassedIsNone) {
+TEST_F(Request, TheNameOfAKeyThatComesEarlierIsNotAProblem) {
   Set(ProfileKey::kDisplayName, "op");
   EXPECT_EQ(ConnectRequest(profile, "").problem, "");
   EXPECT_EQ(ReadOp(Text()), "connect");
 }
 
-TEST_F(Request, AWordThatTheServiceRefusesIsAProblem) {
-  for (const char* word : {"config_path", "wg_quick_config", "wgQuickConfig", "conf_path"}) {
-    Set(ProfileKey::kDisplayName, "my " + std::string(word) + "s");
-    EXPECT_EQ(ConnectRequest(profile, "").problem,
-              "a value contains \"" + std::string(word) +
-                  "\", which the service refuses anywhere in a request: rename it");
-  }
-}
-
-TEST_F(Request, OneReadOfTheServiceMustHoldIt) {
+TEST_F(Request, ItMustFitOneReadOfTheService) {
   Set(ProfileKey::kDisplayName, std::string(65451, 'x'));
   EXPECT_EQ(Text().size(), 65535u);
   EXPECT_EQ(ConnectRequest(profile, "").problem, "");

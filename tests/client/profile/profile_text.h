@@ -31,11 +31,17 @@ inline std::string ReadingText(const ProfileReading& reading) {
   return std::to_string(reading.problem.line) + ": " + reading.problem.text;
 }
 
-// Secrets are wiped through the platform, so profiles need a machine too.
+// Secrets are wiped through the platform, so tests of profiles need a machine too.
 class WithClientSide : public testing::Test {
  protected:
   simulated::Machine machine;
   simulated::ClientSide side;
+};
+
+// A text that is not a profile, and the problem that must be reported.
+struct BadText {
+  const char* text;
+  const char* problem;
 };
 
 class ConfProfile : public WithClientSide {

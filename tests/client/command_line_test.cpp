@@ -187,7 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{"connect"}, "PROFILE is required: veltranectl connect --help"},
         BadLine{{"register"}, "NONCE is required: veltranectl register --help"},
         BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl status --help"},
-        BadLine{{"status", "--watch", "--every", "0"},
+        BadLine{{"status", "--watch", "--times", "1", "--every", "0"},
                 "--every: Value 0 not in range 1 to 3600: veltranectl status --help"},
         BadLine{{"status", "doctor"},
                 "The following argument was not expected: doctor: veltranectl status --help"}));

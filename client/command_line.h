@@ -5,8 +5,8 @@
 
 namespace veltrane {
 
-// Runs veltranectl with its arguments in UTF-8, the program's name not among them, and returns its
-// exit code. Prints help, the version and every failure itself.
+// Runs veltranectl with these UTF-8 arguments, without the program name, and returns its exit code.
+// Help, the version and every failure are printed here.
 int RunClient(const std::vector<std::string>& arguments);
 
 }  // namespace veltrane

@@ -1,45 +1,39 @@
 #pragma once
 
-// The commands that talk to the service. Each prints its outcome and returns the exit code.
+// The commands. Each prints its result and returns the exit code.
 
 #include <cstdint>
 #include <string>
 
-#include "client/display.h"
 #include "client/exit_codes.h"
+#include "client/screens/display.h"
 
 namespace veltrane {
 
-struct StatusOptions {
+// What the command line asks for.
+struct Options {
+  // For every command.
   bool json = false;
+  bool any_server = false;
+
+  // For status.
   bool watch = false;
   std::uint32_t every_seconds = 2;
-  std::uint32_t times = 0;  // 0: for ever
-  bool any_server = false;
-};
+  std::uint32_t times = 0;  // 0: until interrupted
 
-struct ConnectOptions {
+  // For connect.
   std::string profile;  // a path, or "-"
   std::string node_id;
   std::string session;
-  bool json = false;
-  bool any_server = false;
-};
 
-struct DisconnectOptions {
-  bool json = false;
-  bool any_server = false;
-};
-
-struct RegisterOptions {
+  // For register.
   std::string nonce;
-  bool json = false;
-  bool any_server = false;
 };
 
-ExitCode RunStatus(const StatusOptions& options, Display& display);
-ExitCode RunConnect(const ConnectOptions& options, Display& display);
-ExitCode RunDisconnect(const DisconnectOptions& options, Display& display);
-ExitCode RunRegister(const RegisterOptions& options, Display& display);
+ExitCode RunStatus(const Options& options, Display& display);
+ExitCode RunConnect(const Options& options, Display& display);
+ExitCode RunDisconnect(const Options& options, Display& display);
+ExitCode RunRegister(const Options& options, Display& display);
+ExitCode RunDoctor(const Options& options, Display& display);
 
 }  // namespace veltrane

@@ -2,16 +2,20 @@
 
 namespace veltrane {
 
-// How veltranectl ends. The numbers are documented and stay. doctor uses the first three with
-// meanings of its own: 0 fine, 1 warnings, 2 a connect would be refused.
+// The exit codes of veltranectl. The numbers are documented and must not change.
 enum ExitCode : int {
   kExitDone = 0,
   kExitRefused = 1,      // the service answered with an error
-  kExitUsage = 2,        // the command line is wrong
+  kExitUsage = 2,        // the command line is invalid
   kExitProfile = 3,      // the profile cannot be used; nothing was sent
-  kExitUnreachable = 4,  // the service cannot be talked to; nothing was sent
-  kExitUntrusted = 5,    // the pipe is served by somebody else; nothing was sent
-  kExitNoReply = 6,      // the request was sent, and no reply that can be read came back
+  kExitUnreachable = 4,  // the service cannot be reached; nothing was sent
+  kExitUntrusted = 5,    // another program serves the pipe; nothing was sent
+  kExitNoReply = 6,      // no readable reply came back
+
+  // For doctor.
+  kExitFine = 0,
+  kExitWarnings = 1,
+  kExitWouldFail = 2,
 };
 
 }  // namespace veltrane

@@ -2,9 +2,10 @@
 find_package(GTest REQUIRED)
 enable_testing()
 
-# Adds the test executable <folder>_tests from tests/<folder>/*_test.cpp.
+# Adds the test executable <folder>_tests from the *_test.cpp in and below tests/<folder>.
 function(add_host_tests folder)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+    ${CMAKE_CURRENT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
   add_executable(${folder}_tests ${sources})
   target_link_libraries(${folder}_tests PRIVATE ${ARGN} rooms GTest::gmock GTest::gtest_main)
   target_precompile_headers(${folder}_tests PRIVATE

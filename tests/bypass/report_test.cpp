@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "tests/bypass/full_records.h"
-#include "tests/ipc/report_texts.h"
+#include "tests/support/report_texts.h"
 #include "tests/support/report_with.h"
 
 namespace veltrane {
 namespace {
 
 TEST(AdminBypassReport, WithEveryTextEmptyHoldsExactlyTheFlagsAndAutoStopSeconds) {
-  EXPECT_EQ(FormatAdminBypassReport({}), kFreshBypassReport);
+  EXPECT_EQ(FormatAdminBypassReport({}), kFreshBypass);
 }
 
 TEST(AdminBypassReport, AllMembersAreWrittenInTheirOrder) {
@@ -62,14 +62,14 @@ std::string ReportOf(std::string AdminBypassState::*member, const std::string& t
 
 // The report of a fresh record with one more member.
 std::string FreshReportAnd(const std::string& key, const std::string& value) {
-  return ReportWith(kFreshBypassReport, {}, ",\"" + key + "\":" + value);
+  return ReportWith(kFreshBypass, {}, ",\"" + key + "\":" + value);
 }
 
 TEST(AdminBypassReport, EachFlagIsWrittenUnderItsOwnKey) {
   for (const auto& [key, member] : kFlags) {
     AdminBypassState state;
     state.*member = true;
-    EXPECT_EQ(FormatAdminBypassReport(state), ReportWith(kFreshBypassReport, {{key, "true"}}));
+    EXPECT_EQ(FormatAdminBypassReport(state), ReportWith(kFreshBypass, {{key, "true"}}));
   }
 }
 
@@ -92,7 +92,7 @@ TEST(AdminBypassReport, AutoStopIsASigned32BitNumber) {
     AdminBypassState state;
     state.auto_stop_seconds = seconds;
     EXPECT_EQ(FormatAdminBypassReport(state),
-              ReportWith(kFreshBypassReport, {{"auto_stop_seconds", text}}));
+              ReportWith(kFreshBypass, {{"auto_stop_seconds", text}}));
   }
 }
 

@@ -5,149 +5,154 @@
 namespace veltrane {
 namespace {
 
-using CommandLines = OnClientMachine;
+struct HelpScreen {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* screen;
+};
 
-TEST_F(CommandLines, HelpListsCommandsAndExitCodes) {
-  EXPECT_EQ(Run({"--help"}), 0);
-  EXPECT_EQ(side.Output(),
-            "Talks to the Veltrane VPN service of this machine.\n"
-            "Usage: veltranectl [OPTIONS] SUBCOMMAND\n"
-            "\n"
-            "Options:\n"
-            "  -h,--help                   Print this help message and exit\n"
-            "  --version                   Display program version information and exit\n"
-            "\n"
-            "Subcommands:\n"
-            "  status                      Show the connection and the bypass\n"
-            "  connect                     Bring the tunnel up\n"
-            "  disconnect                  Bring the tunnel down\n"
-            "  register                    Register the session nonce\n"
-            "  doctor                      Tell whether a connect would work now; reads only, "
-            "changes nothing\n"
-            "\n"
-            "Exit codes:\n"
-            "  0  done\n"
-            "  1  the service refused\n"
-            "  2  the command line is wrong\n"
-            "  3  the profile cannot be used; nothing was sent\n"
-            "  4  the service cannot be talked to; nothing was sent\n"
-            "  5  the pipe is served by somebody else; nothing was sent\n"
-            "  6  no reply that can be read came back\n"
-            "  doctor: 0 fine, 1 warnings, 2 a connect would be refused\n"
-            "\n"
-            "Examples:\n"
-            "  veltranectl doctor\n"
-            "  veltranectl connect office.conf\n"
-            "  veltranectl status --watch\n"
-            "\n");
+class Help : public OnClientMachine, public testing::WithParamInterface<HelpScreen> {};
+
+TEST_P(Help, ListsWhatThereIs) {
+  EXPECT_EQ(Run(GetParam().arguments), 0);
+  EXPECT_EQ(side.Output(), GetParam().screen);
 }
 
-TEST_F(CommandLines, HelpOfStatus) {
-  EXPECT_EQ(Run({"status", "--help"}), 0);
-  EXPECT_EQ(side.Output(),
+INSTANTIATE_TEST_SUITE_P(
+    Screens, Help,
+    testing::Values(
+        HelpScreen{"Program",
+                   {"--help"},
+                   "Controls the Veltrane VPN service on this machine.\n"
+                   "Usage: veltranectl [OPTIONS] SUBCOMMAND\n"
+                   "\n"
+                   "Options:\n"
+                   "  -h,--help                   Print this help message and exit\n"
+                   "  --version                   Display program version information and exit\n"
+                   "\n"
+                   "Subcommands:\n"
+                   "  status                      Show the connection and the bypass\n"
+                   "  connect                     Bring the tunnel up\n"
+                   "  disconnect                  Bring the tunnel down\n"
+                   "  register                    Register the session nonce\n"
+                   "  doctor                      Check whether connecting would work now; changes "
+                   "nothing\n"
+                   "\n"
+                   "Exit codes:\n"
+                   "  0  done\n"
+                   "  1  the service refused the request\n"
+                   "  2  the command line is invalid\n"
+                   "  3  the profile cannot be used; nothing was sent\n"
+                   "  4  the service cannot be reached; nothing was sent\n"
+                   "  5  another program serves the pipe; nothing was sent\n"
+                   "  6  no readable reply came back\n"
+                   "  doctor: 0 fine, 1 warnings, 2 connecting would fail\n"
+                   "\n"
+                   "Examples:\n"
+                   "  veltranectl doctor\n"
+                   "  veltranectl connect office.conf\n"
+                   "  veltranectl status --watch\n"
+                   "\n"},
+        HelpScreen{
+            "Status",
+            {"status", "--help"},
             "Show the connection and the bypass\n"
             "Usage: veltranectl status [OPTIONS]\n"
             "\n"
             "Options:\n"
             "  -h,--help                   Print this help message and exit\n"
-            "  --watch                     Keep it on screen\n"
+            "  --watch                     Keep refreshing\n"
             "  --every SECONDS:INT in [1 - 3600] Needs: --watch\n"
-            "                              Seconds between two looks, 2 by default\n"
+            "                              Seconds between refreshes (default 2)\n"
             "  --times COUNT:INT in [1 - 1000000] Needs: --watch\n"
-            "                              End after so many looks\n"
-            "  --json                      Print the reply as it came\n"
-            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "                              Stop after this many refreshes\n"
+            "  --json                      Print the reply exactly as received\n"
+            "  --any-server                Talk to any server on the pipe, such as a service in "
             "console mode\n"
             "\n"
             "Examples:\n"
             "  veltranectl status\n"
             "  veltranectl status --watch --every 5\n"
             "  veltranectl status --json\n"
-            "\n");
-}
-
-TEST_F(CommandLines, HelpOfConnect) {
-  EXPECT_EQ(Run({"connect", "--help"}), 0);
-  EXPECT_EQ(
-      side.Output(),
-      "Bring the tunnel up\n"
-      "Usage: veltranectl connect [OPTIONS] PROFILE\n"
-      "\n"
-      "Positionals:\n"
-      "  PROFILE TEXT REQUIRED       A WireGuard .conf, a JSON profile, or - for standard input\n"
-      "\n"
-      "Options:\n"
-      "  -h,--help                   Print this help message and exit\n"
-      "  --node-id TEXT              The node's name; a .conf is otherwise named after its file\n"
-      "  --session TEXT              The session nonce that was registered\n"
-      "  --json                      Print the reply as it came\n"
-      "  --any-server                Talk to whoever serves the pipe, as to a service in console "
-      "mode\n"
-      "\n"
-      "Examples:\n"
-      "  veltranectl connect office.conf\n"
-      "  veltranectl connect profile.json --session 5c0e7a\n"
-      "  type office.conf | veltranectl connect - --node-id office\n"
-      "\n");
-}
-
-TEST_F(CommandLines, HelpOfDisconnect) {
-  EXPECT_EQ(Run({"disconnect", "--help"}), 0);
-  EXPECT_EQ(side.Output(),
+            "\n"},
+        HelpScreen{
+            "Connect",
+            {"connect", "--help"},
+            "Bring the tunnel up\n"
+            "Usage: veltranectl connect [OPTIONS] PROFILE\n"
+            "\n"
+            "Positionals:\n"
+            "  PROFILE TEXT REQUIRED       A WireGuard .conf, a JSON profile, or - for standard "
+            "input\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --node-id TEXT              Node name; for a .conf the default is its file name\n"
+            "  --session TEXT              The registered session nonce\n"
+            "  --json                      Print the reply exactly as received\n"
+            "  --any-server                Talk to any server on the pipe, such as a service in "
+            "console "
+            "mode\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl connect office.conf\n"
+            "  veltranectl connect profile.json --session 5c0e7a\n"
+            "  type office.conf | veltranectl connect - --node-id office\n"
+            "\n"},
+        HelpScreen{
+            "Disconnect",
+            {"disconnect", "--help"},
             "Bring the tunnel down\n"
             "Usage: veltranectl disconnect [OPTIONS]\n"
             "\n"
             "Options:\n"
             "  -h,--help                   Print this help message and exit\n"
-            "  --json                      Print the reply as it came\n"
-            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "  --json                      Print the reply exactly as received\n"
+            "  --any-server                Talk to any server on the pipe, such as a service in "
             "console mode\n"
             "\n"
             "Examples:\n"
             "  veltranectl disconnect\n"
-            "\n");
-}
-
-TEST_F(CommandLines, HelpOfRegister) {
-  EXPECT_EQ(Run({"register", "--help"}), 0);
-  EXPECT_EQ(side.Output(),
+            "\n"},
+        HelpScreen{
+            "Register",
+            {"register", "--help"},
             "Register the session nonce\n"
             "Usage: veltranectl register [OPTIONS] NONCE\n"
             "\n"
             "Positionals:\n"
-            "  NONCE TEXT REQUIRED         What a connect must carry from now on; \"\" switches "
-            "the check off\n"
+            "  NONCE TEXT REQUIRED         Nonce that every connect must carry from now on; \"\" "
+            "turns the check off\n"
             "\n"
             "Options:\n"
             "  -h,--help                   Print this help message and exit\n"
-            "  --json                      Print the reply as it came\n"
-            "  --any-server                Talk to whoever serves the pipe, as to a service in "
+            "  --json                      Print the reply exactly as received\n"
+            "  --any-server                Talk to any server on the pipe, such as a service in "
             "console mode\n"
             "\n"
             "Examples:\n"
             "  veltranectl register 5c0e7a\n"
             "  veltranectl register \"\"\n"
-            "\n");
-}
+            "\n"},
+        HelpScreen{"Doctor",
+                   {"doctor", "--help"},
+                   "Check whether connecting would work now; changes nothing\n"
+                   "Usage: veltranectl doctor [OPTIONS]\n"
+                   "\n"
+                   "Options:\n"
+                   "  -h,--help                   Print this help message and exit\n"
+                   "  --json                      Print the findings as JSON\n"
+                   "  --any-server                Check a service in console mode\n"
+                   "\n"
+                   "Exit codes: 0 fine, 1 warnings, 2 connecting would fail\n"
+                   "\n"
+                   "Examples:\n"
+                   "  veltranectl doctor\n"
+                   "  veltranectl doctor --json\n"
+                   "\n"}),
+    [](const auto& help) { return help.param.name; });
 
-TEST_F(CommandLines, HelpOfDoctor) {
-  EXPECT_EQ(Run({"doctor", "--help"}), 0);
-  EXPECT_EQ(side.Output(),
-            "Tell whether a connect would work now; reads only, changes nothing\n"
-            "Usage: veltranectl doctor [OPTIONS]\n"
-            "\n"
-            "Options:\n"
-            "  -h,--help                   Print this help message and exit\n"
-            "  --json                      Print the findings as JSON\n"
-            "  --any-server                Look at a service in console mode\n"
-            "\n"
-            "Exit codes: 0 fine, 1 warnings, 2 a connect would be refused\n"
-            "\n"
-            "Examples:\n"
-            "  veltranectl doctor\n"
-            "  veltranectl doctor --json\n"
-            "\n");
-}
+using CommandLines = OnClientMachine;
 
 TEST_F(CommandLines, TheVersionIsPrinted) {
   EXPECT_EQ(Run({"--version"}), 0);
@@ -182,7 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{"connect"}, "PROFILE is required: veltranectl connect --help"},
         BadLine{{"register"}, "NONCE is required: veltranectl register --help"},
         BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl status --help"},
-        BadLine{{"status", "--watch", "--every", "0"},
+        BadLine{{"status", "--watch", "--times", "1", "--every", "0"},
                 "--every: Value 0 not in range 1 to 3600: veltranectl status --help"},
         BadLine{{"status", "doctor"},
                 "The following argument was not expected: doctor: veltranectl status --help"}));

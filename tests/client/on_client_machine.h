@@ -17,7 +17,6 @@ namespace veltrane {
 
 inline const std::wstring kProgram = L"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe";
 inline const std::string kConfPath = "C:\\profiles\\office.conf";
-inline const std::string kJsonPath = "C:\\profiles\\office.json";
 
 inline const std::string kConfText =
     "[Interface]\n"
@@ -34,8 +33,17 @@ inline const std::string kConfText =
 inline const std::string kPrivateKey = "iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=";
 inline const std::string kPreSharedKey = "+pU38MwXhbZ1SIcq+mCHnuqvpBsCtbl+BkYrwz/g2vk=";
 
-// A machine in an ordinary office, with veltranectl at its prompt. The service is neither installed
-// nor running until a test says so.
+// A JSON profile with these values.
+inline std::string JsonProfileText(const std::string& node_id, const std::string& allowed_ips) {
+  return R"({"address_cidr":"10.7.3.9/32","endpoint_host":"vpn.example",)"
+         R"("server_public_key":"XMRuUJayp638fyAx0EkOl68F51NYDKvvv48nFPiYc0Q=",)"
+         R"("client_private_key":"iBnhCLo9Ui/z1eOdrXifD/phj28t9tEs+vG22i9gAHY=",)"
+         R"("node_id":")" +
+         node_id + R"(","allowed_ips_csv":")" + allowed_ips + R"("})";
+}
+
+// A machine in an ordinary office, at whose prompt veltranectl is run. The service is neither
+// installed nor running until a test says so.
 class OnClientMachine : public OnMachine {
  protected:
   OnClientMachine() {
@@ -49,12 +57,18 @@ class OnClientMachine : public OnMachine {
     server.Stop();
   }
 
-  // Registers the service as its installer does.
-  void InstallService(std::uint32_t state = simulated::kStopped) {
+  // Registers a service under the name of ours.
+  void RegisterService(const std::wstring& command_line,
+                       std::uint32_t state = simulated::kStopped) {
     ServiceSettings settings;
     settings.name = L"VeltraneVpnTunnel";
-    settings.command_line = L"\"" + kProgram + L"\" --run-as-service";
+    settings.command_line = command_line;
     machine.services.Add(settings, state);
+  }
+
+  // Installs the service as its installer does.
+  void InstallService(std::uint32_t state = simulated::kStopped) {
+    RegisterService(L"\"" + kProgram + L"\" --run-as-service", state);
     machine.files.AddFile(kProgram, "MZ");
   }
 
@@ -64,13 +78,13 @@ class OnClientMachine : public OnMachine {
     ServePipe();
   }
 
-  // Serves the pipe, whoever the system says does.
+  // Serves the pipe without telling the system that the service does.
   void ServePipe() {
     server.Start();
     side.ExpectServer();
   }
 
-  // Runs a command line on an empty screen; returns the exit code.
+  // Clears the screen, runs a command line and returns its exit code.
   int Run(const std::vector<std::string>& arguments) {
     side.ClearScreen();
     return RunClient(arguments);

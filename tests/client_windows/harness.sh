@@ -24,11 +24,10 @@ verdict() {
   fi
 }
 
-version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+) .*/\1/p' "$root/CMakeLists.txt")
-
-# What differs from machine to machine, from run to run and from release to release.
+# Replaces what differs between machines, runs and versions.
 normalise() {
-  sed -E -e "s/^veltranectl $version\$/veltranectl VERSION/" -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/process [0-9]+/process N/g' \
+  sed -E -e "s/^veltranectl ${version//./\\.}\$/veltranectl VERSION/" \
+    -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/process [0-9]+/process N/g' \
     -e 's/(@if|interface )[0-9]+/\1N/g' \
     -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z/TIME/g'
 }
@@ -49,7 +48,7 @@ compare() {
 }
 
 # screen NAME EXIT_CODE ARGUMENT...: runs the client; both its streams must be as recorded. A stream
-# of which nothing is recorded must be empty.
+# without a recording must be empty.
 screen() {
   local name=$1 expected=$2 status=0 wrong=
   shift 2
@@ -92,7 +91,7 @@ private_keys_in() {
   done < <(sed -nE 's/^(PrivateKey|PresharedKey) = //p' profile.conf)
 }
 
-# report NAME SCHEMA EXIT_CODE ARGUMENT...: keeps what --json prints for the schema.
+# report NAME SCHEMA EXIT_CODE ARGUMENT...: keeps what --json prints for the schema check.
 report() {
   local name=$1 schema=$2 expected=$3 status=0 wrong=
   shift 3
@@ -102,7 +101,7 @@ report() {
   verdict "$name: veltranectl $*" "$wrong"
 }
 
-# raw_request NAME REQUEST [SCHEMA]: sends what veltranectl would not; keeps the reply.
+# raw_request NAME REQUEST [SCHEMA]: sends what veltranectl would refuse to send; keeps the reply.
 raw_request() {
   local schema=${3:-reply-error} wrong=
   "$wine64_binary" pipe_client.exe <<<"$2" >"$replies/$1.$schema.json" ||
@@ -110,16 +109,16 @@ raw_request() {
   verdict "$1: $2" "$wrong"
 }
 
-# terminal NAME ARGUMENT...: runs the client on a pseudo terminal, where it must use colours, and
-# must not with NO_COLOR.
+# terminal NAME ARGUMENT...: runs the client on a pseudo terminal, where it must use colours, but not
+# with NO_COLOR.
 terminal() {
   local name=$1 wrong=
   shift
   script -qc "$wine64_binary veltranectl.exe $*" /dev/null </dev/null >"$work/out" 2>&1
   grep -q $'\x1b\\[1mdisconnected\x1b\\[0m' "$work/out" || wrong="no colour on a terminal"
   NO_COLOR=1 script -qc "$wine64_binary veltranectl.exe $*" /dev/null </dev/null >"$work/out" 2>&1
-  grep -q $'\x1b\\[[0-9;]*m' "$work/out" && wrong+=" colour in spite of NO_COLOR"
-  grep -q 'disconnected' "$work/out" || wrong+=" nothing without colour"
+  grep -q $'\x1b\\[[0-9;]*m' "$work/out" && wrong+=" colour despite NO_COLOR"
+  grep -q 'disconnected' "$work/out" || wrong+=" no output without colour"
   verdict "$name: veltranectl $*" "$wrong"
 }
 
@@ -139,11 +138,11 @@ await() {
     "$@" >/dev/null 2>&1 && return
     sleep 0.1
   done
-  verdict "$what" "did not come about"
+  verdict "$what" "did not happen"
   return 1
 }
 
-# Wine ends its services when the last other process does, so one stays.
+# Wine ends its services with the last other process, so one is kept running.
 keep_windows_up() {
   mkfifo "$work/keeper"
   "$wine64_binary" cmd <"$work/keeper" >/dev/null 2>&1 &
@@ -189,8 +188,8 @@ stop_actor() {
   actor_pid=
 }
 
-# The pipe that "pipe_actor hold release" keeps busy becomes free: now, or while the next command
-# waits for it. Should that command begin later, it finds a free pipe and passes too.
+# Frees the pipe that "pipe_actor hold release" keeps busy: now, or while the next command is waiting
+# for it. If that command starts later, it finds a free pipe and passes too.
 release_pipe() {
   : >release
   wait "$actor_pid"

@@ -1,8 +1,9 @@
-// Plays a part on the control pipe for a test:
-//   pipe_actor serve [REPLY]  serves it without being the service: prints what every client sends,
-//                             answers with the text, or with nothing, until it is ended
-//   pipe_actor hold FILE      connects to it and keeps it busy until there is such a file
-// Prints "ready" when it has begun.
+// Plays a server or a client of the control pipe for a test:
+//   pipe_actor serve [REPLY]  serves the pipe in place of the service: prints what each client
+//   sends
+//                             and answers with REPLY or with nothing, until it is killed
+//   pipe_actor hold FILE      connects as a client and keeps the pipe busy until FILE exists
+// Prints "ready" once it has started.
 
 #include <windows.h>
 

@@ -4,7 +4,7 @@
 
 #include "guard/report.h"
 #include "tests/guard/full_record.h"
-#include "tests/ipc/report_texts.h"
+#include "tests/support/report_texts.h"
 #include "tests/support/report_with.h"
 
 namespace veltrane {
@@ -80,7 +80,7 @@ TEST_F(PatchedProfile, WithTheGuardOffIsNeitherChangedNorChecked) {
   EXPECT_EQ(profile.allowed_ips_csv, "0.0.0.0/0");
   EXPECT_EQ(profile.dns_csv, "10.66.66.1");
   EXPECT_EQ(FormatRouteGuardReport(result),
-            ReportWith(kFreshGuardReport, {},
+            ReportWith(kFreshGuard, {},
                        R"(,"generated_allowed_ips_before":"0.0.0.0/0",)"
                        R"("message":"disable-default-route not active")"));
 }

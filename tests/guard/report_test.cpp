@@ -5,14 +5,14 @@
 #include <gtest/gtest.h>
 
 #include "tests/guard/full_record.h"
-#include "tests/ipc/report_texts.h"
+#include "tests/support/report_texts.h"
 #include "tests/support/report_with.h"
 
 namespace veltrane {
 namespace {
 
 TEST(GuardReport, WithNothingSetHoldsTheFourteenConstantMembers) {
-  EXPECT_EQ(FormatRouteGuardReport({}), kFreshGuardReport);
+  EXPECT_EQ(FormatRouteGuardReport({}), kFreshGuard);
 }
 
 TEST(GuardReport, WithEverythingSetHoldsTwentyFourMembersInOrder) {
@@ -38,7 +38,7 @@ TEST(GuardReport, PrintsEachFlagUnderItsOwnKey) {
   for (const auto& [key, member] : kFlags) {
     RouteGuardResult result;
     result.*member = true;
-    EXPECT_EQ(FormatRouteGuardReport(result), ReportWith(kFreshGuardReport, {{key, "true"}}));
+    EXPECT_EQ(FormatRouteGuardReport(result), ReportWith(kFreshGuard, {{key, "true"}}));
   }
 }
 
@@ -77,7 +77,7 @@ TEST(GuardReport, EscapesEachConstantTextUnderItsOwnKey) {
   for (const auto& [key, member] : kConstantTexts) {
     RouteGuardResult result;
     result.*member = kRaw;
-    EXPECT_EQ(FormatRouteGuardReport(result), ReportWith(kFreshGuardReport, {{key, kPrinted}}));
+    EXPECT_EQ(FormatRouteGuardReport(result), ReportWith(kFreshGuard, {{key, kPrinted}}));
   }
 }
 
@@ -86,7 +86,7 @@ TEST(GuardReport, EscapesAnOptionalTextThatAloneFollowsTheConstantMembers) {
     RouteGuardResult result;
     result.*member = kRaw;
     EXPECT_EQ(FormatRouteGuardReport(result),
-              ReportWith(kFreshGuardReport, {}, std::string(",\"") + key + "\":" + kPrinted));
+              ReportWith(kFreshGuard, {}, std::string(",\"") + key + "\":" + kPrinted));
   }
 }
 
@@ -95,8 +95,8 @@ TEST(GuardReport, PrintsTheSecondCountsAsSignedNumbers) {
   result.auto_stop_seconds = std::numeric_limits<std::int32_t>::min();
   result.effective_auto_stop_seconds = std::numeric_limits<std::int32_t>::max();
   EXPECT_EQ(FormatRouteGuardReport(result),
-            ReportWith(kFreshGuardReport, {{"auto_stop_seconds", "-2147483648"},
-                                           {"effective_auto_stop_seconds", "2147483647"}}));
+            ReportWith(kFreshGuard, {{"auto_stop_seconds", "-2147483648"},
+                                     {"effective_auto_stop_seconds", "2147483647"}}));
 }
 
 }  // namespace

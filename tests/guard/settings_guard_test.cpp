@@ -3,8 +3,8 @@
 #include "guard/report.h"
 #include "guard/settings.h"
 #include "tests/guard/full_record.h"
-#include "tests/ipc/report_texts.h"
 #include "tests/support/on_machine.h"
+#include "tests/support/report_texts.h"
 #include "tests/support/report_with.h"
 
 namespace veltrane {
@@ -31,9 +31,7 @@ class GuardSettings : public OnMachine {
   }
 };
 
-TEST_F(GuardSettings, WithNothingSetTheRecordStaysAsItBegan) {
-  EXPECT_EQ(Report(), kFreshGuardReport);
-}
+TEST_F(GuardSettings, WithNothingSetTheRecordStaysAsItBegan) { EXPECT_EQ(Report(), kFreshGuard); }
 
 TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
   machine.environment.SetProcess(kDisable, L"Yes");
@@ -42,16 +40,16 @@ TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
   machine.environment.SetProcess(kAutoStop, L"30s");
   machine.environment.SetMachine(kAutoStop, L"60");
   machine.environment.SetUser(kAutoStop, L"ninety");
-  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport,
-                                 {{"effective_disable_default_route", "true"},
-                                  {"auto_stop_seconds", "30"},
-                                  {"effective_auto_stop_seconds", "30"},
-                                  {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("Yes")"},
-                                  {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"(" 1")"},
-                                  {"user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("maybe")"},
-                                  {"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("30s")"},
-                                  {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("60")"},
-                                  {"user_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("ninety")"}}));
+  EXPECT_EQ(Report(),
+            ReportWith(kFreshGuard, {{"effective_disable_default_route", "true"},
+                                     {"auto_stop_seconds", "30"},
+                                     {"effective_auto_stop_seconds", "30"},
+                                     {"process_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("Yes")"},
+                                     {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"(" 1")"},
+                                     {"user_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("maybe")"},
+                                     {"process_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("30s")"},
+                                     {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("60")"},
+                                     {"user_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("ninety")"}}));
 }
 
 TEST_F(GuardSettings, WhatWasReadBeforeIsReplacedAndWhatOtherStepsFillInIsLeft) {
@@ -82,7 +80,7 @@ TEST_F(GuardSettings, TheSessionIsAskedFirstThenBothVariablesInAllScopes) {
 
 TEST_F(GuardSettings, ARemoteSessionIsRecordedAndIsNoFailureByItself) {
   machine.sessions.SetRemoteSession(true);
-  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport, {{"rdp_session_active", "true"}}));
+  EXPECT_EQ(Report(), ReportWith(kFreshGuard, {{"rdp_session_active", "true"}}));
 }
 
 TEST_F(GuardSettings, AProcessValueWithABlankOverridesTheMachineSettingLikeAnyFalseOne) {

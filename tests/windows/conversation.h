@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/ipc/report_texts.h"
+#include "tests/support/report_texts.h"
 
 namespace veltrane::windows_tests {
 
@@ -48,9 +48,8 @@ inline const std::string kBypassOff =
     R"("message":"admin bypass disabled for this build/config"})";
 
 // The guard record of kConnect without the guard, up to the snapshots of the routes.
-inline const std::string kGuardOff =
-    std::string(kFreshGuardReport, sizeof(kFreshGuardReport) - sizeof("}")) +
-    R"(,"generated_allowed_ips_before":"0.0.0.0/0, ::/0")";
+inline const std::string kGuardOff = std::string(kFreshGuard, sizeof(kFreshGuard) - sizeof("}")) +
+                                     R"(,"generated_allowed_ips_before":"0.0.0.0/0, ::/0")";
 
 // What a teardown without bypass routes logs.
 inline constexpr char kTeardownLine[] = "[Veltrane][admin_bypass] enabled=0 applied=0 failure=\n";

@@ -1,0 +1,38 @@
+#pragma once
+
+// The checks of the preflight, one per group. They change nothing.
+
+#include "client/doctor/findings.h"
+#include "client/doctor/preflight.h"
+
+namespace veltrane {
+
+// The control service: installed, running, its command line and its account. Console mode needs
+// none of these.
+void CheckService(const Preflight& preflight, Findings& findings);
+
+// The pipe: open, and served by that service. If so, asks the service for its status.
+void CheckPipe(Preflight& preflight, Findings& findings);
+
+// The tunnel library next to the executable, and its export.
+void CheckTunnelLibrary(const Preflight& preflight, Findings& findings);
+
+// Each setting in its scopes, what it means, and whether the service sees it too.
+void CheckSettings(const Preflight& preflight, Findings& findings);
+
+// Whether this is a Remote Desktop session in which connecting would be refused.
+void CheckSession(const Preflight& preflight, Findings& findings);
+
+// The addresses that would be pinned, and those that perhaps should be.
+void CheckBypass(const Preflight& preflight, Findings& findings);
+
+// The physical gateway and interface, and whether routes can be pinned there.
+void CheckNetwork(const Preflight& preflight, Findings& findings);
+
+// What an earlier run left behind.
+void CheckLeftovers(const Preflight& preflight, Findings& findings);
+
+// The folder of active.conf and who may open it.
+void CheckConfigurationFolder(const Preflight& preflight, Findings& findings);
+
+}  // namespace veltrane

@@ -1,0 +1,95 @@
+#include "client/doctor/preflight.h"
+
+#include <string_view>
+
+#include "guard/settings.h"
+#include "service/service_name.h"
+#include "text/ascii.h"
+#include "tunnel/active_conf.h"
+#include "tunnel/tunnel_manager.h"
+
+namespace veltrane {
+namespace {
+
+// The last quoted argument of a command line; empty when there is none.
+std::wstring LastQuoted(const std::wstring& command_line) {
+  const std::size_t end = command_line.rfind(L'"');
+  if (end == std::wstring::npos || end == 0) return {};
+  const std::size_t begin = command_line.rfind(L'"', end - 1);
+  return begin == std::wstring::npos ? L"" : command_line.substr(begin + 1, end - begin - 1);
+}
+
+// The program of a command line: the quoted text at its beginning, or everything up to a space.
+std::wstring ProgramOf(const std::wstring& command_line) {
+  if (command_line.substr(0, 1) == L"\"") {
+    return command_line.substr(1, command_line.find(L'"', 1) - 1);
+  }
+  return command_line.substr(0, command_line.find(L' '));
+}
+
+std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
+
+// A registered service gets the switch from the machine scope when Windows starts.
+bool MachineSwitchesBypassOn() {
+  const std::optional<bool> on = ParseBypassSwitch(MachineValue(L"VELTRANE_POC_ADMIN_BYPASS"));
+  if (on) return *on;
+  return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
+}
+
+// The addresses that the machine scope names, and those that do not come from an environment.
+std::vector<BypassIpEntry> MachineCandidates() {
+  BypassCandidateMap candidates;
+  for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
+    for (const std::string& token : SplitAddressList(MachineValue(WidenBytes(source)))) {
+      AddBypassCandidate(candidates, token, source, true);
+    }
+  }
+  for (const std::string& ip : ListRdpTcpRemoteAddresses()) {
+    AddBypassCandidate(candidates, ip, "RDP_TCP_ESTABLISHED", true);
+  }
+  for (const BypassIpEntry& entry : CollectBypassCandidates()) {
+    if (entry.source == std::string_view("WTS"))
+      AddBypassCandidate(candidates, entry.ip, "WTS", false);
+  }
+  std::vector<BypassIpEntry> entries;
+  for (const auto& [ip, entry] : candidates) entries.push_back(entry);
+  return entries;
+}
+
+// Fills in what the settings mean for the service.
+void ReadEffectiveSettings(Preflight& preflight) {
+  ReadGuardSettings(preflight.guard);
+  if (preflight.any_server) {
+    preflight.guarded = preflight.guard.effective_disable_default_route;
+    preflight.bypass_on = IsAdminBypassEnabled();
+    preflight.candidates = CollectBypassCandidates();
+  } else {
+    preflight.guarded =
+        ParseEnvBool(preflight.guard.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
+    preflight.bypass_on = MachineSwitchesBypassOn();
+    preflight.candidates = MachineCandidates();
+  }
+}
+
+}  // namespace
+
+Preflight BeginPreflight(bool any_server) {
+  Preflight preflight;
+  preflight.any_server = any_server;
+  preflight.service = ReadServiceFacts(kServiceName);
+  if (preflight.service) preflight.program = ProgramOf(preflight.service->command_line);
+  preflight.tunnel = ReadServiceFacts(kTunnelServiceName);
+  if (preflight.tunnel) preflight.conf = LastQuoted(preflight.tunnel->command_line);
+  if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
+  ReadEffectiveSettings(preflight);
+  return preflight;
+}
+
+std::optional<bool> ParseBypassSwitch(const std::string& word) {
+  const std::string text = AsciiToLower(word);
+  if (text == "1" || text == "true" || text == "yes") return true;
+  if (text == "0" || text == "false" || text == "no") return false;
+  return std::nullopt;
+}
+
+}  // namespace veltrane

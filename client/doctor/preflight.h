@@ -1,0 +1,41 @@
+#pragma once
+
+// The facts that the checks of the preflight share.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bypass/candidates.h"
+#include "client/exchange/reply.h"
+#include "guard/route_guard_result.h"
+#include "platform/service_facts.h"
+
+namespace veltrane {
+
+struct Preflight {
+  bool any_server = false;
+  Result<ServiceFacts> service = Result<ServiceFacts>::Failure(kErrorServiceDoesNotExist);
+  std::wstring program;  // the service's executable; empty when unknown
+  // The service of the tunnel itself.
+  Result<ServiceFacts> tunnel = Result<ServiceFacts>::Failure(kErrorServiceDoesNotExist);
+  std::wstring conf;                      // the configuration file that a tunnel runs from
+  std::optional<Reply> status;            // the service's own reply, when there is one
+  RouteGuardResult guard;                 // what ReadGuardSettings reads in this process
+  bool guarded = false;                   // the default-route guard is on for the service
+  bool bypass_on = false;                 // the bypass is on for the service
+  std::vector<BypassIpEntry> candidates;  // the addresses that the bypass would pin
+};
+
+// Gathers everything but the status. The settings are those that the service sees: a registered
+// service has its own process and user environments, so it shares only the machine scope with this
+// process; a service in console mode is assumed to have this process's environment. The file is the
+// one that the tunnel service names, if there is one, because a service may have a different
+// program-data folder.
+Preflight BeginPreflight(bool any_server);
+
+// Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
+// that the service ignores.
+std::optional<bool> ParseBypassSwitch(const std::string& word);
+
+}  // namespace veltrane

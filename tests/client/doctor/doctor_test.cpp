@@ -1,0 +1,156 @@
+#include "client/doctor/doctor.h"
+
+#include "tests/client/doctor/on_examined_machine.h"
+
+namespace veltrane {
+namespace {
+
+using Doctor = OnExaminedMachine;
+
+TEST_F(Doctor, AMachineThatIsFine) {
+  SetAdministrator();
+  EXPECT_EQ(ExamineService(), 0);
+  EXPECT_EQ(
+      side.Output(),
+      "service\n"
+      "  ok    installed     as VeltraneVpnTunnel\n"
+      "  ok    running       as process 4711\n"
+      "  ok    command line  \"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe\" "
+      "--run-as-service\n"
+      "  ok    account       LocalSystem\n"
+      "pipe\n"
+      "  ok    served   by the service's process\n"
+      "  ok    answers  disconnected\n"
+      "tunnel library\n"
+      "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService\n"
+      "settings\n"
+      "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
+      "as they are\n"
+      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: the tunnel stays up\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, "
+      "decided by the addresses below\n"
+      "  ok    ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the "
+      "machine scope: 1 address\n"
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n"
+      "session\n"
+      "  ok    Remote Desktop  this is not a Remote Desktop session\n"
+      "bypass\n"
+      "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n"
+      "network\n"
+      "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
+      "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
+      "created and is accepted\n"
+      "leftovers\n"
+      "  ok    tunnel service        none\n"
+      "  ok    active.conf           none\n"
+      "  ok    tunnel default route  none\n"
+      "configuration\n"
+      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect\n"
+      "\n"
+      "Connecting should work.\n");
+  EXPECT_EQ(side.Error(), "");
+}
+
+TEST_F(Doctor, ChangesNothing) {
+  SetAdministrator();
+  StartService();
+  machine.calls.Clear();
+  Run({"doctor"});
+  EXPECT_EQ(machine.Changes(), std::vector<std::string>());
+}
+
+TEST_F(Doctor, AMachineWithoutTheService) {
+  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(
+      side.Output(),
+      "service\n"
+      "  FAIL  installed  no\n"
+      "                   fix: VeltraneVpnService.exe --install\n"
+      "pipe\n"
+      "  note  served  no pipe while the service is not running\n"
+      "tunnel library\n"
+      "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService\n"
+      "settings\n"
+      "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
+      "as they are\n"
+      "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        not set: the tunnel stays up\n"
+      "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
+      "guarded\n"
+      "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is off, "
+      "decided by the addresses below\n"
+      "  ok    ADMIN_BYPASS_IP                                       not set: adds no address\n"
+      "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n"
+      "session\n"
+      "  ok    Remote Desktop  this is not a Remote Desktop session\n"
+      "bypass\n"
+      "  note  pinned routes  none, the bypass is off\n"
+      "network\n"
+      "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
+      "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
+      "created and is accepted\n"
+      "leftovers\n"
+      "  ok    tunnel service        none\n"
+      "  ok    active.conf           none\n"
+      "  ok    tunnel default route  none\n"
+      "configuration\n"
+      "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect\n"
+      "\n"
+      "Run the commands in a command prompt (cmd) as administrator.\n"
+      "\n"
+      "Connecting would fail: 1 failure, 0 warnings.\n");
+}
+
+TEST_F(Doctor, JsonHasTheSameFindings) {
+  EXPECT_EQ(Run({"doctor", "--json"}), 2);
+  EXPECT_EQ(
+      side.Output(),
+      R"({"verdict":"refused","failures":1,"warnings":0,"findings":[{"group":"service")"
+      R"(,"check":"installed","mark":"fail","finding":"no")"
+      R"(,"fix":"VeltraneVpnService.exe --install"},{)"
+      R"("group":"pipe","check":"served","mark":"note")"
+      R"(,"finding":"no pipe while the service is not running"},{)"
+      R"("group":"tunnel library","check":"tunnel.dll","mark":"ok")"
+      R"(,"finding":"C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService"})"
+      R"(,{)"
+      R"("group":"settings","check":"VELTRANE_POC_DISABLE_DEFAULT_ROUTE","mark":"ok")"
+      R"(,"finding":"not set: AllowedIPs are used as they are"},{)"
+      R"("group":"settings","check":"VELTRANE_POC_AUTO_STOP_SECONDS","mark":"ok")"
+      R"(,"finding":"not set: the tunnel stays up"},{)"
+      R"("group":"settings","check":"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP")"
+      R"(,"mark":"ok","finding":"not set: startup is not guarded"},{)"
+      R"("group":"settings","check":"VELTRANE_POC_ADMIN_BYPASS","mark":"note")"
+      R"(,"finding":"not set: the bypass is off, decided by the addresses below"},{)"
+      R"("group":"settings","check":"ADMIN_BYPASS_IP","mark":"ok")"
+      R"(,"finding":"not set: adds no address"},{)"
+      R"("group":"settings","check":"ADMIN_BYPASS_IPS","mark":"ok")"
+      R"(,"finding":"not set: adds no address"},{)"
+      R"("group":"session","check":"Remote Desktop","mark":"ok")"
+      R"(,"finding":"this is not a Remote Desktop session"},{)"
+      R"("group":"bypass","check":"pinned routes","mark":"note")"
+      R"(,"finding":"none, the bypass is off"},{)"
+      R"("group":"network","check":"gateway","mark":"ok")"
+      R"(,"finding":"192.168.1.1 on interface 12, Ethernet"},{)"
+      R"("group":"network","check":"route metric","mark":"ok")"
+      R"(,"finding":"interface 12 has metric 1: a pinned route with metric 1 can be )"
+      R"(created and is accepted"},{)"
+      R"("group":"leftovers","check":"tunnel service","mark":"ok","finding":"none"},{)"
+      R"("group":"leftovers","check":"active.conf","mark":"ok","finding":"none"},{)"
+      R"("group":"leftovers","check":"tunnel default route","mark":"ok","finding":"none"},{)"
+      R"("group":"configuration","check":"folder","mark":"ok")"
+      R"(,"finding":"C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect"}]})"
+      "\n");
+}
+
+TEST_F(Doctor, ATerminalGetsColours) {
+  side.SetTerminal(Stream::kOutput, 80);
+  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(side.Output().substr(0, 74),
+            "\x1b[1mservice\x1b[0m\n"
+            "  \x1b[31mFAIL  \x1b[0minstalled  no\n"
+            "                   fix: Vel");
+}
+
+}  // namespace
+}  // namespace veltrane

@@ -46,7 +46,7 @@ void CheckTunnelService(const Result<ServiceFacts>& tunnel, Claimant claimant, F
   }
 }
 
-// True for a file of zeros, which disconnect leaves behind where Windows does not let it delete it.
+// True for a file of zeros: what disconnect leaves when Windows does not let it delete the file.
 bool IsScrubbed(const std::string& path) {
   bool zeros = true;
   const std::uint32_t status = ReadFileBytes(path, kLargestConf, [&zeros](std::string_view piece) {

@@ -80,8 +80,8 @@ void CheckAutoStop(const Preflight& preflight, Findings& findings) {
              findings);
 }
 
-// The only setting that is read from the process environment alone. A registered service has in it
-// what the machine scope contained when Windows started.
+// The only setting that is read from the process environment alone. For a registered service that
+// is what the machine scope contained when Windows started.
 void CheckBypassSwitch(const Preflight& preflight, Findings& findings) {
   const std::string name = "VELTRANE_POC_ADMIN_BYPASS";
   const EnvValue value = ReadEnvAllScopes(WidenBytes(name));

@@ -61,7 +61,7 @@ ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t b
   }
 }
 
-// The service creates its pipe anew for each client, so for a moment there is none. That is worth
+// The service recreates its pipe for each client, so for a moment there is none. That is worth
 // waiting for only while something is running that could create it.
 bool PipeMayComeBack(bool any_server) {
   if (any_server) return true;

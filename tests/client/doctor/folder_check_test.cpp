@@ -32,7 +32,7 @@ INSTANTIATE_TEST_SUITE_P(
             0,
             "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open only to "
             "LocalSystem and Administrators\n"},
-        FolderState{"DenyingSomebodyElse",
+        FolderState{"DenyingSomeoneElse",
                     AccessList{.has_list = true,
                                .is_protected = true,
                                .entries = {{"S-1-5-32-545", false, 0x1F01FF}}},

@@ -111,8 +111,8 @@ TEST_F(HostRoute, CreatedRowHasEveryFieldOfItsTable) {
   row.type = 4;
   row.proto = 3;
   row.metric1 = 1;
-  EXPECT_TRUE(machine.routes.Rows().back() == row);
-  EXPECT_TRUE(AddedRouteList() == std::vector<ForwardRow>{row});
+  EXPECT_EQ(machine.routes.Rows().back(), row);
+  EXPECT_EQ(AddedRouteList(), std::vector<ForwardRow>{row});
 }
 
 // An optional candidate, and the entry of a re-add.

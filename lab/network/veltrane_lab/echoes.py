@@ -19,12 +19,12 @@ class Administrator:
     A message is late when it is not back within LATE_SECONDS, whether it comes after all or not.
     """
 
-    def __init__(self, source=ADMINISTRATOR_IP):
+    def __init__(self, source=ADMINISTRATOR_IP, machine=MACHINE_IP):
         with inside(ADMINISTRATOR):
-            self._connection = socket.socket()
+            self._connection = socket.socket(socket.AF_INET6 if ":" in source else socket.AF_INET)
         self._connection.bind((source, 0))
         self._connection.settimeout(LATE_SECONDS)
-        self._connection.connect((MACHINE_IP, 3389))
+        self._connection.connect((machine, 3389))
         self._connection.settimeout(None)
         self._connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._lock = threading.Lock()
@@ -98,6 +98,19 @@ class Administrator:
     def break_off(self):
         """Waits until the connection is broken as a person would say it: a message is late."""
         wait_until(lambda: self.late, "an echo that does not come back in time")
+
+    def wait_while_silent(self, seconds):
+        """Waits so long, in which nothing may come back."""
+        back = self.back
+        time.sleep(seconds)
+        if self.back != back:
+            raise AssertionError("the administrator is not cut off")
+
+    def count_on_again(self, more):
+        """Waits until so many more messages are back, late ones too: TCP sends again what was lost,
+        at growing intervals."""
+        goal = self.back + more
+        wait_until(lambda: self.back >= goal, f"{more} more echoes after a silence")
 
     def finish(self):
         """Sends nothing any more, waits for what is on the way; returns what is lost for good."""

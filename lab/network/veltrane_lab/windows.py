@@ -141,4 +141,4 @@ def tunnel_processes():
     """The ids of all that a tunnel is made of: its Windows process and its wireguard-go."""
     return tunnel_service_processes() + [
         process for process, line in command_lines().items()
-        if "wireguard-go" in line and "veltrane-tunnel" in line]
+        if "wireguard-go --foreground" in line]

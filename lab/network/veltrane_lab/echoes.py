@@ -29,10 +29,9 @@ class Administrator:
         self._connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._lock = threading.Lock()
         self._sent_at = []
-        self._back = 0
+        self._back_at = []
         self._late = 0
         self._wrong = 0
-        self._slowest = 0.0
         self._ending = threading.Event()
         self._threads = [threading.Thread(target=self._send, daemon=True),
                          threading.Thread(target=self._receive, daemon=True)]
@@ -53,11 +52,10 @@ class Administrator:
         try:
             for line in self._connection.makefile():
                 with self._lock:
-                    took = time.monotonic() - self._sent_at[self._back]
-                    self._wrong += line.strip() != str(self._back)
-                    self._late += took > LATE_SECONDS
-                    self._slowest = max(self._slowest, took)
-                    self._back += 1
+                    number = len(self._back_at)
+                    self._back_at.append(time.monotonic())
+                    self._wrong += line.strip() != str(number)
+                    self._late += self._back_at[number] - self._sent_at[number] > LATE_SECONDS
         except OSError:
             pass
 
@@ -69,19 +67,24 @@ class Administrator:
     @property
     def back(self):
         with self._lock:
-            return self._back
+            return len(self._back_at)
 
     @property
     def slowest_seconds(self):
+        return max((back - sent for sent, back in self.history() if back), default=0.0)
+
+    def history(self):
+        """When each echo was sent and when it was back, by time.monotonic; None when it is not."""
         with self._lock:
-            return self._slowest
+            return [(sent, self._back_at[number] if number < len(self._back_at) else None)
+                    for number, sent in enumerate(self._sent_at)]
 
     @property
     def late(self):
         """How many came late, or are late by now."""
         with self._lock:
             now = time.monotonic()
-            waiting = self._sent_at[self._back:]
+            waiting = self._sent_at[len(self._back_at):]
             return self._late + sum(now - sent > LATE_SECONDS for sent in waiting)
 
     @property

@@ -37,7 +37,7 @@ windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nloh
 # shellcheck disable=SC2034
 wine_packages=(wine wine64)
 # shellcheck disable=SC2034
-lab_packages=(iproute2 util-linux wireguard-go wireguard-tools iputils-ping python3)
+lab_packages=(iproute2 nftables util-linux wireguard-go wireguard-tools iputils-ping python3)
 
 # build_preset PRESET [TARGET...]: configures and builds what is out of date; prints nothing unless
 # that fails.

@@ -15,7 +15,7 @@ prepare                    turns the machine into a Windows machine (once, about
 service [NAME=VALUE...]    starts the service with these environment variables
 stop_service               kills it
 request status | disconnect | connect [KEY=VALUE...] | TEXT
-tell knob NAME VALUE | fault FUNCTION NTH STATUS | calls | reset
+tell knob NAME VALUE | fault FUNCTION NTH STATUS | calls | buffers | reset
 administrator              a connection to port 3389 that counts; Ctrl+C ends it
 watch_packets PLACE        shows the packets at a place (needs tcpdump)
 TEXT

@@ -40,22 +40,24 @@ class Lab:
         self._closing = contextlib.ExitStack()
 
     def __enter__(self):
-        self.routing_at_first = places.routing_of_machine()
-        self.interfaces_at_first = places.interfaces_of_machine()
+        self.note_state_at_first()
         return self
 
     def __exit__(self, *_):
         self._closing.close()
         self._reset()
 
-    def start_service(self, **environment):
+    def start_service(self, interface_metric=1, **environment):
+        """The operator has set the metric of the interfaces to 1, without which Windows refuses to
+        pin a route; an adapter as it comes has 25."""
+        tell(f"knob interface-metric {interface_metric}")
         service = windows.Service(self.client, **environment)
         self._closing.callback(service.kill)
         service.status()
         return service
 
-    def connect_administrator(self, source=places.ADMINISTRATOR_IP):
-        administrator = echoes.Administrator(source)
+    def connect_administrator(self, source=places.ADMINISTRATOR_IP, machine=places.MACHINE_IP):
+        administrator = echoes.Administrator(source, machine)
         self._closing.callback(administrator.close)
         administrator.count_on(10)
         return administrator
@@ -64,6 +66,23 @@ class Lab:
         watch = packets.PacketWatch(place)
         self._closing.callback(watch.close)
         return watch
+
+    def change_machine(self, change, undo):
+        """Makes the machine another one until the scenario ends. What it is like then counts as its
+        state at first."""
+        def restore(routing, interfaces):
+            undo()
+            self.routing_at_first, self.interfaces_at_first = routing, interfaces
+        self._closing.callback(restore, self.routing_at_first, self.interfaces_at_first)
+        change()
+        self.note_state_at_first()
+
+    def use_strong_host_sends(self):
+        self.change_machine(lambda: tell("knob strong-host 1"), lambda: tell("knob strong-host 0"))
+
+    def note_state_at_first(self):
+        self.routing_at_first = places.routing_of_machine()
+        self.interfaces_at_first = places.interfaces_of_machine()
 
     def expect_as_at_first(self):
         """The machine's network is what it was, its interfaces too, and no tunnel process runs."""
@@ -78,7 +97,7 @@ class Lab:
             with contextlib.suppress(ProcessLookupError):
                 windows.end_process(process)
         wait_until(self._tunnel_service_is_gone, "the tunnel service is deleted")
-        wait_until(lambda: "veltrane-tunnel" not in places.interfaces_of_machine(),
+        wait_until(lambda: places.interfaces_of_machine() == self.interfaces_at_first,
                    "the interface goes with its process")
         for route in places.host_routes():
             places.check_in(places.MACHINE, "ip", "route", "delete", *route.split())

@@ -6,6 +6,7 @@ import traceback
 
 import traffic_scenarios  # noqa: F401, I001  (each import adds scenarios, in this order)
 import administrators_scenarios  # noqa: F401
+import windows_scenarios  # noqa: F401
 import guard_scenarios  # noqa: F401
 import lifetime_scenarios  # noqa: F401
 from harness import SCENARIOS, name_of, run

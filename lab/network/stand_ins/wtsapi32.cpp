@@ -1,7 +1,7 @@
 // Stands in for wtsapi32.dll, with the functions that the service uses. The Remote Desktop sessions
 // come from sessions.txt in the folder of the executable, one per line: session id, state (0
 // active, 1 connected, 4 disconnected) and the client's IPv4 address, or "-" for none. Without that
-// file there are no sessions.
+// file there are no sessions. The agent counts the buffers that are handed out and given back.
 
 // clang-format off
 #include "agent.h"
@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <set>
 #include <vector>
 
 #include "system_library.h"
@@ -51,6 +53,17 @@ std::vector<FileSession> ReadSessionsFile() {
   return sessions;
 }
 
+std::mutex buffers_mutex;
+std::set<void*> buffers;  // handed out and not given back
+
+void HandOut(void* buffer) {
+  {
+    const std::lock_guard<std::mutex> lock(buffers_mutex);
+    buffers.insert(buffer);
+  }
+  lab::Agent().Ask("wts out");
+}
+
 bool Fails(const char* function) {
   const DWORD status = lab::FaultOf(function);
   if (status != 0) SetLastError(status);
@@ -74,6 +87,7 @@ BOOL WINAPI StandInWTSEnumerateSessionsW(HANDLE, DWORD, DWORD, WTS_SESSION_INFOW
     rows[i].pWinStationName = station;
     rows[i].State = static_cast<WTS_CONNECTSTATE_CLASS>(sessions[i].state);
   }
+  HandOut(rows);
   *infos = rows;
   *count = static_cast<DWORD>(sessions.size());
   return TRUE;
@@ -96,12 +110,21 @@ BOOL WINAPI StandInWTSQuerySessionInformationW(HANDLE, DWORD id, WTS_INFO_CLASS 
     address->AddressFamily = AF_INET;
   }
   std::copy(std::begin(session->address), std::end(session->address), address->Address + 2);
+  HandOut(address);
   *buffer = reinterpret_cast<wchar_t*>(address);
   *size = sizeof(WTS_CLIENT_ADDRESS);
   return TRUE;
 }
 
-void WINAPI StandInWTSFreeMemory(void* memory) { std::free(memory); }
+void WINAPI StandInWTSFreeMemory(void* memory) {
+  bool known = false;
+  {
+    const std::lock_guard<std::mutex> lock(buffers_mutex);
+    known = buffers.erase(memory) != 0;
+  }
+  lab::Agent().Ask(known ? "wts back" : "wts unknown");
+  if (known) std::free(memory);
+}
 
 BOOL WINAPI StandInWTSQueryUserToken(ULONG id, HANDLE* token) {
   if (Fails("WTSQueryUserToken")) return FALSE;

@@ -5,8 +5,10 @@ import subprocess
 
 def run(*arguments, **options):
     """Runs a program; returns its exit code and its output on both streams."""
+    if "input" not in options:
+        options["stdin"] = subprocess.DEVNULL
     done = subprocess.run([str(a) for a in arguments], stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, text=True, **options)
+                          stderr=subprocess.STDOUT, text=True, **options)
     return done.returncode, done.stdout.strip()
 
 

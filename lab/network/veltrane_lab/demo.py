@@ -1,14 +1,16 @@
-"""The demonstration that `demo` runs in a lab."""
+"""The demonstration that `demo` runs inside a lab: python3 -m veltrane_lab.demo FOLDER, where the
+report goes."""
 
 import concurrent.futures
-import json
+import pathlib
 import subprocess
 import sys
-import time
 
-from . import places, windows
+from . import places, report, windows
 from .echoes import Administrator
 from .packets import PacketWatch
+from .record import Part
+from .tell import tell
 from .waiting import wait_until
 
 NETWORK = """\
@@ -20,169 +22,201 @@ NETWORK = """\
      machine --------------'                        '------- outside host
       192.168.77.2                                            192.0.2.10
       VeltraneVpnService.exe under Wine,
-      an echo server on port 3389
+      something that listens on port 3389
 """
+HALVES = "0.0.0.0/1, 128.0.0.0/1"
+CATCH_ALL = "0.0.0.0/0"
 
 
-class Verdict:
-    """Prints each check as it is made, and counts the failures."""
+class Scene:
+    """The administrator, the service and the packets between them, through several parts."""
 
-    def __init__(self):
-        self.failures = 0
+    def __init__(self, **environment):
+        self.administrator = Administrator()
+        self.service = windows.Service(windows.PipeClient(), **environment)
+        self.service.status()
+        self._packets = PacketWatch(places.MACHINE)
 
-    def check(self, description, holds):
-        print(f"  {'ok      ' if holds else 'FAILED  '}{description}", flush=True)
-        self.failures += not holds
+    def count_packets(self, part, what, echoes):
+        """Waits for so many more echoes and notes the way that they took. Returns the numbers of
+        packets by the gateway and by the tunnel."""
+        return self._note_packets(part, what, lambda: self.administrator.count_on(echoes))
 
+    def break_off(self, part):
+        """Waits until the administrator has lost the machine, and notes where his packets go."""
+        self._note_packets(part, "while an echo is missing", self.administrator.break_off)
+        part.event("an echo has been missing for two seconds")
 
-def heading(text):
-    print(f"\n== {text}", flush=True)
+    def _note_packets(self, part, what, action):
+        before = [self._to_administrator(name) for name in ("eth0", places.TUNNEL)]
+        action()
+        after = [self._to_administrator(name) for name in ("eth0", places.TUNNEL)]
+        ways = [now - then for then, now in zip(before, after)]
+        part.note_packets(what, *ways)
+        return ways
 
-
-def shown(request):
-    """Returns a request as text, with its private key masked."""
-    return json.dumps({name: "(masked)" if "private" in name else value
-                       for name, value in request.items()})
-
-
-class Watches:
-    """Counts the packets on the machine's two interfaces."""
-
-    def __init__(self):
-        self._machine = PacketWatch(places.MACHINE)
-
-    def to_administrator(self, interface):
-        return self._machine.count(interface=interface, source=places.MACHINE_IP,
+    def _to_administrator(self, interface):
+        return self._packets.count(interface=interface, source=places.MACHINE_IP,
                                    dest=places.ADMINISTRATOR_IP)
 
-    def show_reachability(self, administrator):
-        """Prints who reaches whom, and how. Returns the address that the outside host sees, whether
-        the server is reached, and whether the administrator is reached only through the gateway."""
-        seen = places.seen_from_outside()
-        way = {places.MACHINE_IP: "through the gateway", places.TUNNEL_IP: "through the tunnel",
-               None: "NOT REACHED"}[seen]
-        server = places.pings(places.SERVER_TUNNEL_IP)
-        physical, tunnel = self.to_administrator("eth0"), self.to_administrator("veltrane-tunnel")
-        back = administrator.back
-        administrator.count_on(20)
-        physical = self.to_administrator("eth0") - physical
-        tunnel = self.to_administrator("veltrane-tunnel") - tunnel
-        print(f"  machine -> outside host 192.0.2.10      {way}"
-              f"{f', seen there as {seen}' if seen else ''}")
-        print(f"  machine -> server 10.66.66.1            "
-              f"{'through the tunnel' if server else 'not reached'}")
-        print(f"  machine -> administrator 203.0.113.5    {administrator.back - back} echoes: "
-              f"{physical} packets through the gateway, {tunnel} through the tunnel")
-        print("  the machine's main routing table:")
-        for line in places.check_in(places.MACHINE, "ip", "-4", "route").splitlines():
-            print(f"    {line}")
-        sys.stdout.flush()
-        return seen, server, physical > 0 and tunnel == 0
+    def request(self, part, name, action):
+        part.event(f"{name} is sent")
+        with concurrent.futures.ThreadPoolExecutor() as executor:
+            reply = executor.submit(action).result()
+        part.event(f"{name} is answered: {reply.get('phase') or reply.get('error')}")
+        return reply
+
+    def connect(self, part, allowed_ips):
+        reply = self.request(part, f"connect with AllowedIPs {allowed_ips}",
+                             lambda: self.service.connect(allowed_ips_csv=allowed_ips))
+        part.check("the service is connected", reply.get("phase") == "connected")
+        self.service.wait_for_tunnel()
+        part.note_routes("during")
+        return reply
+
+    def disconnect(self, part):
+        self.request(part, "disconnect", self.service.disconnect)
+        wait_until(lambda: not windows.tunnel_processes(), "the tunnel process ends")
+        part.note_routes("after")
+
+    def end(self):
+        self.administrator.close()
+        self.service.kill()
+        self.service.client.close()
+        self._packets.close()
 
 
-def count_through(administrator, what, action):
-    """Prints the administrator's echoes every quarter of a second while the action runs."""
-    began = time.monotonic()
-
-    def line(event=""):
-        print(f"  {time.monotonic() - began:5.2f} s   {administrator.back:5d} echoes back   "
-              f"{administrator.late} late   {event}", flush=True)
-
-    line()
-    time.sleep(0.5)
-    line(f"<- {what} sent")
-    with concurrent.futures.ThreadPoolExecutor() as executor:
-        answer = executor.submit(action)
-        while not answer.done():
-            concurrent.futures.wait([answer], 0.25)
-            line(f"<- {what} answered" if answer.done() else "")
-    for _ in range(4):
-        time.sleep(0.25)
-        line()
-    return answer.result()
-
-
-def survive(verdict):
-    heading("1. An administrator is connected to port 3389; the tunnel takes all other traffic")
-    administrator, watches = Administrator(), Watches()
-    service = windows.Service(windows.PipeClient(), VELTRANE_POC_ADMIN_BYPASS="1")
-    administrator.count_on(20)
-    print("before:")
-    seen, server, _ = watches.show_reachability(administrator)
-    verdict.check("the outside host is reached through the gateway, and there is no tunnel",
-                  seen == places.MACHINE_IP and not server)
-    first_routing = places.routing_of_machine()
-
-    request = windows.profile(allowed_ips_csv="0.0.0.0/0")
-    print(f"\nthe client sends {shown(request)}")
-    reply = count_through(administrator, "connect", lambda: service.request(request))
-    bypass = reply.get("admin_bypass", {"message": reply.get("message", "")})
-    print(f"  the reply is {reply.get('phase') or reply.get('error')}: \"{bypass['message']}\"")
-    for row in bypass.get("selected_bypass_ip_entries", []):
-        print(f"  the service found {row['ip']} ({row['source']})")
-    verdict.check("the service is connected", reply.get("phase") == "connected")
-    service.wait_for_tunnel()
-
-    print("\nwhile connected:")
-    seen, server, by_gateway = watches.show_reachability(administrator)
-    verdict.check("the outside host and the server are reached through the tunnel",
-                  seen == places.TUNNEL_IP and server)
-    verdict.check("the administrator is reached through the gateway", by_gateway)
-
-    print("\nthe client sends {\"op\": \"disconnect\"}")
-    reply = count_through(administrator, "disconnect", service.disconnect)
-    print("\nafterwards:")
-    seen, server, _ = watches.show_reachability(administrator)
-    verdict.check("the outside host is reached through the gateway again, and there is no tunnel",
-                  seen == places.MACHINE_IP and not server)
-    verdict.check("the machine's routing is byte for byte what it was",
-                  places.routing_of_machine() == first_routing)
-    lost = administrator.finish()
-    print(f"\n  {administrator.sent} echoes sent, {lost} lost, {administrator.late} late, "
-          f"the slowest took {administrator.slowest_seconds * 1000:.0f} ms")
-    verdict.check("the administrator's connection lost nothing",
-                  (lost, administrator.late, administrator.wrong) == (0, 0, 0))
-    service.kill()
-    service.client.close()
+def notice_nothing():
+    part = Part(
+        "1. The operator's step, and a tunnel for everything in two halves",
+        "An administrator works over port 3389. The operator has set the metric of the adapter to 1,\n"
+        "without which the bypass refuses every connect. The tunnel takes 0.0.0.0/1 and 128.0.0.0/1.",
+        "Holds on Windows: with halves the WireGuard library sets up no firewall, and a host route "
+        "through the physical gateway wins over them. Without the restriction of DNS that a /0 "
+        "brings, DNS may leak; without ::/1 and 8000::/1, so may IPv6.")
+    tell("knob interface-metric 1")
+    scene = Scene(VELTRANE_POC_ADMIN_BYPASS="1")
+    part.note_routes("before")
+    routing = places.routing_of_machine()
+    scene.count_packets(part, "20 echoes before", 20)
+    reply = scene.connect(part, HALVES)
+    found = reply.get("admin_bypass", {}).get("selected_bypass_ip_entries", [])
+    part.event("the service found " + ", ".join(f"{row['ip']} ({row['source']})" for row in found))
+    part.check("the outside host is reached through the tunnel",
+               places.seen_from_outside() == places.TUNNEL_IP)
+    by_gateway, by_tunnel = scene.count_packets(part, "40 echoes while connected", 40)
+    part.check("the administrator is reached by the gateway alone", by_gateway and not by_tunnel)
+    scene.disconnect(part)
+    scene.administrator.count_on(20)
+    part.check("the routing of the machine is byte for byte what it was",
+               places.routing_of_machine() == routing)
+    lost = scene.administrator.finish()
+    part.note_echoes(scene.administrator)
+    print(f"  {scene.administrator.sent} echoes sent, {lost} lost, {scene.administrator.late} late, "
+          f"the slowest took {scene.administrator.slowest_seconds * 1000:.0f} ms")
+    part.check("the administrator noticed nothing",
+               (lost, scene.administrator.late, scene.administrator.wrong) == (0, 0, 0))
+    scene.end()
+    return part
 
 
-def break_without_bypass(verdict):
-    heading("2. The same without the bypass, to show that it matters")
-    administrator = Administrator()
-    service = windows.Service(windows.PipeClient(), VELTRANE_POC_ADMIN_BYPASS="0")
-    administrator.count_on(20)
-    intact = administrator.late == 0
-    service.connect(allowed_ips_csv="0.0.0.0/0")
-    service.wait_for_tunnel()
-    administrator.break_off()
-    print(f"  {administrator.back} echoes back, {administrator.late} late: the administrator has "
-          "lost the machine")
-    verdict.check("without the bypass the connection breaks", intact and administrator.late > 0)
-    service.disconnect()
-    wait_until(lambda: not windows.tunnel_processes(), "the tunnel process ends")
-    administrator.close()
-    service.kill()
-    service.client.close()
+def lose_without_bypass():
+    part = Part(
+        "2. The same without the bypass, to see that it matters",
+        "Nothing is pinned: the halves take the administrator's packets too.",
+        "May be milder on Windows: since Vista a packet leaves by the interface of its source "
+        "address, so an established connection may survive there. A new one does not get "
+        "through. The lab shows the pessimistic case.")
+    scene = Scene(VELTRANE_POC_ADMIN_BYPASS="0")
+    part.note_routes("before")
+    scene.count_packets(part, "20 echoes before", 20)
+    intact = scene.administrator.late == 0
+    scene.connect(part, HALVES)
+    scene.break_off(part)
+    part.check("without the bypass the administrator has lost the machine", intact)
+    scene.disconnect(part)
+    scene.administrator.count_on_again(20)
+    part.note_echoes(scene.administrator)
+    scene.end()
+    return part
 
 
-def main():
-    verdict = Verdict()
-    heading("The network (namespaces on this machine, which go when this ends)")
+def cut_off_although_pinned(scene):
+    part = Part(
+        "3. A catch-all cuts him off although he is pinned",
+        "The tunnel takes 0.0.0.0/0. The service pins the administrator's address as in part 1; but\n"
+        "for one peer with a /0 the WireGuard library blocks whatever does not go through the tunnel.",
+        "Holds on Windows, by the library's own document (Network Configuration Quirks): a host "
+        "route does not help against a firewall. ::/0 alone does it too, for IPv4 as well. The way "
+        "around it is part 1.")
+    part.note_routes("before")
+    scene.count_packets(part, "20 echoes before", 20)
+    reply = scene.connect(part, CATCH_ALL)
+    part.check("the service says that the administrator is pinned",
+               reply.get("admin_bypass", {}).get("applied") is True)
+    part.check("the host route is there",
+               places.host_routes() == ["203.0.113.5 via 192.168.77.1 dev eth0"])
+    scene.break_off(part)
+    part.check("the administrator has lost the machine all the same",
+               scene.administrator.late > 0)
+    part.note_echoes(scene.administrator)
+    return part
+
+
+def get_everything_back(scene, routing):
+    part = Part(
+        "4. Everything comes back with a disconnect",
+        "The client, which is on the machine, disconnects.",
+        "Holds on Windows as long as the connection has not been given up: Windows does that after "
+        "five retransmissions by default (Microsoft KB170359). After that one has to connect again.")
+    part.note_routes("before")
+    scene.disconnect(part)
+    scene.administrator.count_on_again(40)
+    part.event("40 echoes are back")
+    part.check("the routing of the machine is byte for byte what it was",
+               places.routing_of_machine() == routing)
+    part.check("the outside host is reached by the gateway again",
+               places.seen_from_outside() == places.MACHINE_IP)
+    lost = scene.administrator.finish()
+    part.note_echoes(scene.administrator)
+    part.check("TCP has sent again what was lost, and the administrator goes on",
+               (lost, scene.administrator.wrong) == (0, 0))
+    scene.end()
+    return part
+
+
+def play(parts):
+    """Adds each part when it is through."""
+    parts.append(notice_nothing())
+    parts.append(lose_without_bypass())
+    routing = places.routing_of_machine()
+    scene = Scene(VELTRANE_POC_ADMIN_BYPASS="1")
+    parts.append(cut_off_although_pinned(scene))
+    parts.append(get_everything_back(scene, routing))
+
+
+def main(folder):
+    print("== The network (namespaces of this machine, gone when this ends)\n")
     print(NETWORK)
     print("preparing Windows on the machine", flush=True)
     subprocess.run([windows.LAB_PROGRAMS / "prepare_windows"], check=True)
+    parts, trouble = [], None
     try:
-        survive(verdict)
-        break_without_bypass(verdict)
-    except AssertionError as failure:
-        verdict.check(failure, False)
-    heading("Verdict")
-    if verdict.failures:
-        print(f"{verdict.failures} of the checks above FAILED")
+        play(parts)
+    except AssertionError as error:
+        trouble = error
+    report.write(parts, pathlib.Path(folder))
+    print("\n== Verdict")
+    if trouble:
+        print(f"FAILED: {trouble}")
+    failures = sum(part.failures for part in parts)
+    if failures or trouble:
+        print(f"{failures} of the checks above FAILED")
         return 1
-    print("the tunnel came up and went down as it should, and the administrator noticed nothing")
+    print("With a tunnel in two halves the administrator noticed nothing. Without the bypass, and with\n"
+          "a catch-all in spite of it, he lost the machine until the disconnect.")
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(sys.argv[1]))

@@ -19,20 +19,19 @@ class Administrator:
     A message is late when it is not back within LATE_SECONDS, whether or not it comes back later.
     """
 
-    def __init__(self, source=ADMINISTRATOR_IP):
+    def __init__(self, source=ADMINISTRATOR_IP, machine=MACHINE_IP):
         with inside(ADMINISTRATOR):
-            self._connection = socket.socket()
+            self._connection = socket.socket(socket.AF_INET6 if ":" in source else socket.AF_INET)
         self._connection.bind((source, 0))
         self._connection.settimeout(LATE_SECONDS)
-        self._connection.connect((MACHINE_IP, 3389))
+        self._connection.connect((machine, 3389))
         self._connection.settimeout(None)
         self._connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._lock = threading.Lock()
         self._sent_at = []
-        self._back = 0
+        self._back_at = []
         self._late = 0
         self._wrong = 0
-        self._slowest = 0.0
         self._ending = threading.Event()
         self._threads = [threading.Thread(target=self._send, daemon=True),
                          threading.Thread(target=self._receive, daemon=True)]
@@ -53,11 +52,10 @@ class Administrator:
         try:
             for line in self._connection.makefile():
                 with self._lock:
-                    took = time.monotonic() - self._sent_at[self._back]
-                    self._wrong += line.strip() != str(self._back)
-                    self._late += took > LATE_SECONDS
-                    self._slowest = max(self._slowest, took)
-                    self._back += 1
+                    number = len(self._back_at)
+                    self._back_at.append(time.monotonic())
+                    self._wrong += line.strip() != str(number)
+                    self._late += self._back_at[number] - self._sent_at[number] > LATE_SECONDS
         except OSError:
             pass
 
@@ -69,19 +67,24 @@ class Administrator:
     @property
     def back(self):
         with self._lock:
-            return self._back
+            return len(self._back_at)
 
     @property
     def slowest_seconds(self):
+        return max((back - sent for sent, back in self.history() if back), default=0.0)
+
+    def history(self):
+        """When each echo was sent and when it was back, by time.monotonic; None when it is not."""
         with self._lock:
-            return self._slowest
+            return [(sent, self._back_at[number] if number < len(self._back_at) else None)
+                    for number, sent in enumerate(self._sent_at)]
 
     @property
     def late(self):
         """How many came back late, or are late now."""
         with self._lock:
             now = time.monotonic()
-            waiting = self._sent_at[self._back:]
+            waiting = self._sent_at[len(self._back_at):]
             return self._late + sum(now - sent > LATE_SECONDS for sent in waiting)
 
     @property
@@ -98,6 +101,19 @@ class Administrator:
     def break_off(self):
         """Waits until a message is late: a person would then call the connection broken."""
         wait_until(lambda: self.late, "an echo is late")
+
+    def wait_while_silent(self, seconds):
+        """Waits so long, in which nothing may come back."""
+        back = self.back
+        time.sleep(seconds)
+        if self.back != back:
+            raise AssertionError("the administrator is not cut off")
+
+    def count_on_again(self, more):
+        """Waits until so many more messages are back, late ones too: TCP sends again what was lost,
+        at growing intervals."""
+        goal = self.back + more
+        wait_until(lambda: self.back >= goal, f"{more} more echoes after a silence")
 
     def finish(self):
         """Stops sending, waits for what is in flight, and closes; returns how many were lost."""

@@ -2,6 +2,9 @@
 
 A row comes from the stand-in iphlpapi.dll: destination, mask and next hop (dotted quads), interface
 index and first metric (decimal). Results are 0 or a Win32 error.
+
+Windows computes the metric of a route as the sum of its own and that of the interface. It refuses to
+create a route whose sum is below the metric of the interface (Microsoft KB947216).
 """
 
 import ipaddress
@@ -11,6 +14,7 @@ import socket
 from .commands import run
 
 NO_ERROR = 0
+ERROR_BAD_ARGUMENTS = 160
 ERROR_INVALID_PARAMETER = 87
 ERROR_NOT_FOUND = 1168
 ERROR_OBJECT_ALREADY_EXISTS = 5010
@@ -33,9 +37,11 @@ def _rows(network):
             for row in json.loads(text or "[]")]
 
 
-def create(dest, mask, hop, index, metric):
+def create(dest, mask, hop, index, metric, interface_metric):
     """Creates a route. As on Windows, its identity is destination, next hop and interface."""
-    row = _parse(dest, mask, hop, index, metric)
+    if metric < interface_metric:
+        return ERROR_BAD_ARGUMENTS
+    row = _parse(dest, mask, hop, index, metric - interface_metric)
     if row is None:
         return ERROR_INVALID_PARAMETER
     network, hop, interface, metric = row

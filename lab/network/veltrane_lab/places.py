@@ -11,11 +11,17 @@ MACHINE, GATEWAY, ADMINISTRATOR = "machine", "gateway", "administrator"
 SERVER, OUTSIDE = "server", "outside"
 
 MACHINE_IP = "192.168.77.2"
+MACHINE_IP6 = "2001:db8:77::2"
 GATEWAY_IP = "192.168.77.1"
 ADMINISTRATOR_IP = "203.0.113.5"
+ADMINISTRATOR_IP6 = "2001:db8:113::5"
 SERVER_IP = "198.51.100.2"
 OUTSIDE_IP = "192.0.2.10"
 TUNNEL_IP = "10.66.66.7"
+# The interface of the tunnel: the library names its adapter after the file.
+TUNNEL = "active"
+# The second adapter and its network, which a scenario may plug in. The address counts as public.
+SECOND_ADAPTER, SECOND_IP, SECOND_GATEWAY_IP = "eth1", "198.18.0.2", "198.18.0.1"
 SERVER_TUNNEL_IP = "10.66.66.1"
 
 _CLONE_NEWNET = 0x40000000
@@ -52,6 +58,23 @@ def run_in(place, *arguments, **options):
 
 def check_in(place, *arguments, **options):
     return check(*command_in(place, *arguments), **options)
+
+
+def plug_in_second_adapter():
+    """A wire of its own to the gateway, with a public address and a default route that loses against
+    the first adapter's."""
+    check("ip", "link", "add", SECOND_ADAPTER, "netns", MACHINE, "type", "veth",
+          "peer", "name", "to-machine-too", "netns", GATEWAY)
+    for place, interface, address in ((MACHINE, SECOND_ADAPTER, SECOND_IP),
+                                      (GATEWAY, "to-machine-too", SECOND_GATEWAY_IP)):
+        check_in(place, "ip", "address", "add", f"{address}/24", "dev", interface)
+        check_in(place, "ip", "link", "set", interface, "up")
+    check_in(MACHINE, "ip", "route", "add", "default", "via", SECOND_GATEWAY_IP,
+             "dev", SECOND_ADAPTER, "metric", 9)
+
+
+def unplug_second_adapter():
+    run_in(MACHINE, "ip", "link", "delete", SECOND_ADAPTER)
 
 
 def seen_from_outside(timeout=5):

@@ -1,8 +1,10 @@
 """Listens on port 3389 of the machine and echoes what it receives: the machine's end of a Remote
 Desktop connection."""
 
+import socket
 import socketserver
 import sys
+import threading
 
 
 class Session(socketserver.BaseRequestHandler):
@@ -19,8 +21,18 @@ class Server(socketserver.ThreadingTCPServer):
     daemon_threads = True
 
 
+class Ipv6Server(Server):
+    """For IPv6 alone: Wine does not count IPv4 connections of a socket for both."""
+    address_family = socket.AF_INET6
+
+    def server_bind(self):
+        self.socket.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 1)
+        super().server_bind()
+
+
 def main():
-    with Server(("0.0.0.0", 3389), Session) as server:
+    with Ipv6Server(("::", 3389), Session) as second, Server(("0.0.0.0", 3389), Session) as server:
+        threading.Thread(target=second.serve_forever, daemon=True).start()
         print("ready", flush=True)
         server.serve_forever()
 

@@ -142,4 +142,4 @@ def tunnel_processes():
     """Returns the ids of the processes of a tunnel: the Windows one and its wireguard-go."""
     return tunnel_service_processes() + [
         process for process, line in command_lines().items()
-        if "wireguard-go" in line and "veltrane-tunnel" in line]
+        if "wireguard-go --foreground" in line]

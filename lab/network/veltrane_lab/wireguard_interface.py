@@ -1,8 +1,9 @@
 """The WireGuard interface of one configuration file, brought up as the tunnel library would.
 
-The interface is named "veltrane-tunnel", so that the service recognises a tunnel by its alias.
-Every AllowedIPs network becomes a route through it. 0.0.0.0/0 becomes a second default route with
-metric 0, which wins over the physical one with metric 5; a host route wins over both.
+The library names its adapter after the configuration file, "active". Every AllowedIPs network becomes
+a route through it. 0.0.0.0/0 becomes a second default route with metric 0, which wins over the physical
+one with metric 5; a host route wins over both. With one peer and a network of length /0 the kill switch
+comes with it (kill_switch.py).
 
 The encrypted packets themselves must not enter the tunnel. On Windows their socket is bound to the
 physical interface, which no routing table shows. Here the packets carry a mark, and a policy rule
@@ -10,16 +11,16 @@ sends marked packets to a separate table with the physical default route. The ma
 all that the service sees, shows no more of this than on Windows.
 """
 
+import ipaddress
 import os
 import re
 import subprocess
 import tempfile
 import time
 
-from .commands import run
+from . import kill_switch
+from .commands import check, run
 
-NAME = "veltrane-tunnel"
-CONTROL_SOCKET = f"/run/wireguard/{NAME}.sock"
 MARK = "0x5645"
 MARKED_TABLE = "100"
 # Keys of [Interface] that belong to the tunnel library, not to WireGuard itself.
@@ -56,29 +57,43 @@ def allowed_ips(own_lines):
     return [network.strip() for line in networks for network in line.split(",") if network.strip()]
 
 
+def is_address(text):
+    """False for a search domain, which may stand among the DNS servers too."""
+    try:
+        ipaddress.ip_address(text)
+        return True
+    except ValueError:
+        return False
+
+
 class WireguardInterface:
     """Up from construction until take_down. The constructor raises Refused."""
 
-    def __init__(self, conf, force_default_route):
+    def __init__(self, conf, name, force_default_route):
         own_lines, library = split_configuration(conf)
+        self._name = name
         self._process = None
         try:
+            networks = allowed_ips(own_lines)
             self._start_process()
             self._configure(own_lines)
             self._bring_up(library)
-            self._add_routes(allowed_ips(own_lines), force_default_route)
-        except Refused:
+            if kill_switch.applies_to(own_lines, networks):
+                self._block_everything_else(library)
+            self._add_routes(networks, force_default_route)
+        except (Refused, RuntimeError, ValueError) as error:
             self.take_down()
-            raise
+            raise Refused(str(error)) from error
 
     def _start_process(self):
-        if os.path.exists(CONTROL_SOCKET):  # left by a wireguard-go that was killed
-            os.unlink(CONTROL_SOCKET)
+        control_socket = f"/run/wireguard/{self._name}.sock"
+        if os.path.exists(control_socket):  # left by a wireguard-go that was killed
+            os.unlink(control_socket)
         self._process = subprocess.Popen(
-            ["wireguard-go", "--foreground", NAME], stdin=subprocess.DEVNULL,
+            ["wireguard-go", "--foreground", self._name], stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         for _ in range(300):
-            if os.path.exists(CONTROL_SOCKET):
+            if os.path.exists(control_socket):
                 return
             if self._process.poll() is not None:
                 break
@@ -89,25 +104,32 @@ class WireguardInterface:
         with tempfile.NamedTemporaryFile("w", suffix=".conf", dir="/run") as file:
             file.write(own_lines)
             file.flush()
-            self._must("wg", "setconf", NAME, file.name)
-        self._must("wg", "set", NAME, "fwmark", MARK)
+            self._must("wg", "setconf", self._name, file.name)
+        self._must("wg", "set", self._name, "fwmark", MARK)
 
     def _bring_up(self, library):
         for address in library["address"].split(","):
-            self._must("ip", "address", "add", address.strip(), "dev", NAME)
-        self._must("ip", "link", "set", NAME, "mtu", library.get("mtu", "1420"), "up")
+            self._must("ip", "address", "add", address.strip(), "dev", self._name)
+        self._must("ip", "link", "set", self._name, "mtu", library.get("mtu", "1420"), "up")
 
     def _add_routes(self, networks, force_default_route):
         _, default_route = run("ip", "-4", "route", "show", "default")
         if default_route:
             physical = default_route.splitlines()[0].split()
             self._must("ip", "route", "add", *physical, "table", MARKED_TABLE)
-            self._must("ip", "rule", "add", "fwmark", MARK, "lookup", MARKED_TABLE, "priority", 100)
+            self._must("ip", "rule", "add", "fwmark", MARK, "lookup", MARKED_TABLE, "priority", 10)
         if force_default_route:
             networks = networks + ["0.0.0.0/0"]
-        for network in networks:
-            if ":" not in network:  # the lab has no IPv6
-                self._must("ip", "route", "replace", network, "dev", NAME, "metric", 0)
+        for network in dict.fromkeys(networks):
+            # Linux refuses host bits, and takes the metric 0 of an IPv6 route for 1024.
+            family, metric = ("-6", 1) if ":" in network else ("-4", 0)
+            exact = str(ipaddress.ip_network(network, strict=False))
+            self._must("ip", family, "route", "replace", exact, "dev", self._name, "metric", metric)
+
+    def _block_everything_else(self, library):
+        servers = [word.strip() for word in library.get("dns", "").split(",")]
+        kill_switch.switch_on(self._name, MARK, check("wg", "show", self._name, "listen-port"),
+                              [server for server in servers if is_address(server)])
 
     def _must(self, *arguments):
         environment = dict(os.environ, WG_ENDPOINT_RESOLUTION_RETRIES="0")
@@ -119,6 +141,7 @@ class WireguardInterface:
         """Removes the interface, its policy rule and its routes; waits for the process to end."""
         if self._process is None:
             return
+        kill_switch.switch_off()
         while run("ip", "rule", "delete", "fwmark", MARK, "lookup", MARKED_TABLE)[0] == 0:
             pass
         run("ip", "route", "flush", "table", MARKED_TABLE)

@@ -1,0 +1,46 @@
+"""What one part of the demonstration saw, for its report."""
+
+import time
+
+from . import places
+
+
+class Part:
+    """Checks are printed as they are made. Times are seconds since the part began."""
+
+    def __init__(self, title, story, on_windows):
+        self.title, self.story, self.on_windows = title, story, on_windows
+        self.events, self.echoes, self.routes, self.packets, self.checks = [], [], {}, [], []
+        self._began = time.monotonic()
+        print(f"\n== {title}\n{story}\n", flush=True)
+
+    def now(self):
+        return time.monotonic() - self._began
+
+    def event(self, text):
+        self.events.append((self.now(), text))
+        print(f"  {self.now():5.2f} s  {text}", flush=True)
+
+    def note_routes(self, when):
+        """The machine's IPv4 routes; `when` is "before", "during" or "after"."""
+        self.routes[when] = places.check_in(places.MACHINE, "ip", "-4", "route").splitlines()
+
+    def note_packets(self, what, by_gateway, by_tunnel):
+        self.packets.append((what, by_gateway, by_tunnel))
+        print(f"  {what}: {by_gateway} packets by the gateway, {by_tunnel} by the tunnel", flush=True)
+
+    def note_echoes(self, administrator):
+        self.echoes = [(sent - self._began, back and back - self._began)
+                       for sent, back in administrator.history() if sent >= self._began]
+
+    def check(self, description, holds):
+        self.checks.append((description, bool(holds)))
+        print(f"  {'ok      ' if holds else 'FAILED  '}{description}", flush=True)
+
+    @property
+    def failures(self):
+        return sum(not holds for _, holds in self.checks)
+
+    def as_dictionary(self):
+        names = ("title", "story", "on_windows", "events", "echoes", "routes", "packets", "checks")
+        return {name: getattr(self, name) for name in names}

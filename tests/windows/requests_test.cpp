@@ -10,8 +10,7 @@ namespace {
 using Request = ServedMachine;
 
 TEST_F(Request, ForTheStatusOfAFreshServerIsAnsweredWithDefaultReports) {
-  EXPECT_EQ(Ask(kStatus),
-            EndWithFreshReports(R"({"ok":true,"phase":"disconnected","tunnel_running":false)"));
+  EXPECT_EQ(Ask(kStatus), Reply(R"({"ok":true,"phase":"disconnected","tunnel_running":false)"));
 }
 
 TEST_F(Request, WithAConfigurationPathIsRefused) {

@@ -48,7 +48,7 @@ inline const std::string kBypassOff =
     R"("message":"admin bypass disabled for this build/config"})";
 
 // The guard record of kConnect without the guard, up to the snapshots of the routes.
-inline const std::string kGuardOff = std::string(kFreshGuard, sizeof(kFreshGuard) - sizeof("}")) +
+inline const std::string kGuardOff = kFreshGuard.substr(0, kFreshGuard.size() - 1) +
                                      R"(,"generated_allowed_ips_before":"0.0.0.0/0, ::/0")";
 
 // What a teardown without bypass routes logs.

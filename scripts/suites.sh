@@ -1,13 +1,13 @@
-# Sourced by ./test: the suites. Each has a name, a word about what it checks, the Debian packages
-# that it needs, and a function that runs it.
+# Sourced by ./test: the suites. Each has a name, a description, the Debian packages that it needs,
+# and a function that runs it.
 # shellcheck shell=bash disable=SC2034,SC2154  # ./test reads the tables; common.sh sets the paths
 
 host_suites=()
 windows_suites=()
 declare -A suite_about suite_packages
 
-# host_suite NAME ABOUT PACKAGE...; windows_suite likewise. The two lists run side by side, each from
-# its top to its bottom.
+# host_suite NAME DESCRIPTION PACKAGE... and windows_suite add a suite to one of the two lists, which
+# run in parallel. Each list runs in its own order.
 host_suite() {
   host_suites+=("$1")
   describe "$@"
@@ -21,30 +21,30 @@ describe() {
   suite_packages[$1]=${*:3}
 }
 
-# What needs neither Wine nor root and takes about as long as the build of the host.
+# "./test quick": the suites that need neither Wine nor root. clang-tidy takes longer than all of these.
 quick_suites=(rules format shell docs host)
 
 host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
-# The test programs that note texts for docs/schema, and those in which threads are involved.
+# The test executables that note replies for the suite docs, and those that use threads.
 noting_tests=(scenarios_tests ipc_tests client_tests)
 threaded_tests=(simulated_tests service_tests ipc_tests scenarios_tests bypass_local_addresses_tests)
 
-host_suite rules "who may include whom (scripts/check_rooms)" git
+host_suite rules "the include rules of the folders (scripts/check_rooms)" git
 suite_rules() { check rules scripts/check_rooms; }
 
-host_suite format "clang-format" git clang-format
+host_suite format "the format of the C++ sources (clang-format)" git clang-format
 suite_format() {
   check format bash -o pipefail -c "git ls-files -co --exclude-standard -- '*.h' '*.cpp' |
     xargs clang-format --dry-run -Werror"
 }
 
-host_suite shell "shellcheck" git shellcheck
+host_suite shell "the shell scripts (shellcheck)" git shellcheck
 suite_shell() {
   check shell bash -c "git ls-files -co --exclude-standard |
     xargs grep -lIE '^#!.*\b(bash|sh)$' | xargs shellcheck -x"
 }
 
-host_suite docs "documents, schemas and the replies of the simulated machine agree" \
+host_suite docs "documents, JSON schemas, replies and words of the service agree" \
   "${host_packages[@]}" python3-jsonschema
 suite_docs() {
   build_preset host "${noting_tests[@]}"
@@ -54,20 +54,20 @@ suite_docs() {
 host_suite host "the logic over the simulated machine" "${host_packages[@]}"
 suite_host() { build_preset host && gtests host build/host/*_tests; }
 
-host_suite tidy "clang-tidy" git "${host_packages[@]}" clang-tidy
+host_suite tidy "the C++ sources (clang-tidy)" git "${host_packages[@]}" clang-tidy
 suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
 
-host_suite asan "host by Clang, with AddressSanitizer and UndefinedBehaviorSanitizer" \
+host_suite asan "the host tests with AddressSanitizer and UndefinedBehaviorSanitizer" \
   "${host_packages[@]}" clang libclang-rt-14-dev
 suite_asan() { build_preset host-asan && gtests asan build/host-asan/*_tests; }
 
-host_suite tsan "host with ThreadSanitizer, where threads are involved" "${host_packages[@]}"
+host_suite tsan "the host tests that use threads, with ThreadSanitizer" "${host_packages[@]}"
 suite_tsan() {
   build_preset host-tsan "${threaded_tests[@]}"
   gtests tsan "${threaded_tests[@]/#/build/host-tsan/}"
 }
 
-windows_suite imports "the executables need nothing but Windows' own DLLs" "${windows_packages[@]}"
+windows_suite imports "the executables import only DLLs that ship with Windows" "${windows_packages[@]}"
 suite_imports() {
   build_preset windows && check imports bash -c 'scripts/check_imports build/windows/*.exe'
 }

@@ -62,9 +62,8 @@ screen() {
   verdict "$name: veltranectl $*" "$wrong"
 }
 
-# other_doctor NAME EXIT_CODE ARGUMENT...: as screen, for veltranectl doctor on a machine on which not
-# all is well. What is recorded is how its screen differs from that of service_doctor, and
-# compare_doctors looks at it when all have run.
+# other_doctor NAME EXIT_CODE ARGUMENT...: runs veltranectl doctor and keeps its screen for
+# compare_doctors.
 other_doctor() {
   local name=$1 expected=$2 status=0 wrong=
   shift 2
@@ -76,6 +75,8 @@ other_doctor() {
   verdict "$name: veltranectl doctor $*" "$wrong"
 }
 
+# Compares the screens that other_doctor has kept. What is recorded of each is its difference to the
+# screen service_doctor.
 compare_doctors() {
   local doctor
   for doctor in "$work"/doctors/*; do
@@ -233,14 +234,14 @@ stop_service() {
 
 uninstall_service() { "$wine64_binary" VeltraneVpnService.exe --uninstall >/dev/null 2>&1; }
 
-# Every file in $replies is named NAME.SCHEMA.json.
+# Validates the files in $replies, which are named NAME.SCHEMA.json.
 schemas() {
-  local line told=
+  local line finished=
   while read -r line; do
     case $line in
       FAILED*) verdict "${line#FAILED }" "see docs/schema" ;;
-      *' passed, '*) passed=$((passed + ${line%% *})) told=yes ;;
+      *' passed, '*) passed=$((passed + ${line%% *})) finished=yes ;;
     esac
   done < <("$root/tests/docs/replies.py" "$replies"/*.json)
-  [ -n "$told" ] || verdict "tests/docs/replies.py" "ended early"
+  [ -n "$finished" ] || verdict "tests/docs/replies.py" "did not finish"
 }

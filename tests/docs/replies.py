@@ -1,10 +1,10 @@
 #!/usr/bin/python3 -B
-"""What programs have printed, against docs/schema.
+"""Validates replies and doctor's findings against docs/schema.
 
-usage: replies.py NAME.SCHEMA.json...    each file holds one text, for the schema of its name
+usage: replies.py NAME.SCHEMA.json...    each file contains one text; its name says which schema
 
-Each schema must also refuse the same object without one of its members, and with a node_id or an
-unknown member that it does not have.
+The schema must also reject the same object without any one of its members, and with an additional
+node_id or unknown member.
 """
 import json
 import pathlib
@@ -15,7 +15,7 @@ from schemas import finish, first_error, names, operations, takes, verdict
 
 
 def complaint(schema, text):
-    """What is wrong with the text or with a schema that takes too much, or nothing."""
+    """What is wrong with the text, or with a schema that accepts too much, or nothing."""
     if schema not in names():
         return f"docs/schema has no {schema}.schema.json"
     try:
@@ -24,20 +24,20 @@ def complaint(schema, text):
         return error
     for key in value:
         if takes(schema, {k: v for k, v in value.items() if k != key}):
-            return f"{schema} does not miss {key}"
+            return f"{schema} does not require {key}"
     for key in {"node_id", "unknown_member"} - set(value):
         if takes(schema, dict(value, **{key: "fra-1"})):
-            return f"{schema} takes {key} too"
+            return f"{schema} accepts an additional {key}"
     return first_error(schema, value)
 
 
 def check_file(path):
     name, schema, _ = path.name.rsplit(".", 2)
-    verdict(f"{schema} takes {name}", complaint(schema, path.read_text()))
+    verdict(f"{name} matches {schema}", complaint(schema, path.read_text()))
 
 
 def operation_of(request):
-    """The operation of a request that is JSON, as those of clients are."""
+    """The operation of a request, if it is JSON."""
     try:
         return json.loads(request, strict=False).get("op")
     except (ValueError, AttributeError):
@@ -45,8 +45,9 @@ def operation_of(request):
 
 
 def breaks_json(reply):
-    """Whether the node of a reply, which is copied as it is, has a double quote."""
-    node = re.match(r'{"ok":true,"phase":"\w+","node_id":"(.*)","(tunnel_running|admin_bypass)":', reply, re.DOTALL)
+    """Whether the reply has a double quote in its node, which the service does not escape."""
+    node = re.match(r'{"ok":true,"phase":"\w+","node_id":"(.*)","(tunnel_running|admin_bypass)":', reply,
+                    re.DOTALL)
     return node and '"' in node[1]
 
 
@@ -55,39 +56,39 @@ def check_exchange(name, request, reply, seen):
         return
     operation = operation_of(request)
     if reply.startswith('{"ok":true,'):
-        verdict(f"reply-{operation} takes {name}", complaint(f"reply-{operation}", reply))
+        verdict(f"{name} matches reply-{operation}", complaint(f"reply-{operation}", reply))
         seen.add((operation, None))
         return
-    verdict(f"reply-error takes {name}", complaint("reply-error", reply))
+    verdict(f"{name} matches reply-error", complaint("reply-error", reply))
     error = re.search(r'"error":"(\w*)"', reply)[1]
     if error in operations()[None]:
         seen.add((None, error))
         return
-    verdict(f"docs/protocol.md knows {name}",
-            "" if error in operations().get(operation, []) else f"{operation} has no error {error} there")
+    verdict(f"docs/protocol.md lists the error of {name}",
+            "" if error in operations().get(operation, []) else f"not {error} for {operation}")
     seen.add((operation, error))
 
 
-def check_account(path, seen):
-    """GoogleTest's account of a run, in which tests have noted requests, replies and findings."""
+def check_test_report(path, seen):
+    """The report of a GoogleTest executable, with the properties that its tests have recorded."""
     for suite in json.loads(path.read_text(errors="replace"))["testsuites"]:
         for test in suite["testsuite"]:
             name = f"{suite['name']}.{test['name']}"
             for key, text in test.items():
                 if key.startswith("request_"):
                     number = key.removeprefix("request_")
-                    check_exchange(f"reply {number}, of {name}", text, test[f"reply_{number}"], seen)
+                    check_exchange(f"reply {number} ({name})", text, test[f"reply_{number}"], seen)
                 elif key == "doctor":
-                    verdict(f"doctor takes what {name} prints", complaint("doctor", text))
+                    verdict(f"the output of {name} matches doctor", complaint("doctor", text))
 
 
-def check_accounts(paths):
+def check_test_reports(paths):
     seen = set()
     for path in paths:
-        check_account(path, seen)
+        check_test_report(path, seen)
     for operation, errors in operations().items():
         for outcome in [*([None] if operation else []), *errors]:
-            verdict(f"a host test sees {operation or 'any request'} answered with {outcome or 'success'}",
+            verdict(f"a host test gets {outcome or 'a success'} for {operation or 'any request'}",
                     "" if (operation, outcome) in seen else "none does")
 
 

@@ -18,7 +18,7 @@ _passed = _failed = 0
 
 
 def verdict(name, wrong=""):
-    """Counts a check, which has passed when nothing is wrong; tells of it otherwise."""
+    """Counts a check, which has passed when nothing is wrong; prints it otherwise."""
     global _passed, _failed
     if wrong:
         _failed += 1
@@ -28,7 +28,7 @@ def verdict(name, wrong=""):
 
 
 def finish():
-    """The last line; ends the program."""
+    """Prints the last line and exits."""
     print(f"{_passed} passed, {_failed} failed")
     sys.exit(1 if _failed or not _passed else 0)
 
@@ -46,7 +46,7 @@ def validator(name):
 
 
 def schema_error(name):
-    """What keeps a schema from being one, or nothing."""
+    """What is wrong with the schema itself, or nothing."""
     try:
         jsonschema.Draft202012Validator.check_schema(validator(name).schema)
     except jsonschema.SchemaError as error:
@@ -77,12 +77,11 @@ def words(cell):
 
 @functools.cache
 def operations():
-    """Each operation's word with the words of the errors that it may be answered with. The row
-    without a word, under None here, has those that any request may be answered with."""
+    """The errors of each operation. Those of any request are in the row without a word, here None."""
     return {(words(row[0]) or [None])[0]: words(row[3]) for row in table("protocol.md", "`op`")}
 
 
 @functools.cache
 def errors():
-    """Each error's word with its message and whether the reply carries the reports."""
+    """The message of each error, and whether its reply has the reports."""
     return {words(row[0])[0]: (row[1], row[2] == "yes") for row in table("protocol.md", "`error`")}

@@ -1,18 +1,18 @@
-# Sourced by ./test: how the outcome of a suite is counted. Every suite writes one line "NAME PASSED
-# FAILED SKIPPED NOTE" to $logs/results.
+# Sourced by ./test: how the results of the suites are counted. Every suite writes one line
+# "NAME PASSED FAILED SKIPPED NOTE" to $logs/results.
 # shellcheck shell=bash disable=SC2154  # root and build come from common.sh
 
 logs=$build/test
-# No suite waits for ever: a hang is a failure.
+# No suite waits forever: a hang is a failure.
 patience=(timeout --foreground --kill-after=10 1200)
 
-# record NAME PASSED FAILED SKIPPED NOTE
+# record NAME PASSED FAILED SKIPPED NOTE: stores and prints the result of a suite.
 record() {
   printf '%s\n' "$*" >>"$logs/results"
   printf '%-12s %d passed, %d failed, %d skipped  %s\n' "$1" "$2" "$3" "$4" "$5"
 }
 
-# show_failure LOG: what a suite that failed has to say.
+# show_failure LOG: prints the failures in the log of a suite.
 show_failure() {
   say "---- $1"
   grep -aE 'FAILED|error:|Failure|Sanitizer' -A 12 "$1" | head -150 || tail -50 "$1"
@@ -47,8 +47,8 @@ gtests() {
   [ "$failed" -eq 0 ] || show_failure "$log"
 }
 
-# count_gtests LOG STATUS: adds what a GoogleTest run printed to the caller's counts. A run that
-# ended badly without naming a test counts as one failure, and so does one without a test.
+# count_gtests LOG STATUS: adds the results of a GoogleTest run to the caller's counts. A run that
+# fails without naming a test counts as one failure, and so does a run without tests.
 count_gtests() {
   local p f s
   p=$(sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?.*/\1/p' "$1")
@@ -60,7 +60,7 @@ count_gtests() {
   skipped=$((skipped + ${s:-0}))
 }
 
-# summary_suite NAME COMMAND...: a suite whose output says "N passed, N failed[, N skipped]" last.
+# summary_suite NAME COMMAND...: a suite whose last line is "N passed, N failed[, N skipped]".
 summary_suite() {
   local name=$1 log=$logs/$1.log status=0 line passed failed skipped
   shift

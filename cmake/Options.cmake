@@ -10,4 +10,5 @@ add_library(options INTERFACE)
 target_include_directories(options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
   # GCC 12 warns about overlaps in string concatenation that do not exist (GCC bug 105329).
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)

@@ -1,7 +1,5 @@
 #include "ipc/dispatcher.h"
 
-#include <mutex>
-
 #include "bypass/host_routes.h"
 #include "bypass/records.h"
 #include "guard/route_guard_result.h"
@@ -31,14 +29,8 @@ std::string RegisterSession(IpcServer& server, const std::string& request) {
 }
 
 std::string Status(IpcServer& server) {
-  std::string phase;
-  std::string node_id;
-  {
-    const std::lock_guard<std::mutex> lock(server.state_mutex);
-    phase = server.phase;
-    node_id = server.node_id;
-  }
-  std::string reply = MakeOkReply(phase, node_id);
+  const ConnectionPhase state = server.Snapshot();
+  std::string reply = MakeOkReply(state.phase, state.node_id);
   reply.pop_back();  // the closing brace: one more member follows
   reply += std::string(",\"tunnel_running\":") + (TunnelManager::IsRunning() ? "true" : "false");
   reply += "}";

@@ -28,9 +28,14 @@ void IpcServer::Stop() {
 }
 
 void IpcServer::SetPhase(const std::string& new_phase, const std::string& new_node_id) {
-  const std::lock_guard<std::mutex> lock(state_mutex);
+  const MutexLock lock(state_mutex);
   phase = new_phase;
   node_id = new_node_id;
+}
+
+ConnectionPhase IpcServer::Snapshot() const {
+  const MutexLock lock(state_mutex);
+  return {.phase = phase, .node_id = node_id};
 }
 
 }  // namespace veltrane

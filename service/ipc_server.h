@@ -1,9 +1,10 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <thread>
+
+#include "platform/mutex.h"
 
 namespace veltrane {
 
@@ -11,6 +12,12 @@ namespace veltrane {
 inline constexpr char kPhaseDisconnected[] = "disconnected";
 inline constexpr char kPhaseConnecting[] = "connecting";
 inline constexpr char kPhaseConnected[] = "connected";
+
+// The phase and the node of the connection at one moment.
+struct ConnectionPhase {
+  std::string phase = kPhaseDisconnected;
+  std::string node_id;  // empty in every phase except "connected"
+};
 
 // The control channel server, one per process: its threads, the client's session, and the phase of
 // the connection.
@@ -24,12 +31,12 @@ struct IpcServer {
   // Set to make the auto-stop thread return early.
   std::atomic<bool> auto_stop_cancel = false;
   // Guards phase and node_id; held only while they are copied or assigned.
-  std::mutex state_mutex;
+  mutable Mutex state_mutex;
   // The nonce that a client registered; empty turns the session check off. Pipe thread only.
   std::string session_nonce;
-  std::string phase = kPhaseDisconnected;
+  std::string phase VELTRANE_GUARDED_BY(state_mutex) = kPhaseDisconnected;
   // The node of the connection; empty in every phase except "connected".
-  std::string node_id;
+  std::string node_id VELTRANE_GUARDED_BY(state_mutex);
 
   IpcServer() = default;
   IpcServer(const IpcServer&) = delete;
@@ -51,6 +58,10 @@ struct IpcServer {
   // Sets the phase and the node under one lock of the mutex. Throws std::system_error when the
   // mutex cannot be locked.
   void SetPhase(const std::string& new_phase, const std::string& new_node_id = {});
+
+  // Copies the phase and the node under one lock of the mutex. Throws std::system_error when the
+  // mutex cannot be locked.
+  ConnectionPhase Snapshot() const;
 };
 
 }  // namespace veltrane

@@ -28,7 +28,8 @@ class IpcServerTest : public OnSteppedMachine {
 
   // The phase and, when there is one, the node: "connecting", "connected n1".
   std::string PhaseAndNode() const {
-    return server.node_id.empty() ? server.phase : server.phase + " " + server.node_id;
+    const ConnectionPhase state = server.Snapshot();
+    return state.node_id.empty() ? state.phase : state.phase + " " + state.node_id;
   }
 
   IpcServer server;

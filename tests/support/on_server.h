@@ -3,7 +3,6 @@
 // The fixture of tests that hand requests to a server.
 
 #include <future>
-#include <mutex>
 #include <string>
 
 #include "service/ipc_server.h"
@@ -19,17 +18,17 @@ class OnServer : public OnMachine {
 
   // The phase and, when there is one, the node: "connecting", "connected fra-1". For any thread.
   std::string PhaseAndNode() {
-    const std::lock_guard<std::mutex> lock(server.state_mutex);
-    return server.node_id.empty() ? server.phase : server.phase + " " + server.node_id;
+    const ConnectionPhase state = server.Snapshot();
+    return state.node_id.empty() ? state.phase : state.phase + " " + state.node_id;
   }
 
   // Whether another thread could read the phase at this moment.
   bool PhaseIsReadable() {
     return std::async(std::launch::async,
                       [this] {
-                        const std::unique_lock<std::mutex> lock(server.state_mutex,
-                                                                std::try_to_lock);
-                        return lock.owns_lock();
+                        const bool free = server.state_mutex.TryLock();
+                        if (free) server.state_mutex.Unlock();
+                        return free;
                       })
         .get();
   }

@@ -3,8 +3,8 @@
 
 usage: replies.py NAME.SCHEMA.json...    each file contains one text; its name says which schema
 
-The schema must also reject the same object without any one of its members, and with an additional
-node_id or unknown member.
+Taken strictly, the schema must also reject the same object without any one of its members, and with
+an additional node_id or unknown member.
 """
 import json
 import pathlib

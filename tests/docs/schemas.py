@@ -38,30 +38,45 @@ def names():
     return sorted(path.name.removesuffix(".schema.json") for path in FOLDER.iterdir())
 
 
+def closed(schema):
+    """The same schema, but none of its objects may have a member that it does not list."""
+    if isinstance(schema, list):
+        return [closed(element) for element in schema]
+    if not isinstance(schema, dict):
+        return schema
+    kept = {key: closed(value) for key, value in schema.items()}
+    return {**kept, "additionalProperties": False} if schema.get("type") == "object" else kept
+
+
 @functools.cache
-def validator(name):
-    schema = json.loads((FOLDER / f"{name}.schema.json").read_text())
-    resolver = jsonschema.RefResolver(base_uri=f"{FOLDER.as_uri()}/", referrer=schema)
+def validator(name, strict=True):
+    """The schema as client makers use it lets a reply have members that it does not list, because a
+    client must ignore them. A member that this service sends is listed: that is strict."""
+    schemas = {f"{FOLDER.as_uri()}/{path.name}": json.loads(path.read_text()) for path in FOLDER.iterdir()}
+    if strict:
+        schemas = {uri: closed(schema) for uri, schema in schemas.items()}
+    schema = schemas[f"{FOLDER.as_uri()}/{name}.schema.json"]
+    resolver = jsonschema.RefResolver(base_uri=f"{FOLDER.as_uri()}/", referrer=schema, store=schemas)
     return jsonschema.Draft202012Validator(schema, resolver=resolver)
 
 
 def schema_error(name):
     """What is wrong with the schema itself, or nothing."""
     try:
-        jsonschema.Draft202012Validator.check_schema(validator(name).schema)
+        jsonschema.Draft202012Validator.check_schema(validator(name, strict=False).schema)
     except jsonschema.SchemaError as error:
         return error.message
     return ""
 
 
-def first_error(name, value):
+def first_error(name, value, strict=True):
     """What is wrong with the value, or nothing."""
-    error = jsonschema.exceptions.best_match(validator(name).iter_errors(value))
+    error = jsonschema.exceptions.best_match(validator(name, strict).iter_errors(value))
     return f"{error.json_path}: {error.message}" if error else ""
 
 
-def takes(name, value):
-    return validator(name).is_valid(value)
+def takes(name, value, strict=True):
+    return validator(name, strict).is_valid(value)
 
 
 def table(document, first_heading):

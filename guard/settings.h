@@ -1,8 +1,8 @@
 #pragma once
 
 // Settings from three environment scopes: the process, and the machine and the user as stored in
-// the registry. The last two are read because a service's own environment rarely has what an
-// administrator has set. Nothing is cached. A scope that cannot be read is empty.
+// the registry. The last two are read because a service's process environment is as old as the last
+// start of Windows. Nothing is cached. A scope that cannot be read is empty.
 
 #include <cstdint>
 #include <string>

@@ -11,7 +11,9 @@ namespace veltrane {
 std::uint32_t RunAsService();
 
 // The ServiceMain function, called on a new thread: reports "start pending", starts the control
-// channel server, prints the passive startup report, reports "running", and returns after a stop.
+// channel server, prints the passive startup report, reports "running", and returns after a stop. A
+// stop that still waits for the server when this thread destroys it, within 500 ms, ends the
+// process.
 void ServiceMain();
 
 // The control handler, called on the dispatcher's thread. On a stop it ends the server, then

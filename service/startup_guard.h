@@ -1,9 +1,9 @@
 #pragma once
 
-// The passive phase: until a client requests a connection, the service changes nothing on the
-// machine. This file keeps the record that proves it, and the hook that every operation calls
-// before it changes the machine. Threads: any, except that the timestamp has no lock and is set
-// before another thread can read it.
+// The passive phase: until a client requests a connection, the service is to change nothing on the
+// machine. A disconnect is the one request that may do so before. This file keeps the record that
+// proves it, and the hook that every operation calls before it changes the machine. Threads: any,
+// except that the timestamp has no lock and is set before another thread can read it.
 
 #include <cstdint>
 #include <string>

@@ -24,8 +24,9 @@ bool WriteActiveConf(const ConnectionProfile& profile, std::string* error);
 
 // Overwrites active.conf with zeros and deletes it. Returns true when the file has been deleted or
 // did not exist. When the deletion fails, returns false and, unless `error` is null, sets it to
-// "delete active.conf failed". Throws std::filesystem::filesystem_error ("exists") when it cannot
-// be determined whether the file exists.
+// "delete active.conf failed"; on Windows that happens whenever the file could be overwritten, and
+// a file of zeros remains. Throws std::filesystem::filesystem_error ("exists") when it cannot be
+// determined whether the file exists.
 bool DeleteActiveConf(std::string* error);
 
 // Gives Local System and the Administrators group full access to a file or folder, and no one else

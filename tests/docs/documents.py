@@ -5,6 +5,8 @@ import re
 from schemas import (ROOT, errors, first_error, names, operations, schema_error, table, takes, validator,
                      verdict, words)
 
+DOCUMENTS = sorted([ROOT / "README.md", *(ROOT / "docs").glob("*.md")])
+
 
 def with_more_members(value):
     """The same value with a member in each of its objects that no document knows."""
@@ -29,11 +31,27 @@ def check_example(name, schema, text):
                 first_error(schema, with_more_members(value), strict=False))
 
 
+def anchors(document):
+    """The names of the document's headings, as they stand behind the # of a link."""
+    headings = re.findall(r"^#+ +(.*)$", document.read_text(), re.MULTILINE)
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def check_links():
+    """Every link within the project leads to a file, and to a heading of it."""
+    for document in DOCUMENTS:
+        for target, heading in re.findall(r"\]\((?!\w+:)([^)#\s]*)#?([^)\s]*)\)", document.read_text()):
+            found = document.parent / target if target else document
+            wrong = "no such file" if not found.exists() else \
+                "no such heading" if heading and heading not in anchors(found) else ""
+            verdict(f"{document.relative_to(ROOT)} links {target}#{heading}", wrong)
+
+
 def check_examples():
     """Every JSON block names its schema after the word json."""
     shown = set()
-    for document in sorted([ROOT / "README.md", *(ROOT / "docs").glob("*.md")]):
-        block = re.compile(r"^ *```json *(\S*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
+    block = re.compile(r"^ *```json *(\S*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
+    for document in DOCUMENTS:
         for number, (schema, text) in enumerate(block.findall(document.read_text()), 1):
             name = f"example {number} of {document.relative_to(ROOT)}"
             verdict(f"{name} names its schema", "" if schema in names() else f"{schema!r} is not one")
@@ -109,6 +127,7 @@ def check_settings():
 def check_documents():
     for name in names():
         verdict(f"{name} is a valid schema", schema_error(name))
+    check_links()
     check_examples()
     check_connect_requests()
     check_operations()

@@ -1,6 +1,6 @@
 #pragma once
 
-// Reading the replies of the service. Of its reports, only what the screens show is read.
+// Reading the replies of the service.
 
 #include <optional>
 #include <string>

@@ -8,7 +8,6 @@
 namespace veltrane::simulated {
 namespace {
 
-constexpr int kPathNotFound = 3;                 // ERROR_PATH_NOT_FOUND
 constexpr std::uint32_t kReplaceExisting = 0x1;  // MOVEFILE_REPLACE_EXISTING
 
 std::wstring Tidy(std::wstring path) {

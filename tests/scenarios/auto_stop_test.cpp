@@ -43,9 +43,9 @@ TEST_F(AutoStop, ADelayThatAppearsDuringTheConnectIsTakenFromTheSecondReading) {
 }
 
 TEST_F(AutoStop, ADelayThatDisappearsDuringTheConnectStillCounts) {
-  SetAutoStop(L"30");
+  SetAutoStop(L"1");
   machine.OnCall("Service.Start", 1, [this] { SetAutoStop(L""); });
-  EXPECT_THAT(Handle(kConnect), HasSubstr(R"("auto_stop_deadline_utc":"2026-11-16T02:25:37Z"}})"));
+  EXPECT_THAT(Handle(kConnect), HasSubstr(R"("auto_stop_deadline_utc":"2026-11-16T02:25:08Z"}})"));
 }
 
 TEST_F(AutoStop, WithoutTheGuardTheBypassRecordCarriesTheDelayThatTheBypassRead) {
@@ -64,6 +64,13 @@ TEST_F(AutoStop, WithTheGuardTheBypassRecordCarriesTheDelayThatTheGuardRead) {
   machine.OnCall("ReadProcessVariable", 3, [this] { SetAutoStop(L"60"); });
   EXPECT_THAT(Handle(kConnect),
               HasSubstr(R"("skipped_for_safe_mode":true,"auto_stop_seconds":45,)"));
+}
+
+TEST_F(AutoStop, WithTheGuardTheBypassRecordKeepsItsOwnDelayWhenTheGuardReadNone) {
+  SetGuard();
+  machine.OnCall("ReadProcessVariable", 3, [this] { SetAutoStop(L"60"); });
+  EXPECT_THAT(Handle(kConnect),
+              HasSubstr(R"("skipped_for_safe_mode":true,"auto_stop_seconds":60,)"));
 }
 
 TEST_F(AutoStop, WithoutADelayOrWithADelayOfZeroThereIsNoTimer) {

@@ -84,7 +84,7 @@ TEST_F(AutoStop, WithoutADelayOrWithADelayOfZeroThereIsNoTimer) {
 }
 
 TEST_F(AutoStop, ASecondIsTenSleepsOf100Milliseconds) {
-  for (const std::size_t seconds : {1, 120}) {
+  for (const std::size_t seconds : {std::size_t{1}, std::size_t{120}}) {
     const std::size_t before = machine.clock.Sleeps().size();
     ConnectFor(std::to_wstring(seconds));
     PassSleeps(10 * seconds - 1);

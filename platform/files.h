@@ -35,7 +35,8 @@ class OutputFile {
   // nullopt when the file cannot be opened.
   static std::optional<OutputFile> Open(const std::wstring& path);
 
-  // Hands bytes to the stream, which may keep them until Close.
+  // Hands bytes to the stream. A write of 1024 bytes or more reaches the file at once; smaller ones
+  // are kept back until they come to about 4 KB, or until Close.
   void Write(std::string_view bytes);
 
   // Flushes and closes; false when a write or the close failed. Called once.

@@ -70,9 +70,9 @@ TEST_F(PipeAccess, WithoutTheSidOfAdministratorsTheirEntryIsLeftOut) {
                                    "user S-1-5-21-1-2-3-1001 0xc0100000 inherit 0"}));
 }
 
-TEST_F(PipeAccess, WithoutAnySidTheListIsBuiltEmpty) {
+TEST_F(PipeAccess, WithoutAnySidThereIsNoListAndSoNoSecurity) {
   machine.FailAlways("MakeNtSid", 8);
-  EXPECT_EQ(BuiltEntries(), Texts{});
+  EXPECT_EQ(BuiltEntries(), Texts{"no security"});
   EXPECT_EQ(machine.calls.Of("MakeSecurityAttributes"), Texts{"MakeSecurityAttributes 0 entries"});
 }
 

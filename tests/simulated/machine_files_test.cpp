@@ -23,10 +23,10 @@ constexpr wchar_t kTemporary[] = L"C:\\ProgramData\\Veltrane\\tunnels\\active.co
 
 TEST(SimulatedFiles, FoldersAreCreatedWithTheirParents) {
   Machine machine;
-  EXPECT_FALSE(CreateFolders(kFolder));
+  EXPECT_TRUE(CreateFolders(kFolder));
   EXPECT_TRUE(machine.files.IsFolder(L"C:\\ProgramData\\Veltrane"));
   EXPECT_TRUE(machine.files.IsFolder(L"c:\\programdata\\VELTRANE\\tunnels\\"));
-  EXPECT_FALSE(CreateFolders(kFolder));
+  EXPECT_TRUE(CreateFolders(kFolder));
 }
 
 TEST(SimulatedFiles, FileInTheWayOfAFolderIsAnError) {
@@ -122,7 +122,6 @@ TEST(SimulatedFiles, OpenFileCannotBeDeleted) {
     OutputFile file = OutputFile::Open(kFile).value();
     file.Write(std::string(4096, '\0'));
     EXPECT_FALSE(RemoveFile(kFile));
-    EXPECT_EQ(machine.files.Bytes(kFile), "");
   }
   EXPECT_EQ(machine.files.Bytes(kFile), std::string(4096, '\0'));
   EXPECT_TRUE(RemoveFile(kFile));

@@ -80,6 +80,12 @@ class Pipes {
   };
   Opened TryOpen(const std::wstring& name);
   std::shared_ptr<Connection> WaitAndOpen(const std::wstring& name);
+
+  // 0 when an instance is free, 2 without an instance; else the time passes and the answer is 121.
+  std::uint32_t WaitUntilFree(const std::wstring& name, std::uint32_t milliseconds);
+
+  // Waits for a message of the server or its end, at most this long; false when none came.
+  bool WaitForServer(Connection& connection, std::uint32_t milliseconds);
   bool Send(Connection& connection, std::string_view message);
   std::optional<std::string> Receive(Connection& connection);
   void CloseClient(Connection& connection);

@@ -19,7 +19,7 @@ constexpr unsigned char kNtAuthority = 5;
 
 std::optional<Sid> BuildNtSid(const std::vector<std::uint32_t>& sub_authorities) {
   const std::size_t count = sub_authorities.size();
-  if (count == 0 || count > kMostSubAuthorities) return std::nullopt;
+  if (count > kMostSubAuthorities) return std::nullopt;
   Sid sid;
   sid.bytes = {1, static_cast<unsigned char>(count), 0, 0, 0, 0, 0, kNtAuthority};
   for (const std::uint32_t sub_authority : sub_authorities) {
@@ -64,7 +64,7 @@ std::vector<std::string> AccessTexts(const std::vector<AccessEntry>& entries) {
 
 Sid NtSid(const std::vector<std::uint32_t>& sub_authorities) {
   const std::optional<Sid> sid = BuildNtSid(sub_authorities);
-  if (!sid) Die("a SID needs one to eight sub-authorities");
+  if (!sid) Die("a SID has eight sub-authorities at most");
   return *sid;
 }
 
@@ -100,7 +100,7 @@ SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& e
   const bool valid = std::all_of(entries.begin(), entries.end(), [](const AccessEntry& entry) {
     return simulated::IsValid(entry.sid);
   });
-  if (!valid) return nullptr;
+  if (!valid || entries.empty()) return nullptr;
   machine.security.CountRecord(true);
   return SecurityAttributesOwner(new SecurityAttributes{entries});
 }

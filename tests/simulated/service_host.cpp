@@ -52,15 +52,18 @@ void ServiceHost::Run(const std::wstring& name, void (*service_main)()) {
   {
     const std::lock_guard<std::mutex> lock(core_.mutex);
     dispatched_name_ = name;
+    dispatching_ = true;
   }
   std::thread(service_main).join();
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  dispatching_ = false;
   handler_ = nullptr;
 }
 
 ServiceStatusHandle ServiceHost::Register(const std::wstring& name,
                                           void (*handler)(std::uint32_t)) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (!dispatching_) return nullptr;
   handler_name_ = name;
   handler_ = handler;
   return this;

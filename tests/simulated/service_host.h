@@ -42,6 +42,7 @@ class ServiceHost {
 
  private:
   Core& core_;
+  bool dispatching_ = false;
   std::wstring dispatched_name_;
   std::wstring handler_name_;
   void (*handler_)(std::uint32_t) = nullptr;

@@ -70,7 +70,7 @@ TEST_F(ActiveConfDelete, FillsAnEmptyFileWith4096ZeroBytes) {
   EXPECT_EQ(machine.files.Bytes(kActive), std::string(4096, '\0'));
 }
 
-TEST_F(ActiveConfDelete, TruncatesTheFileBeforeTheDeletionIsTried) {
+TEST_F(ActiveConfDelete, OverwritesTheFileBeforeTheDeletionIsTried) {
   machine.files.AddFile(kActive, kKey);
   std::optional<std::string> bytes;
   int streams = 0;
@@ -79,7 +79,7 @@ TEST_F(ActiveConfDelete, TruncatesTheFileBeforeTheDeletionIsTried) {
     streams = machine.files.OpenStreams();
   });
   EXPECT_FALSE(Delete());
-  EXPECT_EQ(bytes, "");
+  EXPECT_EQ(bytes, std::string(4096, '\0'));
   EXPECT_EQ(streams, 1);
 }
 
@@ -144,12 +144,12 @@ TEST_F(ActiveConfDelete, StillTruncatesTheFileWhenTheZerosCannotBeWritten) {
   EXPECT_EQ(machine.files.Bytes(kActive), "");
 }
 
-TEST_F(ActiveConfDelete, StillTruncatesTheFileWhenTheScrubCannotBeClosed) {
+TEST_F(ActiveConfDelete, LeavesTheZerosWhenTheScrubCannotBeClosed) {
   machine.files.AddFile(kActive, kKey);
   machine.Fail("OutputFile.Close", 1, 112);
   EXPECT_FALSE(Delete());
   EXPECT_EQ(error, "delete active.conf failed");
-  EXPECT_EQ(machine.files.Bytes(kActive), "");
+  EXPECT_EQ(machine.files.Bytes(kActive), std::string(4096, '\0'));
 }
 
 TEST_F(ActiveConfDelete, FailsOnAFolderOfThatName) {

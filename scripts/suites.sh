@@ -76,7 +76,8 @@ summary_suite() {
 }
 
 # The test folders in which threads are involved.
-threaded_tests=(simulated_tests service_tests ipc_tests scenarios_tests bypass_local_addresses_tests)
+threaded_tests=(contract_tests simulated_tests service_tests ipc_tests scenarios_tests
+  bypass_local_addresses_tests)
 
 suite_rules() { check rules scripts/check_rooms; }
 suite_format() {
@@ -96,6 +97,10 @@ suite_tsan() {
 }
 suite_windows() {
   build_preset windows && summary_suite windows tests/windows/run_all build/windows
+}
+suite_contract() {
+  build_preset windows contract_tests &&
+    summary_suite contract tests/contract/run_all build/windows
 }
 suite_imports() {
   build_preset windows && check imports bash -c 'scripts/check_imports build/windows/*.exe'

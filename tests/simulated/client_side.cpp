@@ -135,7 +135,8 @@ std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const By
   simulated::Files& files = Machine::Current().files;
   const simulated::Files::Reading reading = files.BeginReading(simulated::Widen(path));
   if (reading.node == nullptr) return reading.error;
-  const std::uint32_t status = simulated::GiveBytes(reading.node->bytes, limit, sink);
+  const std::string bytes = reading.node->bytes;  // the file may change under the reader
+  const std::uint32_t status = simulated::GiveBytes(bytes, limit, sink);
   files.EndReading(*reading.node);
   return status;
 }

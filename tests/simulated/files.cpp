@@ -231,7 +231,7 @@ bool Files::Remove(const std::wstring& path) {
 bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const std::shared_ptr<Node> node = Find(path);
-  if (node == nullptr || entries.empty()) return false;
+  if (node == nullptr || !MakesAccessList(entries)) return false;
   node->access = entries;
   access_sets_.push_back({path, entries});
   return true;

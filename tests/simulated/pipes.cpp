@@ -146,18 +146,17 @@ std::shared_ptr<Pipes::Connection> Pipes::WaitAndOpen(const std::wstring& name) 
 }
 
 std::uint32_t Pipes::WaitUntilFree(const std::wstring& name, std::uint32_t milliseconds) {
-  {
-    const std::lock_guard<std::mutex> lock(core_.mutex);
-    bool found = false;
-    for (const auto& instance : instances_) {
-      if (FoldCase(instance->parameters.name) != FoldCase(name)) continue;
-      if (IsFree(*instance)) return 0;
-      found = true;
-    }
-    if (!found) return kErrorNoSuchPipe;
-  }
-  Machine::Current().clock.Advance(milliseconds);
-  return kErrorWaitTimedOut;
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  const auto belongs = [&name](const auto& instance) {
+    return FoldCase(instance->parameters.name) == FoldCase(name);
+  };
+  if (std::none_of(instances_.begin(), instances_.end(), belongs)) return kErrorNoSuchPipe;
+  const bool free = core_.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
+    return std::any_of(instances_.begin(), instances_.end(), [&](const auto& instance) {
+      return belongs(instance) && IsFree(*instance);
+    });
+  });
+  return free ? 0 : kErrorWaitTimedOut;
 }
 
 bool Pipes::WaitForServer(Connection& connection, std::uint32_t milliseconds) {

@@ -49,6 +49,12 @@ std::string SidText(const Sid& sid) {
   return text;
 }
 
+bool MakesAccessList(const std::vector<AccessEntry>& entries) {
+  return !entries.empty() &&
+         std::all_of(entries.begin(), entries.end(),
+                     [](const AccessEntry& entry) { return IsValid(entry.sid); });
+}
+
 std::string AccessText(const AccessEntry& entry) {
   char rights[40];
   std::snprintf(rights, sizeof(rights), " 0x%08x inherit %u", entry.access_mask, entry.inheritance);
@@ -97,10 +103,7 @@ SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& e
   Machine& machine = Machine::Current();
   const std::string text = std::to_string(entries.size()) + " entries";
   if (machine.calls.Begin("MakeSecurityAttributes", text)) return nullptr;
-  const bool valid = std::all_of(entries.begin(), entries.end(), [](const AccessEntry& entry) {
-    return simulated::IsValid(entry.sid);
-  });
-  if (!valid || entries.empty()) return nullptr;
+  if (!simulated::MakesAccessList(entries)) return nullptr;
   machine.security.CountRecord(true);
   return SecurityAttributesOwner(new SecurityAttributes{entries});
 }

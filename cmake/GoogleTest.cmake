@@ -1,0 +1,3 @@
+# GoogleTest for programs that run under Windows or Wine: the targets gmock and gtest.
+set(gtest_force_shared_crt ON)
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)

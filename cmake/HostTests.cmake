@@ -13,7 +13,11 @@ function(add_host_tests folder)
   add_test(NAME ${folder} COMMAND ${folder}_tests)
 endfunction()
 
-foreach(folder simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios)
+foreach(folder contract simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios)
   add_host_tests(${folder})
 endforeach()
 add_host_tests(client client)
+
+# The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
+# Windows.
+target_sources(contract_tests PRIVATE tests/contract/stage_simulated.cpp)

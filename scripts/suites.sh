@@ -27,7 +27,8 @@ quick_suites=(rules format shell docs host)
 host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
 # The test executables that note replies for the suite docs, and those that use threads.
 noting_tests=(scenarios_tests ipc_tests client_tests)
-threaded_tests=(simulated_tests service_tests ipc_tests scenarios_tests bypass_local_addresses_tests)
+threaded_tests=(contract_tests simulated_tests service_tests ipc_tests scenarios_tests
+  bypass_local_addresses_tests)
 
 host_suite rules "the include rules of the folders (scripts/check_rooms)" git
 suite_rules() { check rules scripts/check_rooms; }
@@ -70,6 +71,12 @@ suite_tsan() {
 windows_suite imports "the executables import only DLLs that ship with Windows" "${windows_packages[@]}"
 suite_imports() {
   build_preset windows && check imports bash -c 'scripts/check_imports build/windows/*.exe'
+}
+
+windows_suite contract "platform/windows/ keeps the contracts of platform/, under Wine" \
+  "${windows_packages[@]}" "${wine_packages[@]}"
+suite_contract() {
+  build_preset windows contract_tests && summary_suite contract tests/contract/run_all build/windows
 }
 
 windows_suite windows "the real executable under Wine" "${windows_packages[@]}" "${wine_packages[@]}" jq

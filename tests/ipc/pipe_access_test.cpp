@@ -57,8 +57,7 @@ const Admission kAdmissions[] = {
     {"WithoutTheSidOfSystem", Failing("MakeNtSid", "S-1-5-18"), {kAdministrators, kConsoleUser}},
     {"WithoutTheSidOfAdministrators",
      Failing("MakeNtSid", "S-1-5-32-544"),
-     {kSystem, kConsoleUser}},
-    {"WithoutAnySid", All({LogOff, Failing("MakeNtSid")}), {}}};
+     {kSystem, kConsoleUser}}};
 
 INSTANTIATE_TEST_SUITE_P(PipeAccess, Entries, testing::ValuesIn(kAdmissions), NameOf<Admission>);
 
@@ -70,6 +69,12 @@ TEST_F(PipeAccess, ConsoleUserIsLookedUpBeforeTheOthersAndTheListIsBuiltOnce) {
             (Texts{"ActiveConsoleSession", "ReadSessionUserSid 1", "MakeNtSid S-1-5-18",
                    "MakeNtSid S-1-5-32-544", "MakeSecurityAttributes 3 entries",
                    "FreeSecurityAttributes"}));
+}
+
+TEST_F(PipeAccess, WithoutAnySidThereIsNoListAndSoNoSecurity) {
+  All({LogOff, Failing("MakeNtSid")})(machine);
+  EXPECT_EQ(BuildPipeSecurity(), nullptr);
+  EXPECT_EQ(machine.calls.Of("MakeSecurityAttributes"), Texts{"MakeSecurityAttributes 0 entries"});
 }
 
 TEST_F(PipeAccess, FailureToBuildTheListYieldsNull) {

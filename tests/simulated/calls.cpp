@@ -1,97 +1,23 @@
 #include "tests/simulated/calls.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 #include <utility>
+
+#include "tests/simulated/boundary_calls.h"
 
 namespace veltrane::simulated {
 namespace {
 
-struct Kind {
-  std::string_view name;
-  bool changes = false;
-  bool fails = true;
-  bool logged = true;
-};
-
-constexpr Kind Reading(std::string_view name) { return {name}; }
-constexpr Kind Changing(std::string_view name) { return {name, true}; }
-constexpr Kind Unfailing(std::string_view name) { return {name, false, false}; }
-constexpr Kind Unlogged(std::string_view name) { return {name, false, true, false}; }
-
-constexpr std::array kKinds{
-    Unfailing("UtcTicks"),
-    Unfailing("Sleep"),
-    Reading("ReadTcpConnections"),
-    Unfailing("PrintOutput"),
-    Unfailing("PrintError"),
-    Unfailing("PrintErrorLine"),
-    Unfailing("PrintDebugger"),
-    Unfailing("InstallConsoleHandler"),
-    Reading("ReadProcessVariable"),
-    Reading("ReadRegistryText"),
-    Changing("CreateFolders"),
-    Reading("TestExistence"),
-    Changing("OutputFile.Open"),
-    Changing("OutputFile.Write"),
-    Changing("OutputFile.Close"),
-    Changing("MoveFileWithFlags"),
-    Changing("RemoveFile"),
-    Changing("SetProtectedAccess"),
-    Unlogged("ParseIpv4"),
-    Unlogged("FormatIpv4"),
-    Unlogged("WideToUtf8"),
-    Reading("Library.Load"),
-    Reading("Library.Find"),
-    Unfailing("Library.Free"),
-    Unfailing("ExecutablePath"),
-    Reading("ServerPipe.Create"),
-    Reading("ServerPipe.WaitForClient"),
-    Reading("ServerPipe.Read"),
-    Reading("ServerPipe.Write"),
-    Unfailing("ServerPipe.Flush"),
-    Unfailing("ServerPipe.Disconnect"),
-    Unfailing("ServerPipe.Close"),
-    Reading("OpenAndClosePipe"),
-    Reading("ReadForwardTable"),
-    Changing("CreateForwardRow"),
-    Changing("DeleteForwardRow"),
-    Reading("FindBestRoute"),
-    Reading("ReadInterfaceNames"),
-    Reading("ReadAdapterAddresses"),
-    Reading("MakeNtSid"),
-    Reading("ReadSessionUserSid"),
-    Reading("MakeSecurityAttributes"),
-    Unfailing("FreeSecurityAttributes"),
-    Reading("ServiceManager.Open"),
-    Reading("ServiceManager.OpenExisting"),
-    Changing("ServiceManager.Create"),
-    Changing("Service.ChangeCommandLine"),
-    Changing("Service.SetSidType"),
-    Changing("Service.Start"),
-    Changing("Service.SendStop"),
-    Reading("Service.QueryState"),
-    Changing("Service.Delete"),
-    Reading("RunServiceDispatcher"),
-    Reading("RegisterControlHandler"),
-    Unfailing("ReportServiceStatus"),
-    Unfailing("IsRemoteSession"),
-    Unfailing("ActiveConsoleSession"),
-    Reading("ReadSessions"),
-    Reading("ReadClientAddress"),
-};
-
-const Kind& KindOf(const std::string& name) {
-  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&name](const Kind& candidate) {
-    return candidate.name == name;
-  });
-  if (kind == kKinds.end()) Die("there is no boundary call named " + name);
-  return *kind;
+const BoundaryCall& Known(const std::string& name) {
+  const auto* call =
+      std::find_if(kBoundaryCalls.begin(), kBoundaryCalls.end(),
+                   [&name](const BoundaryCall& candidate) { return candidate.name == name; });
+  if (call == kBoundaryCalls.end()) Die("there is no boundary call named " + name);
+  return *call;
 }
 
 void CheckFails(const std::string& name) {
-  if (!KindOf(name).fails) Die(name + " cannot fail");
+  if (!Known(name).fails) Die(name + " cannot fail");
 }
 
 }  // namespace
@@ -111,11 +37,11 @@ std::vector<std::string> Calls::All() const {
 }
 
 std::vector<std::string> Calls::Changes() const {
-  return Texts([](const Entry& entry) { return KindOf(entry.name).changes; });
+  return Texts([](const Entry& entry) { return Known(entry.name).changes; });
 }
 
 std::vector<std::string> Calls::Of(const std::string& name) const {
-  KindOf(name);
+  Known(name);
   return Texts([&name](const Entry& entry) { return entry.name == name; });
 }
 
@@ -124,7 +50,7 @@ std::vector<std::string> Calls::StartingWith(const std::string& beginning) const
 }
 
 std::size_t Calls::Count(const std::string& name) const {
-  KindOf(name);
+  Known(name);
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const auto plan = plans_.find(name);
   return plan == plans_.end() ? 0 : plan->second.counted;
@@ -137,7 +63,7 @@ void Calls::Clear() {
 }
 
 void Calls::WaitForCount(const std::string& name, std::size_t count) {
-  KindOf(name);
+  Known(name);
   std::unique_lock<std::mutex> lock(core_.mutex);
   const Plan& plan = plans_[name];
   core_.Await(lock, name + " to be called", [&] { return plan.counted >= count; });
@@ -173,7 +99,7 @@ void Calls::Heal(const std::string& name) {
 }
 
 void Calls::OnCall(const std::string& name, std::size_t nth, std::function<void()> hook) {
-  KindOf(name);
+  Known(name);
   if (nth == 0) Die("the next call is call 1, not 0");
   const std::lock_guard<std::mutex> lock(core_.mutex);
   Plan& plan = plans_[name];
@@ -181,7 +107,7 @@ void Calls::OnCall(const std::string& name, std::size_t nth, std::function<void(
 }
 
 void Calls::OnEveryCall(const std::string& name, std::function<void()> hook) {
-  KindOf(name);
+  Known(name);
   const std::lock_guard<std::mutex> lock(core_.mutex);
   plans_[name].hooks_of_all.push_back(std::move(hook));
 }
@@ -200,12 +126,12 @@ std::optional<std::uint32_t> Calls::TakeFailure(Plan& plan, const std::string& t
 
 std::optional<std::uint32_t> Calls::Begin(const std::string& name, const std::string& details) {
   const std::string text = details.empty() ? name : name + " " + details;
-  const Kind& kind = KindOf(name);
+  const BoundaryCall& call = Known(name);
   std::vector<std::function<void()>> hooks;
   std::optional<std::uint32_t> failure;
   {
     const std::lock_guard<std::mutex> lock(core_.mutex);
-    if (kind.logged) log_.push_back({name, text});
+    if (call.logged) log_.push_back({name, text});
     Plan& plan = plans_[name];
     ++plan.calls;
     ++plan.counted;

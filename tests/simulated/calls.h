@@ -1,7 +1,7 @@
 #pragma once
 
 // The log of boundary calls, and the switches that make a call fail or let a test act just before
-// it. The names and the texts of the calls are listed in machine.h.
+// it. The names and the texts of the calls are listed in boundary_calls.h.
 
 #include <cstddef>
 #include <cstdint>

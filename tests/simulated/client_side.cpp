@@ -80,7 +80,7 @@ std::shared_ptr<Pipes::Connection> ClientSide::OpenPipe(const std::wstring& name
 }
 
 std::uint32_t ClientSide::WaitForPipe(const std::wstring& name, std::uint32_t milliseconds) {
-  if (!wait_hook_) Die("nobody said how long the pipe stays busy");
+  if (!wait_hook_) return Machine::Current().pipes.WaitUntilFree(name, milliseconds);
   const std::uint32_t status = wait_hook_(milliseconds);
   if (status == 0) waited_for_ = Machine::Current().pipes.WaitAndOpen(name);
   return status;
@@ -99,8 +99,6 @@ using Connection = std::shared_ptr<Pipes::Connection>;
 Connection& AsConnection(const Owner<void, CloseClientConnection>& connection) {
   return *static_cast<Connection*>(connection.get());
 }
-
-std::wstring WidenAscii(const std::string& text) { return {text.begin(), text.end()}; }
 
 std::uint32_t GiveBytes(const std::string& bytes, std::size_t limit, const ByteSink& sink) {
   if (bytes.size() > limit) return kErrorFileTooLarge;
@@ -134,10 +132,13 @@ void WipeMemory(std::span<std::byte> memory) {
 std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
   const ClientSide& side = ClientSide::Current();
   if (side.file_input_error != 0) return side.file_input_error;
-  const std::wstring wide = simulated::WidenAscii(path);
-  if (Machine::Current().files.IsFolder(wide)) return kErrorAccessDenied;
-  const std::optional<std::string> bytes = Machine::Current().files.Bytes(wide);
-  return bytes ? simulated::GiveBytes(*bytes, limit, sink) : 2;
+  simulated::Files& files = Machine::Current().files;
+  const simulated::Files::Reading reading = files.BeginReading(simulated::Widen(path));
+  if (reading.node == nullptr) return reading.error;
+  const std::string bytes = reading.node->bytes;  // the file may change under the reader
+  const std::uint32_t status = simulated::GiveBytes(bytes, limit, sink);
+  files.EndReading(*reading.node);
+  return status;
 }
 
 std::uint32_t ReadStandardInput(std::size_t limit, const ByteSink& sink) {
@@ -161,7 +162,8 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
 
 Result<AccessList> ReadAccessList(const std::wstring& path) {
   if (const auto set = ClientSide::Current().AccessListOf(path)) return *set;
-  if (!Machine::Current().files.Exists(path)) return Result<AccessList>::Failure(3);
+  const std::uint32_t error = Machine::Current().files.WhyMissing(path);
+  if (error != 0) return Result<AccessList>::Failure(error);
   AccessList reading;
   reading.has_list = true;
   const auto entries = Machine::Current().files.Access(path);
@@ -200,9 +202,12 @@ bool ClientPipe::Send(std::string_view message) {
   return Machine::Current().pipes.Send(*AsConnection(connection_), message);
 }
 
-ClientPipe::Progress ClientPipe::Receive(std::uint32_t, std::string& received) {
+ClientPipe::Progress ClientPipe::Receive(std::uint32_t milliseconds, std::string& received) {
   if (ClientSide::Current().TakeDelay()) return Progress::kPending;
-  const auto message = Machine::Current().pipes.Receive(*AsConnection(connection_));
+  simulated::Pipes& pipes = Machine::Current().pipes;
+  simulated::Pipes::Connection& connection = *AsConnection(connection_);
+  if (!pipes.WaitForServer(connection, milliseconds)) return Progress::kPending;
+  const auto message = pipes.Receive(connection);
   if (!message) return Progress::kEnded;
   received += *message;
   return Progress::kPending;

@@ -61,7 +61,7 @@ class ClientSide {
   void DelayReply(int seconds) { delay_seconds_ = seconds; }
 
   // Runs when the client begins to wait for a free pipe; the answer is that of the wait, 0 once an
-  // instance is free.
+  // instance is free. Without a hook the client waits in real time.
   void OnWaitForPipe(std::function<std::uint32_t(std::uint32_t milliseconds)> hook);
 
   void SetAccessList(const std::wstring& path, const Result<AccessList>& reading);

@@ -8,7 +8,7 @@ namespace veltrane {
 namespace simulated {
 namespace {
 
-constexpr std::uint32_t kEstablished = 5;  // MIB_TCP_STATE_ESTAB
+constexpr std::uint32_t kListening = 2;  // MIB_TCP_STATE_LISTEN
 
 }  // namespace
 
@@ -19,7 +19,7 @@ void Connections::Add(std::uint32_t state, std::uint16_t local_port,
 }
 
 void Connections::AddEstablished(std::uint16_t local_port, const std::string& remote_address) {
-  Add(kEstablished, local_port, remote_address);
+  Add(kTcpEstablished, local_port, remote_address);
 }
 
 void Connections::AddRow(const TcpConnection& row) {
@@ -34,7 +34,9 @@ void Connections::Clear() {
 
 std::vector<TcpConnection> Connections::Rows() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return rows_;
+  std::vector<TcpConnection> rows = rows_;
+  std::erase_if(rows, [](const TcpConnection& row) { return row.state == kListening; });
+  return rows;
 }
 
 }  // namespace simulated

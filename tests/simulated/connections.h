@@ -11,13 +11,14 @@
 
 namespace veltrane::simulated {
 
-// Empty at the start; rows stay in the order in which they were added. To make the table
-// unreadable, fail "ReadTcpConnections". Every member may be called on any thread.
+// Empty at the start; rows stay in the order in which they were added. Every member may be called
+// on any thread.
 class Connections {
  public:
   explicit Connections(Core& core) : core_(core) {}
 
-  // A connection in a state of MIB_TCP_STATE (5 is established). `local_port` is the plain number,
+  // A connection in a state of MIB_TCP_STATE (5 is established; the program does not see those that
+  // listen, 2). `local_port` is the plain number,
   // 3389 for Remote Desktop; the row holds it in network byte order with `garbage` in the upper
   // half of the member, as Windows may leave there.
   void Add(std::uint32_t state, std::uint16_t local_port, const std::string& remote_address,

@@ -12,10 +12,8 @@
 
 namespace veltrane::simulated {
 
-// Names and keys are compared without case. At the start there is one variable: `ProgramData` with
-// the value C:\ProgramData in the process environment. A value that is too long for the reader's
-// buffer reads as empty; to make a scope unreadable, fail "ReadProcessVariable" or
-// "ReadRegistryText". Every member may be called on any thread.
+// At the start there is one variable: `ProgramData` with the value C:\ProgramData in the process
+// environment. Every member may be called on any thread.
 class Environment {
  public:
   explicit Environment(Core& core);

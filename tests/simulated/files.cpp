@@ -3,12 +3,20 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/files.h"
 #include "tests/simulated/machine.h"
 
 namespace veltrane::simulated {
 namespace {
 
-constexpr std::uint32_t kReplaceExisting = 0x1;  // MOVEFILE_REPLACE_EXISTING
+constexpr std::uint32_t kFileNotFound = 2;       // ERROR_FILE_NOT_FOUND
+constexpr std::uint32_t kPathNotFound = 3;       // ERROR_PATH_NOT_FOUND
+constexpr std::uint32_t kAccessDenied = 5;       // ERROR_ACCESS_DENIED
+constexpr std::uint32_t kSharingViolation = 32;  // ERROR_SHARING_VIOLATION
+
+// The stream of the product's C++ library holds this much back, and hands longer writes on at once.
+constexpr std::size_t kStreamBuffer = 4095;
+constexpr std::size_t kDirectWrite = 1024;
 
 std::wstring Tidy(std::wstring path) {
   std::replace(path.begin(), path.end(), L'/', L'\\');
@@ -24,9 +32,18 @@ std::wstring ParentOf(const std::wstring& tidy_path) {
   return separator == std::wstring::npos ? std::wstring{} : tidy_path.substr(0, separator);
 }
 
+bool Shares(const Files::Node& node, std::uint32_t mode) {
+  return (node.held_share.value_or(mode) & mode) != 0;
+}
+
 // Whether a file may be deleted, moved or replaced while others have it open.
-bool LetsGo(const Files::Node& node) {
-  return node.streams == 0 && (node.held_share.value_or(kShareDelete) & kShareDelete) != 0;
+bool LetsGo(const Files::Node& node) { return node.uses == 0 && Shares(node, kShareDelete); }
+
+void PutIntoFile(Files::Stream& stream, std::string_view bytes) {
+  std::string& file = stream.node->bytes;
+  if (file.size() < stream.position + bytes.size()) file.resize(stream.position + bytes.size());
+  file.replace(stream.position, bytes.size(), bytes);
+  stream.position += bytes.size();
 }
 
 }  // namespace
@@ -129,9 +146,9 @@ Files::Stream* Files::Open(const std::wstring& path) {
   std::shared_ptr<Node> node = Find(path);
   if (node == nullptr) node = CreateFileLocked(path);
   if (node->folder) return nullptr;
-  if ((node->held_share.value_or(kShareWrite) & kShareWrite) == 0) return nullptr;
+  if (!Shares(*node, kShareWrite)) return nullptr;
   node->bytes.clear();
-  ++node->streams;
+  ++node->uses;
   ++open_streams_;
   auto* stream = new Stream;
   stream->path = path;
@@ -141,24 +158,50 @@ Files::Stream* Files::Open(const std::wstring& path) {
 
 void Files::Write(Stream& stream, std::string_view bytes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  if (stream.open && !stream.failed) stream.buffer += bytes;
+  if (!stream.open || stream.failed) return;
+  const std::size_t room = kStreamBuffer - stream.kept.size();
+  if (bytes.size() < std::min(kDirectWrite, room)) {
+    stream.kept += bytes;
+    return;
+  }
+  PutIntoFile(stream, std::exchange(stream.kept, {}));
+  PutIntoFile(stream, bytes);
 }
 
-void Files::SpoilStream(Stream& stream, bool lose_buffer) {
+void Files::SpoilStream(Stream& stream, bool lose_kept) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   stream.failed = true;
-  if (lose_buffer) stream.buffer.clear();
+  if (lose_kept) stream.kept.clear();
 }
 
 bool Files::Close(Stream& stream) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   if (!stream.open) Die("an output file was closed twice");
   stream.open = false;
-  --stream.node->streams;
+  --stream.node->uses;
   --open_streams_;
-  std::string& bytes = stream.node->bytes;
-  bytes.replace(0, std::min(bytes.size(), stream.buffer.size()), stream.buffer);
+  PutIntoFile(stream, std::exchange(stream.kept, {}));
   return !stream.failed;
+}
+
+std::uint32_t Files::WhyMissing(const std::wstring& path) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return WhyMissingLocked(path);
+}
+
+Files::Reading Files::BeginReading(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (const std::uint32_t error = WhyMissingLocked(path); error != 0) return {nullptr, error};
+  std::shared_ptr<Node> node = Find(path);
+  if (node->folder) return {nullptr, kAccessDenied};
+  if (!Shares(*node, kShareRead)) return {nullptr, kSharingViolation};
+  ++node->uses;
+  return {std::move(node), 0};
+}
+
+void Files::EndReading(Node& node) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  --node.uses;
 }
 
 bool Files::Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {
@@ -169,7 +212,7 @@ bool Files::Move(const std::wstring& from, const std::wstring& to, std::uint32_t
   if (folder == nullptr || !folder->folder) return false;
   const std::shared_ptr<Node> target = Find(to);
   if (target != nullptr && target != source) {
-    if ((flags & kReplaceExisting) == 0 || target->folder || !LetsGo(*target)) return false;
+    if ((flags & kMoveReplaceExisting) == 0 || target->folder || !LetsGo(*target)) return false;
   }
   nodes_.erase(KeyOf(from));
   source->path = Tidy(to);
@@ -188,7 +231,7 @@ bool Files::Remove(const std::wstring& path) {
 bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const std::shared_ptr<Node> node = Find(path);
-  if (node == nullptr) return false;
+  if (node == nullptr || !MakesAccessList(entries)) return false;
   node->access = entries;
   access_sets_.push_back({path, entries});
   return true;
@@ -197,6 +240,12 @@ bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& 
 std::shared_ptr<Files::Node> Files::Find(const std::wstring& path) const {
   const auto node = nodes_.find(KeyOf(path));
   return node == nodes_.end() ? nullptr : node->second;
+}
+
+std::uint32_t Files::WhyMissingLocked(const std::wstring& path) const {
+  if (Find(path) != nullptr) return 0;
+  const std::shared_ptr<Node> folder = Find(ParentOf(Tidy(path)));
+  return folder != nullptr && folder->folder ? kFileNotFound : kPathNotFound;
 }
 
 std::shared_ptr<Files::Node> Files::Known(const std::wstring& path) const {

@@ -2,6 +2,7 @@
 
 // The file system.
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -30,18 +31,8 @@ struct AccessSet {
 // Paths are absolute, with backslashes, and compared without case. At the start there are the
 // folders C: and C:\ProgramData; no other drive exists.
 //
-// An output stream truncates its file when it is opened, keeps everything written to it and puts it
-// into the file, from the beginning, when it is closed or destroyed. It needs the folder of the
-// file, and shares reading and writing but not deletion, so the file can be neither deleted nor
-// moved nor replaced meanwhile. Moving knows files only; replacing needs flag 1
-// (MOVEFILE_REPLACE_EXISTING); the access list moves with the file. Creating a folder fails when
-// a file is in the way. Setting an access list fails when nothing
-// is there.
-//
-// For other failures: Fail or FailWhere "CreateFolders", "TestExistence", "OutputFile.Open",
-// "OutputFile.Write" (these bytes are lost and Close will answer false), "OutputFile.Close"
-// (nothing reaches the file), "MoveFileWithFlags", "RemoveFile", "SetProtectedAccess". Every member
-// may be called on any thread.
+// Moving knows files only, and the access list moves with the file. Every member may be called on
+// any thread.
 class Files {
  public:
   explicit Files(Core& core);
@@ -68,7 +59,8 @@ class Files {
   // The output streams that the program has open.
   int OpenStreams() const;
 
-  // No output stream can be opened on this path, as when it is read-only; deleting still works.
+  // No output stream can be opened on this path, as when its access list denies writing alone;
+  // deleting still works.
   void DenyOpen(const std::wstring& path);
   void AllowOpen(const std::wstring& path);
 
@@ -83,27 +75,40 @@ class Files {
     bool folder = false;
     std::string bytes;
     std::optional<std::vector<AccessEntry>> access;
-    int streams = 0;
+    int uses = 0;  // by the program, which never shares deletion
     std::optional<std::uint32_t> held_share;
   };
   struct Stream {
     std::wstring path;  // as it was opened
     std::shared_ptr<Node> node;
-    std::string buffer;
+    std::string kept;          // not in the file yet
+    std::size_t position = 0;  // in the file, behind what has been put there
     bool failed = false;
     bool open = true;
   };
   bool CreateFolders(const std::wstring& path);
   Stream* Open(const std::wstring& path);  // null: failed
   void Write(Stream& stream, std::string_view bytes);
-  void SpoilStream(Stream& stream, bool lose_buffer);  // Close will answer false
+  void SpoilStream(Stream& stream, bool lose_kept);  // Close will answer false
   bool Close(Stream& stream);
+
+  // 0 when something is at this path, else the Win32 error: 2, or 3 without the folder above.
+  std::uint32_t WhyMissing(const std::wstring& path) const;
+
+  // A file that the program reads, or the Win32 error.
+  struct Reading {
+    std::shared_ptr<Node> node;
+    std::uint32_t error = 0;
+  };
+  Reading BeginReading(const std::wstring& path);
+  void EndReading(Node& node);
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);
   bool SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
 
  private:
   std::shared_ptr<Node> Find(const std::wstring& path) const;
+  std::uint32_t WhyMissingLocked(const std::wstring& path) const;
   std::shared_ptr<Node> Known(const std::wstring& path) const;
   bool CreateFoldersLocked(const std::wstring& path);
   std::shared_ptr<Node> CreateFileLocked(const std::wstring& path);

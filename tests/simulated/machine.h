@@ -25,72 +25,8 @@
 // Waiting: tests wait for a state by the members called Wait... or by a pipe client; these end the
 // process with a message when nothing happens for two minutes.
 //
-// The names of the boundary calls, for Fail, OnCall, Calls::Of and the like, with the text in the
-// log. "!" changes routes, services or files and is listed by Changes; "-" cannot be made to fail;
-// "~" is counted but not logged. A printed text appears without the line feed at its end.
-// OutputFile.Close is also the end of a stream that was never closed; ServerPipe.Close and
-// Library.Free are the ends of those objects.
-//
-//   UtcTicks                     -  UtcTicks
-//   Sleep                        -  Sleep 1000
-//   ReadTcpConnections              ReadTcpConnections
-//   PrintOutput                  -  PrintOutput service installed
-//   PrintError                   -  PrintError install failed: OpenSCManager failed
-//   PrintErrorLine               -  PrintErrorLine [Veltrane] passive startup report: {...}
-//   PrintDebugger                -  PrintDebugger [Veltrane][admin_bypass] {...}
-//   InstallConsoleHandler        -  InstallConsoleHandler
-//   ReadProcessVariable             ReadProcessVariable ADMIN_BYPASS_IP
-//   ReadRegistryText                ReadRegistryText HKLM ADMIN_BYPASS_IP
-//   CreateFolders                !  CreateFolders C:\ProgramData\Veltrane\tunnels
-//   TestExistence                   TestExistence C:\...\active.conf
-//   OutputFile.Open              !  OutputFile.Open C:\...\active.conf.tmp
-//   OutputFile.Write             !  OutputFile.Write C:\...\active.conf.tmp 312 bytes
-//   OutputFile.Close             !  OutputFile.Close C:\...\active.conf.tmp
-//   MoveFileWithFlags            !  MoveFileWithFlags C:\...\a.tmp to C:\...\a flags 9
-//   RemoveFile                   !  RemoveFile C:\...\active.conf
-//   SetProtectedAccess           !  SetProtectedAccess C:\...\active.conf
-//   ParseIpv4, FormatIpv4        ~
-//   WideToUtf8                   ~
-//   Library.Load                    Library.Load tunnel.dll
-//   Library.Find                    Library.Find tunnel.dll WireGuardTunnelService
-//   Library.Free                 -  Library.Free tunnel.dll
-//   ExecutablePath               -  ExecutablePath
-//   ServerPipe.Create               ServerPipe.Create \\.\pipe\VeltraneVpn
-//   ServerPipe.WaitForClient        ServerPipe.WaitForClient
-//   ServerPipe.Read                 ServerPipe.Read 65535
-//   ServerPipe.Write                ServerPipe.Write 120 bytes
-//   ServerPipe.Flush             -  ServerPipe.Flush
-//   ServerPipe.Disconnect        -  ServerPipe.Disconnect
-//   ServerPipe.Close             -  ServerPipe.Close
-//   OpenAndClosePipe                OpenAndClosePipe \\.\pipe\VeltraneVpn
-//   ReadForwardTable                ReadForwardTable
-//   CreateForwardRow             !  CreateForwardRow 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
-//   DeleteForwardRow             !  DeleteForwardRow 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
-//   FindBestRoute                   FindBestRoute 203.0.113.5
-//   ReadInterfaceNames              ReadInterfaceNames 12
-//   ReadAdapterAddresses            ReadAdapterAddresses
-//   MakeNtSid                       MakeNtSid S-1-5-18
-//   ReadSessionUserSid              ReadSessionUserSid 1
-//   MakeSecurityAttributes          MakeSecurityAttributes 3 entries
-//   FreeSecurityAttributes       -  FreeSecurityAttributes
-//   ServiceManager.Open             ServiceManager.Open 0xf003f
-//   ServiceManager.OpenExisting     ServiceManager.OpenExisting VeltraneVpnTunnel$Active 0xf01ff
-//   ServiceManager.Create        !  ServiceManager.Create VeltraneVpnTunnel$Active
-//   Service.ChangeCommandLine    !  Service.ChangeCommandLine VeltraneVpnTunnel$Active
-//   Service.SetSidType           !  Service.SetSidType VeltraneVpnTunnel$Active 1
-//   Service.Start                !  Service.Start VeltraneVpnTunnel$Active
-//   Service.SendStop             !  Service.SendStop VeltraneVpnTunnel$Active
-//   Service.QueryState              Service.QueryState VeltraneVpnTunnel$Active
-//   Service.Delete               !  Service.Delete VeltraneVpnTunnel$Active
-//   RunServiceDispatcher            RunServiceDispatcher VeltraneVpnTunnel
-//   RegisterControlHandler          RegisterControlHandler VeltraneVpnTunnel
-//   ReportServiceStatus          -  ReportServiceStatus 4
-//   IsRemoteSession              -  IsRemoteSession
-//   ActiveConsoleSession         -  ActiveConsoleSession
-//   ReadSessions                    ReadSessions
-//   ReadClientAddress               ReadClientAddress 2
-//
-// Any other name, and Fail of a name with "-", is a mistake of the test and ends the process.
+// The names of the boundary calls, for Fail, OnCall, Calls::Of and the like, and their texts in the
+// log are listed in boundary_calls.h.
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,19 +32,6 @@ TEST(SimulatedClock, FreeSleepMovesTheClockAtOnce) {
   EXPECT_THAT(machine.clock.Sleeps(), ElementsAre(1000, 100));
 }
 
-TEST(SimulatedClock, HookRunsBeforeTheSleep) {
-  Machine machine;
-  machine.clock.SetTicks(0);
-  std::vector<std::int64_t> seen;
-  machine.clock.OnSleep([&seen](std::uint32_t milliseconds) {
-    seen.push_back(milliseconds);
-    seen.push_back(UtcTicks());
-  });
-  SleepMilliseconds(500);
-  SleepMilliseconds(500);
-  EXPECT_THAT(seen, ElementsAre(500, 0, 500, 5000000));
-}
-
 TEST(SimulatedClock, SteppedSleepLastsUntilTheClockReachesItsDeadline) {
   Machine machine;
   machine.clock.RunInSteps();
@@ -62,19 +48,6 @@ TEST(SimulatedClock, SteppedSleepLastsUntilTheClockReachesItsDeadline) {
   sleeper.join();
   EXPECT_TRUE(awake);
   EXPECT_EQ(machine.clock.Sleepers(), 0U);
-}
-
-TEST(SimulatedClock, StepsDriveAPollingLoop) {
-  Machine machine;
-  machine.clock.RunInSteps();
-  std::thread sleeper([] {
-    for (int poll = 0; poll < 10; ++poll) SleepMilliseconds(100);
-  });
-  machine.clock.AdvanceInSteps(9, 100);
-  machine.clock.WaitForSleepers(1);
-  EXPECT_EQ(machine.clock.Sleeps().size(), 10U);
-  machine.clock.Advance(100);
-  sleeper.join();
 }
 
 TEST(SimulatedClock, SleepersCanBeToldApartByTheirLength) {

@@ -1,10 +1,8 @@
-// The call log with its switches, and the parts of the machine that are only looked at.
+// The one machine, its call log and the switches of the calls.
 
 #include "tests/simulated/machine.h"
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -95,14 +93,6 @@ TEST(SimulatedCalls, ConversionsAreCountedButNotLogged) {
   EXPECT_EQ(machine.calls.Count("ParseIpv4"), 1U);
 }
 
-TEST(SimulatedCalls, ClearEmptiesLogAndCounts) {
-  Machine machine;
-  ReadSessions();
-  machine.calls.Clear();
-  EXPECT_THAT(machine.calls.All(), IsEmpty());
-  EXPECT_EQ(machine.calls.Count("ReadSessions"), 0U);
-}
-
 TEST(SimulatedCalls, NthCallFromNowFailsOnce) {
   Machine machine;
   ReadSessions();
@@ -112,25 +102,10 @@ TEST(SimulatedCalls, NthCallFromNowFailsOnce) {
   EXPECT_TRUE(ReadSessions());
 }
 
-TEST(SimulatedCalls, NthCallIsNotMovedByClear) {
-  Machine machine;
-  machine.Fail("ReadSessions", 2, 5);
-  ReadSessions();
-  machine.calls.Clear();
-  EXPECT_FALSE(ReadSessions());
-}
-
 TEST(SimulatedCalls, FailedCallAnswersTheStatusAndDoesNothing) {
   Machine machine;
   machine.Fail("CreateForwardRow", 1, 87);
   EXPECT_EQ(CreateForwardRow(MakeRoute("203.0.113.5/32", "192.0.2.1", 12, 1)), 87U);
-  EXPECT_THAT(machine.routes.Texts(), IsEmpty());
-}
-
-TEST(SimulatedCalls, FailedWithStatusZeroSucceedsAndDoesNothing) {
-  Machine machine;
-  machine.Fail("CreateForwardRow", 1, 0);
-  EXPECT_EQ(CreateForwardRow(MakeRoute("203.0.113.5/32", "192.0.2.1", 12, 1)), 0U);
   EXPECT_THAT(machine.routes.Texts(), IsEmpty());
 }
 
@@ -175,113 +150,6 @@ TEST(SimulatedCalls, HookMayCallTheBoundary) {
   EXPECT_THAT(
       machine.calls.All(),
       ElementsAre("DeleteForwardRow 203.0.113.5/32 via 192.0.2.1 if 12 metric 1", "Sleep 100"));
-}
-
-TEST(SimulatedEnvironment, ScopesAreIndependent) {
-  Machine machine;
-  machine.environment.SetProcess(L"NAME", L"process");
-  machine.environment.SetMachine(L"NAME", L"machine");
-  machine.environment.SetUser(L"name", L"user");
-  EXPECT_EQ(ReadProcessVariable(L"name", 512), L"process");
-  EXPECT_EQ(ReadRegistryText(RegistryRoot::kLocalMachine,
-                             L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
-                             L"NAME", 2048),
-            L"machine");
-  EXPECT_EQ(ReadRegistryText(RegistryRoot::kCurrentUser, L"Environment", L"NAME", 2048), L"user");
-  EXPECT_EQ(ReadRegistryText(RegistryRoot::kLocalMachine, L"Environment", L"NAME", 2048), L"");
-}
-
-TEST(SimulatedEnvironment, ProcessValueMustLeaveRoomForItsZero) {
-  Machine machine;
-  machine.environment.SetProcess(L"NAME", std::wstring(15, L'x'));
-  EXPECT_EQ(ReadProcessVariable(L"NAME", 16), std::wstring(15, L'x'));
-  EXPECT_EQ(ReadProcessVariable(L"NAME", 15), L"");
-}
-
-TEST(SimulatedEnvironment, RegistryValueWithItsZeroMustFitTheBytes) {
-  Machine machine;
-  machine.environment.SetUser(L"NAME", std::wstring(1023, L'x'));
-  EXPECT_EQ(ReadRegistryText(RegistryRoot::kCurrentUser, L"Environment", L"NAME", 2048),
-            std::wstring(1023, L'x'));
-  EXPECT_EQ(ReadRegistryText(RegistryRoot::kCurrentUser, L"Environment", L"NAME", 2047), L"");
-}
-
-TEST(SimulatedEnvironment, ProgramDataIsThereUntilUnset) {
-  Machine machine;
-  EXPECT_EQ(ReadProcessVariable(L"ProgramData", 260), L"C:\\ProgramData");
-  machine.environment.UnsetProcess(L"PROGRAMDATA");
-  EXPECT_EQ(ReadProcessVariable(L"ProgramData", 260), L"");
-}
-
-TEST(SimulatedConnections, LocalPortIsInNetworkByteOrderBelowGarbage) {
-  Machine machine;
-  machine.connections.AddEstablished(3389, "203.0.113.5");
-  machine.connections.Add(2, 443, "198.51.100.7", 0);
-  const std::vector<TcpConnection> rows = ReadTcpConnections().value();
-  ASSERT_EQ(rows.size(), 2U);
-  EXPECT_EQ(rows[0].state, 5U);
-  EXPECT_EQ(rows[0].local_port, 0xBEEF3D0DU);
-  EXPECT_EQ(rows[0].remote_address, 0x057100CBU);
-  EXPECT_EQ(rows[1].state, 2U);
-  EXPECT_EQ(rows[1].local_port, 0x0000BB01U);
-}
-
-TEST(SimulatedSessions, ClientAddressLiesInBytesTwoToFive) {
-  Machine machine;
-  machine.sessions.AddActive(2, "203.0.113.5");
-  const ClientAddress address = ReadClientAddress(2).value();
-  EXPECT_EQ(address.family, 2U);
-  EXPECT_EQ(std::vector<int>(address.bytes.begin(), address.bytes.begin() + 7),
-            (std::vector<int>{0, 0, 203, 0, 113, 5, 0}));
-  EXPECT_FALSE(ReadClientAddress(3));
-}
-
-TEST(SimulatedSessions, ListKeepsItsOrder) {
-  Machine machine;
-  machine.sessions.AddSession(65536, 6);
-  machine.sessions.AddSession(1, 0);
-  const std::vector<Session> sessions = ReadSessions().value();
-  ASSERT_EQ(sessions.size(), 2U);
-  EXPECT_EQ(sessions[0].id, 65536U);
-  EXPECT_EQ(sessions[0].state, 6U);
-  EXPECT_EQ(sessions[1].id, 1U);
-}
-
-TEST(SimulatedSessions, NothingIsAttachedAtTheStart) {
-  const Machine machine;
-  EXPECT_FALSE(IsRemoteSession());
-  EXPECT_EQ(ActiveConsoleSession(), 0xFFFFFFFFU);
-  EXPECT_FALSE(ReadSessionUserSid(1));
-}
-
-TEST(SimulatedSessions, SettingsAreRead) {
-  Machine machine;
-  machine.sessions.SetRemoteSession(true);
-  machine.sessions.SetConsoleSession(3);
-  machine.sessions.SetUser(3, NtSid({21, 1, 2, 3, 1001}));
-  EXPECT_TRUE(IsRemoteSession());
-  EXPECT_EQ(ActiveConsoleSession(), 3U);
-  EXPECT_EQ(SidText(ReadSessionUserSid(3).value()), "S-1-5-21-1-2-3-1001");
-}
-
-TEST(SimulatedSecurity, SidHasTheBytesOfTheWindowsStructure) {
-  const Machine machine;
-  EXPECT_EQ(MakeNtSid({32, 544}).value().bytes,
-            (std::vector<unsigned char>{1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0}));
-  EXPECT_FALSE(MakeNtSid({}));
-  EXPECT_FALSE(MakeNtSid({1, 2, 3, 4, 5, 6, 7, 8, 9}));
-}
-
-TEST(SimulatedSecurity, RecordsAreCountedUntilFreed) {
-  Machine machine;
-  const AccessEntry entry{NtSid({18}), TrusteeType::kGroup, 0x10000000, 3};
-  EXPECT_EQ(AccessText(entry), "group S-1-5-18 0x10000000 inherit 3");
-  SecurityAttributesOwner attributes = MakeSecurityAttributes({entry});
-  ASSERT_NE(attributes, nullptr);
-  EXPECT_EQ(machine.security.LiveRecords(), 1U);
-  attributes.reset();
-  EXPECT_EQ(machine.security.LiveRecords(), 0U);
-  EXPECT_EQ(MakeSecurityAttributes({AccessEntry{}}), nullptr);
 }
 
 }  // namespace

@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/pipe_client.h"
 #include "tests/simulated/machine.h"
 
 namespace veltrane {
 namespace simulated {
 namespace {
 
-constexpr std::uint32_t kFileNotFound = 2;  // ERROR_FILE_NOT_FOUND
-constexpr std::uint32_t kPipeBusy = 231;    // ERROR_PIPE_BUSY
-constexpr std::uint32_t kNoData = 232;      // ERROR_NO_DATA
+constexpr std::uint32_t kNoData = 232;  // ERROR_NO_DATA
+
+bool IsFree(const Pipes::Instance& instance) {
+  return instance.listening && instance.connection == nullptr;
+}
 
 }  // namespace
 
@@ -119,12 +122,12 @@ Pipes::Opened Pipes::OpenLocked(const std::wstring& name) {
   for (const auto& instance : instances_) {
     if (FoldCase(instance->parameters.name) != FoldCase(name)) continue;
     found = true;
-    if (!instance->listening || instance->connection != nullptr) continue;
+    if (!IsFree(*instance)) continue;
     instance->connection = std::make_shared<Connection>();
     core_.changed.notify_all();
     return {instance->connection, 0};
   }
-  return {nullptr, found ? kPipeBusy : kFileNotFound};
+  return {nullptr, found ? kErrorPipeBusy : kErrorNoSuchPipe};
 }
 
 Pipes::Opened Pipes::TryOpen(const std::wstring& name) {
@@ -140,6 +143,27 @@ std::shared_ptr<Pipes::Connection> Pipes::WaitAndOpen(const std::wstring& name) 
     return opened.connection != nullptr;
   });
   return opened.connection;
+}
+
+std::uint32_t Pipes::WaitUntilFree(const std::wstring& name, std::uint32_t milliseconds) {
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  const auto belongs = [&name](const auto& instance) {
+    return FoldCase(instance->parameters.name) == FoldCase(name);
+  };
+  if (std::none_of(instances_.begin(), instances_.end(), belongs)) return kErrorNoSuchPipe;
+  const bool free = core_.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
+    return std::any_of(instances_.begin(), instances_.end(), [&](const auto& instance) {
+      return belongs(instance) && IsFree(*instance);
+    });
+  });
+  return free ? 0 : kErrorWaitTimedOut;
+}
+
+bool Pipes::WaitForServer(Connection& connection, std::uint32_t milliseconds) {
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  return core_.changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [&connection] {
+    return !connection.to_client.empty() || !connection.server_open;
+  });
 }
 
 bool Pipes::Send(Connection& connection, std::string_view message) {

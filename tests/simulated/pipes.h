@@ -23,21 +23,12 @@ struct CreatedPipe {
   std::optional<std::vector<AccessEntry>> access;
 };
 
-// An instance accepts a client from its creation on. The server's wait for a client answers 0 when
-// the client came during the wait, 535 when it was there already, and 232 when it came and went
-// before. A read of a message that is longer than the buffer fails, and so does a read when the
-// client has gone and left nothing. Flushing waits until the client has read everything or gone:
-// a test that sends a request must also receive, or close. Disconnecting loses what the client has
-// not read; closing without disconnecting does not. Creating more instances than the first one
-// allowed fails.
+// Flushing waits until the client has read everything or gone: a test that sends a request must
+// also receive, or close. How often the server flushed, disconnected or closed: Calls::Count.
 //
 // A pipe server that is told to stop by connecting to it misses the call when it has no instance at
 // that moment. Before stopping one after an exchange, call WaitUntilServerWaits.
-//
-// For failures: Fail "ServerPipe.Create", "ServerPipe.WaitForClient" (with the error to answer),
-// "ServerPipe.Read", "ServerPipe.Write" (the bytes are lost), "OpenAndClosePipe". How often the
-// server flushed, disconnected or closed: Calls::Count of "ServerPipe.Flush",
-// "ServerPipe.Disconnect", "ServerPipe.Close". Every member may be called on any thread.
+// Every member may be called on any thread.
 class Pipes {
  public:
   explicit Pipes(Core& core) : core_(core) {}
@@ -80,6 +71,13 @@ class Pipes {
   };
   Opened TryOpen(const std::wstring& name);
   std::shared_ptr<Connection> WaitAndOpen(const std::wstring& name);
+
+  // 0 once an instance is free; 2 without an instance, 121 when none becomes free in that much of
+  // real time.
+  std::uint32_t WaitUntilFree(const std::wstring& name, std::uint32_t milliseconds);
+
+  // Waits for a message of the server or its end, at most this long; false when none came.
+  bool WaitForServer(Connection& connection, std::uint32_t milliseconds);
   bool Send(Connection& connection, std::string_view message);
   std::optional<std::string> Receive(Connection& connection);
   void CloseClient(Connection& connection);

@@ -12,6 +12,7 @@ namespace veltrane {
 namespace simulated {
 namespace {
 
+constexpr std::uint32_t kInvalid = 87;        // ERROR_INVALID_PARAMETER
 constexpr std::uint32_t kNotFound = 1168;     // ERROR_NOT_FOUND
 constexpr std::uint32_t kUnreachable = 1232;  // ERROR_HOST_UNREACHABLE
 constexpr std::uint32_t kDirect = 3;          // MIB_IPROUTE_TYPE_DIRECT
@@ -164,6 +165,7 @@ std::vector<ForwardRow> Routes::Read() const {
 }
 
 std::uint32_t Routes::Create(ForwardRow row) {
+  if (row.proto != kRouteProtoManagement) return kInvalid;
   const std::lock_guard<std::mutex> lock(core_.mutex);
   for (const ForwardRow& existing : rows_) {
     if (SameRoute(existing, row)) return kErrorObjectAlreadyExists;

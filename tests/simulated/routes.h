@@ -27,12 +27,9 @@ std::string RouteText(const ForwardRow& row);
 // compared as numbers in host byte order, and rows that are equal in those in their table order.
 //
 // A row is the same as another when destination, mask, next hop and interface are. Creating a row
-// that is there answers 5010; deleting one that is not, or that is of another protocol, answers
-// 1168. Neither the interface nor the gateway has to exist.
-//
-// For other failures: Fail "ReadForwardTable", "CreateForwardRow" (status 0 is a success that adds
-// nothing), "DeleteForwardRow", "FindBestRoute", "ReadInterfaceNames", "ReadAdapterAddresses".
-// Every member may be called on any thread.
+// that is there answers 5010, and one of another protocol than 3 answers 87; deleting one that is
+// not there, or that is of another protocol, answers 1168. Neither the interface nor the gateway
+// has to exist. Every member may be called on any thread.
 class Routes {
  public:
   explicit Routes(Core& core) : core_(core) {}

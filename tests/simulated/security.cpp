@@ -19,7 +19,7 @@ constexpr unsigned char kNtAuthority = 5;
 
 std::optional<Sid> BuildNtSid(const std::vector<std::uint32_t>& sub_authorities) {
   const std::size_t count = sub_authorities.size();
-  if (count == 0 || count > kMostSubAuthorities) return std::nullopt;
+  if (count > kMostSubAuthorities) return std::nullopt;
   Sid sid;
   sid.bytes = {1, static_cast<unsigned char>(count), 0, 0, 0, 0, 0, kNtAuthority};
   for (const std::uint32_t sub_authority : sub_authorities) {
@@ -49,6 +49,12 @@ std::string SidText(const Sid& sid) {
   return text;
 }
 
+bool MakesAccessList(const std::vector<AccessEntry>& entries) {
+  return !entries.empty() &&
+         std::all_of(entries.begin(), entries.end(),
+                     [](const AccessEntry& entry) { return IsValid(entry.sid); });
+}
+
 std::string AccessText(const AccessEntry& entry) {
   char rights[40];
   std::snprintf(rights, sizeof(rights), " 0x%08x inherit %u", entry.access_mask, entry.inheritance);
@@ -64,7 +70,7 @@ std::vector<std::string> AccessTexts(const std::vector<AccessEntry>& entries) {
 
 Sid NtSid(const std::vector<std::uint32_t>& sub_authorities) {
   const std::optional<Sid> sid = BuildNtSid(sub_authorities);
-  if (!sid) Die("a SID needs one to eight sub-authorities");
+  if (!sid) Die("a SID has eight sub-authorities at most");
   return *sid;
 }
 
@@ -97,10 +103,7 @@ SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& e
   Machine& machine = Machine::Current();
   const std::string text = std::to_string(entries.size()) + " entries";
   if (machine.calls.Begin("MakeSecurityAttributes", text)) return nullptr;
-  const bool valid = std::all_of(entries.begin(), entries.end(), [](const AccessEntry& entry) {
-    return simulated::IsValid(entry.sid);
-  });
-  if (!valid) return nullptr;
+  if (!simulated::MakesAccessList(entries)) return nullptr;
   machine.security.CountRecord(true);
   return SecurityAttributesOwner(new SecurityAttributes{entries});
 }

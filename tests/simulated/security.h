@@ -23,6 +23,9 @@ namespace veltrane::simulated {
 // "S-1-5-32-544".
 std::string SidText(const Sid& sid);
 
+// Whether Windows makes an access list of these entries: there is one, and every SID is valid.
+bool MakesAccessList(const std::vector<AccessEntry>& entries);
+
 // "user S-1-5-18 0x10000000 inherit 3".
 std::string AccessText(const AccessEntry& entry);
 std::vector<std::string> AccessTexts(const std::vector<AccessEntry>& entries);
@@ -30,9 +33,7 @@ std::vector<std::string> AccessTexts(const std::vector<AccessEntry>& entries);
 // A SID of the NT authority for use in tests: NtSid({21, 1, 2, 3, 1001}) is S-1-5-21-1-2-3-1001.
 Sid NtSid(const std::vector<std::uint32_t>& sub_authorities);
 
-// For failures: Fail "MakeNtSid", "MakeSecurityAttributes". MakeNtSid also fails without
-// sub-authorities and with more than eight of them, MakeSecurityAttributes with an empty SID. Every
-// member may be called on any thread.
+// Every member may be called on any thread.
 class Security {
  public:
   explicit Security(Core& core) : core_(core) {}

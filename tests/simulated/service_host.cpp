@@ -9,13 +9,12 @@ namespace veltrane {
 namespace simulated {
 
 bool ServiceHost::SendControl(std::uint32_t control) {
-  void (*handler)(std::uint32_t) = nullptr;
-  {
-    const std::lock_guard<std::mutex> lock(core_.mutex);
-    handler = handler_;
-  }
-  if (handler == nullptr) return false;
-  handler(control);
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  if (handler_ == nullptr) return false;
+  const auto sent = controls_.insert(controls_.end(), {control, false});
+  core_.changed.notify_all();
+  core_.Await(lock, "a control to be handled", [&] { return sent->handled; });
+  controls_.erase(sent);
   return true;
 }
 
@@ -52,15 +51,45 @@ void ServiceHost::Run(const std::wstring& name, void (*service_main)()) {
   {
     const std::lock_guard<std::mutex> lock(core_.mutex);
     dispatched_name_ = name;
+    dispatching_ = true;
   }
-  std::thread(service_main).join();
+  bool ended = false;
+  std::thread service([&] {
+    service_main();
+    const std::lock_guard<std::mutex> lock(core_.mutex);
+    ended = true;
+    core_.changed.notify_all();
+  });
+  HandleControls(ended);
+  service.join();
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  dispatching_ = false;
   handler_ = nullptr;
+}
+
+void ServiceHost::HandleControls(const bool& ended) {
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  for (;;) {
+    const auto due = [this] {
+      return std::find_if(controls_.begin(), controls_.end(),
+                          [](const Control& control) { return !control.handled; });
+    };
+    core_.changed.wait(lock, [&] { return ended || due() != controls_.end(); });
+    const auto control = due();
+    if (control == controls_.end()) return;
+    const auto handler = handler_;
+    lock.unlock();
+    handler(control->code);
+    lock.lock();
+    control->handled = true;
+    core_.changed.notify_all();
+  }
 }
 
 ServiceStatusHandle ServiceHost::Register(const std::wstring& name,
                                           void (*handler)(std::uint32_t)) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (!dispatching_) return nullptr;
   handler_name_ = name;
   handler_ = handler;
   return this;

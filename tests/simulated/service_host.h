@@ -4,6 +4,7 @@
 // statuses.
 
 #include <cstdint>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -13,15 +14,13 @@
 namespace veltrane::simulated {
 
 // The dispatcher runs the service main function on a thread of its own and returns 0 when that has
-// returned; to have it answer 1063, as in a program that the manager did not start, fail
-// "RunServiceDispatcher" with it. Fail "RegisterControlHandler" gives the service main function
-// null. Every member may be called on any thread.
+// returned. Every member may be called on any thread.
 class ServiceHost {
  public:
   explicit ServiceHost(Core& core) : core_(core) {}
 
-  // Sends a control code (1 stop, 4 interrogate) to the registered handler, on the calling thread,
-  // which stands for the dispatcher's; returns when the handler has. False when there is none.
+  // Sends a control code (1 stop, 4 interrogate) to the registered handler, which runs on the
+  // dispatcher's thread; returns when the handler has. False when there is none.
   bool SendControl(std::uint32_t control);
 
   // Waits until a status with this state has been reported (see kPatience).
@@ -41,7 +40,17 @@ class ServiceHost {
   void Report(ServiceStatusHandle handle, const ServiceStatus& status);
 
  private:
+  struct Control {
+    std::uint32_t code;
+    bool handled;
+  };
+
+  // Runs the handler for every control that is sent, until the service main function has ended.
+  void HandleControls(const bool& ended);
+
   Core& core_;
+  std::list<Control> controls_;
+  bool dispatching_ = false;
   std::wstring dispatched_name_;
   std::wstring handler_name_;
   void (*handler_)(std::uint32_t) = nullptr;

@@ -38,12 +38,7 @@ struct ServiceRecord {
 // marked service can still be opened, queried and stopped; creating one of its name answers 1072,
 // and so do starting, reconfiguring and deleting it (see LetMarkedServicesWork). Creating a service
 // that exists unmarked answers 1073. Starting one that is not stopped answers 1056; stopping one
-// that is not running fails.
-//
-// For other failures: Fail "ServiceManager.Open", "ServiceManager.OpenExisting",
-// "ServiceManager.Create", "Service.ChangeCommandLine", "Service.SetSidType", "Service.Start",
-// "Service.SendStop", "Service.QueryState", "Service.Delete". Every member may be called on any
-// thread.
+// that is not running fails. Every member may be called on any thread.
 class Services {
  public:
   explicit Services(Core& core) : core_(core) {}

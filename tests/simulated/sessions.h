@@ -16,8 +16,7 @@ namespace veltrane::simulated {
 
 // At the start this is no remote session, no session is attached to the console and the list of
 // sessions is empty. The list, the client addresses and the users are independent of each other: a
-// session may have a client address without being listed. For failures: Fail "ReadSessions",
-// "ReadClientAddress", "ReadSessionUserSid". Every member may be called on any thread.
+// session may have a client address without being listed. Every member may be called on any thread.
 class Sessions {
  public:
   explicit Sessions(Core& core) : core_(core) {}

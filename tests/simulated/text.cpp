@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 
 #include <array>
+#include <cwchar>
+#include <locale>
 #include <optional>
 
 #include "platform/ipv4.h"
@@ -39,6 +41,20 @@ bool IsLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFF
 }  // namespace
 
 std::wstring Units(std::u16string_view utf16) { return {utf16.begin(), utf16.end()}; }
+
+std::wstring Widen(std::string_view utf8) {
+  using Codec = std::codecvt<char16_t, char8_t, std::mbstate_t>;
+  const std::u8string bytes(utf8.begin(), utf8.end());
+  std::u16string utf16(bytes.size(), u'\0');
+  std::mbstate_t state{};
+  const char8_t* read = nullptr;
+  char16_t* end = nullptr;
+  const auto outcome = std::use_facet<Codec>(std::locale::classic())
+                           .in(state, bytes.data(), bytes.data() + bytes.size(), read, utf16.data(),
+                               utf16.data() + utf16.size(), end);
+  if (outcome != Codec::ok) Die("a text is not UTF-8");
+  return {utf16.data(), end};
+}
 
 std::string Narrow(const std::wstring& wide) {
   std::string utf8;

@@ -13,6 +13,9 @@ namespace veltrane::simulated {
 // one wchar_t on this system, which no text from Windows contains.
 std::wstring Units(std::u16string_view utf16);
 
+// UTF-8 to UTF-16 units. Dies on anything else.
+std::wstring Widen(std::string_view utf8);
+
 // UTF-16 units to UTF-8; an unpaired surrogate becomes EF BF BD. Dies on a unit above 0xFFFF.
 std::string Narrow(const std::wstring& wide);
 

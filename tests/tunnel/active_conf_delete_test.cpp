@@ -37,7 +37,7 @@ TEST_F(ActiveConfDelete, DeletesWhileTheScrubIsOpenAndClosesItAfterwards) {
                    "OutputFile.Write C:\\ProgramData\\Veltrane\\tunnels\\active.conf 4096 bytes",
                    "RemoveFile C:\\ProgramData\\Veltrane\\tunnels\\active.conf",
                    "OutputFile.Close C:\\ProgramData\\Veltrane\\tunnels\\active.conf"}));
-  EXPECT_EQ(bytes_at_deletion, "");
+  EXPECT_EQ(bytes_at_deletion, kZeros);
 }
 
 struct Circumstance {
@@ -74,7 +74,7 @@ const Circumstance kCircumstances[] = {
     {"ThatWasScrubbed", [] { Files().AddFile(kActive, kZeros); }, kZeros},
     {"SharedForWriting", [] { Files().HoldOpen(kActive, kShareRead | kShareWrite); }, kZeros},
     {"WhoseZerosAreLost", [] { Fail("OutputFile.Write"); }, ""},
-    {"WhoseScrubCannotBeClosed", [] { Fail("OutputFile.Close"); }, ""},
+    {"WhoseScrubCannotBeClosed", [] { Fail("OutputFile.Close"); }, kZeros},
     {"HeldAlone", [] { Files().HoldOpen(kActive, 0); }, kKey},
     {"ThatCannotBeScrubbed", [] { Files().DenyOpen(kActive); }, std::nullopt},
     {"SharedForDeletion", [] { Files().HoldOpen(kActive, kShareRead | kShareDelete); },

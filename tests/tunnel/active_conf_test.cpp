@@ -104,7 +104,9 @@ class ActiveConfFailure : public OnStore, public testing::WithParamInterface<Obs
 TEST_P(ActiveConfFailure, IsReportedAndLeavesTheOldFile) {
   EXPECT_FALSE(Write(&error));
   EXPECT_EQ(error, GetParam().error);
-  EXPECT_EQ(machine.Changes(), Texts(kWriteSteps.begin(), kWriteSteps.begin() + GetParam().steps));
+  EXPECT_EQ(machine.Changes(),
+            Texts(kWriteSteps.begin(),
+                  std::next(kWriteSteps.begin(), static_cast<std::ptrdiff_t>(GetParam().steps))));
   EXPECT_EQ(machine.files.Bytes(kTemporary), GetParam().temporary);
   EXPECT_EQ(machine.files.Bytes(kActive), "before");
   EXPECT_EQ(machine.files.Access(kActive), std::nullopt);

@@ -1,0 +1,96 @@
+#pragma once
+
+// Every call of the boundary: the name under which Fail, OnCall, Calls::Of and the like know it,
+// and its text in the log, which is the name and what the comment shows. A comment also says what
+// else a call does that is made to fail. The calls of the client alone are not among them; their
+// switches are in client_side.h.
+//
+// Any other name, and making an unfailing call fail, is a mistake of the test and ends the process.
+
+#include <array>
+#include <string_view>
+
+namespace veltrane::simulated {
+
+struct BoundaryCall {
+  std::string_view name;
+  bool changes = false;  // routes, services or files: listed by Changes
+  bool fails = true;
+  bool logged = true;  // else it is counted alone
+};
+
+constexpr BoundaryCall Reading(std::string_view name) { return {name}; }
+constexpr BoundaryCall Changing(std::string_view name) { return {name, true}; }
+constexpr BoundaryCall Unfailing(std::string_view name) { return {name, false, false}; }
+constexpr BoundaryCall Unlogged(std::string_view name) { return {name, false, true, false}; }
+
+// clang-format off
+inline constexpr std::array kBoundaryCalls{
+    Unfailing("UtcTicks"),
+    Unfailing("Sleep"),                      // 1000
+    Reading("ReadTcpConnections"),
+    Unfailing("PrintOutput"),                // service installed (without the line feed)
+    Unfailing("PrintError"),                 // install failed: OpenSCManager failed
+    Unfailing("PrintErrorLine"),             // [Veltrane] passive startup report: {}
+    Unfailing("PrintDebugger"),              // [Veltrane][admin_bypass] {...}
+    Unfailing("InstallConsoleHandler"),
+    Reading("ReadProcessVariable"),          // ADMIN_BYPASS_IP
+    Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
+    Changing("CreateFolders"),               // C:\ProgramData\Veltrane\tunnels
+    Reading("TestExistence"),                // C:\...\active.conf
+    Changing("OutputFile.Open"),             // C:\...\active.conf.tmp
+    Changing("OutputFile.Write"),            // C:\...\active.conf.tmp 312 bytes
+                                             //   failed: they are lost, and Close answers false
+    Changing("OutputFile.Close"),            // C:\...\active.conf.tmp
+                                             //   also the end of a stream that was never closed
+                                             //   failed: what the stream has kept back is lost
+    Changing("MoveFileWithFlags"),           // C:\...\a.tmp to C:\...\a flags 9
+    Changing("RemoveFile"),                  // C:\...\active.conf
+    Changing("SetProtectedAccess"),          // C:\...\active.conf
+    Unlogged("ParseIpv4"),
+    Unlogged("FormatIpv4"),
+    Unlogged("WideToUtf8"),
+    Reading("Library.Load"),                 // tunnel.dll
+    Reading("Library.Find"),                 // tunnel.dll WireGuardTunnelService
+    Unfailing("Library.Free"),               // tunnel.dll
+    Unfailing("ExecutablePath"),
+    Reading("ServerPipe.Create"),            // \\.\pipe\VeltraneVpn
+    Reading("ServerPipe.WaitForClient"),
+    Reading("ServerPipe.Read"),              // 65535
+    Reading("ServerPipe.Write"),             // 120 bytes; failed: they are lost
+    Unfailing("ServerPipe.Flush"),
+    Unfailing("ServerPipe.Disconnect"),
+    Unfailing("ServerPipe.Close"),           // the end of the object
+    Reading("OpenAndClosePipe"),             // \\.\pipe\VeltraneVpn
+    Reading("ReadForwardTable"),
+    Changing("CreateForwardRow"),            // 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
+    Changing("DeleteForwardRow"),            // 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
+    Reading("FindBestRoute"),                // 203.0.113.5
+    Reading("ReadInterfaceNames"),           // 12
+    Reading("ReadAdapterAddresses"),
+    Reading("MakeNtSid"),                    // S-1-5-18
+    Reading("ReadSessionUserSid"),           // 1
+    Reading("MakeSecurityAttributes"),       // 3 entries
+    Unfailing("FreeSecurityAttributes"),
+    Reading("ServiceManager.Open"),          // 0xf003f
+    Reading("ServiceManager.OpenExisting"),  // VeltraneVpnTunnel$Active 0xf01ff
+    Changing("ServiceManager.Create"),       // VeltraneVpnTunnel$Active
+    Changing("Service.ChangeCommandLine"),   // VeltraneVpnTunnel$Active
+    Changing("Service.SetSidType"),          // VeltraneVpnTunnel$Active 1
+    Changing("Service.Start"),               // VeltraneVpnTunnel$Active
+    Changing("Service.SendStop"),            // VeltraneVpnTunnel$Active
+    Reading("Service.QueryState"),           // VeltraneVpnTunnel$Active
+    Changing("Service.Delete"),              // VeltraneVpnTunnel$Active
+    Reading("RunServiceDispatcher"),         // VeltraneVpnTunnel
+                                             //   fails with 1063 where the manager did not start
+                                             //   the program
+    Reading("RegisterControlHandler"),       // VeltraneVpnTunnel
+    Unfailing("ReportServiceStatus"),        // 4
+    Unfailing("IsRemoteSession"),
+    Unfailing("ActiveConsoleSession"),
+    Reading("ReadSessions"),
+    Reading("ReadClientAddress"),            // 2
+};
+// clang-format on
+
+}  // namespace veltrane::simulated

@@ -31,6 +31,7 @@ constexpr std::array kKinds{
     Unfailing("InstallConsoleHandler"),
     Reading("ReadProcessVariable"),
     Reading("ReadRegistryText"),
+    Reading("ReadRegistryTexts"),
     Changing("CreateFolders"),
     Reading("TestExistence"),
     Changing("OutputFile.Open"),

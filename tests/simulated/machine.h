@@ -41,6 +41,7 @@
 //   InstallConsoleHandler        -  InstallConsoleHandler
 //   ReadProcessVariable             ReadProcessVariable ADMIN_BYPASS_IP
 //   ReadRegistryText                ReadRegistryText HKLM ADMIN_BYPASS_IP
+//   ReadRegistryTexts               ReadRegistryTexts Environment
 //   CreateFolders                !  CreateFolders C:\ProgramData\Veltrane\tunnels
 //   TestExistence                   TestExistence C:\...\active.conf
 //   OutputFile.Open              !  OutputFile.Open C:\...\active.conf.tmp

@@ -64,7 +64,9 @@ TEST_F(DoctorOnLeftovers, LeftoversNextToAStoppedService) {
 
 TEST_F(DoctorOnLeftovers, AnOverwrittenConfigurationIsHarmless) {
   machine.files.AddFile(kTunnels + L"\\active.conf", std::string(4096, '\0'));
-  side.SetAccessList(kTunnels, AccessList{.has_list = true, .is_protected = true, .entries = {}});
+  side.SetAccessList(
+      kTunnels,
+      AccessList{.owner = "S-1-5-18", .has_list = true, .is_protected = true, .entries = {}});
   EXPECT_EQ(ExamineService(), 0);
   EXPECT_EQ(Group("leftovers"),
             "  ok    tunnel service        none\n"

@@ -40,6 +40,19 @@ TEST_F(Displays, ATerminalGetsColours) {
             "or veltranectl doctor\n");
 }
 
+TEST_F(Displays, TerminalsAreLeftAsTheyWere) {
+  StartService();
+  side.SetTerminal(Stream::kOutput, 80);
+  side.SetTerminal(Stream::kError, 80);
+  {
+    const Display display;
+    EXPECT_TRUE(side.TerminalIsChanged());
+  }
+  EXPECT_FALSE(side.TerminalIsChanged());
+  EXPECT_EQ(Run({"status"}), 0);
+  EXPECT_FALSE(side.TerminalIsChanged());
+}
+
 TEST_F(Displays, NoColorIsHonoured) {
   machine.environment.SetProcess(L"NO_COLOR", L"1");
   side.SetTerminal(Stream::kOutput, 80);

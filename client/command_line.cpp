@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <sstream>
-#include <utility>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
 #include "client/commands.h"
 #include "client/exit_codes.h"
+#include "client/failure.h"
 #include "client/screens/display.h"
 
 namespace veltrane {
@@ -42,7 +43,8 @@ CLI::Validator Between(int least, int most) {
 }
 
 void AddStatusOptions(CLI::App& sub, Options& options) {
-  CLI::Option* watch = sub.add_flag("--watch", options.watch, "Keep refreshing")->disable_flag_override();
+  CLI::Option* watch =
+      sub.add_flag("--watch", options.watch, "Keep refreshing")->disable_flag_override();
   sub.add_option("--every", options.every_seconds, "Seconds between refreshes (default 2)")
       ->type_name("SECONDS")
       ->check(Between(1, 3600))
@@ -75,7 +77,7 @@ struct Command {
   const char* footer;
   ExitCode (*run)(const Options&, Display&);
   void (*add_own_options)(CLI::App&, Options&) = [](CLI::App&, Options&) {};
-  const char* json_help = "Print the reply exactly as received";
+  const char* json_help = "Print the reply exactly as received, or why there is none";
   const char* any_server_help = "Talk to any server on the pipe, such as a service in console mode";
 };
 
@@ -138,7 +140,8 @@ struct CommandLine {
     CLI::App* sub = app.add_subcommand(known.name, known.description);
     known.add_own_options(*sub, options);
     sub->add_flag("--json", options.json, known.json_help)->disable_flag_override();
-    sub->add_flag("--any-server", options.any_server, known.any_server_help)->disable_flag_override();
+    sub->add_flag("--any-server", options.any_server, known.any_server_help)
+        ->disable_flag_override();
     sub->footer(known.footer);
     sub->callback([this, &known] { command = &known; });
   }
@@ -153,15 +156,17 @@ std::string ProblemOf(const CLI::ParseError& error) {
     case CLI::ExitCodes::RequiredError:
     case CLI::ExitCodes::RequiresError:
     case CLI::ExitCodes::ValidationError:
-    case CLI::ExitCodes::ArgumentMismatch:
       return error.what();  // names the options alone
+    case CLI::ExitCodes::ArgumentMismatch:
+      if (std::string_view(error.what()).substr(0, 2) == "--") return error.what();
+      [[fallthrough]];  // a flag with a value
     default:
       return "an option has a value that it does not take";
   }
 }
 
 // Help and the version also end the program early; they go to standard output.
-int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) {
+int EndEarly(const CLI::App& app, const CLI::ParseError& end, bool json, Display& display) {
   if (end.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
     std::ostringstream output;
     std::ostringstream errors;
@@ -172,8 +177,9 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::string help = commands.empty() ? "veltranectl --help"
                                             : "veltranectl " + commands[0]->get_name() + " --help";
-  display.Complain((commands.empty() ? "a command is missing" : ProblemOf(end)) + ": " + help);
-  return kExitUsage;
+  return Fail(kExitUsage,
+              (commands.empty() ? "a command is missing" : ProblemOf(end)) + ": " + help, json,
+              display);
 }
 
 // The other ways to ask for help and the version, as the options that the parser knows.
@@ -207,15 +213,14 @@ int RunClient(const std::vector<std::string>& words) {
   Display display;
   CommandLine line;
   const std::vector<std::string> arguments = WithOptionsForWords(words);
+  // An invalid command line may have been left before the parser has read the option.
+  const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   const std::string problem = FindCommandProblem(line.app, arguments);
-  if (!problem.empty()) {
-    display.Complain(problem + ": veltranectl --help");
-    return kExitUsage;
-  }
+  if (!problem.empty()) return Fail(kExitUsage, problem + ": veltranectl --help", json, display);
   try {
     line.app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& end) {
-    return EndEarly(line.app, end, display);
+    return EndEarly(line.app, end, json, display);
   }
   return line.command->run(line.options, display);
 }

@@ -79,6 +79,8 @@ def check_account(path, seen):
                     check_exchange(f"reply {number}, of {name}", text, test[f"reply_{number}"], seen)
                 elif key == "doctor":
                     verdict(f"doctor takes what {name} prints", complaint("doctor", text))
+                elif key == "client_error":
+                    verdict(f"client-error takes what {name} prints", complaint("client-error", text))
 
 
 def check_accounts(paths):

@@ -59,7 +59,7 @@ TEST_F(Displays, NoColorIsHonoured) {
   side.SetTerminal(Stream::kError, 80);
   EXPECT_EQ(Run({"status"}), 4);
   EXPECT_EQ(side.Error(),
-            "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n");
+            "veltranectl: the service is not installed: .\\VeltraneVpnService.exe --install\n");
 }
 
 TEST_F(Displays, NoColorIsHonouredByScreensToo) {
@@ -74,7 +74,7 @@ TEST_F(Displays, AComplaintOnATerminalIsRed) {
   side.SetTerminal(Stream::kError, 80);
   EXPECT_EQ(Run({"status"}), 4);
   EXPECT_EQ(side.Error(),
-            "\x1b[31mveltranectl:\x1b[0m the service is not installed: VeltraneVpnService.exe "
+            "\x1b[31mveltranectl:\x1b[0m the service is not installed: .\\VeltraneVpnService.exe "
             "--install\n");
 }
 

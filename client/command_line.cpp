@@ -23,7 +23,8 @@ constexpr char kFooter[] =
     "  4  the service cannot be reached; nothing was sent\n"
     "  5  another program serves the pipe; nothing was sent\n"
     "  6  no readable reply came back\n"
-    "  doctor: 0 fine, 1 warnings, 2 connecting would fail\n"
+    "  doctor: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut somebody "
+    "off\n"
     "\n"
     "Examples:\n"
     "  veltranectl doctor\n"
@@ -111,7 +112,8 @@ constexpr Command kCommands[] = {
      .add_own_options = AddRegisterOptions},
     {.name = "doctor",
      .description = "Check whether connecting would work now; changes nothing",
-     .footer = "Exit codes: 0 fine, 1 warnings, 2 connecting would fail\n"
+     .footer = "Exit codes: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut "
+               "somebody off\n"
                "\n"
                "Examples:\n"
                "  veltranectl doctor\n"

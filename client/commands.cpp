@@ -31,9 +31,11 @@ ExitCode CodeOf(Verdict verdict) {
     case Verdict::kWarnings:
       return kExitWarnings;
     case Verdict::kFailures:
+      return kExitWouldFail;
+    case Verdict::kRisks:
       break;
   }
-  return kExitWouldFail;
+  return kExitCouldCutOff;
 }
 
 // Prints a reply byte for byte. A terminal needs a line end too, and so does a series of replies.

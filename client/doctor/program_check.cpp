@@ -6,10 +6,13 @@ namespace veltrane {
 
 void CheckProgramAccess(const Preflight& preflight, Findings& findings) {
   findings.Begin("program");
-  const std::wstring& program = preflight.program.empty() ? ExecutablePath() : preflight.program;
-  const std::size_t separator = program.find_last_of(L"\\/");
+  // A service that is not registered is expected beside this program.
+  const std::wstring here = preflight.program.empty() ? ExecutablePath() : preflight.program;
+  const std::size_t separator = here.find_last_of(L"\\/");
   if (separator == std::wstring::npos) return;
-  const std::wstring folder = program.substr(0, separator);
+  const std::wstring folder = here.substr(0, separator);
+  const std::wstring program =
+      preflight.program.empty() ? folder + L"\\VeltraneVpnService.exe" : preflight.program;
   CheckWriters("folder", folder, true, Readers::kUsers, findings);
   CheckWriters("executable", program, false, Readers::kUsers, findings);
   CheckWriters("tunnel.dll", folder + L"\\tunnel.dll", false, Readers::kUsers, findings);

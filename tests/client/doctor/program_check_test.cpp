@@ -86,6 +86,16 @@ TEST_F(DoctorOnProgram, LibrariesThatAnybodyCanWrite) {
                 line("tunnel.dll     ", "tunnel.dll") + line("wireguard.dll  ", "wireguard.dll"));
 }
 
+TEST_F(DoctorOnProgram, AProgramThatIsNotRegisteredIsExpectedBesideThisOne) {
+  machine.libraries.SetExecutablePath(L"C:\\Program Files\\Veltrane\\veltranectl.exe");
+  machine.files.AddFile(kProgram, "MZ");
+  EXPECT_EQ(ExamineConsoleMode(), 0);
+  EXPECT_NE(Group("program").find("  ok    executable  C:\\Program "
+                                  "Files\\Veltrane\\VeltraneVpnService.exe can be written by "
+                                  "LocalSystem and Administrators alone\n"),
+            std::string::npos);
+}
+
 TEST_F(DoctorOnProgram, AFolderThatIsALink) {
   side.MakeReparsePoint(L"C:\\Program Files\\Veltrane");
   SetAdministrator();

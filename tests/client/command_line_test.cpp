@@ -1,6 +1,7 @@
 #include "client/command_line.h"
 
 #include "tests/client/on_client_machine.h"
+#include "tests/client/scripted_server.h"
 
 namespace veltrane {
 namespace {
@@ -192,7 +193,9 @@ TEST_F(CommandLines, HelpForACommandCanBeAskedForInManyWays) {
 }
 
 TEST_F(CommandLines, ANonceThatLooksLikeHelpIsOne) {
-  EXPECT_EQ(Run({"connect", kConfPath, "--session", "/?"}), 4);
+  ScriptedServer other(R"({"ok":true})");
+  EXPECT_EQ(Run({"connect", kConfPath, "--any-server", "--session", "/?"}), 0);
+  EXPECT_NE(other.Request().find(R"("session_nonce":"/?")"), std::string::npos);
 }
 
 TEST_F(CommandLines, ASecretInTheWrongPlaceIsNotPrinted) {

@@ -132,6 +132,7 @@ TEST_F(Doctor, AMachineWithoutTheService) {
 
 TEST_F(Doctor, JsonHasTheSameFindings) {
   EXPECT_EQ(Run({"doctor", "--json"}), 11);
+  RecordProperty("doctor", side.Output());
   EXPECT_EQ(
       side.Output(),
       R"({"verdict":"refused","risks":0,"failures":1,"warnings":0,"findings":[{"group":"service")"

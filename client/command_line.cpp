@@ -1,14 +1,15 @@
 #include "client/command_line.h"
 
+#include <algorithm>
 #include <sstream>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
 #include "client/commands.h"
 #include "client/exit_codes.h"
+#include "client/failure.h"
 #include "client/screens/display.h"
-#include "client/text/quoting.h"
-#include "client/text/utf8.h"
 
 namespace veltrane {
 namespace {
@@ -22,22 +23,36 @@ constexpr char kFooter[] =
     "  4  the service cannot be reached; nothing was sent\n"
     "  5  another program serves the pipe; nothing was sent\n"
     "  6  no readable reply came back\n"
-    "  doctor: 0 fine, 1 warnings, 2 connecting would fail\n"
+    "  doctor: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut somebody "
+    "off\n"
     "\n"
     "Examples:\n"
     "  veltranectl doctor\n"
     "  veltranectl connect office.conf\n"
-    "  veltranectl status --watch\n";
+    "  veltranectl status --watch\n"
+    "  veltranectl help connect\n";
+
+// A check of a number whose complaint does not repeat what was typed.
+CLI::Validator Between(int least, int most) {
+  const std::string range = std::to_string(least) + " to " + std::to_string(most);
+  return CLI::Validator(
+      [least, most, range](const std::string& text) {
+        CLI::Validator check = CLI::Range(least, most);
+        return check(text).empty() ? std::string() : "takes a whole number from " + range;
+      },
+      "INT from " + range);
+}
 
 void AddStatusOptions(CLI::App& sub, Options& options) {
-  CLI::Option* watch = sub.add_flag("--watch", options.watch, "Keep refreshing");
+  CLI::Option* watch =
+      sub.add_flag("--watch", options.watch, "Keep refreshing")->disable_flag_override();
   sub.add_option("--every", options.every_seconds, "Seconds between refreshes (default 2)")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1, 3600))
+      ->check(Between(1, 3600))
       ->needs(watch);
   sub.add_option("--times", options.times, "Stop after this many refreshes")
       ->type_name("COUNT")
-      ->check(CLI::Range(1, 1000000))
+      ->check(Between(1, 1000000))
       ->needs(watch);
 }
 
@@ -63,7 +78,7 @@ struct Command {
   const char* footer;
   ExitCode (*run)(const Options&, Display&);
   void (*add_own_options)(CLI::App&, Options&) = [](CLI::App&, Options&) {};
-  const char* json_help = "Print the reply exactly as received";
+  const char* json_help = "Print the reply exactly as received, or why there is none";
   const char* any_server_help = "Talk to any server on the pipe, such as a service in console mode";
 };
 
@@ -97,7 +112,8 @@ constexpr Command kCommands[] = {
      .add_own_options = AddRegisterOptions},
     {.name = "doctor",
      .description = "Check whether connecting would work now; changes nothing",
-     .footer = "Exit codes: 0 fine, 1 warnings, 2 connecting would fail\n"
+     .footer = "Exit codes: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut "
+               "somebody off\n"
                "\n"
                "Examples:\n"
                "  veltranectl doctor\n"
@@ -125,15 +141,34 @@ struct CommandLine {
   void Add(const Command& known) {
     CLI::App* sub = app.add_subcommand(known.name, known.description);
     known.add_own_options(*sub, options);
-    sub->add_flag("--json", options.json, known.json_help);
-    sub->add_flag("--any-server", options.any_server, known.any_server_help);
+    sub->add_flag("--json", options.json, known.json_help)->disable_flag_override();
+    sub->add_flag("--any-server", options.any_server, known.any_server_help)
+        ->disable_flag_override();
     sub->footer(known.footer);
     sub->callback([this, &known] { command = &known; });
   }
 };
 
+// What is wrong, without repeating anything that was typed: a key may have been pasted in the wrong
+// place.
+std::string ProblemOf(const CLI::ParseError& error) {
+  switch (static_cast<CLI::ExitCodes>(error.get_exit_code())) {
+    case CLI::ExitCodes::ExtrasError:
+      return "unexpected argument, not shown because it may be a secret";
+    case CLI::ExitCodes::RequiredError:
+    case CLI::ExitCodes::RequiresError:
+    case CLI::ExitCodes::ValidationError:
+      return error.what();  // names the options alone
+    case CLI::ExitCodes::ArgumentMismatch:
+      if (std::string_view(error.what()).substr(0, 2) == "--") return error.what();
+      [[fallthrough]];  // a flag with a value
+    default:
+      return "an option has a value that it does not take";
+  }
+}
+
 // Help and the version also end the program early; they go to standard output.
-int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) {
+int EndEarly(const CLI::App& app, const CLI::ParseError& end, bool json, Display& display) {
   if (end.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
     std::ostringstream output;
     std::ostringstream errors;
@@ -144,9 +179,25 @@ int EndEarly(const CLI::App& app, const CLI::ParseError& end, Display& display) 
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::string help = commands.empty() ? "veltranectl --help"
                                             : "veltranectl " + commands[0]->get_name() + " --help";
-  display.Complain((commands.empty() ? "a command is missing" : Printable(end.what())) + ": " +
-                   help);
-  return kExitUsage;
+  return Fail(kExitUsage,
+              (commands.empty() ? "a command is missing" : ProblemOf(end)) + ": " + help, json,
+              display);
+}
+
+// The other ways to ask for help and the version, as the options that the parser knows.
+std::vector<std::string> WithOptionsForWords(std::vector<std::string> arguments) {
+  const auto asks = [](const std::string& word) { return word == "/?" || word == "-?"; };
+  // Later arguments may be values, such as a nonce.
+  for (std::size_t i = 0; i < std::min<std::size_t>(arguments.size(), 2); ++i) {
+    if (asks(arguments[i])) arguments[i] = "--help";
+  }
+  if (arguments.empty()) return arguments;
+  if (arguments[0] == "version") arguments[0] = "--version";
+  if (arguments[0] == "help") {
+    arguments.erase(arguments.begin());
+    arguments.insert(arguments.begin() + (arguments.empty() ? 0 : 1), "--help");
+  }
+  return arguments;
 }
 
 // Says more exactly what the parser would call a missing subcommand.
@@ -155,24 +206,23 @@ std::string FindCommandProblem(const CLI::App& app, const std::vector<std::strin
   const std::string& name = arguments.front();
   if (name.substr(0, 1) == "-") return {};
   const auto has_name = [&name](const CLI::App* sub) { return sub->get_name() == name; };
-  if (!app.get_subcommands(has_name).empty()) return {};
-  return "unknown command " + Shown(name);
+  return app.get_subcommands(has_name).empty() ? "unknown command" : "";
 }
 
 }  // namespace
 
-int RunClient(const std::vector<std::string>& arguments) {
+int RunClient(const std::vector<std::string>& words) {
   Display display;
   CommandLine line;
+  const std::vector<std::string> arguments = WithOptionsForWords(words);
+  // An invalid command line may have been left before the parser has read the option.
+  const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   const std::string problem = FindCommandProblem(line.app, arguments);
-  if (!problem.empty()) {
-    display.Complain(problem + ": veltranectl --help");
-    return kExitUsage;
-  }
+  if (!problem.empty()) return Fail(kExitUsage, problem + ": veltranectl --help", json, display);
   try {
     line.app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& end) {
-    return EndEarly(line.app, end, display);
+    return EndEarly(line.app, end, json, display);
   }
   return line.command->run(line.options, display);
 }

@@ -5,8 +5,9 @@
 
 namespace veltrane {
 
-// Runs veltranectl with these UTF-8 arguments, without the program name, and returns its exit code.
-// Help, the version and every failure are printed here.
-int RunClient(const std::vector<std::string>& arguments);
+// Runs veltranectl with these UTF-8 words, without the program name, and returns its exit code.
+// Help, the version and every failure are printed here; a failure never repeats an argument that
+// was not expected.
+int RunClient(const std::vector<std::string>& words);
 
 }  // namespace veltrane

@@ -8,6 +8,7 @@
 #include "client/exchange/exchange.h"
 #include "client/exchange/reply.h"
 #include "client/exchange/request.h"
+#include "client/failure.h"
 #include "client/profile/profile_file.h"
 #include "client/screens/advice.h"
 #include "client/screens/screens.h"
@@ -23,24 +24,6 @@ constexpr char kBusy[] = "waiting for another client to finish (30 s at most)";
 constexpr std::uint32_t kBusySeconds = 30;
 constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J";
 
-ExitCode Complain(ExitCode exit_code, const std::string& text, Display& display) {
-  display.Complain(text);
-  return exit_code;
-}
-
-ExitCode CodeOf(FailureKind kind) {
-  switch (kind) {
-    case FailureKind::kUnreachable:
-    case FailureKind::kBusy:
-      return kExitUnreachable;
-    case FailureKind::kUntrusted:
-      return kExitUntrusted;
-    case FailureKind::kNoReply:
-      break;
-  }
-  return kExitNoReply;
-}
-
 ExitCode CodeOf(Verdict verdict) {
   switch (verdict) {
     case Verdict::kFine:
@@ -48,13 +31,11 @@ ExitCode CodeOf(Verdict verdict) {
     case Verdict::kWarnings:
       return kExitWarnings;
     case Verdict::kFailures:
+      return kExitWouldFail;
+    case Verdict::kRisks:
       break;
   }
-  return kExitWouldFail;
-}
-
-ExitCode Fail(const ExchangeFailure& failure, Display& display) {
-  return Complain(CodeOf(failure.kind), failure.what + ": " + failure.next, display);
+  return kExitCouldCutOff;
 }
 
 // Prints a reply byte for byte. A terminal needs a line end too, and so does a series of replies.
@@ -69,15 +50,14 @@ ExitCode ShowReply(const std::string& text, const std::string& line, bool json, 
   if (json) PrintAsReceived(text, false, display);
   const std::optional<Reply> reply = ReadReply(text);
   if (!reply) {
-    return Complain(kExitNoReply,
-                    "the reply is not a JSON object: use --json to print it as received", display);
+    display.Complain("the reply is not a JSON object: use --json to print it as received");
+    return kExitNoReply;
   }
   if (!json && line.empty()) display.Print(ReplyScreen(*reply, display.OutputPainter()));
   if (!reply->ok) {
-    return Complain(kExitRefused,
-                    "the service refused: " + Shown(reply->error) + ", " + Shown(reply->message) +
-                        ": " + AdviceFor(*reply),
-                    display);
+    display.Complain("the service refused: " + Shown(reply->error) + ", " + Shown(reply->message) +
+                     ": " + AdviceFor(*reply));
+    return kExitRefused;
   }
   if (!json) display.Print(line);
   return kExitDone;
@@ -104,7 +84,7 @@ ExchangeResult Ask(const SecretText& request, Pace pace, bool any_server, Displa
 ExitCode AskAndShow(const SecretText& request, Pace pace, const Options& options, Display& display,
                     const std::string& line = {}) {
   const ExchangeResult result = Ask(request, pace, options.any_server, display);
-  if (!result.reply) return Fail(result.failure, display);
+  if (!result.reply) return Fail(result.failure, options.json, display);
   return ShowReply(*result.reply, line, options.json, display);
 }
 
@@ -112,7 +92,7 @@ ExitCode WatchOnce(const Options& options, Display& display) {
   const ExchangeResult result =
       Ask(PlainRequest("status"), Pace::kQuick, options.any_server, display);
   if (display.OutputIsTerminal() && !options.json) display.Print(kClearTerminal);
-  if (!result.reply) return Fail(result.failure, display);
+  if (!result.reply) return Fail(result.failure, options.json, display);
   if (!options.json) return ShowReply(*result.reply, "", false, display);
   PrintAsReceived(*result.reply, true, display);
   return kExitDone;
@@ -140,10 +120,11 @@ ExitCode RunStatus(const Options& options, Display& display) {
 
 ExitCode RunConnect(const Options& options, Display& display) {
   const ProfileFile file = ReadProfileFile(options.profile, options.node_id);
-  if (!file.profile) return Complain(kExitProfile, file.problem, display);
+  if (!file.profile) return Fail(kExitProfile, file.problem, options.json, display);
   const RequestBuilding building = ConnectRequest(*file.profile, options.session);
   if (!building.problem.empty()) {
-    return Complain(kExitProfile, Printable(options.profile) + ": " + building.problem, display);
+    return Fail(kExitProfile, Printable(options.profile) + ": " + building.problem, options.json,
+                display);
   }
   if (!options.json) {
     display.Print(ProfileScreen(*file.profile, options.session, display.OutputPainter()) + "\n");
@@ -157,7 +138,7 @@ ExitCode RunDisconnect(const Options& options, Display& display) {
 
 ExitCode RunRegister(const Options& options, Display& display) {
   const RequestBuilding building = RegisterRequest(options.nonce);
-  if (!building.problem.empty()) return Complain(kExitUsage, building.problem, display);
+  if (!building.problem.empty()) return Fail(kExitUsage, building.problem, options.json, display);
   return AskAndShow(
       building.request, Pace::kQuick, options, display,
       options.nonce.empty() ? "session check turned off\n" : "session nonce registered\n");

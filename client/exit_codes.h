@@ -14,8 +14,9 @@ enum ExitCode : int {
 
   // For doctor.
   kExitFine = 0,
-  kExitWarnings = 1,
-  kExitWouldFail = 2,
+  kExitWarnings = 10,
+  kExitWouldFail = 11,
+  kExitCouldCutOff = 12,
 };
 
 }  // namespace veltrane

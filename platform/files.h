@@ -39,8 +39,8 @@ class OutputFile {
   // Opens the file; nullopt on failure.
   static std::optional<OutputFile> Open(const std::wstring& path);
 
-  // Appends bytes to the stream. A write of 1024 bytes or more reaches the file at once; smaller ones
-  // are buffered until they come to about 4 KB, or until Close. Errors show in Close.
+  // Appends bytes to the stream. A write of 1024 bytes or more reaches the file at once; smaller
+  // ones are buffered until they come to about 4 KB, or until Close. Errors show in Close.
   void Write(std::string_view bytes);
 
   // Flushes and closes the stream. Returns false when any write or the close failed. Call it once.

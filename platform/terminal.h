@@ -19,7 +19,11 @@ void WriteStream(Stream stream, std::string_view utf8);
 
 // Returns the width in columns of the terminal behind a stream (GetConsoleScreenBufferInfo);
 // nullopt when the stream is a file or a pipe. Also makes that terminal interpret ECMA-48 escape
-// sequences from now on.
+// sequences until RestoreTerminals.
 std::optional<std::size_t> TerminalColumns(Stream stream);
+
+// Gives every terminal back the mode that it had before TerminalColumns. An interrupt of the
+// program (Ctrl+C) does so too.
+void RestoreTerminals();
 
 }  // namespace veltrane

@@ -68,8 +68,8 @@ bool DeleteActiveConf(std::string* error) {
         std::error_code(static_cast<int>(exists.Error()), std::system_category()));
   }
   if (!*exists) return true;
-  // The stream is still open when the file is deleted, and overwrites the key when it closes.
-  // Windows does not delete a file that is open without delete sharing, so a file of zeros remains.
+  // The stream overwrites the key at once and is still open when the file is deleted. Windows does
+  // not delete a file that is open without delete sharing, so a file of zeros remains.
   std::optional<OutputFile> scrub = OutputFile::Open(active);
   if (scrub) scrub->Write(std::string(kScrubBytes, '\0'));
   if (!RemoveFile(active)) return Fail(error, "delete active.conf failed");

@@ -2,6 +2,8 @@
 
 // The checks of the preflight, one per group. They change nothing.
 
+#include <string>
+
 #include "client/doctor/findings.h"
 #include "client/doctor/preflight.h"
 
@@ -14,17 +16,28 @@ void CheckService(const Preflight& preflight, Findings& findings);
 // The pipe: open, and served by that service. If so, asks the service for its status.
 void CheckPipe(Preflight& preflight, Findings& findings);
 
+// Who may replace the program and the libraries that Local System loads.
+void CheckProgramAccess(const Preflight& preflight, Findings& findings);
+
 // The tunnel library next to the executable, and its export.
 void CheckTunnelLibrary(const Preflight& preflight, Findings& findings);
 
 // Each setting in its scopes, what it means, and whether the service sees it too.
-void CheckSettings(const Preflight& preflight, Findings& findings);
+void CheckSettings(Preflight& preflight, Findings& findings);
 
 // Whether this is a Remote Desktop session in which connecting would be refused.
-void CheckSession(const Preflight& preflight, Findings& findings);
+void CheckSession(Preflight& preflight, Findings& findings);
 
 // The addresses that would be pinned, and those that perhaps should be.
-void CheckBypass(const Preflight& preflight, Findings& findings);
+void CheckBypass(Preflight& preflight, Findings& findings);
+
+// Whether an administrator's address stays outside a tunnel: it has a pinned route, or a connect
+// that does not give it one is refused.
+bool IsKept(const std::string& ip, const Preflight& preflight);
+
+// Where the service's settings come from, and the commands that set all that the checks before
+// asked for.
+void CheckEnvironment(const Preflight& preflight, Findings& findings);
 
 // The physical gateway and interface, and whether routes can be pinned there.
 void CheckNetwork(const Preflight& preflight, Findings& findings);
@@ -32,7 +45,7 @@ void CheckNetwork(const Preflight& preflight, Findings& findings);
 // What an earlier run left behind.
 void CheckLeftovers(const Preflight& preflight, Findings& findings);
 
-// The folder of active.conf and who may open it.
+// The folders of active.conf: who may open the lower one, and whose they are.
 void CheckConfigurationFolder(const Preflight& preflight, Findings& findings);
 
 }  // namespace veltrane

@@ -3,6 +3,17 @@
 #include "client/doctor/checks.h"
 
 namespace veltrane {
+namespace {
+
+void NoteWhatWasDenied(Findings& findings) {
+  if (findings.Denied().empty()) return;
+  std::string list;
+  for (const std::string& what : findings.Denied()) list += (list.empty() ? "" : ", ") + what;
+  findings.Begin("rights");
+  findings.Note("not looked at", list + ": run veltranectl doctor in an elevated prompt");
+}
+
+}  // namespace
 
 Findings Examine(bool any_server) {
   Findings findings;
@@ -10,12 +21,15 @@ Findings Examine(bool any_server) {
   CheckService(preflight, findings);
   CheckPipe(preflight, findings);
   CheckTunnelLibrary(preflight, findings);
+  CheckProgramAccess(preflight, findings);
   CheckSettings(preflight, findings);
   CheckSession(preflight, findings);
   CheckBypass(preflight, findings);
+  CheckEnvironment(preflight, findings);
   CheckNetwork(preflight, findings);
   CheckLeftovers(preflight, findings);
   CheckConfigurationFolder(preflight, findings);
+  NoteWhatWasDenied(findings);
   return findings;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "client/text/split.h"
 #include "client/text/utf8.h"
 
 namespace veltrane {
@@ -22,9 +23,27 @@ void Findings::Fail(const std::string& check, const std::string& text, const std
   Add(Mark::kFailure, check, text, fix);
 }
 
+void Findings::Risk(const std::string& check, const std::string& text) {
+  Add(Mark::kRisk, check, text, "");
+}
+
+void Findings::NoteWithFix(const std::string& check, const std::string& text,
+                           const std::string& fix) {
+  Add(Mark::kNote, check, text, fix);
+}
+
+void Findings::NoteDenied(const std::string& check, const std::string& what) {
+  Note(check, what + " cannot be looked at by this user");
+  denied_.push_back(Printable(what));
+}
+
 void Findings::Add(Mark mark, const std::string& check, const std::string& text,
                    const std::string& fix) {
-  all_.push_back({group_, Printable(check), mark, Printable(text), Printable(fix)});
+  std::string commands;
+  for (const std::string_view command : Split(fix, '\n')) {
+    commands += (commands.empty() ? "" : "\n") + Printable(command);
+  }
+  all_.push_back({group_, Printable(check), mark, Printable(text), commands});
 }
 
 std::size_t Findings::Count(Mark mark) const {
@@ -33,6 +52,7 @@ std::size_t Findings::Count(Mark mark) const {
 }
 
 Verdict Findings::Judge() const {
+  if (Count(Mark::kRisk) > 0) return Verdict::kRisks;
   if (Count(Mark::kFailure) > 0) return Verdict::kFailures;
   return Count(Mark::kWarning) > 0 ? Verdict::kWarnings : Verdict::kFine;
 }

@@ -12,6 +12,7 @@ enum class Mark {
   kNote,     // neither good nor bad
   kWarning,  // connecting would work, but perhaps not as expected
   kFailure,  // connecting would fail
+  kRisk,     // connecting could cut somebody off
 };
 
 struct Finding {
@@ -19,10 +20,10 @@ struct Finding {
   std::string check;  // "running"
   Mark mark = Mark::kOk;
   std::string text;  // one line
-  std::string fix;   // the one command that fixes it, or empty
+  std::string fix;   // the commands that fix it, one a line, or empty
 };
 
-enum class Verdict { kFine, kWarnings, kFailures };
+enum class Verdict { kFine, kWarnings, kFailures, kRisks };
 
 // The findings in the order in which they were added. Their texts are made safe for a terminal.
 class Findings {
@@ -34,6 +35,13 @@ class Findings {
   void Note(const std::string& check, const std::string& text);
   void Warn(const std::string& check, const std::string& text, const std::string& fix);
   void Fail(const std::string& check, const std::string& text, const std::string& fix);
+  void Risk(const std::string& check, const std::string& text);
+  void NoteWithFix(const std::string& check, const std::string& text, const std::string& fix);
+
+  // Notes that a check could not be made because this user may not look, and remembers what it was
+  // about.
+  void NoteDenied(const std::string& check, const std::string& what);
+  const std::vector<std::string>& Denied() const { return denied_; }
 
   const std::vector<Finding>& All() const { return all_; }
   std::size_t Count(Mark mark) const;
@@ -46,6 +54,7 @@ class Findings {
 
   std::string group_;
   std::vector<Finding> all_;
+  std::vector<std::string> denied_;
 };
 
 }  // namespace veltrane

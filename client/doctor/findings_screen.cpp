@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "client/text/split.h"
+#include "text/ascii.h"
+
 namespace veltrane {
 namespace {
 
@@ -19,6 +22,8 @@ const char* MarkWord(Mark mark) {
       return "warn";
     case Mark::kFailure:
       return "FAIL";
+    case Mark::kRisk:
+      return "RISK";
   }
   return "";
 }
@@ -31,6 +36,7 @@ std::string PaintedMark(Mark mark, const Painter& paint) {
     case Mark::kWarning:
       return paint(Colour::kWarning, word);
     case Mark::kFailure:
+    case Mark::kRisk:
       return paint(Colour::kBad, word);
     case Mark::kNote:
       break;
@@ -43,8 +49,17 @@ std::string Counted(std::size_t count, const std::string& noun) {
 }
 
 const char* VerdictWord(Verdict verdict) {
-  if (verdict == Verdict::kFine) return "fine";
-  return verdict == Verdict::kWarnings ? "warnings" : "refused";
+  switch (verdict) {
+    case Verdict::kFine:
+      return "fine";
+    case Verdict::kWarnings:
+      return "warnings";
+    case Verdict::kFailures:
+      return "refused";
+    case Verdict::kRisks:
+      break;
+  }
+  return "risk";
 }
 
 std::string VerdictText(const Findings& findings, const Painter& paint) {
@@ -55,9 +70,16 @@ std::string VerdictText(const Findings& findings, const Painter& paint) {
     case Verdict::kWarnings:
       return paint(Colour::kWarning, "Connecting should work, with " + warnings + ".") + "\n";
     case Verdict::kFailures:
+    case Verdict::kRisks:
       break;
   }
   const std::string failures = Counted(findings.Count(Mark::kFailure), "failure");
+  if (findings.Judge() == Verdict::kRisks) {
+    return paint(Colour::kBad, "Connecting could cut somebody off: " +
+                                   Counted(findings.Count(Mark::kRisk), "risk") + ", " + failures +
+                                   ", " + warnings + ".") +
+           "\n";
+  }
   return paint(Colour::kBad, "Connecting would fail: " + failures + ", " + warnings + ".") + "\n";
 }
 
@@ -86,16 +108,23 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
     screen += "  " + PaintedMark(finding.mark, paint) + Padded(finding.check, columns) +
               finding.text + "\n";
     if (!finding.fix.empty()) {
-      screen += std::string(2 + kMarkColumns + columns, ' ') + "fix: " + finding.fix + "\n";
+      const std::string indent(2 + kMarkColumns + columns, ' ');
+      const char* label = "fix: ";
+      for (const std::string_view command : Split(finding.fix, '\n')) {
+        screen += indent + label + std::string(command) + "\n";
+        label = "     ";
+      }
     }
   }
-  if (any_fix) screen += "\nRun the commands in a command prompt (cmd) as administrator.\n";
+  if (any_fix)
+    screen += "\nRun the commands as administrator, in a command prompt or in PowerShell.\n";
   return screen + "\n" + VerdictText(findings, paint);
 }
 
 std::string FindingsJson(const Findings& findings) {
   nlohmann::ordered_json json;
   json["verdict"] = VerdictWord(findings.Judge());
+  json["risks"] = findings.Count(Mark::kRisk);
   json["failures"] = findings.Count(Mark::kFailure);
   json["warnings"] = findings.Count(Mark::kWarning);
   json["findings"] = nlohmann::ordered_json::array();
@@ -103,7 +132,7 @@ std::string FindingsJson(const Findings& findings) {
     nlohmann::ordered_json item;
     item["group"] = finding.group;
     item["check"] = finding.check;
-    item["mark"] = finding.mark == Mark::kFailure ? "fail" : MarkWord(finding.mark);
+    item["mark"] = AsciiToLower(MarkWord(finding.mark));
     item["finding"] = finding.text;
     if (!finding.fix.empty()) item["fix"] = finding.fix;
     json["findings"].push_back(item);

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "client/doctor/access_findings.h"
 #include "client/doctor/checks.h"
 #include "client/text/windows_error.h"
 #include "platform/access_lists.h"
@@ -43,25 +44,22 @@ std::string Closing(const std::string& folder, const std::vector<std::string>& o
   return command;
 }
 
-}  // namespace
-
-void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
-  findings.Begin("configuration");
-  const std::wstring path = preflight.conf.substr(0, preflight.conf.find_last_of(L'\\'));
+// Who may open the folder. Returns whether it could be looked at.
+bool CheckOpening(const std::wstring& path, Findings& findings) {
   const std::string folder = WideToUtf8(path);
   const Result<AccessList> list = ReadAccessList(path);
   if (list.Error() == kErrorFileNotFound || list.Error() == kErrorPathNotFound) {
     findings.Ok("folder", folder + " will be created by the first connect");
-    return;
+    return false;
   }
   if (list.Error() == kErrorAccessDenied) {
-    findings.Ok("folder", folder + " is not accessible to this user");
-    return;
+    findings.NoteDenied("folder", folder);
+    return false;
   }
   if (!list) {
     findings.Warn("folder", folder + " cannot be examined" + WindowsError(list.Error()),
                   "icacls \"" + folder + "\"");
-    return;
+    return false;
   }
   const std::vector<std::string> others = OthersAdmitted(*list);
   const std::string fix = Closing(folder, others);
@@ -74,6 +72,20 @@ void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
   } else {
     findings.Ok("folder", folder + " is open only to LocalSystem and Administrators");
   }
+  return true;
+}
+
+std::wstring Above(const std::wstring& path) { return path.substr(0, path.find_last_of(L'\\')); }
+
+}  // namespace
+
+void CheckConfigurationFolder(const Preflight& preflight, Findings& findings) {
+  findings.Begin("configuration");
+  const std::wstring folder = Above(preflight.conf);
+  if (CheckOpening(folder, findings)) {
+    CheckWriters("owner", folder, true, Readers::kNobody, findings);
+  }
+  CheckWriters("folder above", Above(folder), true, Readers::kNobody, findings);
 }
 
 }  // namespace veltrane

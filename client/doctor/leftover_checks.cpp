@@ -1,4 +1,5 @@
 #include "client/doctor/checks.h"
+#include "client/text/windows_error.h"
 #include "guard/route_snapshots.h"
 #include "platform/file_input.h"
 #include "platform/files.h"
@@ -9,6 +10,7 @@ namespace veltrane {
 namespace {
 
 constexpr char kDisconnect[] = "veltranectl disconnect";
+constexpr std::uint32_t kErrorAccessDenied = 5;
 constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 
 constexpr char kUnasked[] = "only the service can tell whose it is, and it did not answer";
@@ -56,7 +58,13 @@ bool IsScrubbed(const std::string& path) {
 }
 
 void CheckActiveConf(const std::wstring& active, Claimant claimant, Findings& findings) {
-  if (!IsThere(active)) {
+  const Result<bool> exists = TestExistence(active);
+  if (exists.Error() == kErrorAccessDenied) {
+    findings.NoteDenied("active.conf", WideToUtf8(active));
+  } else if (!exists) {
+    findings.Note("active.conf",
+                  WideToUtf8(active) + " cannot be looked at" + WindowsError(exists.Error()));
+  } else if (!*exists) {
     findings.Ok("active.conf", "none");
   } else if (claimant == Claimant::kConnection) {
     findings.Ok("active.conf", "belongs to the connection");

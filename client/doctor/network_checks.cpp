@@ -46,14 +46,35 @@ void AddCandidates(const std::vector<BypassIpEntry>& candidates, Findings& findi
   }
 }
 
-// Warns of Remote Desktop connections that nothing would keep outside the tunnel.
-void WarnOfUnprotected(Findings& findings) {
+// Tells of the Remote Desktop connections when the bypass pins nothing, and asks for those that
+// nothing keeps outside the tunnel.
+void AddPeers(Preflight& preflight, Findings& findings) {
   const std::vector<std::string> peers = ListRdpTcpRemoteAddresses();
   const std::set<std::string> distinct(peers.begin(), peers.end());
+  std::vector<std::string> unkept;
   for (const std::string& ip : distinct) {
-    findings.Warn(ip, "an established Remote Desktop connection that nothing protects",
-                  "setx ADMIN_BYPASS_IP \"" + ip + "\" /M");
+    if (IsKept(ip, preflight)) {
+      findings.Ok(ip, "an established Remote Desktop connection, already pinned");
+    } else if (preflight.guarded) {
+      findings.Risk(ip,
+                    "an established Remote Desktop connection that nothing pins: the default-route "
+                    "guard replaces 0.0.0.0/0 and ::/0 alone, so that halves cut it off");
+    } else {
+      findings.Risk(ip, "an established Remote Desktop connection that nothing protects");
+      unkept.push_back(ip);
+    }
   }
+  if (unkept.empty()) return;
+  WantAddresses(preflight, unkept);
+  const std::string word = "VELTRANE_POC_ADMIN_BYPASS";
+  const std::optional<bool> on = ParseBypassSwitch(ServiceValue(preflight, word));
+  if (!preflight.any_server && on && !*on) preflight.wanted[word] = "1";
+}
+
+void AddKillSwitch(Findings& findings) {
+  findings.Note("kill switch",
+                "AllowedIPs with a /0 cuts every administrator off, pinned or not: use halves, "
+                "0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)");
 }
 
 void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
@@ -92,25 +113,30 @@ void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
 
 }  // namespace
 
-void CheckBypass(const Preflight& preflight, Findings& findings) {
+bool IsKept(const std::string& ip, const Preflight& preflight) {
+  return BypassIsEnforced(preflight) || IsPinned(ip, FindGateway());
+}
+
+void CheckBypass(Preflight& preflight, Findings& findings) {
   findings.Begin("bypass");
+  AddKillSwitch(findings);
   const std::vector<BypassIpEntry>& candidates = preflight.candidates;
   if (preflight.guarded) {
     findings.Note("pinned routes", "none, the default-route guard is on");
-    AddCandidates(candidates, findings);
+    AddPeers(preflight, findings);
     return;
   }
   if (!preflight.bypass_on) {
     findings.Note("pinned routes", "none, the bypass is off");
-    WarnOfUnprotected(findings);
+    AddPeers(preflight, findings);
     return;
   }
   AddCandidates(candidates, findings);
   const bool any_required = std::any_of(candidates.begin(), candidates.end(),
                                         [](const BypassIpEntry& entry) { return entry.required; });
   if (!any_required) {
-    findings.Fail("pinned routes", "the bypass is on, but there is no required address",
-                  "setx ADMIN_BYPASS_IP <your public address> /M");
+    findings.Fail("pinned routes", "the bypass is on, but there is no required address", "");
+    WantAddresses(preflight, {});
   }
 }
 

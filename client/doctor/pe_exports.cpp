@@ -1,5 +1,6 @@
 #include "client/doctor/pe_exports.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,6 +14,8 @@ constexpr std::uint16_t kMagicPe32Plus = 0x20B;
 constexpr std::uint64_t kFileHeaderBytes = 24;  // signature included
 constexpr std::uint64_t kExportDirectoryField = 112;
 constexpr std::uint64_t kSectionHeaderBytes = 40;
+constexpr std::uint64_t kMostSections = 96;   // the loader takes no more
+constexpr std::uint64_t kMostNames = 65'536;  // ordinals have 16 bits
 
 class PeFile {
  public:
@@ -41,11 +44,11 @@ class PeFile {
     if (!count || !names_rva) return false;
     const auto names = Offset(*names_rva);
     if (!names) return false;
-    for (std::uint64_t i = 0; i < *count; ++i) {
+    for (std::uint64_t i = 0; i < std::min<std::uint64_t>(*count, kMostNames); ++i) {
       const auto name_rva = Number32(*names + i * 4);
       if (!name_rva) return false;
       const auto position = Offset(*name_rva);
-      if (position && TextAt(*position) == name) return true;
+      if (position && HasTextAt(*position, name)) return true;
     }
     return false;
   }
@@ -68,7 +71,7 @@ class PeFile {
     const auto optional_header_bytes = Number16(pe_ + 20);
     if (!count || !optional_header_bytes) return std::nullopt;
     const std::uint64_t sections = pe_ + kFileHeaderBytes + *optional_header_bytes;
-    for (std::uint64_t i = 0; i < *count; ++i) {
+    for (std::uint64_t i = 0; i < std::min<std::uint64_t>(*count, kMostSections); ++i) {
       const std::uint64_t section = sections + i * kSectionHeaderBytes;
       const auto begin = Number32(section + 12);
       const auto size = Number32(section + 16);
@@ -79,11 +82,10 @@ class PeFile {
     return std::nullopt;
   }
 
-  // The zero-terminated text at this place; empty when there is none.
-  std::string_view TextAt(std::uint64_t offset) const {
-    if (offset >= bytes_.size()) return {};
-    const std::size_t end = bytes_.find('\0', offset);
-    return end == std::string_view::npos ? std::string_view() : bytes_.substr(offset, end - offset);
+  // Whether this text and a zero are at this place. Looks at no byte behind them.
+  bool HasTextAt(std::uint64_t offset, std::string_view text) const {
+    if (offset > bytes_.size() || bytes_.size() - offset <= text.size()) return false;
+    return bytes_.substr(offset, text.size()) == text && bytes_[offset + text.size()] == '\0';
   }
 
   std::string_view bytes_;

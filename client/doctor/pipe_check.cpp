@@ -43,7 +43,8 @@ void CheckPipe(Preflight& preflight, Findings& findings) {
       Exchange(*service.pipe, PlainRequest("status"), [](std::uint32_t) {});
   if (result.reply) preflight.status = ReadReply(*result.reply);
   if (!preflight.status || !preflight.status->ok) {
-    findings.Fail("answers", "no readable reply to a status request", "sc query VeltraneVpnTunnel");
+    findings.Fail("answers", "no readable reply to a status request",
+                  "sc.exe query VeltraneVpnTunnel");
   } else {
     findings.Ok(
         "answers",

@@ -1,8 +1,11 @@
 #include "client/doctor/preflight.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "guard/settings.h"
+#include "platform/environment.h"
+#include "platform/text.h"
 #include "service/service_name.h"
 #include "text/ascii.h"
 #include "tunnel/active_conf.h"
@@ -27,20 +30,29 @@ std::wstring ProgramOf(const std::wstring& command_line) {
   return command_line.substr(0, command_line.find(L' '));
 }
 
-std::string MachineValue(const std::wstring& name) { return ReadEnvAllScopes(name).machine; }
-
-// A registered service gets the switch from the machine scope when Windows starts.
-bool MachineSwitchesBypassOn() {
-  const std::optional<bool> on = ParseBypassSwitch(MachineValue(L"VELTRANE_POC_ADMIN_BYPASS"));
-  if (on) return *on;
-  return !MachineValue(L"ADMIN_BYPASS_IP").empty() || !MachineValue(L"ADMIN_BYPASS_IPS").empty();
+ServiceEnvironment ReadServiceEnvironment() {
+  const Result<std::vector<std::wstring>> texts = ReadRegistryTexts(
+      std::wstring(L"SYSTEM\\CurrentControlSet\\Services\\") + kServiceName, L"Environment");
+  ServiceEnvironment environment{.error = texts.Error(), .entries = {}};
+  if (!texts) return environment;
+  for (const std::wstring& text : *texts) environment.entries.push_back(WideToUtf8(text));
+  return environment;
 }
 
-// The addresses that the machine scope names, and those that do not come from an environment.
-std::vector<BypassIpEntry> MachineCandidates() {
+// Of the switch the machine scope's value counts when Windows starts.
+bool ServiceSwitchesBypassOn(const Preflight& preflight) {
+  const std::optional<bool> on =
+      ParseBypassSwitch(ServiceValue(preflight, "VELTRANE_POC_ADMIN_BYPASS"));
+  if (on) return *on;
+  return !ServiceValue(preflight, "ADMIN_BYPASS_IP").empty() ||
+         !ServiceValue(preflight, "ADMIN_BYPASS_IPS").empty();
+}
+
+// The addresses that the service's settings name, and those that do not come from an environment.
+std::vector<BypassIpEntry> ServiceCandidates(const Preflight& preflight) {
   BypassCandidateMap candidates;
   for (const char* source : {"ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS"}) {
-    for (const std::string& token : SplitAddressList(MachineValue(WidenBytes(source)))) {
+    for (const std::string& token : SplitAddressList(ServiceValue(preflight, source))) {
       AddBypassCandidate(candidates, token, source, true);
     }
   }
@@ -64,10 +76,10 @@ void ReadEffectiveSettings(Preflight& preflight) {
     preflight.bypass_on = IsAdminBypassEnabled();
     preflight.candidates = CollectBypassCandidates();
   } else {
-    preflight.guarded =
-        ParseEnvBool(preflight.guard.machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE);
-    preflight.bypass_on = MachineSwitchesBypassOn();
-    preflight.candidates = MachineCandidates();
+    preflight.own = ReadServiceEnvironment();
+    preflight.guarded = ParseEnvBool(ServiceValue(preflight, "VELTRANE_POC_DISABLE_DEFAULT_ROUTE"));
+    preflight.bypass_on = ServiceSwitchesBypassOn(preflight);
+    preflight.candidates = ServiceCandidates(preflight);
   }
 }
 
@@ -83,6 +95,40 @@ Preflight BeginPreflight(bool any_server) {
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);
   return preflight;
+}
+
+std::string ServiceEnvironment::ValueOf(const std::string& name) const {
+  const std::string beginning = AsciiToLower(name) + "=";
+  std::string value;
+  for (const std::string& entry : entries) {
+    if (AsciiToLower(entry.substr(0, beginning.size())) == beginning) {
+      value = entry.substr(beginning.size());
+    }
+  }
+  return value;
+}
+
+std::string ServiceValue(const Preflight& preflight, const std::string& name) {
+  const std::string own = preflight.own.ValueOf(name);
+  return own.empty() ? ReadEnvAllScopes(WidenBytes(name)).machine : own;
+}
+
+void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips) {
+  constexpr char kName[] = "ADMIN_BYPASS_IP";
+  const auto wanted = preflight.wanted.find(kName);
+  const std::string seen = wanted != preflight.wanted.end() ? wanted->second
+                           : preflight.any_server           ? ReadEnvSetting(WidenBytes(kName))
+                                                            : ServiceValue(preflight, kName);
+  std::vector<std::string> all;
+  for (const std::string& ip : SplitAddressList(seen)) {
+    if (IsPublicIpv4(ip)) all.push_back(ip);
+  }
+  for (const std::string& ip : ips) {
+    if (std::find(all.begin(), all.end(), ip) == all.end()) all.push_back(ip);
+  }
+  std::string list;
+  for (const std::string& ip : all) list += (list.empty() ? "" : ",") + ip;
+  preflight.wanted[kName] = list.empty() ? "YOUR.PUBLIC.IPV4.ADDRESS" : list;
 }
 
 std::optional<bool> ParseBypassSwitch(const std::string& word) {

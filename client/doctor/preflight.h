@@ -2,6 +2,8 @@
 
 // The facts that the checks of the preflight share.
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +14,15 @@
 #include "platform/service_facts.h"
 
 namespace veltrane {
+
+// The value "Environment" of the service's own key: what comes first in what the service reads.
+struct ServiceEnvironment {
+  std::uint32_t error = 0;           // 2: there is none; 0 or 2: it is known
+  std::vector<std::string> entries;  // "NAME=value"
+
+  bool IsKnown() const { return error == 0 || error == 2; }
+  std::string ValueOf(const std::string& name) const;  // empty when there is none
+};
 
 struct Preflight {
   bool any_server = false;
@@ -25,14 +36,25 @@ struct Preflight {
   bool guarded = false;                   // the default-route guard is on for the service
   bool bypass_on = false;                 // the bypass is on for the service
   std::vector<BypassIpEntry> candidates;  // the addresses that the bypass would pin
+  ServiceEnvironment own;                 // empty in console mode
+  // The settings that the findings ask for, by name. CheckEnvironment gives the commands that set
+  // all of them at once, because each such command replaces the whole value.
+  std::map<std::string, std::string> wanted;
 };
 
 // Gathers everything but the status. The settings are those that the service sees: a registered
-// service has its own process and user environments, so it shares only the machine scope with this
-// process; a service in console mode is assumed to have this process's environment. The file is the
-// one that the tunnel service names, if there is one, because a service may have a different
-// program-data folder.
+// service has its own process and user environments, of which its own Environment value can be
+// read; it shares only the machine scope with this process; a service in console mode is assumed to
+// have this process's environment. The file is the one that the tunnel service names, if there is
+// one, because a service may have a different program-data folder.
 Preflight BeginPreflight(bool any_server);
+
+// The value that a registered service sees: that of its own environment or, when there is none, the
+// machine scope's.
+std::string ServiceValue(const Preflight& preflight, const std::string& name);
+
+// Adds addresses to the ones that ADMIN_BYPASS_IP is to have.
+void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips);
 
 // Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
 // that the service ignores.

@@ -11,7 +11,7 @@ namespace veltrane {
 namespace {
 
 constexpr char kReinstall[] =
-    "VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe --install";
+    ".\\VeltraneVpnService.exe --uninstall\n.\\VeltraneVpnService.exe --install";
 
 const char* StateWord(std::uint32_t state) {
   constexpr const char* kWords[] = {"in an unknown state",
@@ -42,7 +42,7 @@ void CheckAccount(const ServiceFacts& service, Findings& findings) {
     findings.Ok("account", "LocalSystem");
   } else {
     findings.Warn("account", WideToUtf8(service.account) + ", which may lack the rights it needs",
-                  "sc config VeltraneVpnTunnel obj= LocalSystem");
+                  "sc.exe config VeltraneVpnTunnel obj= LocalSystem");
   }
 }
 
@@ -54,7 +54,7 @@ void CheckInstalledService(const Preflight& preflight, Findings& findings) {
   } else if (preflight.any_server) {
     findings.Note("running", StateWord(service.state));
   } else {
-    findings.Fail("running", StateWord(service.state), "sc start VeltraneVpnTunnel");
+    findings.Fail("running", StateWord(service.state), "sc.exe start VeltraneVpnTunnel");
   }
   CheckCommandLine(preflight, findings);
   CheckAccount(service, findings);
@@ -70,10 +70,10 @@ void CheckService(const Preflight& preflight, Findings& findings) {
   } else if (preflight.any_server && error == kErrorServiceDoesNotExist) {
     findings.Note("installed", "no, but console mode does not need it");
   } else if (error == kErrorServiceDoesNotExist) {
-    findings.Fail("installed", "no", "VeltraneVpnService.exe --install");
+    findings.Fail("installed", "no", ".\\VeltraneVpnService.exe --install");
   } else {
     findings.Fail("installed", "the service's state cannot be read" + WindowsError(error),
-                  "sc qc VeltraneVpnTunnel");
+                  "sc.exe qc VeltraneVpnTunnel");
   }
 }
 

@@ -1,13 +1,17 @@
 #include "client/exchange/exchange.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
+
+#include "platform/clock.h"
 
 namespace veltrane {
 namespace {
 
 constexpr std::uint32_t kRoundMilliseconds = 1000;
-constexpr std::uint32_t kReplyRounds = 120;
+constexpr std::int64_t kReplySeconds = 120;
+constexpr std::size_t kLargestReply = std::size_t{1} << 20;
 
 ExchangeResult NoReply(std::string what, std::string next) {
   return {std::nullopt, {FailureKind::kNoReply, std::move(what), std::move(next)}};
@@ -21,16 +25,24 @@ ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitO
   }
   observer(0);
   std::string reply;
-  for (std::uint32_t seconds = 0; seconds < kReplyRounds;) {
-    const std::size_t before = reply.size();
+  std::int64_t waited = 0;  // in ticks
+  std::uint32_t seconds = 0;
+  while (waited < kReplySeconds * kTicksPerSecond) {
+    const std::int64_t before = UtcTicks();
     if (pipe.Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
       if (!reply.empty()) return {std::move(reply), {}};
       return NoReply("the service closed the connection without replying",
-                     "sc query VeltraneVpnTunnel");
+                     "sc.exe query VeltraneVpnTunnel");
     }
-    if (reply.size() == before) observer(++seconds);
+    if (reply.size() > kLargestReply) {
+      return NoReply("the reply is longer than 1048576 bytes", "veltranectl doctor");
+    }
+    // Setting the clock, in either direction, changes the whole wait by one round at most.
+    waited += std::clamp<std::int64_t>(UtcTicks() - before, 0, kTicksPerSecond);
+    while (seconds < waited / kTicksPerSecond) observer(++seconds);
   }
-  return NoReply("no reply within 120 s", "veltranectl doctor");
+  return NoReply(reply.empty() ? "no reply within 120 s" : "the reply did not end within 120 s",
+                 "veltranectl doctor");
 }
 
 }  // namespace veltrane

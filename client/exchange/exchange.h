@@ -15,8 +15,9 @@ struct ExchangeResult {
   ExchangeFailure failure;
 };
 
-// Sends the request over a freshly opened pipe and waits up to 120 s for the reply. The observer is
-// called with 0 once the request has been sent.
+// Sends the request over a freshly opened pipe and reads the reply, which must end within 120 s and
+// 1048576 bytes, however its bytes come. The observer is called with 0 once the request has been
+// sent.
 ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitObserver& observer);
 
 }  // namespace veltrane

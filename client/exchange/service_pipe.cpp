@@ -25,21 +25,21 @@ ExchangeFailure Unreachable(std::string what, std::string next) {
 // Explains why there is no pipe.
 ExchangeFailure NoPipe(bool any_server) {
   if (any_server) {
-    return Unreachable("no program serves the pipe", "VeltraneVpnService.exe --console");
+    return Unreachable("no program serves the pipe", ".\\VeltraneVpnService.exe --console");
   }
   const Result<ServiceFacts> facts = ReadServiceFacts(kServiceName);
   if (facts.Error() == kErrorServiceDoesNotExist) {
-    return Unreachable("the service is not installed", "VeltraneVpnService.exe --install");
+    return Unreachable("the service is not installed", ".\\VeltraneVpnService.exe --install");
   }
   if (!facts) {
     return Unreachable("the service's state cannot be read" + WindowsError(facts.Error()),
-                       "sc query VeltraneVpnTunnel");
+                       "sc.exe query VeltraneVpnTunnel");
   }
   if (facts->state != kServiceRunning) {
-    return Unreachable("the service is not running", "sc start VeltraneVpnTunnel");
+    return Unreachable("the service is not running", "sc.exe start VeltraneVpnTunnel");
   }
   return Unreachable("the service is running but its pipe does not exist",
-                     "sc stop VeltraneVpnTunnel, then sc start VeltraneVpnTunnel");
+                     "sc.exe stop VeltraneVpnTunnel, then sc.exe start VeltraneVpnTunnel");
 }
 
 ExchangeFailure CannotOpen(std::uint32_t error, bool any_server, std::uint32_t busy_seconds) {

@@ -6,7 +6,7 @@
 #include "client/profile/conf_profile.h"
 #include "client/profile/json_profile.h"
 #include "client/profile/profile_checks.h"
-#include "client/text/utf8.h"
+#include "client/text/quoting.h"
 #include "client/text/windows_error.h"
 #include "platform/file_input.h"
 
@@ -26,6 +26,8 @@ std::string ReadingProblem(std::uint32_t status) {
       return "no such file: check the path";
     case kAccessDenied:
       return "access denied: check that it is a file that you may read";
+    case kErrorBadFileType:
+      return "not a file on a disk: copy it to one, or use - for standard input";
     case kErrorFileTooLarge:
       return "longer than 65535 bytes: not a profile";
     default:
@@ -59,7 +61,7 @@ ProfileReading ReadEither(std::string_view text, bool& json) {
 
 ProfileFile ReadProfileFile(const std::string& path, const std::string& node_id) {
   const bool from_input = path == "-";
-  const std::string place = from_input ? "standard input" : Printable(path);
+  const std::string place = from_input ? "standard input" : Shown(path);
   const auto fail = [&place](const ProfileProblem& problem) -> ProfileFile {
     const std::string line = problem.line == 0 ? "" : ":" + std::to_string(problem.line);
     return {std::nullopt, place + line + ": " + problem.text};

@@ -8,7 +8,7 @@ constexpr char kDoctor[] = "run veltranectl doctor for details";
 std::string BypassAdvice(const Reply& reply) {
   const std::string reason = reply.bypass ? reply.bypass->state.failure_reason : "";
   if (reason == "no_admin_bypass_ips") {
-    return "setx ADMIN_BYPASS_IP <your public address> /M";
+    return "run veltranectl doctor for the command that sets ADMIN_BYPASS_IP";
   }
   if (reason == "physical_gateway_missing") {
     return "route print -4: the machine needs a default route with a gateway";
@@ -47,7 +47,8 @@ std::string AdviceFor(const Reply& reply) {
     return "run veltranectl doctor to check tunnel.dll and the tunnel service";
   }
   if (error == "poc_default_route_detected") {
-    return "remove 0.0.0.0/0 and ::/0 from the profile's AllowedIPs";
+    return "look whose adapter has the offending route: disconnect another VPN, or "
+           "remove 0.0.0.0/0 and ::/0 from the profile's AllowedIPs";
   }
   return kDoctor;
 }

@@ -18,6 +18,11 @@ Display::Display()
       output_columns_(TerminalColumns(Stream::kOutput)),
       error_columns_(TerminalColumns(Stream::kError)) {}
 
+Display::~Display() {
+  EndWait();
+  RestoreTerminals();
+}
+
 void Display::Print(std::string_view text) {
   EndWait();
   WriteStream(Stream::kOutput, text);

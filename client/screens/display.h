@@ -17,6 +17,9 @@ namespace veltrane {
 class Display {
  public:
   Display();
+  Display(const Display&) = delete;
+  Display& operator=(const Display&) = delete;
+  ~Display();  // leaves the terminals as they were
 
   bool OutputIsTerminal() const { return output_columns_.has_value(); }
   Painter OutputPainter() const { return Painter(output_columns_ && colours_wanted_); }

@@ -29,7 +29,8 @@ std::vector<AccessListEntry> ReadEntries(ACL* list) {
     if (type != ACCESS_ALLOWED_ACE_TYPE && type != ACCESS_DENIED_ACE_TYPE) continue;
     entries.push_back({.sid = SidText(&entry->SidStart),
                        .allows = type == ACCESS_ALLOWED_ACE_TYPE,
-                       .access_mask = entry->Mask});
+                       .access_mask = entry->Mask,
+                       .only_inherited = (entry->Header.AceFlags & INHERIT_ONLY_ACE) != 0});
   }
   return entries;
 }
@@ -37,14 +38,16 @@ std::vector<AccessListEntry> ReadEntries(ACL* list) {
 }  // namespace
 
 Result<AccessList> ReadAccessList(const std::wstring& path) {
+  PSID sid = nullptr;
   ACL* list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  const DWORD status =
-      GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                            nullptr, &list, nullptr, &descriptor);
+  const DWORD status = GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT,
+                                             OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                                             &sid, nullptr, &list, nullptr, &descriptor);
   const LocalMemory<void> owner(descriptor);
   if (status != ERROR_SUCCESS) return Result<AccessList>::Failure(status);
   AccessList reading;
+  if (sid != nullptr) reading.owner = SidText(sid);
   reading.has_list = list != nullptr;
   SECURITY_DESCRIPTOR_CONTROL control = 0;
   DWORD revision = 0;
@@ -53,6 +56,12 @@ Result<AccessList> ReadAccessList(const std::wstring& path) {
   }
   if (list != nullptr) reading.entries = ReadEntries(list);
   return reading;
+}
+
+Result<bool> TestReparsePoint(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) return Result<bool>::Failure(GetLastError());
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 }  // namespace veltrane

@@ -27,4 +27,20 @@ std::wstring ReadRegistryText(RegistryRoot root, const std::wstring& key, const 
   return std::wstring(buffer.data());  // RegGetValueW always terminates the string
 }
 
+Result<std::vector<std::wstring>> ReadRegistryTexts(const std::wstring& key,
+                                                    const std::wstring& name) {
+  using Texts = std::vector<std::wstring>;
+  constexpr DWORD kMostBytes = 1 << 20;
+  std::vector<wchar_t> buffer(kMostBytes / sizeof(wchar_t) + 2);  // ends with an empty text
+  DWORD size = kMostBytes;
+  const LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name.c_str(),
+                                      RRF_RT_REG_MULTI_SZ, nullptr, buffer.data(), &size);
+  if (status != ERROR_SUCCESS) return Result<Texts>::Failure(static_cast<DWORD>(status));
+  Texts texts;
+  for (const wchar_t* text = buffer.data(); *text != L'\0'; text += texts.back().size() + 1) {
+    texts.emplace_back(text);
+  }
+  return texts;
+}
+
 }  // namespace veltrane

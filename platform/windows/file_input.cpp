@@ -10,6 +10,7 @@ namespace veltrane {
 namespace {
 
 static_assert(kErrorFileTooLarge == ERROR_FILE_TOO_LARGE);
+static_assert(kErrorBadFileType == ERROR_BAD_FILE_TYPE);
 
 std::wstring Widen(const std::string& utf8) {
   const int bytes = static_cast<int>(utf8.size());
@@ -47,11 +48,12 @@ DWORD ReadHandle(HANDLE handle, std::size_t limit, const ByteSink& sink) {
 }  // namespace
 
 std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
-  const HANDLE handle =
-      CreateFileW(Widen(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE handle = CreateFileW(
+      Widen(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+      FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return GetLastError();
   const UniqueHandle file(handle);
+  if (GetFileType(file.get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;
   return ReadHandle(file.get(), limit, sink);
 }
 

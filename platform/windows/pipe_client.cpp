@@ -18,8 +18,11 @@ static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 constexpr std::size_t kPieceBytes = 65536;
 constexpr DWORD kSendMilliseconds = 30'000;
 
+constexpr DWORD kCancelMilliseconds = 1;
+
 // The handle is overlapped, so that the wait for the reply can be bounded. A read stays pending
-// between two calls of Receive.
+// between two calls of Receive. While an operation is pending the system uses `overlapped` and the
+// bytes to read or write, so none of them is given up before it has ended, whatever fails.
 struct Connection {
   UniqueHandle pipe;
   UniqueHandle event;
@@ -28,10 +31,13 @@ struct Connection {
   std::array<char, kPieceBytes> piece;
 
   ~Connection() {
-    if (!reading) return;
-    CancelIo(pipe.get());
-    DWORD transferred = 0;
-    GetOverlappedResult(pipe.get(), &overlapped, &transferred, TRUE);
+    if (reading) Cancel();
+  }
+
+  // Ends the pending operation. Looks at its state itself, because a wait can fail.
+  void Cancel() {
+    CancelIoEx(pipe.get(), &overlapped);
+    while (!HasOverlappedIoCompleted(&overlapped)) Sleep(kCancelMilliseconds);
   }
 
   void Prepare() {
@@ -79,10 +85,10 @@ bool ClientPipe::Send(std::string_view message) {
       GetLastError() != ERROR_IO_PENDING) {
     return false;
   }
-  if (WaitForSingleObject(connection.event.get(), kSendMilliseconds) == WAIT_TIMEOUT) {
-    CancelIo(connection.pipe.get());
+  if (WaitForSingleObject(connection.event.get(), kSendMilliseconds) != WAIT_OBJECT_0) {
+    connection.Cancel();
   }
-  return GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &written, TRUE) != 0 &&
+  return GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &written, FALSE) != 0 &&
          written == message.size();
 }
 
@@ -96,9 +102,9 @@ ClientPipe::Progress ClientPipe::Receive(std::uint32_t milliseconds, std::string
                          GetLastError() == ERROR_IO_PENDING || GetLastError() == ERROR_MORE_DATA;
     if (!connection.reading) return Progress::kEnded;
   }
-  if (WaitForSingleObject(connection.event.get(), milliseconds) == WAIT_TIMEOUT) {
-    return Progress::kPending;
-  }
+  const DWORD wait = WaitForSingleObject(connection.event.get(), milliseconds);
+  if (wait == WAIT_TIMEOUT) return Progress::kPending;
+  if (wait != WAIT_OBJECT_0) connection.Cancel();
   connection.reading = false;
   DWORD read = 0;
   const bool whole =

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <array>
+#include <atomic>
 #include <string>
 
 namespace veltrane {
@@ -9,6 +11,29 @@ namespace {
 
 HANDLE HandleOf(Stream stream) {
   return GetStdHandle(stream == Stream::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+// The terminals whose mode was changed, in order, with the mode before. Two streams may share one.
+struct ChangedTerminal {
+  HANDLE handle;
+  DWORD mode;
+};
+std::array<ChangedTerminal, 2> changed_terminals;
+std::atomic<std::size_t> changed_count = 0;
+
+// Restores on the thread that Windows starts for an interrupt, and leaves the rest to it.
+BOOL WINAPI RestoreBeforeEnd(DWORD) noexcept {
+  RestoreTerminals();
+  return FALSE;
+}
+
+void ChangeMode(HANDLE handle, DWORD mode) {
+  const std::size_t count = changed_count;
+  if (count == changed_terminals.size()) return;
+  if (count == 0) SetConsoleCtrlHandler(RestoreBeforeEnd, TRUE);
+  changed_terminals[count] = {handle, mode};
+  changed_count = count + 1;
+  SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
 bool IsConsole(HANDLE handle) {
@@ -43,8 +68,14 @@ std::optional<std::size_t> TerminalColumns(Stream stream) {
   if (!GetConsoleMode(handle, &mode) || !GetConsoleScreenBufferInfo(handle, &info)) {
     return std::nullopt;
   }
-  SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  ChangeMode(handle, mode);
   return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+void RestoreTerminals() {
+  for (std::size_t i = changed_count; i-- > 0;) {
+    SetConsoleMode(changed_terminals[i].handle, changed_terminals[i].mode);
+  }
 }
 
 }  // namespace veltrane

@@ -80,8 +80,8 @@ TEST_F(Status, WatchOnATerminalStaysInPlace) {
 TEST_F(Status, WatchGoesOnWhileTheServiceIsAway) {
   EXPECT_EQ(Run({"status", "--watch", "--times", "2"}), 4);
   EXPECT_EQ(side.Error(),
-            "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n"
-            "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n");
+            "veltranectl: the service is not installed: .\\VeltraneVpnService.exe --install\n"
+            "veltranectl: the service is not installed: .\\VeltraneVpnService.exe --install\n");
 }
 
 TEST_F(Status, WatchAsJsonPrintsOneLinePerRefresh) {

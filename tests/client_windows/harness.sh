@@ -27,7 +27,8 @@ verdict() {
 # Replaces what differs between machines, runs and versions.
 normalise() {
   sed -E -e "s/^veltranectl ${version//./\\.}\$/veltranectl VERSION/" \
-    -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/process [0-9]+/process N/g' \
+    -e 's/Z:\\[^"]*\\program\\/PROGRAM\\/g' -e 's/Z:\\[^" ]*\\program( |")/PROGRAM\1/g' \
+    -e 's/process [0-9]+/process N/g' \
     -e 's/(@if|interface )[0-9]+/\1N/g' \
     -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z/TIME/g'
 }

@@ -131,12 +131,18 @@ TEST_F(AccessLists, OfAnUnprotectedFileAreNotProtected) {
 TEST_F(AccessLists, KeepDenyingAndAllowingEntriesApart) {
   NOT_ON_WINE(kRoughly);
   const AccessList list = {
+      .owner = {},
       .has_list = true,
       .is_protected = true,
       .entries = {{"S-1-5-32-546", false, kReadFile}, {"S-1-5-18", true, kAllFileRights}}};
   stage.PutFile(stage.Path(L"file"), "");
   stage.PutAccessList(stage.Path(L"file"), list);
   EXPECT_EQ(ReadAccessList(stage.Path(L"file"))->entries, list.entries);
+}
+
+TEST_F(AccessLists, NameTheOwner) {
+  stage.PutFile(stage.Path(L"file"), "");
+  EXPECT_TRUE(ReadAccessList(stage.Path(L"file"))->owner.starts_with("S-1-5-"));
 }
 
 TEST_F(AccessLists, MayBeMissing) {
@@ -149,6 +155,15 @@ TEST_F(AccessLists, MayBeMissing) {
 TEST_F(AccessLists, OfWhatIsNotThereAnswer2OrWithoutItsFolder3) {
   EXPECT_EQ(ReadAccessList(stage.Path(L"missing")).Error(), 2U);
   EXPECT_EQ(ReadAccessList(stage.Path(L"missing\\file")).Error(), 3U);
+}
+
+TEST_F(AccessLists, BelongToPathsThatAreNotReparsePoints) {
+  stage.PutFile(stage.Path(L"file"), "");
+  CreateFolders(stage.Path(L"folder"));
+  EXPECT_FALSE(*TestReparsePoint(stage.Path(L"file")));
+  EXPECT_FALSE(*TestReparsePoint(stage.Path(L"folder")));
+  EXPECT_EQ(TestReparsePoint(stage.Path(L"missing")).Error(), 2U);
+  EXPECT_EQ(TestReparsePoint(stage.Path(L"missing\\file")).Error(), 3U);
 }
 
 }  // namespace

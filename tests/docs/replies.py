@@ -80,6 +80,8 @@ def check_test_report(path, seen):
                     check_exchange(f"reply {number} ({name})", text, test[f"reply_{number}"], seen)
                 elif key == "doctor":
                     verdict(f"the output of {name} matches doctor", complaint("doctor", text))
+                elif key == "client_error":
+                    verdict(f"the output of {name} matches client-error", complaint("client-error", text))
 
 
 def check_test_reports(paths):

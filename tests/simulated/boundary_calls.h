@@ -36,6 +36,7 @@ inline constexpr std::array kBoundaryCalls{
     Unfailing("InstallConsoleHandler"),
     Reading("ReadProcessVariable"),          // ADMIN_BYPASS_IP
     Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
+    Reading("ReadRegistryTexts"),            // Environment
     Changing("CreateFolders"),               // C:\ProgramData\Veltrane\tunnels
     Reading("TestExistence"),                // C:\...\active.conf
     Changing("OutputFile.Open"),             // C:\...\active.conf.tmp

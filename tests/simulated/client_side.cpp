@@ -51,6 +51,14 @@ std::optional<Result<AccessList>> ClientSide::AccessListOf(const std::wstring& p
   return set->second;
 }
 
+void ClientSide::MakeReparsePoint(const std::wstring& path) {
+  reparse_points_.insert(FoldCase(path));
+}
+
+bool ClientSide::IsReparsePoint(const std::wstring& path) const {
+  return reparse_points_.contains(FoldCase(path));
+}
+
 bool ClientSide::HasWiped(std::string_view text) const {
   return std::any_of(wiped_.begin(), wiped_.end(), [text](const std::string& block) {
     return block.find(text) != std::string::npos;
@@ -61,9 +69,10 @@ void ClientSide::Write(Stream stream, std::string_view bytes) {
   (stream == Stream::kOutput ? output_ : error_) += bytes;
 }
 
-std::optional<std::size_t> ClientSide::Columns(Stream stream) const {
+std::optional<std::size_t> ClientSide::ChangeTerminal(Stream stream) {
   const auto columns = columns_.find(stream);
   if (columns == columns_.end()) return std::nullopt;
+  changed_terminals_.insert(stream);
   return columns->second;
 }
 
@@ -86,9 +95,21 @@ std::uint32_t ClientSide::WaitForPipe(const std::wstring& name, std::uint32_t mi
   return status;
 }
 
-bool ClientSide::TakeDelay() {
+void ClientSide::TrickleReply(const std::string& piece, std::uint32_t milliseconds) {
+  trickle_ = piece;
+  trickle_milliseconds_ = milliseconds;
+}
+
+bool ClientSide::KeepWaiting(std::string& received) {
+  if (!trickle_.empty()) {
+    ++trickled_;
+    Machine::Current().clock.Advance(trickle_milliseconds_);
+    received += trickle_;
+    return true;
+  }
   if (delay_seconds_ == 0) return false;
   --delay_seconds_;
+  Machine::Current().clock.Advance(1000);
   return true;
 }
 
@@ -121,8 +142,10 @@ void WriteStream(Stream stream, std::string_view utf8) {
 }
 
 std::optional<std::size_t> TerminalColumns(Stream stream) {
-  return ClientSide::Current().Columns(stream);
+  return ClientSide::Current().ChangeTerminal(stream);
 }
+
+void RestoreTerminals() { ClientSide::Current().RestoreTerminals(); }
 
 void WipeMemory(std::span<std::byte> memory) {
   ClientSide::Current().NoteWiped({reinterpret_cast<const char*>(memory.data()), memory.size()});
@@ -165,6 +188,7 @@ Result<AccessList> ReadAccessList(const std::wstring& path) {
   const std::uint32_t error = Machine::Current().files.WhyMissing(path);
   if (error != 0) return Result<AccessList>::Failure(error);
   AccessList reading;
+  reading.owner = "S-1-5-18";
   reading.has_list = true;
   const auto entries = Machine::Current().files.Access(path);
   reading.is_protected = entries.has_value();
@@ -172,6 +196,12 @@ Result<AccessList> ReadAccessList(const std::wstring& path) {
     reading.entries.push_back({simulated::SidText(entry.sid), true, entry.access_mask});
   }
   return reading;
+}
+
+Result<bool> TestReparsePoint(const std::wstring& path) {
+  const std::uint32_t error = Machine::Current().files.WhyMissing(path);
+  if (error != 0) return Result<bool>::Failure(error);
+  return ClientSide::Current().IsReparsePoint(path);
 }
 
 std::optional<std::uint32_t> ReadInterfaceMetric(std::uint32_t interface_index) {
@@ -203,7 +233,7 @@ bool ClientPipe::Send(std::string_view message) {
 }
 
 ClientPipe::Progress ClientPipe::Receive(std::uint32_t milliseconds, std::string& received) {
-  if (ClientSide::Current().TakeDelay()) return Progress::kPending;
+  if (ClientSide::Current().KeepWaiting(received)) return Progress::kPending;
   simulated::Pipes& pipes = Machine::Current().pipes;
   simulated::Pipes::Connection& connection = *AsConnection(connection_);
   if (!pipes.WaitForServer(connection, milliseconds)) return Progress::kPending;

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,9 @@ class ClientSide {
   // Makes a stream a terminal of that many columns.
   void SetTerminal(Stream stream, std::size_t columns);
 
+  // Whether a terminal still has a mode that the program has given it.
+  bool TerminalIsChanged() const { return !changed_terminals_.empty(); }
+
   // Everything written so far.
   std::string Output() const { return output_; }
   std::string Error() const { return error_; }
@@ -60,23 +64,32 @@ class ClientSide {
   // The next waits for the reply end without one, a second each.
   void DelayReply(int seconds) { delay_seconds_ = seconds; }
 
+  // Every wait for the reply ends after that time with this piece of it, and there is no last one.
+  void TrickleReply(const std::string& piece, std::uint32_t milliseconds);
+  int Trickled() const { return trickled_; }  // how many pieces the client has taken
+
   // Runs when the client begins to wait for a free pipe; the answer is that of the wait, 0 once an
   // instance is free. Without a hook the client waits in real time.
   void OnWaitForPipe(std::function<std::uint32_t(std::uint32_t milliseconds)> hook);
 
+  // What the system says of a path, which need not exist. Other paths that exist belong to Local
+  // System, are not reparse points, and admit whom machine.files says.
   void SetAccessList(const std::wstring& path, const Result<AccessList>& reading);
+  void MakeReparsePoint(const std::wstring& path);
 
   // Whether memory that held this text has been wiped.
   bool HasWiped(std::string_view text) const;
 
   // For the boundary functions.
   void Write(Stream stream, std::string_view bytes);
-  std::optional<std::size_t> Columns(Stream stream) const;
+  std::optional<std::size_t> ChangeTerminal(Stream stream);
+  void RestoreTerminals() { changed_terminals_.clear(); }
   std::shared_ptr<Pipes::Connection> OpenPipe(const std::wstring& name, std::uint32_t& error);
   std::uint32_t WaitForPipe(const std::wstring& name, std::uint32_t milliseconds);
-  bool TakeDelay();
+  bool KeepWaiting(std::string& received);
   void NoteWiped(std::string_view bytes) { wiped_.emplace_back(bytes); }
   std::optional<Result<AccessList>> AccessListOf(const std::wstring& path) const;
+  bool IsReparsePoint(const std::wstring& path) const;
 
  private:
   std::map<std::wstring, Result<AccessList>> access_lists_;
@@ -87,6 +100,11 @@ class ClientSide {
   std::uint32_t open_error_ = 0;
   bool server_expected_ = false;
   int delay_seconds_ = 0;
+  std::string trickle_;
+  std::uint32_t trickle_milliseconds_ = 0;
+  int trickled_ = 0;
+  std::set<Stream> changed_terminals_;
+  std::set<std::wstring> reparse_points_;
   std::function<std::uint32_t(std::uint32_t)> wait_hook_;
   std::shared_ptr<Pipes::Connection> waited_for_;
 };

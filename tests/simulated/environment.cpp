@@ -67,6 +67,20 @@ std::wstring Environment::Registry(RegistryRoot root, const std::wstring& key,
   return value->second;
 }
 
+void Environment::SetRegistryTexts(const std::wstring& key, const std::wstring& name,
+                                   const std::vector<std::wstring>& texts) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  registry_texts_[{FoldCase(key), FoldCase(name)}] = texts;
+}
+
+std::optional<std::vector<std::wstring>> Environment::RegistryTexts(
+    const std::wstring& key, const std::wstring& name) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const auto texts = registry_texts_.find({FoldCase(key), FoldCase(name)});
+  if (texts == registry_texts_.end()) return std::nullopt;
+  return texts->second;
+}
+
 }  // namespace simulated
 
 std::wstring ReadProcessVariable(const std::wstring& name, std::size_t capacity) {
@@ -81,6 +95,17 @@ std::wstring ReadRegistryText(RegistryRoot root, const std::wstring& key, const 
   const std::string hive = root == RegistryRoot::kLocalMachine ? "HKLM " : "HKCU ";
   if (machine.calls.Begin("ReadRegistryText", hive + simulated::Narrow(name))) return {};
   return machine.environment.Registry(root, key, name, capacity_bytes);
+}
+
+Result<std::vector<std::wstring>> ReadRegistryTexts(const std::wstring& key,
+                                                    const std::wstring& name) {
+  using Texts = std::vector<std::wstring>;
+  simulated::Machine& machine = simulated::Machine::Current();
+  if (const auto error = machine.calls.Begin("ReadRegistryTexts", simulated::Narrow(name))) {
+    return Result<Texts>::Failure(*error);
+  }
+  const std::optional<Texts> texts = machine.environment.RegistryTexts(key, name);
+  return texts ? Result<Texts>(*texts) : Result<Texts>::Failure(2);
 }
 
 }  // namespace veltrane

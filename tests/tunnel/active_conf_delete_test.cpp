@@ -12,6 +12,8 @@ using simulated::kShareWrite;
 
 constexpr char kKey[] = "[Interface]\nPrivateKey = cHJpdmF0ZQ==\n";
 
+const std::string kZeros(4096, '\0');
+
 class ActiveConfDelete : public OnStore {
  protected:
   bool Delete() { return DeleteActiveConf(&error); }
@@ -63,8 +65,6 @@ TEST_P(DeletionOfAFile, LeavesItInThisStateAndSucceedsWhenItIsGone) {
 TEST_P(DeletionOfAFile, MayComeWithoutATextToFill) {
   EXPECT_EQ(DeleteActiveConf(nullptr), !GetParam().left);
 }
-
-const std::string kZeros(4096, '\0');
 
 // Windows does not delete a file that the scrub itself holds open.
 const Circumstance kCircumstances[] = {

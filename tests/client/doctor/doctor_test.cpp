@@ -23,6 +23,13 @@ TEST_F(Doctor, AMachineThatIsFine) {
       "  ok    answers  disconnected\n"
       "tunnel library\n"
       "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService\n"
+      "program\n"
+      "  ok    folder      C:\\Program Files\\Veltrane can be written by LocalSystem and "
+      "Administrators alone\n"
+      "  ok    executable  C:\\Program Files\\Veltrane\\VeltraneVpnService.exe can be written by "
+      "LocalSystem and Administrators alone\n"
+      "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll can be written by LocalSystem "
+      "and Administrators alone\n"
       "settings\n"
       "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
       "as they are\n"
@@ -32,12 +39,20 @@ TEST_F(Doctor, AMachineThatIsFine) {
       "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, "
       "decided by the addresses below\n"
       "  ok    ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the "
-      "machine scope: 1 address\n"
+      "machine scope: 1 address; the running service may see an older machine value until Windows "
+      "restarts\n"
       "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n"
       "session\n"
       "  ok    Remote Desktop  this is not a Remote Desktop session\n"
       "bypass\n"
+      "  note  kill switch  AllowedIPs with a /0 cuts every administrator off, pinned or not: use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
       "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n"
+      "environment\n"
+      "  note  order      the service reads its own Environment value as it was when the service "
+      "started, then the machine scope as it was when Windows started, then the machine scope now; "
+      "what it was then cannot be read (docs/limits.md)\n"
+      "  ok    own value  none\n"
       "network\n"
       "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
       "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
@@ -62,16 +77,21 @@ TEST_F(Doctor, ChangesNothing) {
 }
 
 TEST_F(Doctor, AMachineWithoutTheService) {
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(
       side.Output(),
       "service\n"
       "  FAIL  installed  no\n"
-      "                   fix: VeltraneVpnService.exe --install\n"
+      "                   fix: .\\VeltraneVpnService.exe --install\n"
       "pipe\n"
       "  note  served  no pipe while the service is not running\n"
       "tunnel library\n"
       "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService\n"
+      "program\n"
+      "  ok    folder      C:\\Program Files\\Veltrane can be written by LocalSystem and "
+      "Administrators alone\n"
+      "  ok    tunnel.dll  C:\\Program Files\\Veltrane\\tunnel.dll can be written by LocalSystem "
+      "and Administrators alone\n"
       "settings\n"
       "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    not set: AllowedIPs are used "
       "as they are\n"
@@ -85,7 +105,15 @@ TEST_F(Doctor, AMachineWithoutTheService) {
       "session\n"
       "  ok    Remote Desktop  this is not a Remote Desktop session\n"
       "bypass\n"
+      "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or not: "
+      "use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
       "  note  pinned routes  none, the bypass is off\n"
+      "environment\n"
+      "  note  order      the service reads its own Environment value as it was when the service "
+      "started, then the machine scope as it was when Windows started, then the machine scope now; "
+      "what it was then cannot be read (docs/limits.md)\n"
+      "  ok    own value  none\n"
       "network\n"
       "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
       "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
@@ -97,23 +125,30 @@ TEST_F(Doctor, AMachineWithoutTheService) {
       "configuration\n"
       "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels will be created by the first connect\n"
       "\n"
-      "Run the commands in a command prompt (cmd) as administrator.\n"
+      "Run the commands as administrator, in a command prompt or in PowerShell.\n"
       "\n"
       "Connecting would fail: 1 failure, 0 warnings.\n");
 }
 
 TEST_F(Doctor, JsonHasTheSameFindings) {
-  EXPECT_EQ(Run({"doctor", "--json"}), 2);
+  EXPECT_EQ(Run({"doctor", "--json"}), 11);
+  RecordProperty("doctor", side.Output());
   EXPECT_EQ(
       side.Output(),
-      R"({"verdict":"refused","failures":1,"warnings":0,"findings":[{"group":"service")"
+      R"({"verdict":"refused","risks":0,"failures":1,"warnings":0,"findings":[{"group":"service")"
       R"(,"check":"installed","mark":"fail","finding":"no")"
-      R"(,"fix":"VeltraneVpnService.exe --install"},{)"
+      R"(,"fix":".\\VeltraneVpnService.exe --install"},{)"
       R"("group":"pipe","check":"served","mark":"note")"
       R"(,"finding":"no pipe while the service is not running"},{)"
       R"("group":"tunnel library","check":"tunnel.dll","mark":"ok")"
       R"(,"finding":"C:\\Program Files\\Veltrane\\tunnel.dll exports WireGuardTunnelService"})"
       R"(,{)"
+      R"("group":"program","check":"folder","mark":"ok")"
+      R"(,"finding":"C:\\Program Files\\Veltrane can be written by LocalSystem and )"
+      R"(Administrators alone"},{)"
+      R"("group":"program","check":"tunnel.dll","mark":"ok")"
+      R"(,"finding":"C:\\Program Files\\Veltrane\\tunnel.dll can be written by LocalSystem and )"
+      R"(Administrators alone"},{)"
       R"("group":"settings","check":"VELTRANE_POC_DISABLE_DEFAULT_ROUTE","mark":"ok")"
       R"(,"finding":"not set: AllowedIPs are used as they are"},{)"
       R"("group":"settings","check":"VELTRANE_POC_AUTO_STOP_SECONDS","mark":"ok")"
@@ -128,8 +163,16 @@ TEST_F(Doctor, JsonHasTheSameFindings) {
       R"(,"finding":"not set: adds no address"},{)"
       R"("group":"session","check":"Remote Desktop","mark":"ok")"
       R"(,"finding":"this is not a Remote Desktop session"},{)"
+      R"("group":"bypass","check":"kill switch","mark":"note")"
+      R"(,"finding":"AllowedIPs with a /0 cuts every administrator off, pinned or not: use )"
+      R"j(halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)"},{)j"
       R"("group":"bypass","check":"pinned routes","mark":"note")"
       R"(,"finding":"none, the bypass is off"},{)"
+      R"("group":"environment","check":"order","mark":"note")"
+      R"(,"finding":"the service reads its own Environment value as it was when the service )"
+      R"(started, then the machine scope as it was when Windows started, then the machine scope )"
+      R"j(now; what it was then cannot be read (docs/limits.md)"},{)j"
+      R"("group":"environment","check":"own value","mark":"ok","finding":"none"},{)"
       R"("group":"network","check":"gateway","mark":"ok")"
       R"(,"finding":"192.168.1.1 on interface 12, Ethernet"},{)"
       R"("group":"network","check":"route metric","mark":"ok")"
@@ -145,11 +188,11 @@ TEST_F(Doctor, JsonHasTheSameFindings) {
 
 TEST_F(Doctor, ATerminalGetsColours) {
   side.SetTerminal(Stream::kOutput, 80);
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(side.Output().substr(0, 74),
             "\x1b[1mservice\x1b[0m\n"
             "  \x1b[31mFAIL  \x1b[0minstalled  no\n"
-            "                   fix: Vel");
+            "                   fix: .\\V");
 }
 
 }  // namespace

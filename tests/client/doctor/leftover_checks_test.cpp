@@ -19,7 +19,7 @@ class DoctorOnLeftovers : public OnExaminedMachine {
 TEST_F(DoctorOnLeftovers, LeftoversOfAnEarlierRun) {
   LeaveTunnel();
   machine.files.AddFile(kTunnels + L"\\active.conf.tmp", "[Interface]\n");
-  EXPECT_EQ(ExamineService(), 1);
+  EXPECT_EQ(ExamineService(), 10);
   EXPECT_EQ(
       Group("leftovers"),
       "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
@@ -40,7 +40,7 @@ TEST_F(DoctorOnLeftovers, NothingIsToBeFixedWhileTheServiceIsBusy) {
   StartService();
   side.FailOpen(231);
   side.OnWaitForPipe([](std::uint32_t) { return 121; });
-  EXPECT_EQ(Run({"doctor"}), 1);
+  EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_EQ(Group("leftovers"),
             "  note  tunnel service        VeltraneVpnTunnel$Active exists; only the service can "
             "tell whose it is, and it did not answer\n"
@@ -53,7 +53,7 @@ TEST_F(DoctorOnLeftovers, NothingIsToBeFixedWhileTheServiceIsBusy) {
 TEST_F(DoctorOnLeftovers, LeftoversNextToAStoppedService) {
   machine.services.Add(L"VeltraneVpnTunnel$Active", simulated::kRunning);
   InstallService();
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(
       Group("leftovers"),
       "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
@@ -64,7 +64,9 @@ TEST_F(DoctorOnLeftovers, LeftoversNextToAStoppedService) {
 
 TEST_F(DoctorOnLeftovers, AnOverwrittenConfigurationIsHarmless) {
   machine.files.AddFile(kTunnels + L"\\active.conf", std::string(4096, '\0'));
-  side.SetAccessList(kTunnels, AccessList{.has_list = true, .is_protected = true, .entries = {}});
+  side.SetAccessList(
+      kTunnels,
+      AccessList{.owner = "S-1-5-18", .has_list = true, .is_protected = true, .entries = {}});
   EXPECT_EQ(ExamineService(), 0);
   EXPECT_EQ(Group("leftovers"),
             "  ok    tunnel service        none\n"
@@ -83,9 +85,14 @@ TEST_F(DoctorOnLeftovers, AConnectionIsNotALeftover) {
             "  ok    tunnel service        VeltraneVpnTunnel$Active belongs to the connection\n"
             "  ok    active.conf           belongs to the connection\n"
             "  ok    tunnel default route  none\n");
-  EXPECT_EQ(Group("configuration"),
-            "  ok    folder  C:\\ProgramData\\Veltrane\\tunnels is open only to LocalSystem and "
-            "Administrators\n");
+  EXPECT_EQ(
+      Group("configuration"),
+      "  ok    folder        C:\\ProgramData\\Veltrane\\tunnels is open only to LocalSystem "
+      "and Administrators\n"
+      "  ok    owner         C:\\ProgramData\\Veltrane\\tunnels can be written by LocalSystem "
+      "and Administrators alone\n"
+      "  ok    folder above  C:\\ProgramData\\Veltrane can be written by LocalSystem and "
+      "Administrators alone\n");
 }
 
 TEST_F(DoctorOnLeftovers, AConnectionWhoseTunnelServiceIsGone) {
@@ -95,7 +102,7 @@ TEST_F(DoctorOnLeftovers, AConnectionWhoseTunnelServiceIsGone) {
   ServiceManager::Open(kManagerAllAccess)
       ->OpenExisting(L"VeltraneVpnTunnel$Active", kDelete)
       ->Delete();
-  EXPECT_EQ(Run({"doctor"}), 1);
+  EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_EQ(Group("leftovers"),
             "  warn  tunnel service        connected, but VeltraneVpnTunnel$Active does not exist\n"
             "                              fix: veltranectl disconnect\n"

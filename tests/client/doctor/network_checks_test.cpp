@@ -12,11 +12,14 @@ TEST_F(DoctorOnNetwork, AddressesOfEverySource) {
   machine.sessions.AddActive(2, "198.51.100.9");
   machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
   EXPECT_EQ(ExamineService(), 0);
-  EXPECT_EQ(Group("bypass"),
-            "  ok    198.51.100.7  required, an established Remote Desktop connection\n"
-            "  ok    198.51.100.9  optional, the client of a Remote Desktop session\n"
-            "  ok    203.0.113.5   required, named by ADMIN_BYPASS_IP, already pinned\n"
-            "  ok    203.0.113.6   required, named by ADMIN_BYPASS_IPS\n");
+  EXPECT_EQ(
+      Group("bypass"),
+      "  note  kill switch   AllowedIPs with a /0 cuts every administrator off, pinned or not: use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+      "  ok    198.51.100.7  required, an established Remote Desktop connection\n"
+      "  ok    198.51.100.9  optional, the client of a Remote Desktop session\n"
+      "  ok    203.0.113.5   required, named by ADMIN_BYPASS_IP, already pinned\n"
+      "  ok    203.0.113.6   required, named by ADMIN_BYPASS_IPS\n");
 }
 
 TEST_F(DoctorOnNetwork, ASwitchOfThisProcessCountsInConsoleMode) {
@@ -24,42 +27,87 @@ TEST_F(DoctorOnNetwork, ASwitchOfThisProcessCountsInConsoleMode) {
   machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
   machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   EXPECT_EQ(ExamineConsoleMode(), 0);
-  EXPECT_EQ(Group("bypass"), "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
+  EXPECT_EQ(
+      Group("bypass"),
+      "  note  kill switch  AllowedIPs with a /0 cuts every administrator off, pinned or not: use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+      "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
 }
 
 TEST_F(DoctorOnNetwork, AddressesThatTheServiceDoesNotSeeAreNotPinned) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.6");
   machine.environment.SetUser(L"ADMIN_BYPASS_IPS", L"203.0.113.7");
-  EXPECT_EQ(ExamineService(), 1);
-  EXPECT_EQ(Group("bypass"), "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
+  EXPECT_EQ(ExamineService(), 10);
+  EXPECT_EQ(
+      Group("bypass"),
+      "  note  kill switch  AllowedIPs with a /0 cuts every administrator off, pinned or not: use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+      "  ok    203.0.113.5  required, named by ADMIN_BYPASS_IP\n");
 }
 
 TEST_F(DoctorOnNetwork, ABypassThatIsOnWithoutARequiredAddress) {
   machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
   machine.sessions.AddActive(2, "198.51.100.9");
-  EXPECT_EQ(ExamineService(), 2);
+  EXPECT_EQ(ExamineService(), 11);
   EXPECT_EQ(Group("bypass"),
+            "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or "
+            "not: use "
+            "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
             "  ok    198.51.100.9   optional, the client of a Remote Desktop session\n"
-            "  FAIL  pinned routes  the bypass is on, but there is no required address\n"
-            "                       fix: setx ADMIN_BYPASS_IP <your public address> /M\n");
+            "  FAIL  pinned routes  the bypass is on, but there is no required address\n");
+  EXPECT_NE(Group("environment").find("/d \"ADMIN_BYPASS_IP=YOUR.PUBLIC.IPV4.ADDRESS\" /f\n"),
+            std::string::npos);
 }
 
 TEST_F(DoctorOnNetwork, ARemoteDesktopConnectionThatNothingProtects) {
   machine.connections.AddEstablished(3389, "198.51.100.7");
   machine.connections.AddEstablished(3389, "198.51.100.7");
-  EXPECT_EQ(ExamineService(), 1);
+  EXPECT_EQ(ExamineService(), 12);
   EXPECT_EQ(
       Group("bypass"),
+      "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or not: "
+      "use "
+      "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
       "  note  pinned routes  none, the bypass is off\n"
-      "  warn  198.51.100.7   an established Remote Desktop connection that nothing protects\n"
-      "                       fix: setx ADMIN_BYPASS_IP \"198.51.100.7\" /M\n");
+      "  RISK  198.51.100.7   an established Remote Desktop connection that nothing protects\n");
+  EXPECT_EQ(Verdict(), "Connecting could cut somebody off: 1 risk, 0 failures, 0 warnings.\n");
+}
+
+TEST_F(DoctorOnNetwork, ARemoteDesktopConnectionWithARouteOfItsOwnIsNotAtRisk) {
+  machine.connections.AddEstablished(3389, "198.51.100.7");
+  machine.routes.Add("198.51.100.7/32", "192.168.1.1", 12, 15);
+  machine.sessions.SetRemoteSession(true);
+  EXPECT_EQ(ExamineService(), 0);
+  EXPECT_NE(Group("bypass").find("  ok    198.51.100.7   an established Remote Desktop connection, "
+                                 "already pinned\n"),
+            std::string::npos);
+  EXPECT_EQ(
+      Group("session"),
+      "  ok    Remote Desktop  a Remote Desktop session without the default-route guard; every "
+      "connection whose address is public is kept outside the tunnel\n");
+}
+
+TEST_F(DoctorOnNetwork, ARemoteDesktopConnectionUnderTheGuard) {
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  machine.connections.AddEstablished(3389, "198.51.100.7");
+  EXPECT_EQ(ExamineService(), 12);
+  EXPECT_NE(Group("bypass").find("  RISK  198.51.100.7   an established Remote Desktop connection "
+                                 "that nothing pins: the default-route guard replaces 0.0.0.0/0 "
+                                 "and ::/0 alone, so that halves cut it off\n"),
+            std::string::npos);
+}
+
+TEST_F(DoctorOnNetwork, ARiskCountsMoreThanAFailure) {
+  machine.connections.AddEstablished(3389, "198.51.100.7");
+  EXPECT_EQ(Run({"doctor"}), 12);
+  EXPECT_EQ(Verdict(), "Connecting could cut somebody off: 1 risk, 1 failure, 0 warnings.\n");
 }
 
 TEST_F(DoctorOnNetwork, NoGateway) {
   machine.routes.Clear();
   SetAdministrator();
-  EXPECT_EQ(ExamineService(), 2);
+  EXPECT_EQ(ExamineService(), 11);
   EXPECT_EQ(Group("network"),
             "  FAIL  gateway  no default route with a gateway\n"
             "                 fix: route print -4\n");
@@ -67,12 +115,12 @@ TEST_F(DoctorOnNetwork, NoGateway) {
 
 TEST_F(DoctorOnNetwork, NoGatewayIsOnlyAWarningWithoutTheBypass) {
   machine.routes.Clear();
-  EXPECT_EQ(ExamineService(), 1);
+  EXPECT_EQ(ExamineService(), 10);
 }
 
 TEST_F(DoctorOnNetwork, AGatewayBehindATunnel) {
   machine.routes.AddInterface(12, L"Veltrane WireGuard");
-  EXPECT_EQ(ExamineService(), 1);
+  EXPECT_EQ(ExamineService(), 10);
   EXPECT_EQ(Group("network"),
             "  warn  gateway       192.168.1.1 on interface 12, Veltrane WireGuard, a tunnel "
             "rather than the physical network\n"
@@ -108,19 +156,19 @@ INSTANTIATE_TEST_SUITE_P(
     Metrics, DoctorOnMetric,
     testing::Values(
         InterfaceMetric{
-            "AboveThatOfAPinnedRoute", 5, std::nullopt, true, 2,
+            "AboveThatOfAPinnedRoute", 5, std::nullopt, true, 11,
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
             "  FAIL  route metric  interface 12 has metric 5: Windows refuses a route with metric "
             "1, below that of its interface\n"
             "                      fix: netsh interface ipv4 set interface 12 metric=1\n"},
         InterfaceMetric{
-            "AboveEveryAcceptedMetric", 25, std::nullopt, true, 2,
+            "AboveEveryAcceptedMetric", 25, std::nullopt, true, 11,
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
             "  FAIL  route metric  interface 12 has metric 25: Windows refuses a route with metric "
             "1, and the service accepts a pinned route only up to 15\n"
             "                      fix: netsh interface ipv4 set interface 12 metric=1\n"},
         InterfaceMetric{
-            "WithTheRouteInPlaceAlready", 5, 6, true, 1,
+            "WithTheRouteInPlaceAlready", 5, 6, true, 10,
             "  ok    gateway       192.168.1.1 on interface 12, Ethernet\n"
             "  warn  route metric  interface 12 has metric 5: Windows refuses a route with metric "
             "1, below that of its interface; the existing routes are accepted\n"

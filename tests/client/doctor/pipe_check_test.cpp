@@ -9,7 +9,7 @@ using DoctorOnPipe = OnExaminedMachine;
 TEST_F(DoctorOnPipe, AnImpostorBehindThePipe) {
   StartService();
   side.pipe_server = 666;
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("pipe"),
             "  FAIL  served  the pipe is served by process 666, but the service is process 4711\n"
             "                fix: veltranectl doctor --any-server, if that is the service in "
@@ -21,7 +21,7 @@ TEST_F(DoctorOnPipe, APipeThatIsBusy) {
   simulated::PipeClient other;
   other.Connect();
   side.OnWaitForPipe([](std::uint32_t) { return 121; });
-  EXPECT_EQ(Run({"doctor"}), 1);
+  EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_EQ(Group("pipe"),
             "  warn  served  the service has been busy with another client for 2 s\n"
             "                fix: veltranectl doctor, when that client has finished\n");
@@ -30,7 +30,7 @@ TEST_F(DoctorOnPipe, APipeThatIsBusy) {
 TEST_F(DoctorOnPipe, APipeThatCannotBeOpened) {
   InstallService(simulated::kRunning);
   side.FailOpen(5);
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("pipe"),
             "  FAIL  served  the service's pipe denies access to this user\n"
             "                fix: use an elevated prompt, or restart the service while this user "
@@ -39,11 +39,11 @@ TEST_F(DoctorOnPipe, APipeThatCannotBeOpened) {
 
 TEST_F(DoctorOnPipe, AServerWithoutAReadableReply) {
   ScriptedServer odd("not json");
-  EXPECT_EQ(Run({"doctor", "--any-server"}), 2);
+  EXPECT_EQ(Run({"doctor", "--any-server"}), 11);
   EXPECT_EQ(Group("pipe"),
             "  ok    served   by a program that was not checked\n"
             "  FAIL  answers  no readable reply to a status request\n"
-            "                 fix: sc query VeltraneVpnTunnel\n");
+            "                 fix: sc.exe query VeltraneVpnTunnel\n");
 }
 
 }  // namespace

@@ -7,11 +7,11 @@ using DoctorOnService = OnExaminedMachine;
 
 TEST_F(DoctorOnService, AServiceThatIsStopped) {
   InstallService();
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("service"),
             "  ok    installed     as VeltraneVpnTunnel\n"
             "  FAIL  running       stopped\n"
-            "                      fix: sc start VeltraneVpnTunnel\n"
+            "                      fix: sc.exe start VeltraneVpnTunnel\n"
             "  ok    command line  \"C:\\Program Files\\Veltrane\\VeltraneVpnService.exe\" "
             "--run-as-service\n"
             "  ok    account       LocalSystem\n");
@@ -21,15 +21,15 @@ TEST_F(DoctorOnService, AServiceThatIsStopped) {
 
 TEST_F(DoctorOnService, AServiceWhoseProgramIsGone) {
   RegisterService(L"\"D:\\old\\VeltraneVpnService.exe\" --run-as-service");
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("service"),
             "  ok    installed     as VeltraneVpnTunnel\n"
             "  FAIL  running       stopped\n"
-            "                      fix: sc start VeltraneVpnTunnel\n"
+            "                      fix: sc.exe start VeltraneVpnTunnel\n"
             "  FAIL  command line  \"D:\\old\\VeltraneVpnService.exe\" --run-as-service, whose "
             "program does not exist\n"
-            "                      fix: VeltraneVpnService.exe --uninstall, then "
-            "VeltraneVpnService.exe --install\n"
+            "                      fix: .\\VeltraneVpnService.exe --uninstall\n"
+            "                           .\\VeltraneVpnService.exe --install\n"
             "  ok    account       LocalSystem\n");
 }
 
@@ -38,16 +38,16 @@ TEST_F(DoctorOnService, AServiceThatIsRegisteredDifferently) {
   machine.files.AddFile(L"C:\\veltrane.exe", "MZ");
   side.account = L".\\administrator";
   ServePipe();
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(
       Group("service"),
       "  ok    installed     as VeltraneVpnTunnel\n"
       "  ok    running       as process 4711\n"
       "  warn  command line  C:\\veltrane.exe --console, which is not what --install registers\n"
-      "                      fix: VeltraneVpnService.exe --uninstall, then VeltraneVpnService.exe "
-      "--install\n"
+      "                      fix: .\\VeltraneVpnService.exe --uninstall\n"
+      "                           .\\VeltraneVpnService.exe --install\n"
       "  warn  account       .\\administrator, which may lack the rights it needs\n"
-      "                      fix: sc config VeltraneVpnTunnel obj= LocalSystem\n");
+      "                      fix: sc.exe config VeltraneVpnTunnel obj= LocalSystem\n");
   EXPECT_EQ(Group("tunnel library"),
             "  FAIL  tunnel.dll  C:\\tunnel.dll cannot be read (Windows error 2)\n"
             "                    fix: copy tunnel.dll \"C:\\tunnel.dll\"\n");
@@ -55,10 +55,10 @@ TEST_F(DoctorOnService, AServiceThatIsRegisteredDifferently) {
 
 TEST_F(DoctorOnService, AServiceWhoseStateCannotBeRead) {
   side.service_facts_error = 5;
-  EXPECT_EQ(Run({"doctor"}), 2);
+  EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("service"),
             "  FAIL  installed  the service's state cannot be read (Windows error 5)\n"
-            "                   fix: sc qc VeltraneVpnTunnel\n");
+            "                   fix: sc.exe qc VeltraneVpnTunnel\n");
 }
 
 TEST_F(DoctorOnService, ConsoleModeNeedsNoInstalledService) {

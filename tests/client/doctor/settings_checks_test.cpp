@@ -14,20 +14,25 @@ TEST_F(DoctorOnSettings, SettingsThatTheServiceSees) {
   EXPECT_EQ(
       Group("settings"),
       "  ok    VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"yes\" in the machine scope: "
-      "catch-all AllowedIPs are replaced and DNS is dropped\n"
+      "catch-all AllowedIPs are replaced and DNS is dropped"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  ok    VELTRANE_POC_AUTO_STOP_SECONDS                        \"120\" in the machine scope: "
-      "the tunnel is torn down after 120 s\n"
+      "the tunnel is torn down after 120 s"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  \"1\" in the machine scope: "
-      "the service exits rather than change the network before a client asks\n"
+      "the service exits rather than change the network before a client asks"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  note  VELTRANE_POC_ADMIN_BYPASS                             not set: the bypass is on, "
       "decided by the addresses below\n"
       "  ok    ADMIN_BYPASS_IP                                       not set: adds no address\n"
       "  ok    ADMIN_BYPASS_IPS                                      \"203.0.113.5,198.51.100.7\" "
-      "in the machine scope: 2 addresses\n");
+      "in the machine scope: 2 addresses"
+      "; the running service may see an older machine value until Windows restarts\n");
   EXPECT_EQ(Group("bypass"),
-            "  note  pinned routes  none, the default-route guard is on\n"
-            "  ok    198.51.100.7   required, named by ADMIN_BYPASS_IPS\n"
-            "  ok    203.0.113.5    required, named by ADMIN_BYPASS_IPS\n");
+            "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or "
+            "not: use "
+            "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+            "  note  pinned routes  none, the default-route guard is on\n");
 }
 
 TEST_F(DoctorOnSettings, SettingsThatTheServiceDoesNotSee) {
@@ -36,25 +41,23 @@ TEST_F(DoctorOnSettings, SettingsThatTheServiceDoesNotSee) {
   machine.environment.SetProcess(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"60");
   machine.environment.SetUser(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
-  EXPECT_EQ(ExamineService(), 1);
+  EXPECT_EQ(ExamineService(), 10);
   EXPECT_EQ(
       Group("settings"),
       "  warn  VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"1\" in the process scope: "
       "catch-all AllowedIPs are replaced and DNS is dropped; the service does not see it, because "
-      "the machine scope does not have it\n"
-      "                                                              fix: setx "
-      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
+      "neither its own environment nor the machine scope has it\n"
       "  note  VELTRANE_POC_AUTO_STOP_SECONDS                        \"60\" in the process scope, "
       "\"120\" in the machine scope: the tunnel is torn down after 120 s; the service sees the "
-      "machine scope's value\n"
+      "machine scope's value"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
       "guarded\n"
       "  note  VELTRANE_POC_ADMIN_BYPASS                             \"1\" in the process scope, "
       "which the service does not see: the bypass is off\n"
       "  warn  ADMIN_BYPASS_IP                                       \"203.0.113.5\" in the user "
-      "scope: 1 address; the service does not see it, because the machine scope does not have it\n"
-      "                                                              fix: setx ADMIN_BYPASS_IP "
-      "\"203.0.113.5\" /M\n"
+      "scope: 1 address; the service does not see it, because "
+      "neither its own environment nor the machine scope has it\n"
       "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n");
 }
 
@@ -63,32 +66,29 @@ TEST_F(DoctorOnSettings, SettingsThatMeanNothing) {
   machine.environment.SetMachine(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"soon");
   machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"off");
   machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"192.168.1.10 office");
-  EXPECT_EQ(ExamineService(), 2);
+  EXPECT_EQ(ExamineService(), 11);
   EXPECT_EQ(
       Group("settings"),
       "  warn  VELTRANE_POC_DISABLE_DEFAULT_ROUTE                    \"enabled\" in the machine "
-      "scope: AllowedIPs are used as they are\n"
-      "                                                              fix: setx "
-      "VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"
+      "scope: AllowedIPs are used as they are"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  warn  VELTRANE_POC_AUTO_STOP_SECONDS                        \"soon\" in the machine "
-      "scope: the tunnel stays up\n"
-      "                                                              fix: setx "
-      "VELTRANE_POC_AUTO_STOP_SECONDS \"600\" /M\n"
+      "scope: the tunnel stays up"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  ok    VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP  not set: startup is not "
       "guarded\n"
       "  warn  VELTRANE_POC_ADMIN_BYPASS                             \"off\" in the machine scope, "
       "which the service ignores: the bypass is on; the service gets the machine scope's value "
       "when Windows starts\n"
-      "                                                              fix: setx "
-      "VELTRANE_POC_ADMIN_BYPASS \"1\" /M\n"
       "  warn  ADMIN_BYPASS_IP                                       \"192.168.1.10 office\" in "
-      "the machine scope: 192.168.1.10 office ignored, not a public IPv4 address\n"
-      "                                                              fix: setx ADMIN_BYPASS_IP "
-      "<public address> /M\n"
+      "the machine scope: 192.168.1.10 office ignored, not a public IPv4 address"
+      "; the running service may see an older machine value until Windows restarts\n"
       "  ok    ADMIN_BYPASS_IPS                                      not set: adds no address\n");
   EXPECT_EQ(Group("bypass"),
-            "  FAIL  pinned routes  the bypass is on, but there is no required address\n"
-            "                       fix: setx ADMIN_BYPASS_IP <your public address> /M\n");
+            "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or "
+            "not: use "
+            "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+            "  FAIL  pinned routes  the bypass is on, but there is no required address\n");
 }
 
 TEST_F(DoctorOnSettings, ASwitchThatTheServiceGetsWhenWindowsStarts) {
@@ -101,7 +101,11 @@ TEST_F(DoctorOnSettings, ASwitchThatTheServiceGetsWhenWindowsStarts) {
                       "process scope, \"0\" in the machine scope: the bypass is off; the service "
                       "gets the machine scope's value when Windows starts\n"),
             std::string::npos);
-  EXPECT_EQ(Group("bypass"), "  note  pinned routes  none, the bypass is off\n");
+  EXPECT_EQ(Group("bypass"),
+            "  note  kill switch    AllowedIPs with a /0 cuts every administrator off, pinned or "
+            "not: use "
+            "halves, 0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)\n"
+            "  note  pinned routes  none, the bypass is off\n");
 }
 
 struct Session {
@@ -127,22 +131,24 @@ TEST_P(DoctorOnSession, SaysWhetherConnectingWouldBeRefused) {
 INSTANTIATE_TEST_SUITE_P(
     Sessions, DoctorOnSession,
     testing::Values(
-        Session{"WithoutTheGuard", L"", L"", false, 1,
-                "  warn  Remote Desktop  a Remote Desktop session without the default-route guard: "
-                "a tunnel that takes the default route can cut it off, and a service in console "
-                "mode would refuse to connect\n"
-                "                        fix: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"},
-        Session{"InConsoleModeWithoutTheGuard", L"", L"", true, 2,
+        Session{"WithoutTheGuard", L"", L"", false, 10,
+                "  warn  Remote Desktop  a Remote Desktop session without the default-route guard, "
+                "from an address that is never pinned: a tunnel that takes the default route can "
+                "cut it off, and a service in console "
+                "mode would refuse to connect\n"},
+        Session{"InConsoleModeWithoutTheGuard", L"", L"", true, 11,
                 "  FAIL  Remote Desktop  a Remote Desktop session without the default-route guard: "
-                "a service in console mode refuses every connect\n"
-                "                        fix: setx VELTRANE_POC_DISABLE_DEFAULT_ROUTE \"1\" /M\n"},
+                "a service in console mode refuses every connect\n"},
         Session{"WithTheGuard", L"1", L"", false, 0,
                 "  ok    Remote Desktop  a Remote Desktop session, and the default-route guard is "
                 "on\n"},
-        Session{"InConsoleModeWithTheGuardOverridden", L"1", L"0", true, 2,
+        Session{"InConsoleModeWithTheGuardOverridden", L"1", L"0", true, 11,
                 "  FAIL  Remote Desktop  a Remote Desktop session, and another scope overrides the "
                 "machine scope's guard\n"
-                "                        fix: set VELTRANE_POC_DISABLE_DEFAULT_ROUTE=\n"},
+                "                        fix: in a command prompt: set "
+                "VELTRANE_POC_DISABLE_DEFAULT_ROUTE=\n"
+                "                             in PowerShell: "
+                "$env:VELTRANE_POC_DISABLE_DEFAULT_ROUTE = ''\n"},
         // The service does not see this process's environment.
         Session{"WithTheGuardOverriddenInThisProcess", L"1", L"0", false, 0,
                 "  ok    Remote Desktop  a Remote Desktop session, and the default-route guard is "

@@ -20,7 +20,7 @@ class DoctorOnLibrary : public OnExaminedMachine, public testing::WithParamInter
 TEST_P(DoctorOnLibrary, SaysWhatIsWrongWithIt) {
   machine.files.Remove(kLibrary);
   if (GetParam().bytes) machine.files.AddFile(kLibrary, *GetParam().bytes);
-  EXPECT_EQ(ExamineService(), 2);
+  EXPECT_EQ(ExamineService(), 11);
   EXPECT_EQ(Group("tunnel library"), GetParam().lines);
 }
 

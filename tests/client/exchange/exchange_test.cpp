@@ -13,7 +13,7 @@ TEST_F(Exchanges, AServerThatClosesTheConnectionWithoutReplying) {
   EXPECT_EQ(Run({"status", "--any-server"}), 6);
   EXPECT_EQ(side.Output(), "");
   EXPECT_EQ(side.Error(),
-            "veltranectl: the service closed the connection without replying: sc query "
+            "veltranectl: the service closed the connection without replying: sc.exe query "
             "VeltraneVpnTunnel\n");
   EXPECT_EQ(silent.Request(), R"({"op":"status"})");
 }
@@ -30,6 +30,33 @@ TEST_F(Exchanges, AReplyAfter119SecondsIsInTime) {
   StartService();
   side.DelayReply(119);
   EXPECT_EQ(Run({"status"}), 0);
+}
+
+TEST_F(Exchanges, AServerThatTricklesIsWaitedForFor120SecondsInAll) {
+  StartService();
+  side.TrickleReply("x", 500);
+  EXPECT_EQ(Run({"status"}), 6);
+  EXPECT_EQ(side.Output(), "");
+  EXPECT_EQ(side.Error(), "veltranectl: the reply did not end within 120 s: veltranectl doctor\n");
+  EXPECT_EQ(side.Trickled(), 240);
+}
+
+TEST_F(Exchanges, AReplyIsReadUpTo1048576Bytes) {
+  StartService();
+  side.TrickleReply(std::string(65536, 'x'), 0);
+  EXPECT_EQ(Run({"status"}), 6);
+  EXPECT_EQ(side.Output(), "");
+  EXPECT_EQ(side.Error(),
+            "veltranectl: the reply is longer than 1048576 bytes: veltranectl doctor\n");
+  EXPECT_EQ(side.Trickled(), 17);
+}
+
+TEST_F(Exchanges, SettingTheClockBackDoesNotProlongTheWait) {
+  StartService();
+  side.TrickleReply("x", 500);
+  machine.OnCall("UtcTicks", 101, [this] { machine.clock.SetTime(1); });
+  EXPECT_EQ(Run({"status"}), 6);
+  EXPECT_EQ(side.Trickled(), 241);
 }
 
 TEST_F(Exchanges, AReplyThatIsNotJson) {

@@ -34,14 +34,14 @@ INSTANTIATE_TEST_SUITE_P(
     Reasons, WithoutPipe,
     testing::Values(
         NoPipe{"NotInstalled", false, std::nullopt, 0, 0,
-               "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n"},
+               "veltranectl: the service is not installed: .\\VeltraneVpnService.exe --install\n"},
         NoPipe{"NotRunning", false, simulated::kStopped, 0, 0,
-               "veltranectl: the service is not running: sc start VeltraneVpnTunnel\n"},
+               "veltranectl: the service is not running: sc.exe start VeltraneVpnTunnel\n"},
         NoPipe{"StateUnreadable", false, simulated::kStopped, 5, 0,
-               "veltranectl: the service's state cannot be read (Windows error 5): sc query "
+               "veltranectl: the service's state cannot be read (Windows error 5): sc.exe query "
                "VeltraneVpnTunnel\n"},
         NoPipe{"NoServerInConsoleMode", true, std::nullopt, 0, 0,
-               "veltranectl: no program serves the pipe: VeltraneVpnService.exe --console\n"},
+               "veltranectl: no program serves the pipe: .\\VeltraneVpnService.exe --console\n"},
         NoPipe{"AccessDenied", false, std::nullopt, 0, 5,
                "veltranectl: the service's pipe denies access to this user: use an elevated "
                "prompt, or restart the service while this user is logged on at the console\n"},
@@ -56,8 +56,8 @@ TEST_F(ServicePipes, ARunningServiceWithoutAPipeIsWaitedForASecond) {
   InstallService(simulated::kRunning);
   EXPECT_EQ(Run({"status"}), 4);
   EXPECT_EQ(side.Error(),
-            "veltranectl: the service is running but its pipe does not exist: sc stop "
-            "VeltraneVpnTunnel, then sc start VeltraneVpnTunnel\n");
+            "veltranectl: the service is running but its pipe does not exist: sc.exe stop "
+            "VeltraneVpnTunnel, then sc.exe start VeltraneVpnTunnel\n");
   EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>(20, 50));
 }
 

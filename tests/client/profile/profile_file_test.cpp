@@ -74,6 +74,19 @@ TEST_F(ProfileFiles, AFolderIsNotAProfile) {
       "veltranectl: C:\\profiles: access denied: check that it is a file that you may read\n");
 }
 
+TEST_F(ProfileFiles, APipeIsNotAProfile) {
+  side.file_input_error = 222;
+  EXPECT_EQ(Run({"connect", "\\\\.\\pipe\\x"}), 3);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: \\\\.\\pipe\\x: not a file on a disk: copy it to one, or use - for "
+            "standard input\n");
+}
+
+TEST_F(ProfileFiles, AKeyInPlaceOfThePathIsNotPrinted) {
+  EXPECT_EQ(Run({"connect", kPrivateKey}), 3);
+  EXPECT_EQ(side.Error(), "veltranectl: (hidden, 44 characters): no such file: check the path\n");
+}
+
 TEST_F(ProfileFiles, AnUnreadableFileIsNamedWithItsError) {
   side.file_input_error = 32;
   EXPECT_EQ(Run({"connect", kConfPath}), 3);

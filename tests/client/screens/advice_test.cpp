@@ -30,7 +30,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"poc_env_read_failed", "", "poc_env_read_failed",
              "remove VELTRANE_POC_DISABLE_DEFAULT_ROUTE from the process and user environments"},
         Case{"admin_bypass_failed", "no_admin_bypass_ips", "",
-             "setx ADMIN_BYPASS_IP <your public address> /M"},
+             "run veltranectl doctor for the command that sets ADMIN_BYPASS_IP"},
         Case{"admin_bypass_failed", "physical_gateway_missing", "",
              "route print -4: the machine needs a default route with a gateway"},
         Case{"admin_bypass_failed", "route_add_failed", "",
@@ -48,6 +48,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"tunnel_start_failed", "", "",
              "run veltranectl doctor to check tunnel.dll and the tunnel service"},
         Case{"poc_default_route_detected", "", "poc_default_route_detected",
+             "look whose adapter has the offending route: disconnect another VPN, or "
              "remove 0.0.0.0/0 and ::/0 from the profile's AllowedIPs"},
         Case{"anything_else", "", "", "run veltranectl doctor for details"}));
 

@@ -40,13 +40,26 @@ TEST_F(Displays, ATerminalGetsColours) {
             "or veltranectl doctor\n");
 }
 
+TEST_F(Displays, TerminalsAreLeftAsTheyWere) {
+  StartService();
+  side.SetTerminal(Stream::kOutput, 80);
+  side.SetTerminal(Stream::kError, 80);
+  {
+    const Display display;
+    EXPECT_TRUE(side.TerminalIsChanged());
+  }
+  EXPECT_FALSE(side.TerminalIsChanged());
+  EXPECT_EQ(Run({"status"}), 0);
+  EXPECT_FALSE(side.TerminalIsChanged());
+}
+
 TEST_F(Displays, NoColorIsHonoured) {
   machine.environment.SetProcess(L"NO_COLOR", L"1");
   side.SetTerminal(Stream::kOutput, 80);
   side.SetTerminal(Stream::kError, 80);
   EXPECT_EQ(Run({"status"}), 4);
   EXPECT_EQ(side.Error(),
-            "veltranectl: the service is not installed: VeltraneVpnService.exe --install\n");
+            "veltranectl: the service is not installed: .\\VeltraneVpnService.exe --install\n");
 }
 
 TEST_F(Displays, NoColorIsHonouredByScreensToo) {
@@ -61,7 +74,7 @@ TEST_F(Displays, AComplaintOnATerminalIsRed) {
   side.SetTerminal(Stream::kError, 80);
   EXPECT_EQ(Run({"status"}), 4);
   EXPECT_EQ(side.Error(),
-            "\x1b[31mveltranectl:\x1b[0m the service is not installed: VeltraneVpnService.exe "
+            "\x1b[31mveltranectl:\x1b[0m the service is not installed: .\\VeltraneVpnService.exe "
             "--install\n");
 }
 

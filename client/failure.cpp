@@ -1,0 +1,63 @@
+#include "client/failure.h"
+
+#include <nlohmann/json.hpp>
+
+#include "client/text/utf8.h"
+
+namespace veltrane {
+namespace {
+
+const char* WordOf(ExitCode exit_code) {
+  switch (exit_code) {
+    case kExitProfile:
+      return "client_profile";
+    case kExitUnreachable:
+      return "client_unreachable";
+    case kExitUntrusted:
+      return "client_untrusted";
+    case kExitNoReply:
+      return "client_no_reply";
+    default:
+      return "client_usage";
+  }
+}
+
+ExitCode CodeOf(FailureKind kind) {
+  switch (kind) {
+    case FailureKind::kUnreachable:
+    case FailureKind::kBusy:
+      return kExitUnreachable;
+    case FailureKind::kUntrusted:
+      return kExitUntrusted;
+    case FailureKind::kNoReply:
+      break;
+  }
+  return kExitNoReply;
+}
+
+void Report(const std::string& word, const std::string& text, bool json, Display& display) {
+  display.Complain(text);
+  if (!json) return;
+  nlohmann::ordered_json object;
+  object["ok"] = false;
+  object["error"] = word;
+  object["message"] = Printable(text);
+  display.Print(object.dump() + "\n");
+}
+
+}  // namespace
+
+ExitCode Fail(ExitCode exit_code, const std::string& text, bool json, Display& display) {
+  Report(WordOf(exit_code), text, json, display);
+  return exit_code;
+}
+
+ExitCode Fail(const ExchangeFailure& failure, bool json, Display& display) {
+  const ExitCode exit_code = CodeOf(failure.kind);
+  const bool busy = failure.kind == FailureKind::kBusy;
+  Report(busy ? "client_busy" : WordOf(exit_code), failure.what + ": " + failure.next, json,
+         display);
+  return exit_code;
+}
+
+}  // namespace veltrane

@@ -124,6 +124,13 @@ def check_settings():
     check_same("variables", ("the service", read), ("docs/operations.md", documented))
 
 
+def check_recipes():
+    """The files that CONTRIBUTING.md names exist, except those of a build and those with a placeholder."""
+    for path in sorted(set(re.findall(r"`([\w.]+/[\w./-]*)`", (ROOT / "CONTRIBUTING.md").read_text()))):
+        if not re.search(r"^build/|WORD|NAME", path):
+            verdict(f"{path} of CONTRIBUTING.md exists", "" if (ROOT / path).exists() else "it does not")
+
+
 def check_documents():
     for name in names():
         verdict(f"{name} is a valid schema", schema_error(name))
@@ -133,3 +140,4 @@ def check_documents():
     check_operations()
     check_errors()
     check_settings()
+    check_recipes()

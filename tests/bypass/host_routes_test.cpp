@@ -2,6 +2,8 @@
 
 #include "bypass/host_routes.h"
 
+#include <map>
+
 #include <gtest/gtest.h>
 
 #include "tests/bypass/on_bypass_machine.h"

@@ -1,5 +1,7 @@
 #include "bypass/report.h"
 
+#include <map>
+
 #include <gtest/gtest.h>
 
 #include "tests/bypass/full_records.h"

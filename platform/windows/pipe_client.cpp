@@ -17,32 +17,39 @@ static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 
 constexpr std::size_t kPieceBytes = 65536;
 constexpr DWORD kSendMilliseconds = 30'000;
-
 constexpr DWORD kCancelMilliseconds = 1;
 
-// The handle is overlapped, so that the wait for the reply can be bounded. A read stays pending
-// between two calls of Receive. While an operation is pending the system uses `overlapped` and the
-// bytes to read or write, so none of them is given up before it has ended, whatever fails.
-struct Connection {
-  UniqueHandle pipe;
+// A read or a write of an overlapped pipe, and the event of its end. While it is pending, the
+// system uses `overlapped` and the bytes to read or write, so none of them is given up before it
+// has ended, whatever fails.
+struct Operation {
   UniqueHandle event;
   OVERLAPPED overlapped{};
+
+  OVERLAPPED* Begin() {
+    overlapped = {};
+    overlapped.hEvent = event.get();
+    return &overlapped;
+  }
+
+  // Ends the operation if it is pending. Looks at its state itself, because a wait can fail.
+  void Cancel(HANDLE pipe) {
+    CancelIoEx(pipe, &overlapped);
+    while (!HasOverlappedIoCompleted(&overlapped)) Sleep(kCancelMilliseconds);
+  }
+};
+
+// The handle is overlapped, so that the wait for the reply can be bounded. A read stays pending
+// between two calls of Receive, also while something is sent.
+struct Connection {
+  UniqueHandle pipe;
+  Operation write;
+  Operation read;
   bool reading = false;
   std::array<char, kPieceBytes> piece;
 
   ~Connection() {
-    if (reading) Cancel();
-  }
-
-  // Ends the pending operation. Looks at its state itself, because a wait can fail.
-  void Cancel() {
-    CancelIoEx(pipe.get(), &overlapped);
-    while (!HasOverlappedIoCompleted(&overlapped)) Sleep(kCancelMilliseconds);
-  }
-
-  void Prepare() {
-    overlapped = {};
-    overlapped.hEvent = event.get();
+    if (reading) read.Cancel(pipe.get());
   }
 };
 
@@ -59,8 +66,10 @@ Result<ClientPipe> ClientPipe::Open(const std::wstring& name) {
   if (handle == INVALID_HANDLE_VALUE) return Result<ClientPipe>::Failure(GetLastError());
   auto connection = std::make_unique<Connection>();
   connection->pipe.reset(handle);
-  connection->event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  if (!connection->event) return Result<ClientPipe>::Failure(GetLastError());
+  for (Operation* operation : {&connection->write, &connection->read}) {
+    operation->event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!operation->event) return Result<ClientPipe>::Failure(GetLastError());
+  }
   return ClientPipe(connection.release());
 }
 
@@ -78,37 +87,36 @@ std::optional<std::uint32_t> ClientPipe::ServerProcessId() const {
 
 bool ClientPipe::Send(std::string_view message) {
   Connection& connection = AsConnection(connection_);
-  connection.Prepare();
-  DWORD written = 0;
+  Operation& write = connection.write;
   if (WriteFile(connection.pipe.get(), message.data(), static_cast<DWORD>(message.size()), nullptr,
-                &connection.overlapped) == 0 &&
+                write.Begin()) == 0 &&
       GetLastError() != ERROR_IO_PENDING) {
     return false;
   }
-  if (WaitForSingleObject(connection.event.get(), kSendMilliseconds) != WAIT_OBJECT_0) {
-    connection.Cancel();
+  if (WaitForSingleObject(write.event.get(), kSendMilliseconds) != WAIT_OBJECT_0) {
+    write.Cancel(connection.pipe.get());
   }
-  return GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &written, FALSE) != 0 &&
+  DWORD written = 0;
+  return GetOverlappedResult(connection.pipe.get(), &write.overlapped, &written, FALSE) != 0 &&
          written == message.size();
 }
 
 ClientPipe::Progress ClientPipe::Receive(std::uint32_t milliseconds, std::string& received) {
   Connection& connection = AsConnection(connection_);
   if (!connection.reading) {
-    connection.Prepare();
     connection.reading = ReadFile(connection.pipe.get(), connection.piece.data(),
                                   static_cast<DWORD>(connection.piece.size()), nullptr,
-                                  &connection.overlapped) != 0 ||
+                                  connection.read.Begin()) != 0 ||
                          GetLastError() == ERROR_IO_PENDING || GetLastError() == ERROR_MORE_DATA;
     if (!connection.reading) return Progress::kEnded;
   }
-  const DWORD wait = WaitForSingleObject(connection.event.get(), milliseconds);
+  const DWORD wait = WaitForSingleObject(connection.read.event.get(), milliseconds);
   if (wait == WAIT_TIMEOUT) return Progress::kPending;
-  if (wait != WAIT_OBJECT_0) connection.Cancel();
+  if (wait != WAIT_OBJECT_0) connection.read.Cancel(connection.pipe.get());
   connection.reading = false;
   DWORD read = 0;
   const bool whole =
-      GetOverlappedResult(connection.pipe.get(), &connection.overlapped, &read, FALSE) != 0;
+      GetOverlappedResult(connection.pipe.get(), &connection.read.overlapped, &read, FALSE) != 0;
   if (!whole && GetLastError() != ERROR_MORE_DATA) return Progress::kEnded;
   received.append(connection.piece.data(), read);
   return Progress::kPending;

@@ -126,6 +126,19 @@ TEST_F(PipeClient, ReceivesWhatComesAfterAWaitInVain) {
   EXPECT_EQ(received, "late");
 }
 
+TEST_F(PipeClient, SendsAndReceivesAfterAWaitInVain) {
+  ClientPipe client = Open();
+  std::string received;
+  client.Receive(20, received);
+  EXPECT_TRUE(client.Send("request"));
+  client.Receive(20, received);
+  EXPECT_EQ(received, "");
+  EXPECT_EQ(ReadAsServer(), "request");
+  server.Write("reply");
+  EXPECT_EQ(client.Receive(60'000, received), Progress::kPending);
+  EXPECT_EQ(received, "reply");
+}
+
 TEST_F(PipeClient, ReceivesAMessageThatIsLongerThanAnyBuffer) {
   ClientPipe client = Open();
   std::string text;

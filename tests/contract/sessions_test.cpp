@@ -15,7 +15,8 @@ using Sessions = Contract;
 constexpr char kNoSessions[] = "WTSEnumerateSessionsW lists no session";
 
 TEST_F(Sessions, OfRemoteDesktopAreToldFromTheOthers) {
-  EXPECT_EQ(IsRemoteSession(), stage.InRemoteSession());
+  const bool remote = stage.InRemoteSession();
+  EXPECT_EQ(IsRemoteSession(), remote);
 }
 
 TEST_F(Sessions, IncludeTheOneThatIsAttachedToTheConsole) {

@@ -55,7 +55,7 @@ TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
 TEST_F(GuardSettings, AMachineValueAloneIsEffectiveAndStaysInItsScope) {
   machine.environment.SetMachine(kDisable, L"1");
   machine.environment.SetMachine(kAutoStop, L"120");
-  EXPECT_EQ(Report(), ReportWith(kFreshGuardReport,
+  EXPECT_EQ(Report(), ReportWith(kFreshGuard,
                                  {{"effective_disable_default_route", "true"},
                                   {"auto_stop_seconds", "120"},
                                   {"effective_auto_stop_seconds", "120"},

@@ -46,8 +46,10 @@ void PrintAsReceived(const std::string& reply, bool in_series, Display& display)
 
 // Shows a reply: as received with --json, otherwise as a screen, or as `line` when one is given and
 // the request succeeded.
-ExitCode ShowReply(const std::string& text, const std::string& line, bool json, Display& display) {
-  if (json) PrintAsReceived(text, false, display);
+ExitCode ShowReply(const std::string& text, const std::string& line, const Options& options,
+                   Display& display) {
+  const bool json = options.json;
+  if (json) PrintAsReceived(text, options.watch, display);
   const std::optional<Reply> reply = ReadReply(text);
   if (!reply) {
     display.Complain("the reply is not a JSON object: use --json to print it as received");
@@ -85,7 +87,7 @@ ExitCode AskAndShow(const SecretText& request, Pace pace, const Options& options
                     const std::string& line = {}) {
   const ExchangeResult result = Ask(request, pace, options.any_server, display);
   if (!result.reply) return Fail(result.failure, options.json, display);
-  return ShowReply(*result.reply, line, options.json, display);
+  return ShowReply(*result.reply, line, options, display);
 }
 
 ExitCode WatchOnce(const Options& options, Display& display) {
@@ -93,9 +95,7 @@ ExitCode WatchOnce(const Options& options, Display& display) {
       Ask(PlainRequest("status"), Pace::kQuick, options.any_server, display);
   if (display.OutputIsTerminal() && !options.json) display.Print(kClearTerminal);
   if (!result.reply) return Fail(result.failure, options.json, display);
-  if (!options.json) return ShowReply(*result.reply, "", false, display);
-  PrintAsReceived(*result.reply, true, display);
-  return kExitDone;
+  return ShowReply(*result.reply, "", options, display);
 }
 
 ExitCode Watch(const Options& options, Display& display) {

@@ -16,7 +16,6 @@
 namespace veltrane {
 
 inline constexpr std::uint32_t kErrorNoSuchPipe = 2;      // ERROR_FILE_NOT_FOUND
-inline constexpr std::uint32_t kErrorAccessDenied = 5;    // ERROR_ACCESS_DENIED
 inline constexpr std::uint32_t kErrorWaitTimedOut = 121;  // ERROR_SEM_TIMEOUT
 inline constexpr std::uint32_t kErrorPipeBusy = 231;      // ERROR_PIPE_BUSY
 

@@ -9,6 +9,11 @@
 
 namespace veltrane {
 
+// Win32 errors that more than one function of the boundary returns.
+inline constexpr std::uint32_t kErrorFileNotFound = 2;  // ERROR_FILE_NOT_FOUND
+inline constexpr std::uint32_t kErrorPathNotFound = 3;  // ERROR_PATH_NOT_FOUND
+inline constexpr std::uint32_t kErrorAccessDenied = 5;  // ERROR_ACCESS_DENIED
+
 // A value, or the Win32 error that says why there is none.
 template <typename T>
 class Result {

@@ -6,14 +6,11 @@
 
 #include "client/text/windows_error.h"
 #include "platform/access_lists.h"
+#include "platform/result.h"
 #include "platform/text.h"
 
 namespace veltrane {
 namespace {
-
-constexpr std::uint32_t kErrorFileNotFound = 2;
-constexpr std::uint32_t kErrorPathNotFound = 3;
-constexpr std::uint32_t kErrorAccessDenied = 5;
 
 constexpr char kUsers[] = "S-1-5-32-545";
 

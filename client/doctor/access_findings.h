@@ -11,9 +11,9 @@ namespace veltrane {
 // Who may only look, once access is closed.
 enum class Readers { kNobody, kUsers };
 
-// Adds a finding about what is at this path: that it is no reparse point, belongs to Local System,
-// Administrators or the Windows installer, and that nobody else may write to it. Nothing for a path
-// that does not exist.
+// Adds a finding about what is at this path: that it is not a reparse point, belongs to Local
+// System, Administrators or the Windows installer, and that nobody else may write to it. Nothing
+// for a path that does not exist.
 void CheckWriters(const std::string& check, const std::wstring& path, bool is_folder,
                   Readers readers, Findings& findings);
 

@@ -2,13 +2,14 @@
 
 #include "client/doctor/checks.h"
 #include "client/text/windows_error.h"
+#include "platform/result.h"
 #include "platform/service_codes.h"
 #include "text/ascii.h"
 
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kErrorAccessDenied = 5;
+using Setting = decltype(Preflight::wanted)::value_type;
 
 std::string NameOf(const std::string& entry) {
   return AsciiToLower(entry.substr(0, entry.find('=')));
@@ -23,7 +24,7 @@ bool IsPlain(const std::string& text) {
   });
 }
 
-// The entries that nobody asks to change.
+// The entries that stay as they are.
 std::vector<std::string> KeptEntries(const Preflight& preflight) {
   std::vector<std::string> kept;
   for (const std::string& entry : preflight.own.entries) {
@@ -37,10 +38,16 @@ std::vector<std::string> KeptEntries(const Preflight& preflight) {
   return kept;
 }
 
+std::string Assignment(const Setting& wanted) { return wanted.first + "=" + wanted.second; }
+
+std::string SetForTheMachine(const Setting& wanted) {
+  return "setx " + wanted.first + " \"" + wanted.second + "\" /M";
+}
+
 // The commands that replace the whole value and make the service read it.
 std::string Replacing(const Preflight& preflight, const std::vector<std::string>& kept) {
   std::vector<std::string> entries = kept;
-  for (const auto& [name, value] : preflight.wanted) entries.push_back(name + "=" + value);
+  for (const Setting& wanted : preflight.wanted) entries.push_back(Assignment(wanted));
   std::string list;
   for (const std::string& entry : entries) list += (list.empty() ? "" : "\\0") + entry;
   std::string commands =
@@ -56,8 +63,8 @@ std::string Replacing(const Preflight& preflight, const std::vector<std::string>
 
 std::string Asked(const Preflight& preflight) {
   std::string text;
-  for (const auto& [name, value] : preflight.wanted) {
-    text += (text.empty() ? "" : ", ") + name + "=" + value;
+  for (const Setting& wanted : preflight.wanted) {
+    text += (text.empty() ? "" : ", ") + Assignment(wanted);
   }
   return text;
 }
@@ -67,8 +74,8 @@ void AddCommands(const Preflight& preflight, Findings& findings) {
   const std::vector<std::string> kept = KeptEntries(preflight);
   if (preflight.any_server) {
     std::string commands;
-    for (const auto& [name, value] : preflight.wanted) {
-      commands += (commands.empty() ? "setx " : "\nsetx ") + name + " \"" + value + "\" /M";
+    for (const Setting& wanted : preflight.wanted) {
+      commands += (commands.empty() ? "" : "\n") + SetForTheMachine(wanted);
     }
     findings.NoteWithFix("to set", asked + "; a value in the console's own environment comes first",
                          commands);

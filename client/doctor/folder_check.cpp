@@ -4,6 +4,7 @@
 #include "client/doctor/checks.h"
 #include "client/text/windows_error.h"
 #include "platform/access_lists.h"
+#include "platform/result.h"
 #include "platform/text.h"
 
 namespace veltrane {
@@ -11,9 +12,6 @@ namespace {
 
 constexpr char kSystem[] = "S-1-5-18";
 constexpr char kAdministrators[] = "S-1-5-32-544";
-constexpr std::uint32_t kErrorFileNotFound = 2;
-constexpr std::uint32_t kErrorPathNotFound = 3;
-constexpr std::uint32_t kErrorAccessDenied = 5;
 
 // Everyone other than LocalSystem and Administrators whom an access list admits.
 std::vector<std::string> OthersAdmitted(const AccessList& list) {

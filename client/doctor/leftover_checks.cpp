@@ -3,6 +3,7 @@
 #include "guard/route_snapshots.h"
 #include "platform/file_input.h"
 #include "platform/files.h"
+#include "platform/result.h"
 #include "platform/service_codes.h"
 #include "platform/text.h"
 
@@ -10,7 +11,6 @@ namespace veltrane {
 namespace {
 
 constexpr char kDisconnect[] = "veltranectl disconnect";
-constexpr std::uint32_t kErrorAccessDenied = 5;
 constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 
 constexpr char kUnasked[] = "only the service can tell whose it is, and it did not answer";

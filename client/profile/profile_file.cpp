@@ -9,6 +9,7 @@
 #include "client/text/quoting.h"
 #include "client/text/windows_error.h"
 #include "platform/file_input.h"
+#include "platform/result.h"
 
 namespace veltrane {
 namespace {
@@ -17,14 +18,11 @@ constexpr std::size_t kLargestFile = 65535;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string ReadingProblem(std::uint32_t status) {
-  constexpr std::uint32_t kFileNotFound = 2;
-  constexpr std::uint32_t kPathNotFound = 3;
-  constexpr std::uint32_t kAccessDenied = 5;
   switch (status) {
-    case kFileNotFound:
-    case kPathNotFound:
+    case kErrorFileNotFound:
+    case kErrorPathNotFound:
       return "no such file: check the path";
-    case kAccessDenied:
+    case kErrorAccessDenied:
       return "access denied: check that it is a file that you may read";
     case kErrorBadFileType:
       return "not a file on a disk: copy it to one, or use - for standard input";

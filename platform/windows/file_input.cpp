@@ -4,11 +4,15 @@
 
 #include <array>
 
+#include "platform/result.h"
 #include "platform/windows/handles.h"
 
 namespace veltrane {
 namespace {
 
+static_assert(kErrorFileNotFound == ERROR_FILE_NOT_FOUND);
+static_assert(kErrorPathNotFound == ERROR_PATH_NOT_FOUND);
+static_assert(kErrorAccessDenied == ERROR_ACCESS_DENIED);
 static_assert(kErrorFileTooLarge == ERROR_FILE_TOO_LARGE);
 static_assert(kErrorBadFileType == ERROR_BAD_FILE_TYPE);
 

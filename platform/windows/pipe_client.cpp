@@ -11,7 +11,6 @@ namespace veltrane {
 namespace {
 
 static_assert(kErrorNoSuchPipe == ERROR_FILE_NOT_FOUND);
-static_assert(kErrorAccessDenied == ERROR_ACCESS_DENIED);
 static_assert(kErrorWaitTimedOut == ERROR_SEM_TIMEOUT);
 static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 

@@ -55,12 +55,12 @@ TEST_F(GuardSettings, EveryRawValueIsKeptAsItStands) {
 TEST_F(GuardSettings, AMachineValueAloneIsEffectiveAndStaysInItsScope) {
   machine.environment.SetMachine(kDisable, L"1");
   machine.environment.SetMachine(kAutoStop, L"120");
-  EXPECT_EQ(Report(), ReportWith(kFreshGuard,
-                                 {{"effective_disable_default_route", "true"},
-                                  {"auto_stop_seconds", "120"},
-                                  {"effective_auto_stop_seconds", "120"},
-                                  {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("1")"},
-                                  {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("120")"}}));
+  EXPECT_EQ(Report(),
+            ReportWith(kFreshGuard, {{"effective_disable_default_route", "true"},
+                                     {"auto_stop_seconds", "120"},
+                                     {"effective_auto_stop_seconds", "120"},
+                                     {"machine_env_VELTRANE_POC_DISABLE_DEFAULT_ROUTE", R"("1")"},
+                                     {"machine_env_VELTRANE_POC_AUTO_STOP_SECONDS", R"("120")"}}));
 }
 
 TEST_F(GuardSettings, WhatWasReadBeforeIsReplacedAndWhatOtherStepsFillInIsLeft) {

@@ -27,7 +27,7 @@ class Part:
 
     def note_packets(self, what, by_gateway, by_tunnel):
         self.packets.append((what, by_gateway, by_tunnel))
-        print(f"  {what}: {by_gateway} packets by the gateway, {by_tunnel} by the tunnel", flush=True)
+        print(f"  {what}: {by_gateway} packets through the gateway, {by_tunnel} through the tunnel", flush=True)
 
     def note_echoes(self, administrator):
         self.echoes = [(sent - self._began, back and back - self._began)

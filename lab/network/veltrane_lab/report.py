@@ -84,8 +84,8 @@ def _part(part):
                       f'<td class="number">{tunnel}</td></tr>'
                       for what, gateway, tunnel in part["packets"])
     if packets:
-        packets = ("<table><tr><th>packets to the administrator</th><th>by the gateway</th>"
-                   f"<th>by the tunnel</th></tr>{packets}</table>")
+        packets = ("<table><tr><th>packets to the administrator</th><th>through the gateway</th>"
+                   f"<th>through the tunnel</th></tr>{packets}</table>")
     return (f"<h2>{html.escape(part['title'])}</h2>\n<p>{html.escape(part['story'])}</p>\n"
             f'<div class="scroll"><svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" '
             f'aria-label="Echoes over time">{plot(part)}</svg></div>\n<ul>{checks}</ul>\n'
@@ -94,14 +94,17 @@ def _part(part):
             f"{_routes(part['routes'])}</details>")
 
 
-def write(parts, folder):
-    """Writes both files, also about a run that failed; says where the page is."""
+def write(parts, trouble, folder):
+    """Writes both files, also about a run that failed; says where the page is. `trouble` is what ended
+    the run early, or None."""
     folder.mkdir(parents=True, exist_ok=True)
     data = [part.as_dictionary() for part in parts]
     (folder / "results.json").write_text(json.dumps(data, indent=1) + "\n")
     failures = sum(part.failures for part in parts)
     summary = (f"{failures} of the checks below failed." if failures else
                f"All {sum(len(part.checks) for part in parts)} checks below hold.")
+    if trouble:
+        summary += f" The run ended early: {html.escape(str(trouble))}."
     (folder / "report.html").write_text(PAGE.format(
         light=LIGHT, dark=DARK, plots=STYLE, summary=summary, parts="\n".join(map(_part, data))))
     print(f"\nthe same as a page: {folder / 'report.html'}")

@@ -59,6 +59,12 @@ TEST_F(Exchanges, SettingTheClockBackDoesNotProlongTheWait) {
   EXPECT_EQ(side.Trickled(), 241);
 }
 
+TEST_F(Exchanges, AReplyThatIsNotJsonIsPrintedByWatchAsJsonAndEndsWithItsCode) {
+  ScriptedServer odd("no object");
+  EXPECT_EQ(Run({"status", "--any-server", "--watch", "--times", "1", "--json"}), 6);
+  EXPECT_EQ(side.Output(), "no object\n");
+}
+
 TEST_F(Exchanges, AReplyThatIsNotJson) {
   ScriptedServer odd("{\"ok\":true,\"phase\":\"connected\",\"node_id\":\"a\"b\"}");
   EXPECT_EQ(Run({"status", "--any-server"}), 6);

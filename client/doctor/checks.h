@@ -25,7 +25,7 @@ void CheckTunnelLibrary(const Preflight& preflight, Findings& findings);
 // Each setting in its scopes, what it means, and whether the service sees it too.
 void CheckSettings(Preflight& preflight, Findings& findings);
 
-// Whether this is a Remote Desktop session in which connecting would be refused.
+// Whether this is a Remote Desktop session, and whether a tunnel could cut it off.
 void CheckSession(Preflight& preflight, Findings& findings);
 
 // The addresses that would be pinned, and those that perhaps should be.

@@ -56,7 +56,7 @@ std::string Replacing(const Preflight& preflight, const std::vector<std::string>
       list + "\" /f";
   if (preflight.service->state != kServiceRunning) return commands;
   if (preflight.status && preflight.status->phase == "connected") {
-    commands += "\nveltranectl disconnect";
+    commands += "\n.\\veltranectl disconnect";
   }
   return commands + "\nnet stop VeltraneVpnTunnel\nnet start VeltraneVpnTunnel";
 }

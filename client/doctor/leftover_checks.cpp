@@ -10,7 +10,7 @@
 namespace veltrane {
 namespace {
 
-constexpr char kDisconnect[] = "veltranectl disconnect";
+constexpr char kDisconnect[] = ".\\veltranectl disconnect";
 constexpr std::size_t kLargestConf = std::size_t{1} << 20;
 
 constexpr char kUnasked[] = "only the service can tell whose it is, and it did not answer";

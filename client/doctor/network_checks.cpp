@@ -157,7 +157,7 @@ void CheckNetwork(const Preflight& preflight, Findings& findings) {
                             DescribeInterface(gateway.interface_index);
   if (IsTunnelInterface(gateway.interface_index)) {
     findings.Warn("gateway", place + ", a tunnel rather than the physical network",
-                  "veltranectl disconnect");
+                  ".\\veltranectl disconnect");
   } else {
     findings.Ok("gateway", place);
   }

@@ -16,10 +16,12 @@ bool IsRunning(const Result<ServiceFacts>& service) {
 // Adds why there is no pipe to talk over.
 void AddUnserved(const Preflight& preflight, const ExchangeFailure& failure, Findings& findings) {
   if (failure.kind == FailureKind::kBusy) {
-    findings.Warn("served", failure.what, "veltranectl doctor, when that client has finished");
+    findings.Warn("served", failure.what + "; look again when it has finished",
+                  ".\\veltranectl doctor");
   } else if (failure.kind == FailureKind::kUntrusted) {
-    findings.Fail("served", failure.what,
-                  "veltranectl doctor --any-server, if that is the service in console mode");
+    findings.Fail("served",
+                  failure.what + "; look again with --any-server if that is in console mode",
+                  ".\\veltranectl doctor --any-server");
   } else if (!preflight.any_server && !IsRunning(preflight.service)) {
     // The service not running is a finding already; its pipe does not repeat it.
     findings.Note("served", "no pipe while the service is not running");

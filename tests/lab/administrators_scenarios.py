@@ -35,7 +35,7 @@ def a_remote_desktop_connection_survives_a_tunnel_that_takes_everything(lab):
     before = gateway.count(interface="to-machine", **to_administrator)
     administrator.count_on(60)
     expect(gateway.count(interface="to-machine", **to_administrator) - before >= 60,
-           "the echoes did not leave by the gateway")
+           "the echoes did not leave through the gateway")
     expect_equal(machine.count(interface=places.TUNNEL, dest=ADMINISTRATOR), 0,
                  "packets to the administrator in the tunnel")
 

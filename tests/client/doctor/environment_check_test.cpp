@@ -67,7 +67,7 @@ TEST_F(DoctorOnEnvironment, AConnectionIsEndedBeforeTheServiceIsRestarted) {
   EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_NE(Group("environment")
                 .find("/d \"VELTRANE_POC_AUTO_STOP_SECONDS=600\" /f\n"
-                      "                        veltranectl disconnect\n"
+                      "                        .\\veltranectl disconnect\n"
                       "                        net stop VeltraneVpnTunnel\n"
                       "                        net start VeltraneVpnTunnel\n"),
             std::string::npos);

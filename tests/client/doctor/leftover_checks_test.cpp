@@ -23,16 +23,16 @@ TEST_F(DoctorOnLeftovers, LeftoversOfAnEarlierRun) {
   EXPECT_EQ(
       Group("leftovers"),
       "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
-      "                              fix: veltranectl disconnect\n"
+      "                              fix: .\\veltranectl disconnect\n"
       "  warn  active.conf           C:\\ProgramData\\Veltrane\\tunnels\\active.conf is left over "
       "from an earlier run and may still contain a key\n"
-      "                              fix: veltranectl disconnect\n"
+      "                              fix: .\\veltranectl disconnect\n"
       "  warn  active.conf.tmp       left by an interrupted write; it may contain a key\n"
       "                              fix: del "
       "\"C:\\ProgramData\\Veltrane\\tunnels\\active.conf.tmp\"\n"
       "  warn  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100, but "
       "there is no connection\n"
-      "                              fix: veltranectl disconnect\n");
+      "                              fix: .\\veltranectl disconnect\n");
 }
 
 TEST_F(DoctorOnLeftovers, NothingIsToBeFixedWhileTheServiceIsBusy) {
@@ -57,7 +57,7 @@ TEST_F(DoctorOnLeftovers, LeftoversNextToAStoppedService) {
   EXPECT_EQ(
       Group("leftovers"),
       "  warn  tunnel service        VeltraneVpnTunnel$Active is left over from an earlier run\n"
-      "                              fix: veltranectl disconnect\n"
+      "                              fix: .\\veltranectl disconnect\n"
       "  ok    active.conf           none\n"
       "  ok    tunnel default route  none\n");
 }
@@ -105,7 +105,7 @@ TEST_F(DoctorOnLeftovers, AConnectionWhoseTunnelServiceIsGone) {
   EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_EQ(Group("leftovers"),
             "  warn  tunnel service        connected, but VeltraneVpnTunnel$Active does not exist\n"
-            "                              fix: veltranectl disconnect\n"
+            "                              fix: .\\veltranectl disconnect\n"
             "  ok    active.conf           belongs to the connection\n"
             "  ok    tunnel default route  none\n");
 }

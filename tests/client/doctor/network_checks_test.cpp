@@ -124,7 +124,7 @@ TEST_F(DoctorOnNetwork, AGatewayBehindATunnel) {
   EXPECT_EQ(Group("network"),
             "  warn  gateway       192.168.1.1 on interface 12, Veltrane WireGuard, a tunnel "
             "rather than the physical network\n"
-            "                      fix: veltranectl disconnect\n"
+            "                      fix: .\\veltranectl disconnect\n"
             "  ok    route metric  interface 12 has metric 1: a pinned route with metric 1 can be "
             "created and is accepted\n");
 }

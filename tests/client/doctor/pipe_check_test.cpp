@@ -11,9 +11,9 @@ TEST_F(DoctorOnPipe, AnImpostorBehindThePipe) {
   side.pipe_server = 666;
   EXPECT_EQ(Run({"doctor"}), 11);
   EXPECT_EQ(Group("pipe"),
-            "  FAIL  served  the pipe is served by process 666, but the service is process 4711\n"
-            "                fix: veltranectl doctor --any-server, if that is the service in "
-            "console mode\n");
+            "  FAIL  served  the pipe is served by process 666, but the service is process 4711; "
+            "look again with --any-server if that is in console mode\n"
+            "                fix: .\\veltranectl doctor --any-server\n");
 }
 
 TEST_F(DoctorOnPipe, APipeThatIsBusy) {
@@ -23,8 +23,9 @@ TEST_F(DoctorOnPipe, APipeThatIsBusy) {
   side.OnWaitForPipe([](std::uint32_t) { return 121; });
   EXPECT_EQ(Run({"doctor"}), 10);
   EXPECT_EQ(Group("pipe"),
-            "  warn  served  the service has been busy with another client for 2 s\n"
-            "                fix: veltranectl doctor, when that client has finished\n");
+            "  warn  served  the service has been busy with another client for 2 s; look again "
+            "when it has finished\n"
+            "                fix: .\\veltranectl doctor\n");
 }
 
 TEST_F(DoctorOnPipe, APipeThatCannotBeOpened) {

@@ -4,7 +4,7 @@
 
 #include "bypass/report.h"
 #include "tests/bypass/full_records.h"
-#include "tests/support/report_with.h"
+#include "tests/support/report_texts.h"
 
 namespace veltrane {
 namespace {
@@ -69,8 +69,7 @@ TEST(FormatRouteAddDetails, EachFlagIsWrittenUnderItsOwnKey) {
   for (const auto& [key, member] : kFlags) {
     HostRouteResult result;
     result.*member = true;
-    EXPECT_EQ(FormatRouteAddDetails({result}),
-              "[" + ReportWith(kFreshDetail, {{key, "true"}}) + "]");
+    EXPECT_EQ(FormatRouteAddDetails({result}), "[" + With(kFreshDetail, {key}) + "]");
   }
 }
 
@@ -79,7 +78,7 @@ TEST(FormatRouteAddDetails, EachTextIsEscapedUnderItsOwnKey) {
     HostRouteResult result;
     result.*member = R"(a"b\c)";
     EXPECT_EQ(FormatRouteAddDetails({result}),
-              "[" + ReportWith(kFreshDetail, {{key, R"("a\"b\\c")"}}) + "]");
+              "[" + With(kFreshDetail, {std::string("\"") + key + R"(":"a\"b\\c")"}) + "]");
   }
 }
 

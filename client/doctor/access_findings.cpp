@@ -16,7 +16,8 @@ constexpr char kUsers[] = "S-1-5-32-545";
 
 // Local System, Administrators, TrustedInstaller.
 constexpr std::string_view kTrusted[] = {
-    "S-1-5-18", "S-1-5-32-544", "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
+    kLocalSystemSid, kAdministratorsSid,
+    "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
 constexpr std::string_view kOwnerRights = "S-1-3-4";  // stands for the owner, who is looked at too
 
 // GENERIC_ALL, GENERIC_WRITE, WRITE_OWNER, WRITE_DAC, DELETE, FILE_WRITE_ATTRIBUTES,
@@ -41,17 +42,19 @@ std::vector<std::string> OtherWriters(const AccessList& list) {
   return others;
 }
 
+}  // namespace
+
 std::string Joined(const std::vector<std::string>& items) {
   std::string text;
   for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
   return text;
 }
 
-std::string Closing(const std::string& path, bool is_folder, Readers readers,
-                    const std::vector<std::string>& others) {
+std::string ClosingCommand(const std::string& path, bool is_folder, Readers readers,
+                           const std::vector<std::string>& others) {
   const std::string inside = is_folder ? "(OI)(CI)" : "";
-  std::string command = "icacls \"" + path + "\" /inheritance:r /grant:r \"*S-1-5-18:" + inside +
-                        "F\" \"*S-1-5-32-544:" + inside + "F\"";
+  std::string command = "icacls \"" + path + "\" /inheritance:r /grant:r \"*" + kLocalSystemSid +
+                        ":" + inside + "F\" \"*" + kAdministratorsSid + ":" + inside + "F\"";
   if (readers == Readers::kUsers) {
     command += std::string(" \"*") + kUsers + ":" + inside + "RX\"";
   }
@@ -61,8 +64,6 @@ std::string Closing(const std::string& path, bool is_folder, Readers readers,
   }
   return removed.empty() ? command : command + " /remove:g" + removed;
 }
-
-}  // namespace
 
 void CheckWriters(const std::string& check, const std::wstring& path, bool is_folder,
                   Readers readers, Findings& findings) {
@@ -83,13 +84,13 @@ void CheckWriters(const std::string& check, const std::wstring& path, bool is_fo
     findings.Warn(check,
                   shown + " belongs to " + (list->owner.empty() ? "nobody known" : list->owner) +
                       ", who may give anyone access",
-                  "icacls \"" + shown + "\" /setowner \"*S-1-5-32-544\"");
+                  "icacls \"" + shown + "\" /setowner \"*" + kAdministratorsSid + "\"");
   } else if (!list->has_list) {
     findings.Warn(check, shown + " can be written by everyone",
-                  Closing(shown, is_folder, readers, {}));
+                  ClosingCommand(shown, is_folder, readers, {}));
   } else if (const std::vector<std::string> others = OtherWriters(*list); !others.empty()) {
     findings.Warn(check, shown + " can be written by " + Joined(others),
-                  Closing(shown, is_folder, readers, others));
+                  ClosingCommand(shown, is_folder, readers, others));
   } else {
     findings.Ok(check, shown + " can be written by LocalSystem and Administrators alone");
   }

@@ -10,36 +10,16 @@
 namespace veltrane {
 namespace {
 
-constexpr char kSystem[] = "S-1-5-18";
-constexpr char kAdministrators[] = "S-1-5-32-544";
-
 // Everyone other than LocalSystem and Administrators whom an access list admits.
 std::vector<std::string> OthersAdmitted(const AccessList& list) {
   std::vector<std::string> others;
   for (const AccessListEntry& entry : list.entries) {
-    if (!entry.allows || entry.sid == kSystem || entry.sid == kAdministrators) continue;
+    if (!entry.allows || entry.sid == kLocalSystemSid || entry.sid == kAdministratorsSid) continue;
     if (std::find(others.begin(), others.end(), entry.sid) == others.end()) {
       others.push_back(entry.sid);
     }
   }
   return others;
-}
-
-std::string Joined(const std::vector<std::string>& items) {
-  std::string text;
-  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
-  return text;
-}
-
-// The command that closes the folder to the others. Granting access to the two takes nothing away
-// from anyone, so the others are named too.
-std::string Closing(const std::string& folder, const std::vector<std::string>& others) {
-  std::string command =
-      "icacls \"" + folder +
-      "\" /inheritance:r /grant:r \"*S-1-5-18:(OI)(CI)F\" \"*S-1-5-32-544:(OI)(CI)F\"";
-  if (!others.empty()) command += " /remove:g";
-  for (const std::string& sid : others) command += " \"*" + sid + "\"";
-  return command;
 }
 
 // Who may open the folder. Returns whether it could be looked at.
@@ -60,7 +40,7 @@ bool CheckOpening(const std::wstring& path, Findings& findings) {
     return false;
   }
   const std::vector<std::string> others = OthersAdmitted(*list);
-  const std::string fix = Closing(folder, others);
+  const std::string fix = ClosingCommand(folder, true, Readers::kNobody, others);
   if (!list->has_list) {
     findings.Warn("folder", folder + " is open to everyone", fix);
   } else if (!others.empty()) {

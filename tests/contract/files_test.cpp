@@ -52,33 +52,33 @@ TEST_F(Folders, CannotBeCreatedOnAMissingDrive) { EXPECT_FALSE(CreateFolders(L"Q
 TEST_F(Existence, IsToldOfAFileAndOfAFolder) {
   stage.PutFile(stage.Path(L"file"), "");
   CreateFolders(stage.Path(L"folder"));
-  EXPECT_TRUE(*TestExistence(stage.Path(L"file")));
-  EXPECT_TRUE(*TestExistence(stage.Path(L"folder")));
+  EXPECT_TRUE(Take(TestExistence(stage.Path(L"file"))));
+  EXPECT_TRUE(Take(TestExistence(stage.Path(L"folder"))));
 }
 
 TEST_F(Existence, DoesNotDependOnCase) {
   stage.PutFile(stage.Path(L"file"), "");
-  EXPECT_TRUE(*TestExistence(stage.Path(L"FILE")));
+  EXPECT_TRUE(Take(TestExistence(stage.Path(L"FILE"))));
 }
 
 TEST_F(Existence, IsDeniedOfWhatIsNotThere) {
   stage.PutFile(stage.Path(L"file"), "");
-  EXPECT_FALSE(*TestExistence(stage.Path(L"missing")));
-  EXPECT_FALSE(*TestExistence(stage.Path(L"missing\\file")));
-  EXPECT_FALSE(*TestExistence(stage.Path(L"file\\below")));
-  EXPECT_FALSE(*TestExistence(L"Q:\\file"));
+  EXPECT_FALSE(Take(TestExistence(stage.Path(L"missing"))));
+  EXPECT_FALSE(Take(TestExistence(stage.Path(L"missing\\file"))));
+  EXPECT_FALSE(Take(TestExistence(stage.Path(L"file\\below"))));
+  EXPECT_FALSE(Take(TestExistence(L"Q:\\file")));
 }
 
 TEST_F(Existence, IsDeniedOfANameThatNoFileCanHave) {
-  EXPECT_FALSE(*TestExistence(stage.Path(L"a?b")));
-  EXPECT_FALSE(*TestExistence(L""));
+  EXPECT_FALSE(Take(TestExistence(stage.Path(L"a?b"))));
+  EXPECT_FALSE(Take(TestExistence(L"")));
 }
 
 TEST_F(Existence, IsToldOfAFileThatAnotherProgramHoldsForItself) {
   const std::wstring path = stage.Path(L"file");
   stage.PutFile(path, "");
   stage.Hold(path, 0);
-  EXPECT_TRUE(*TestExistence(path));
+  EXPECT_TRUE(Take(TestExistence(path)));
 }
 
 TEST_F(Existence, CannotBeToldWhereAccessIsDenied) {
@@ -214,13 +214,15 @@ TEST_F(OutputStream, KeepsItsFileFromBeingDeletedMovedAndReplaced) {
 }
 
 TEST_F(OutputStream, FailsToCloseWhenALongWriteFailed) {
-  OutputFile file = OutputFile::Open(stage.FullDisk()).value();
+  OutputFile file = OutputFile::Open(stage.PathOnSmallDisk()).value();
+  stage.FillDisk();
   file.Write(std::string(5000, 'x'));
   EXPECT_FALSE(file.Close());
 }
 
 TEST_F(OutputStream, FailsToCloseWhenWhatItKeptCannotBeWritten) {
-  OutputFile file = OutputFile::Open(stage.FullDisk()).value();
+  OutputFile file = OutputFile::Open(stage.PathOnSmallDisk()).value();
+  stage.FillDisk();
   file.Write("text");
   EXPECT_FALSE(file.Close());
 }

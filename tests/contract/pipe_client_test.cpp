@@ -22,7 +22,7 @@ class PipeClient : public Contract {
         nullptr);
   }
 
-  ClientPipe Open() { return std::move(*ClientPipe::Open(stage.PipeName())); }
+  ClientPipe Open() { return Take(ClientPipe::Open(stage.PipeName())); }
 
   std::optional<std::string> ReadAsServer() {
     std::string buffer(100, '\0');

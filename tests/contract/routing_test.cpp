@@ -115,25 +115,21 @@ TEST_F(Routing, DeletingARouteThatIsNotThereAnswers1168) {
 }
 
 TEST_F(Routing, BestRouteToAFarAddressIsTheDefaultRoute) {
-  const Result<BestRoute> best = FindBestRoute(ParseIpv4("203.0.113.77").value());
-  ASSERT_TRUE(best);
-  EXPECT_EQ(best.Error(), 0U);
-  EXPECT_EQ(best->next_hop, network.gateway);
-  EXPECT_EQ(best->interface_index, network.interface_index);
+  const BestRoute best = Take(FindBestRoute(ParseIpv4("203.0.113.77").value()));
+  EXPECT_EQ(best.next_hop, network.gateway);
+  EXPECT_EQ(best.interface_index, network.interface_index);
 }
 
 TEST_F(Routing, BestRouteToTheGatewayLeavesByTheSameInterface) {
-  const Result<BestRoute> best = FindBestRoute(network.gateway);
-  ASSERT_TRUE(best);
-  EXPECT_NE(best->next_hop, network.gateway);
-  EXPECT_EQ(best->interface_index, network.interface_index);
+  const BestRoute best = Take(FindBestRoute(network.gateway));
+  EXPECT_NE(best.next_hop, network.gateway);
+  EXPECT_EQ(best.interface_index, network.interface_index);
 }
 
 TEST_F(Routing, InterfaceHasTheNamesThatTheUserSees) {
-  const std::optional<InterfaceNames> names = ReadInterfaceNames(network.interface_index);
-  ASSERT_TRUE(names);
-  EXPECT_EQ(names->alias, network.alias);
-  EXPECT_EQ(names->description, network.description);
+  const InterfaceNames names = ReadInterfaceNames(network.interface_index).value();
+  EXPECT_EQ(names.alias, network.alias);
+  EXPECT_EQ(names.description, network.description);
 }
 
 TEST_F(Routing, InterfaceThatIsNotThereHasNoNames) {

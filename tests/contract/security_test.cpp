@@ -38,8 +38,9 @@ TEST_F(SecurityIdentifier, MayHaveEightSubAuthoritiesButNotNine) {
 }
 
 TEST_F(PipeSecurity, CarriesTheEntriesInTheirOrderBeyondItsOwnEnd) {
-  SecurityAttributesOwner attributes = MakeSecurityAttributes(
-      {Entry(*MakeAdministratorsSid(), kReadFile), Entry(*MakeSystemSid(), kAllFileRights)});
+  SecurityAttributesOwner attributes =
+      MakeSecurityAttributes({Entry(MakeAdministratorsSid().value(), kReadFile),
+                              Entry(MakeSystemSid().value(), kAllFileRights)});
   const auto pipe = ServerPipe::Create({stage.PipeName(), 3, 6, 1, 512, 512, 0}, attributes.get());
   ASSERT_TRUE(pipe);
   attributes.reset();
@@ -51,7 +52,7 @@ TEST_F(PipeSecurity, CarriesTheEntriesInTheirOrderBeyondItsOwnEnd) {
 TEST_F(PipeSecurity, MakesHandlesThatNobodyInherits) {
   NOT_SIMULATED("no process starts another");
   const SecurityAttributesOwner attributes =
-      MakeSecurityAttributes({Entry(*MakeSystemSid(), kAllFileRights)});
+      MakeSecurityAttributes({Entry(MakeSystemSid().value(), kAllFileRights)});
   const auto pipe = ServerPipe::Create({stage.PipeName(), 3, 6, 1, 512, 512, 0}, attributes.get());
   ASSERT_TRUE(pipe);
   EXPECT_FALSE(stage.ServedPipe().inheritable);
@@ -68,9 +69,9 @@ TEST_F(ProtectedAccess, ReplacesTheListOfAFileAndCutsOffInheritance) {
   NOT_ON_WINE(kRoughly);
   const std::wstring path = stage.Path(L"file");
   stage.PutFile(path, "");
-  EXPECT_TRUE(SetProtectedAccess(path, {Entry(*MakeSystemSid(), kReadFile)}));
-  EXPECT_TRUE(SetProtectedAccess(path, {Entry(*MakeAdministratorsSid(), kAllFileRights)}));
-  const AccessList list = *ReadAccessList(path);
+  EXPECT_TRUE(SetProtectedAccess(path, {Entry(MakeSystemSid().value(), kReadFile)}));
+  EXPECT_TRUE(SetProtectedAccess(path, {Entry(MakeAdministratorsSid().value(), kAllFileRights)}));
+  const AccessList list = Take(ReadAccessList(path));
   EXPECT_TRUE(list.has_list);
   EXPECT_TRUE(list.is_protected);
   EXPECT_EQ(list.entries, (std::vector<AccessListEntry>{{"S-1-5-32-544", true, kAllFileRights}}));
@@ -80,15 +81,15 @@ TEST_F(ProtectedAccess, CanBeSetOnAFileAndOnAFolder) {
   stage.PutFile(stage.Path(L"file"), "");
   CreateFolders(stage.Path(L"folder"));
   const std::vector<AccessEntry> entries = {
-      Entry(*MakeSystemSid(), kGenericAll, kObjectAndContainerInherit),
-      Entry(*MakeAdministratorsSid(), kGenericAll, kObjectAndContainerInherit)};
+      Entry(MakeSystemSid().value(), kGenericAll, kObjectAndContainerInherit),
+      Entry(MakeAdministratorsSid().value(), kGenericAll, kObjectAndContainerInherit)};
   EXPECT_TRUE(SetProtectedAccess(stage.Path(L"file"), entries));
   EXPECT_TRUE(SetProtectedAccess(stage.Path(L"folder"), entries));
 }
 
 TEST_F(ProtectedAccess, CannotBeSetOnWhatIsNotThere) {
   EXPECT_FALSE(
-      SetProtectedAccess(stage.Path(L"missing"), {Entry(*MakeSystemSid(), kAllFileRights)}));
+      SetProtectedAccess(stage.Path(L"missing"), {Entry(MakeSystemSid().value(), kAllFileRights)}));
 }
 
 TEST_F(ProtectedAccess, CannotBeMadeOfNoEntries) {
@@ -104,28 +105,29 @@ TEST_F(ProtectedAccess, CannotBeMadeOfAnInvalidSid) {
 TEST_F(ProtectedAccess, MovesWithTheFile) {
   NOT_ON_WINE(kRoughly);
   stage.PutFile(stage.Path(L"from"), "");
-  EXPECT_TRUE(SetProtectedAccess(stage.Path(L"from"), {Entry(*MakeSystemSid(), kAllFileRights)}));
+  EXPECT_TRUE(
+      SetProtectedAccess(stage.Path(L"from"), {Entry(MakeSystemSid().value(), kAllFileRights)}));
   EXPECT_TRUE(MoveFileWithFlags(stage.Path(L"from"), stage.Path(L"to"), 0));
-  EXPECT_EQ(ReadAccessList(stage.Path(L"to"))->entries,
+  EXPECT_EQ(Take(ReadAccessList(stage.Path(L"to"))).entries,
             (std::vector<AccessListEntry>{{"S-1-5-18", true, kAllFileRights}}));
 }
 
 TEST_F(AccessLists, AreReadOfAFileAndOfAFolder) {
   stage.PutFile(stage.Path(L"file"), "");
-  EXPECT_TRUE(SetProtectedAccess(stage.Path(L"file"), {Entry(*MakeSystemSid(), kAllFileRights)}));
-  const Result<AccessList> of_file = ReadAccessList(stage.Path(L"file"));
-  ASSERT_TRUE(of_file);
-  EXPECT_TRUE(of_file->has_list);
-  EXPECT_TRUE(std::any_of(of_file->entries.begin(), of_file->entries.end(), [](const auto& entry) {
+  EXPECT_TRUE(
+      SetProtectedAccess(stage.Path(L"file"), {Entry(MakeSystemSid().value(), kAllFileRights)}));
+  const AccessList of_file = Take(ReadAccessList(stage.Path(L"file")));
+  EXPECT_TRUE(of_file.has_list);
+  EXPECT_TRUE(std::any_of(of_file.entries.begin(), of_file.entries.end(), [](const auto& entry) {
     return entry == AccessListEntry{"S-1-5-18", true, kAllFileRights};
   }));
   CreateFolders(stage.Path(L"folder"));
-  EXPECT_TRUE(ReadAccessList(stage.Path(L"folder"))->has_list);
+  EXPECT_TRUE(Take(ReadAccessList(stage.Path(L"folder"))).has_list);
 }
 
 TEST_F(AccessLists, OfAnUnprotectedFileAreNotProtected) {
   stage.PutFile(stage.Path(L"file"), "");
-  EXPECT_FALSE(ReadAccessList(stage.Path(L"file"))->is_protected);
+  EXPECT_FALSE(Take(ReadAccessList(stage.Path(L"file"))).is_protected);
 }
 
 TEST_F(AccessLists, KeepDenyingAndAllowingEntriesApart) {
@@ -137,7 +139,7 @@ TEST_F(AccessLists, KeepDenyingAndAllowingEntriesApart) {
       .entries = {{"S-1-5-32-546", false, kReadFile}, {"S-1-5-18", true, kAllFileRights}}};
   stage.PutFile(stage.Path(L"file"), "");
   stage.PutAccessList(stage.Path(L"file"), list);
-  EXPECT_EQ(ReadAccessList(stage.Path(L"file"))->entries, list.entries);
+  EXPECT_EQ(Take(ReadAccessList(stage.Path(L"file"))).entries, list.entries);
 }
 
 TEST_F(AccessLists, NameTheOwner) {
@@ -149,7 +151,7 @@ TEST_F(AccessLists, MayBeMissing) {
   NOT_ON_WINE(kRoughly);
   stage.PutFile(stage.Path(L"file"), "");
   stage.PutAccessList(stage.Path(L"file"), {});
-  EXPECT_FALSE(ReadAccessList(stage.Path(L"file"))->has_list);
+  EXPECT_FALSE(Take(ReadAccessList(stage.Path(L"file"))).has_list);
 }
 
 TEST_F(AccessLists, OfWhatIsNotThereAnswer2OrWithoutItsFolder3) {

@@ -26,7 +26,7 @@ class Services : public Contract {
             .dependencies = {}};
   }
 
-  Service Create(Pace pace = Pace::kPrompt) { return std::move(*manager.Create(Settings(pace))); }
+  Service Create(Pace pace = Pace::kPrompt) { return Take(manager.Create(Settings(pace))); }
 
   // A service that runs.
   Service Start(Pace pace = Pace::kPrompt) {
@@ -60,7 +60,7 @@ TEST_F(Services, AreCreatedWithTheirSettings) {
 
 TEST_F(Services, MayDependOnNothing) {
   Create();
-  EXPECT_EQ(stage.FindService(name)->settings.dependencies, std::vector<std::wstring>{});
+  EXPECT_EQ(stage.FindService(name).value().settings.dependencies, std::vector<std::wstring>{});
 }
 
 TEST_F(Services, AreStoppedAtFirst) { EXPECT_EQ(Create().QueryState(), kServiceStopped); }
@@ -119,15 +119,16 @@ TEST_F(Services, KeepTheirDependenciesWhenTheirCommandLineIsChanged) {
   NOT_ON_WINE("ChangeServiceConfigW forgets the dependencies");
   ServiceSettings settings = Settings();
   settings.dependencies = {L"Nsi"};
-  EXPECT_TRUE(manager.Create(settings)->ChangeCommandLine(L"other"));
-  EXPECT_EQ(stage.FindService(name)->settings.dependencies, std::vector<std::wstring>{L"Nsi"});
+  EXPECT_TRUE(Take(manager.Create(settings)).ChangeCommandLine(L"other"));
+  EXPECT_EQ(stage.FindService(name).value().settings.dependencies,
+            std::vector<std::wstring>{L"Nsi"});
 }
 
 TEST_F(Services, HaveTheSidTypeThatIsSet) {
   NOT_ON_WINE("the control manager knows no service SID type");
   Service service = Create();
   EXPECT_TRUE(service.SetSidType(kServiceSidUnrestricted));
-  EXPECT_EQ(stage.FindService(name)->sid_type, kServiceSidUnrestricted);
+  EXPECT_EQ(stage.FindService(name).value().sid_type, kServiceSidUnrestricted);
 }
 
 TEST_F(Services, RunAfterAStartAndAreStoppedAfterAStop) {
@@ -221,7 +222,7 @@ class MarkedService : public Services {
 };
 
 TEST_F(MarkedService, CanBeOpenedAndQueried) {
-  EXPECT_EQ(manager.OpenExisting(name, kServiceAllAccess)->QueryState(), kServiceStopped);
+  EXPECT_EQ(manager.OpenExisting(name, kServiceAllAccess).value().QueryState(), kServiceStopped);
 }
 
 TEST_F(MarkedService, CannotBeDeletedAgain) { EXPECT_FALSE(service.Delete()); }
@@ -243,20 +244,18 @@ using ServiceFact = Services;
 TEST_F(ServiceFact, IsWhatWasRegistered) {
   const ServiceSettings settings = Settings();
   EXPECT_TRUE(manager.Create(settings));
-  const Result<ServiceFacts> facts = ReadServiceFacts(name);
-  ASSERT_TRUE(facts);
-  EXPECT_EQ(facts->state, kServiceStopped);
-  EXPECT_EQ(facts->process_id, 0U);
-  EXPECT_EQ(facts->command_line, settings.command_line);
-  EXPECT_EQ(facts->account, L"LocalSystem");
+  const ServiceFacts facts = Take(ReadServiceFacts(name));
+  EXPECT_EQ(facts.state, kServiceStopped);
+  EXPECT_EQ(facts.process_id, 0U);
+  EXPECT_EQ(facts.command_line, settings.command_line);
+  EXPECT_EQ(facts.account, L"LocalSystem");
 }
 
 TEST_F(ServiceFact, IsTheProcessOfAServiceThatRuns) {
   const Service service = Start();
-  const Result<ServiceFacts> facts = ReadServiceFacts(name);
-  ASSERT_TRUE(facts);
-  EXPECT_EQ(facts->state, kServiceRunning);
-  EXPECT_NE(facts->process_id, 0U);
+  const ServiceFacts facts = Take(ReadServiceFacts(name));
+  EXPECT_EQ(facts.state, kServiceRunning);
+  EXPECT_NE(facts.process_id, 0U);
 }
 
 TEST_F(ServiceFact, IsError1060WhenNoServiceHasTheName) {

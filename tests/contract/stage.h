@@ -17,9 +17,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -27,6 +29,7 @@
 #include "platform/access_lists.h"
 #include "platform/environment.h"
 #include "platform/pipes.h"
+#include "platform/result.h"
 #include "platform/routing.h"
 #include "platform/security.h"
 #include "platform/services.h"
@@ -52,6 +55,13 @@ bool Eventually(Condition condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
+}
+
+// The value of a result. Without one the case fails with the error.
+template <typename T>
+T Take(Result<T> result) {
+  if (!result) throw std::runtime_error("error " + std::to_string(result.Error()));
+  return std::move(*result);
 }
 
 // Share modes of an open file.
@@ -161,8 +171,9 @@ class Stage {
   void Hold(const std::wstring& path, std::uint32_t share);
   void LetGo(const std::wstring& path);
 
-  // A path on which a file can be opened, but no byte of it reaches the disk.
-  std::wstring FullDisk();
+  // A file that is opened on this path takes no more bytes once the disk has been filled.
+  std::wstring PathOnSmallDisk();
+  void FillDisk();
 
   // Takes every access from everybody, to a folder and to a file in it.
   void Forbid(const std::wstring& folder, const std::wstring& file);

@@ -91,10 +91,9 @@ void Stage::LetGo(const std::wstring& path) {
   if (IsThere(path)) state_->machine.files.Release(path);
 }
 
-std::wstring Stage::FullDisk() {
-  state_->machine.FailWhere("OutputFile.Write", "full", 112);
-  return Path(L"full");
-}
+std::wstring Stage::PathOnSmallDisk() { return Path(L"small_disk"); }
+
+void Stage::FillDisk() { state_->machine.FailWhere("OutputFile.Write", "small_disk", 112); }
 
 void Stage::Forbid(const std::wstring& folder, const std::wstring& file) {
   state_->machine.FailWhere("TestExistence", simulated::Narrow(folder + L"\\" + file), 5);

@@ -15,7 +15,7 @@
 namespace veltrane::contract {
 namespace {
 
-constexpr wchar_t kFullDiskOfWine[] = L"Z:\\dev\\full";
+constexpr wchar_t kFullDevice[] = L"Z:\\dev\\full";
 
 // Files that Hold has opened.
 std::map<std::wstring, UniqueHandle>& HeldFiles() {
@@ -166,16 +166,16 @@ void Stage::Hold(const std::wstring& path, std::uint32_t share) {
 
 void Stage::LetGo(const std::wstring& path) { HeldFiles().erase(path); }
 
-// Wine reaches a device that is always full. Elsewhere another program has locked the whole file.
-std::wstring Stage::FullDisk() {
-  if (OnWine()) return kFullDiskOfWine;
-  const std::wstring path = Path(L"full");
-  PutFile(path, "");
-  Hold(path, kShareRead | kShareWrite);
+// Wine reaches a device that is always full. Elsewhere another program locks the whole file, with
+// the same outcome for who writes.
+std::wstring Stage::PathOnSmallDisk() { return OnWine() ? kFullDevice : Path(L"small_disk"); }
+
+void Stage::FillDisk() {
+  if (OnWine()) return;
+  Hold(PathOnSmallDisk(), kShareRead | kShareWrite);
   OVERLAPPED from_the_start{};
-  EXPECT_TRUE(LockFileEx(HeldFiles()[path].get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1'000'000, 0,
-                         &from_the_start));
-  return path;
+  EXPECT_TRUE(LockFileEx(HeldFiles()[PathOnSmallDisk()].get(), LOCKFILE_EXCLUSIVE_LOCK, 0,
+                         1'000'000, 0, &from_the_start));
 }
 
 void Stage::Forbid(const std::wstring& folder, const std::wstring& file) {

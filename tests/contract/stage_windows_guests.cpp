@@ -184,6 +184,7 @@ void Stage::BeStartedByHand() {}
 
 int main(int argc, char** argv) {
   using namespace veltrane::contract;
+  SetErrorMode(SEM_NOGPFAULTERRORBOX);  // whoever crashes ends, instead of waiting for a debugger
   testing::InitGoogleTest(&argc, argv);
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   if (arguments.size() != 3) return RUN_ALL_TESTS();

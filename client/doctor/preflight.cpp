@@ -131,11 +131,4 @@ void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips) {
   preflight.wanted[kName] = list.empty() ? "YOUR.PUBLIC.IPV4.ADDRESS" : list;
 }
 
-std::optional<bool> ParseBypassSwitch(const std::string& word) {
-  const std::string text = AsciiToLower(word);
-  if (text == "1" || text == "true" || text == "yes") return true;
-  if (text == "0" || text == "false" || text == "no") return false;
-  return std::nullopt;
-}
-
 }  // namespace veltrane

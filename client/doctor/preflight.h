@@ -10,6 +10,7 @@
 
 #include "bypass/candidates.h"
 #include "client/exchange/reply.h"
+#include "client/forecast/worlds.h"
 #include "guard/route_guard_result.h"
 #include "platform/service_facts.h"
 
@@ -55,9 +56,5 @@ std::string ServiceValue(const Preflight& preflight, const std::string& name);
 
 // Adds addresses to the ones that ADMIN_BYPASS_IP is to have.
 void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips);
-
-// Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
-// that the service ignores.
-std::optional<bool> ParseBypassSwitch(const std::string& word);
 
 }  // namespace veltrane

@@ -1,6 +1,7 @@
 #include "client/forecast/forecast.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "bypass/host_routes.h"
@@ -17,7 +18,7 @@ struct Judgement {
   ForecastVerdict verdict = ForecastVerdict::kUnknown;
   Cause cause = Cause::kPinUnclear;
   std::optional<KnownWay> after = std::nullopt;
-  std::optional<IpNetwork> network = std::nullopt;
+  std::vector<IpNetwork> networks = {};
   std::string error = {};
   std::string failure_reason = {};
 };
@@ -110,11 +111,11 @@ std::vector<TableRow> RowsAfter(const Situation& situation, const Subject& subje
   return rows;
 }
 
-const IpNetwork* FindSlashZero(const std::vector<IpNetwork>& networks) {
-  const auto found = std::find_if(networks.begin(), networks.end(), [](const IpNetwork& network) {
-    return network.prefix_length == 0;
-  });
-  return found == networks.end() ? nullptr : &*found;
+std::vector<IpNetwork> ListSlashZeros(const std::vector<IpNetwork>& networks) {
+  std::vector<IpNetwork> found;
+  std::copy_if(networks.begin(), networks.end(), std::back_inserter(found),
+               [](const IpNetwork& network) { return network.prefix_length == 0; });
+  return found;
 }
 
 // What, apart from the routes, keeps a way that does not change from being proved.
@@ -125,7 +126,7 @@ std::optional<Cause> FindDoubt(const Situation& situation, const Way& way) {
   if (facts.labelled_tunnel != false || facts.hardware != true) return Cause::kInterfaceUnproved;
   const auto own_networks = OwnNetworks(situation);
   if (!own_networks) return Cause::kProfileUnread;
-  if (FindSlashZero(*own_networks) != nullptr) return Cause::kAddressCatchesAll;
+  if (!ListSlashZeros(*own_networks).empty()) return Cause::kAddressCatchesAll;
   return std::nullopt;
 }
 
@@ -158,10 +159,10 @@ Judgement Compare(const Situation& situation, const Today& today, const LookUp& 
 // The verdict when the connect goes on, with the subject pinned or not.
 Judgement JudgeConnected(const Situation& situation, const Subject& subject, const Plan& plan,
                          Pin pin) {
-  if (const IpNetwork* network = FindSlashZero(plan.allowed)) {
+  if (std::vector<IpNetwork> zeros = ListSlashZeros(plan.allowed); !zeros.empty()) {
     return {.verdict = ForecastVerdict::kBlocked,
             .cause = situation.allowed_ips ? Cause::kSlashZero : Cause::kAssumedCatchAll,
-            .network = *network};
+            .networks = std::move(zeros)};
   }
   if (const auto oddity = FindOddity(situation, subject)) return Unknown(*oddity);
   const auto rows = RowsToday(situation, subject.address.family);
@@ -172,7 +173,7 @@ Judgement JudgeConnected(const Situation& situation, const Subject& subject, con
     return {.verdict = ForecastVerdict::kTunnel,
             .cause = Cause::kNetworkTaken,
             .after = WayOf(after.best, situation),
-            .network = after.best->network};
+            .networks = {after.best->network}};
   }
   return Compare(situation, FindToday(situation, subject, *rows), after);
 }
@@ -251,7 +252,7 @@ Outlook MakeOutlook(const Situation& situation, const Subject& subject) {
     outlook.now = WayOf(FindToday(situation, subject, *rows).row, situation);
   }
   outlook.after = worst->after;
-  outlook.network = worst->network;
+  outlook.networks = worst->networks;
   outlook.error = worst->error;
   outlook.failure_reason = worst->failure_reason;
   outlook.settled_by = FindDecisive(situation.worlds, verdicts);

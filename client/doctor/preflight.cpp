@@ -30,15 +30,6 @@ std::wstring ProgramOf(const std::wstring& command_line) {
   return command_line.substr(0, command_line.find(L' '));
 }
 
-ServiceEnvironment ReadServiceEnvironment() {
-  const Result<std::vector<std::wstring>> texts = ReadRegistryTexts(
-      std::wstring(L"SYSTEM\\CurrentControlSet\\Services\\") + kServiceName, L"Environment");
-  ServiceEnvironment environment{.error = texts.Error(), .entries = {}};
-  if (!texts) return environment;
-  for (const std::wstring& text : *texts) environment.entries.push_back(WideToUtf8(text));
-  return environment;
-}
-
 // Of the switch the machine scope's value counts when Windows starts.
 bool ServiceSwitchesBypassOn(const Preflight& preflight) {
   const std::optional<bool> on =
@@ -95,17 +86,6 @@ Preflight BeginPreflight(bool any_server) {
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);
   return preflight;
-}
-
-std::string ServiceEnvironment::ValueOf(const std::string& name) const {
-  const std::string beginning = AsciiToLower(name) + "=";
-  std::string value;
-  for (const std::string& entry : entries) {
-    if (AsciiToLower(entry.substr(0, beginning.size())) == beginning) {
-      value = entry.substr(beginning.size());
-    }
-  }
-  return value;
 }
 
 std::string ServiceValue(const Preflight& preflight, const std::string& name) {

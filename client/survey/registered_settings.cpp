@@ -77,7 +77,7 @@ KnownValue AsTheServiceReadsIt(const StoredValue& value) {
 KnownValue LaterValue(const RegisteredFacts& facts, Setting setting) {
   if (setting == Setting::kBypassSwitch) return "";
   const auto index = static_cast<std::size_t>(setting);
-  const KnownValue machine = AsTheServiceReadsIt(facts.machine[index]);
+  KnownValue machine = AsTheServiceReadsIt(facts.machine[index]);
   if (!machine || !machine->empty()) return machine;
   return AsTheServiceReadsIt(facts.account[index]);
 }

@@ -113,7 +113,7 @@ void Stage::UnsetVariable(const std::wstring& name) {
 
 void Stage::PutRegistryText(RegistryRoot root, const std::wstring& name,
                             const std::wstring& value) {
-  state_->machine.environment.SetRegistry(root, kRegistryKey, name, value);
+  state_->machine.registry.SetText(root, kRegistryKey, name, value);
 }
 
 // The simulated registry holds what a reader gets.
@@ -125,7 +125,9 @@ void Stage::PutExpandableText(RegistryRoot root, const std::wstring& name,
   PutRegistryText(root, name, value.substr(0, first) + expanded + value.substr(last + 1));
 }
 
-void Stage::PutRegistryNumber(RegistryRoot, const std::wstring&, std::uint32_t) {}
+void Stage::PutRegistryNumber(RegistryRoot root, const std::wstring& name, std::uint32_t value) {
+  state_->machine.registry.SetNumber(root, kRegistryKey, name, value);
+}
 
 std::int64_t Stage::OtherClock() const { return state_->machine.clock.Ticks(); }
 

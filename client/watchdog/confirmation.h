@@ -6,10 +6,11 @@
 //   if (!arming.confirmation) ...                                     // nothing may be sent
 //   ... the exchange ...
 //   confirmation.SayAnswered();            // before anything is printed: a console may block
-//   AskAtConsole(confirmation, seconds, display)                      // or AwaitOutcome
+//   AskAtConsole(confirmation, seconds, display)  // client/watchdog/question.h; or AwaitOutcome
 //
-// The connection is undone unless one of SayRefused and SayConfirmed was called in time. A
-// Confirmation that is destroyed, or ends with the process, stands for an end of the client.
+// The connection is undone unless SayRefused or SayConfirmed was called in time. A Confirmation
+// that is destroyed, or ends with the process, stands for an end of the client. When the watchdog
+// ends without a word, as when somebody kills it, this process undoes the connection itself.
 
 #include <cstdint>
 #include <optional>
@@ -17,7 +18,7 @@
 #include <utility>
 
 #include "client/exchange/service_pipe.h"
-#include "client/screens/display.h"
+#include "client/watchdog/undoing.h"
 #include "platform/watchdog.h"
 
 namespace veltrane {
@@ -26,13 +27,12 @@ enum class OutcomeKind {
   kConfirmed,  // the connection stays
   kUndone,     // the watchdog has undone it
   kNotUndone,  // it could not
-  kUnknown,    // the watchdog has ended without a word
 };
 
 // What came of the connection. The text says so in whole, with what is left or what to do, and
 // without a full stop; it is printable.
 struct Outcome {
-  OutcomeKind kind = OutcomeKind::kUnknown;
+  OutcomeKind kind = OutcomeKind::kNotUndone;
   std::string text;
 };
 
@@ -56,7 +56,8 @@ class Confirmation {
   // The person wants to keep the connection. Whether that was in time, the outcome says.
   void SayConfirmed();
 
-  // Waits at most this long for the outcome; nullopt when there is none yet.
+  // Waits at most this long for the outcome, unless the watchdog has ended without one; nullopt
+  // when there is none yet.
   std::optional<Outcome> Hear(std::uint32_t milliseconds);
 
   // Waits for the outcome, which comes: the watchdog ends by its own clock. The observer is called
@@ -64,9 +65,11 @@ class Confirmation {
   Outcome AwaitOutcome(const WaitObserver& observer);
 
  private:
-  explicit Confirmation(Watchdog watchdog) : watchdog_(std::move(watchdog)) {}
+  Confirmation(Watchdog watchdog, MadeConnection made)
+      : watchdog_(std::move(watchdog)), made_(std::move(made)) {}
 
   Watchdog watchdog_;
+  MadeConnection made_;
 };
 
 // An armed watchdog, or why there is none and what to do, without a full stop.
@@ -74,26 +77,5 @@ struct Arming {
   std::optional<Confirmation> confirmation;
   std::string problem;
 };
-
-// The word to type.
-inline constexpr std::string_view kKeepWord = "keep";
-
-// Asks at the console to type the word, and waits for the outcome, whether it comes by that, by
-// "veltranectl confirm" in another session, or because the time is up. What was typed before is
-// thrown away. For an interactive console (platform/console_input.h) only.
-Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display& display);
-
-// What came of "veltranectl confirm".
-enum class ConfirmEnd {
-  kConfirmed,
-  kNobody,   // nothing waits for a confirmation
-  kEarly,    // the service has not made the connection yet
-  kLate,     // the connection is being undone, or has been
-  kDenied,   // this user may not confirm it
-  kNoReply,  // the watchdog did not answer
-};
-
-// Confirms the connection that waits for it, whichever session it was made in.
-ConfirmEnd Confirm();
 
 }  // namespace veltrane

@@ -17,7 +17,8 @@ struct Watch {
 
 // How a watch ended.
 enum class WatchEnd {
-  kNotArmed,   // there was no client, or another watchdog, or Windows did not let it watch
+  kNoClient,   // the process was not started as a watchdog
+  kNotArmed,   // there is another watchdog, or Windows does not let this one watch
   kRefused,    // the service refused the connect
   kConfirmed,  // the connection stays
   kUndone,

@@ -24,6 +24,9 @@ constexpr char kFooter[] =
     "  4  the service cannot be reached; nothing was sent\n"
     "  5  another program serves the pipe; nothing was sent\n"
     "  6  no readable reply came back\n"
+    "  7  somebody would be cut off; nothing was sent\n"
+    "  8  the connection was not confirmed in time and has been undone\n"
+    "  9  it was not confirmed in time and could not be undone\n"
     "  doctor: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut somebody "
     "off\n"
     "\n"
@@ -86,7 +89,12 @@ void AddDoctorOptions(CLI::App& sub, Options& options) {
           ""));
 }
 
-// A command and its help.
+void AddWatchdogOptions(CLI::App& sub, Options& options) {
+  sub.add_option("--seconds", options.seconds, "")->check(Between(1, 86400))->required();
+  sub.add_option("--node-id", options.node_id, "")->required();
+}
+
+// A command and its help. An option whose help is null is not there.
 struct Command {
   const char* name;
   const char* description;
@@ -95,6 +103,7 @@ struct Command {
   void (*add_own_options)(CLI::App&, Options&) = [](CLI::App&, Options&) {};
   const char* json_help = "Print the reply exactly as received, or why there is none";
   const char* any_server_help = "Talk to any server on the pipe, such as a service in console mode";
+  bool is_listed = true;
 };
 
 constexpr Command kCommands[] = {
@@ -139,6 +148,25 @@ constexpr Command kCommands[] = {
      .add_own_options = AddDoctorOptions,
      .json_help = "Print the findings as JSON",
      .any_server_help = "Check a service in console mode"},
+    {.name = "confirm",
+     .description = "Keep the connection that waits for its confirmation",
+     .footer = "Run it in any session of the user who connected, or from an elevated prompt.\n"
+               "Exit codes: 0 confirmed, 4 nothing waits for a confirmation, 8 too late\n"
+               "\n"
+               "Examples:\n"
+               "  veltranectl connect office.conf --confirm 120\n"
+               "  veltranectl confirm\n",
+     .run = RunConfirm,
+     .json_help = "Print the outcome as JSON",
+     .any_server_help = nullptr},
+    {.name = "watchdog",
+     .description = "What connect --confirm starts; not for typing",
+     .footer = "",
+     .run = RunWatchdog,
+     .add_own_options = AddWatchdogOptions,
+     .json_help = nullptr,
+     .any_server_help = "",
+     .is_listed = false},
 };
 
 // The parser, the options it has read, and the command it has found.
@@ -156,12 +184,16 @@ struct CommandLine {
   }
 
  private:
+  static void AddFlag(CLI::App& sub, const char* name, bool& flag, const char* help) {
+    if (help != nullptr) sub.add_flag(name, flag, help)->disable_flag_override();
+  }
+
   void Add(const Command& known) {
     CLI::App* sub = app.add_subcommand(known.name, known.description);
     known.add_own_options(*sub, options);
-    sub->add_flag("--json", options.json, known.json_help)->disable_flag_override();
-    sub->add_flag("--any-server", options.any_server, known.any_server_help)
-        ->disable_flag_override();
+    AddFlag(*sub, "--json", options.json, known.json_help);
+    AddFlag(*sub, "--any-server", options.any_server, known.any_server_help);
+    if (!known.is_listed) sub->group("");
     sub->footer(known.footer);
     sub->callback([this, &known] { command = &known; });
   }

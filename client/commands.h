@@ -34,6 +34,9 @@ struct Options {
 
   // For doctor.
   std::vector<std::string> from;  // addresses
+
+  // For watchdog, whose node is in node_id.
+  std::uint32_t seconds = 0;
 };
 
 ExitCode RunStatus(const Options& options, Display& display);
@@ -41,5 +44,9 @@ ExitCode RunConnect(const Options& options, Display& display);
 ExitCode RunDisconnect(const Options& options, Display& display);
 ExitCode RunRegister(const Options& options, Display& display);
 ExitCode RunDoctor(const Options& options, Display& display);
+ExitCode RunConfirm(const Options& options, Display& display);
+
+// The process that connect starts. Nobody types this command.
+ExitCode RunWatchdog(const Options& options, Display& display);
 
 }  // namespace veltrane

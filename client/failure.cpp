@@ -17,6 +17,12 @@ const char* WordOf(ExitCode exit_code) {
       return "client_untrusted";
     case kExitNoReply:
       return "client_no_reply";
+    case kExitRisk:
+      return "client_risk";
+    case kExitUndone:
+      return "client_undone";
+    case kExitNotUndone:
+      return "client_not_undone";
     default:
       return "client_usage";
   }

@@ -53,6 +53,10 @@ inline std::optional<Sid> MakeAdministratorsSid() { return MakeNtSid({32, 544});
 // nullopt on any failure; WTSQueryUserToken requires a LocalSystem process.
 std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id);
 
+// Reads the SID of the user whom this process acts for (OpenProcessToken, GetTokenInformation).
+// nullopt on any failure.
+std::optional<Sid> ReadOwnUserSid();
+
 // A SECURITY_ATTRIBUTES structure (24 bytes) with its security descriptor and access list. Handles
 // created with it are not inheritable.
 struct SecurityAttributes;

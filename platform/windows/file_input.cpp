@@ -6,6 +6,7 @@
 
 #include "platform/result.h"
 #include "platform/windows/handles.h"
+#include "platform/windows/utf16.h"
 
 namespace veltrane {
 namespace {
@@ -15,14 +16,6 @@ static_assert(kErrorPathNotFound == ERROR_PATH_NOT_FOUND);
 static_assert(kErrorAccessDenied == ERROR_ACCESS_DENIED);
 static_assert(kErrorFileTooLarge == ERROR_FILE_TOO_LARGE);
 static_assert(kErrorBadFileType == ERROR_BAD_FILE_TYPE);
-
-std::wstring Widen(const std::string& utf8) {
-  const int bytes = static_cast<int>(utf8.size());
-  const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(length), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), length);
-  return wide;
-}
 
 // When standard input is a pipe, its end is reported as an error.
 bool MeansEnd(DWORD error) { return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF; }
@@ -52,9 +45,10 @@ DWORD ReadHandle(HANDLE handle, std::size_t limit, const ByteSink& sink) {
 }  // namespace
 
 std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {
-  const HANDLE handle = CreateFileW(
-      Widen(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-      FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
+  const HANDLE handle =
+      CreateFileW(ToUtf16(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                  OPEN_EXISTING,
+                  FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return GetLastError();
   const UniqueHandle file(handle);
   if (GetFileType(file.get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/windows/handles.h"
+#include "platform/windows/overlapped.h"
 
 namespace veltrane {
 namespace {
@@ -16,27 +17,6 @@ static_assert(kErrorPipeBusy == ERROR_PIPE_BUSY);
 
 constexpr std::size_t kPieceBytes = 65536;
 constexpr DWORD kSendMilliseconds = 30'000;
-constexpr DWORD kCancelMilliseconds = 1;
-
-// A read or a write of an overlapped pipe, and the event of its end. While it is pending, the
-// system uses `overlapped` and the bytes to read or write, so none of them is given up before it
-// has ended, whatever fails.
-struct Operation {
-  UniqueHandle event;
-  OVERLAPPED overlapped{};
-
-  OVERLAPPED* Begin() {
-    overlapped = {};
-    overlapped.hEvent = event.get();
-    return &overlapped;
-  }
-
-  // Ends the operation if it is pending. Looks at its state itself, because a wait can fail.
-  void Cancel(HANDLE pipe) {
-    CancelIoEx(pipe, &overlapped);
-    while (!HasOverlappedIoCompleted(&overlapped)) Sleep(kCancelMilliseconds);
-  }
-};
 
 // The handle is overlapped, so that the wait for the reply can be bounded. A read stays pending
 // between two calls of Receive, also while something is sent.

@@ -33,6 +33,16 @@ std::optional<Sid> CopyOfSid(PSID source) {
   return sid;
 }
 
+// The SID of the user whom the token stands for; nullopt on failure.
+std::optional<Sid> UserOf(const UniqueHandle& token) {
+  DWORD size = 0;
+  GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
+  if (size == 0) return std::nullopt;
+  std::vector<std::byte> buffer(size);
+  if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return std::nullopt;
+  return CopyOfSid(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
+}
+
 // Returns the entry as SetEntriesInAclW takes it; it points to the SID of `entry`.
 EXPLICIT_ACCESSW ToExplicitAccess(const AccessEntry& entry) {
   EXPLICIT_ACCESSW access{};
@@ -89,13 +99,13 @@ std::optional<Sid> MakeNtSid(const std::vector<std::uint32_t>& sub_authorities) 
 std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id) {
   HANDLE handle = nullptr;
   if (!WTSQueryUserToken(session_id, &handle)) return std::nullopt;
-  const UniqueHandle token(handle);
-  DWORD size = 0;
-  GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
-  if (size == 0) return std::nullopt;
-  std::vector<std::byte> buffer(size);
-  if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return std::nullopt;
-  return CopyOfSid(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
+  return UserOf(UniqueHandle(handle));
+}
+
+std::optional<Sid> ReadOwnUserSid() {
+  HANDLE handle = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &handle)) return std::nullopt;
+  return UserOf(UniqueHandle(handle));
 }
 
 SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& entries) {

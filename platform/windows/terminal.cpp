@@ -6,6 +6,8 @@
 #include <atomic>
 #include <string>
 
+#include "platform/windows/utf16.h"
+
 namespace veltrane {
 namespace {
 
@@ -42,11 +44,7 @@ bool IsConsole(HANDLE handle) {
 }
 
 void WriteToConsole(HANDLE console, std::string_view utf8) {
-  const int bytes = static_cast<int>(utf8.size());
-  const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
-  if (length <= 0) return;
-  std::wstring wide(static_cast<std::size_t>(length), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), length);
+  const std::wstring wide = ToUtf16(utf8);
   DWORD written = 0;
   WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
 }

@@ -83,6 +83,7 @@ inline constexpr std::array kBoundaryCalls{
     Reading("IsHardwareInterface"),          // 12
     Reading("MakeNtSid"),                    // S-1-5-18
     Reading("ReadSessionUserSid"),           // 1
+    Reading("ReadOwnUserSid"),
     Reading("MakeSecurityAttributes"),       // 3 entries
     Unfailing("FreeSecurityAttributes"),
     Reading("ServiceManager.Open"),          // 0xf003f

@@ -33,6 +33,12 @@ ClientSide& ClientSide::Current() {
 
 void ClientSide::SetTerminal(Stream stream, std::size_t columns) { columns_[stream] = columns; }
 
+char ClientSide::TakeTyped() {
+  const char key = typed_.front();
+  typed_.erase(0, 1);
+  return key;
+}
+
 void ClientSide::ClearScreen() {
   output_.clear();
   error_.clear();

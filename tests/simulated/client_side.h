@@ -17,6 +17,7 @@
 #include "platform/access_lists.h"
 #include "platform/terminal.h"
 #include "tests/simulated/machine.h"
+#include "tests/simulated/watchdogs.h"
 
 namespace veltrane::simulated {
 
@@ -35,6 +36,8 @@ class ClientSide {
 
   static ClientSide& Current();
 
+  Watchdogs watchdogs;                              // a thread of a watchdog's may use them too
+  bool console_is_interactive = false;              // standard input and output are consoles
   std::string input;                                // standard input
   std::optional<std::uint32_t> pipe_server = 4711;  // nullopt: the system does not name one
   std::uint32_t service_process = 4711;
@@ -47,6 +50,9 @@ class ClientSide {
   // When a process was started, by its id, in UTC ticks since 1970. Those behind the pipe and the
   // services were started a minute after Windows unless it is said here; others do not exist.
   std::map<std::uint32_t, std::int64_t> process_starts;
+
+  // Somebody types this at the console; "\r" is Enter, "\b" is Backspace.
+  void Type(const std::string& keys) { typed_ += keys; }
 
   // Makes a stream a terminal of that many columns.
   void SetTerminal(Stream stream, std::size_t columns);
@@ -86,6 +92,9 @@ class ClientSide {
   bool HasWiped(std::string_view text) const;
 
   // For the boundary functions.
+  void DiscardTyped() { typed_.clear(); }
+  bool HasTyped() const { return !typed_.empty(); }
+  char TakeTyped();
   Result<std::int64_t> ProcessStart(std::uint32_t process_id) const;
   void Write(Stream stream, std::string_view bytes);
   std::optional<std::size_t> ChangeTerminal(Stream stream);
@@ -101,6 +110,7 @@ class ClientSide {
   std::map<std::wstring, Result<AccessList>> access_lists_;
   std::vector<std::string> wiped_;
   std::map<Stream, std::size_t> columns_;
+  std::string typed_;
   std::string output_;
   std::string error_;
   std::uint32_t open_error_ = 0;

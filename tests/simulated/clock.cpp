@@ -96,6 +96,37 @@ void Clock::OnSleep(std::function<void(std::uint32_t milliseconds)> hook) {
   hook_ = std::move(hook);
 }
 
+void Clock::At(std::uint32_t milliseconds, std::function<void()> hook) {
+  const std::uint64_t time = Uptime() + milliseconds;
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  hooks_at_.emplace(time, std::move(hook));
+}
+
+std::function<void()> Clock::TakeDueHook() {
+  const std::uint64_t now = Uptime();
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (hooks_at_.empty() || hooks_at_.begin()->first > now) return nullptr;
+  std::function<void()> hook = std::move(hooks_at_.begin()->second);
+  hooks_at_.erase(hooks_at_.begin());
+  return hook;
+}
+
+bool Clock::PassUntil(const std::function<bool()>& ready, std::uint32_t milliseconds) {
+  const std::uint64_t end = Uptime() + milliseconds;
+  for (;;) {
+    while (const std::function<void()> hook = TakeDueHook()) hook();
+    if (ready()) return true;
+    const std::uint64_t now = Uptime();
+    if (now >= end) return false;
+    std::uint64_t next = end;
+    {
+      const std::lock_guard<std::mutex> lock(core_.mutex);
+      if (!hooks_at_.empty()) next = std::min(next, hooks_at_.begin()->first);
+    }
+    Advance(static_cast<std::uint32_t>(next - now));
+  }
+}
+
 void Clock::Sleep(std::uint32_t milliseconds) {
   std::function<void(std::uint32_t)> hook;
   {

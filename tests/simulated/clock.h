@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -62,8 +63,14 @@ class Clock {
   // of the sleep in milliseconds. Replaces an earlier hook; null removes it.
   void OnSleep(std::function<void(std::uint32_t milliseconds)> hook);
 
-  // For the boundary function.
+  // Runs the hook once so much time has passed from now, in the middle of a wait of the program for
+  // whatever comes first (platform/watchdog.h, platform/console_input.h), on its thread.
+  void At(std::uint32_t milliseconds, std::function<void()> hook);
+
+  // For the boundary functions. The second moves the clock on until there is something to return
+  // for, and at most this long; true when there is.
   void Sleep(std::uint32_t milliseconds);
+  bool PassUntil(const std::function<bool()>& ready, std::uint32_t milliseconds);
 
  private:
   struct Sleeper {
@@ -72,6 +79,7 @@ class Clock {
   };
 
   void MoveOn(std::int64_t ticks);
+  std::function<void()> TakeDueHook();
   std::size_t CountSleepers(std::optional<std::uint32_t> milliseconds) const;
 
   Core& core_;
@@ -81,6 +89,7 @@ class Clock {
   std::list<Sleeper> sleepers_;
   std::vector<std::uint32_t> sleeps_;
   std::function<void(std::uint32_t)> hook_;
+  std::multimap<std::uint64_t, std::function<void()>> hooks_at_;  // by uptime in milliseconds
 };
 
 }  // namespace veltrane::simulated

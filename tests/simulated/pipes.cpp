@@ -117,6 +117,33 @@ void Pipes::Close(Instance* instance) {
   core_.changed.notify_all();
 }
 
+bool Pipes::IsServed(const std::wstring& name) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return std::any_of(instances_.begin(), instances_.end(), [&name](const auto& instance) {
+    return FoldCase(instance->parameters.name) == FoldCase(name);
+  });
+}
+
+void Pipes::Listen(Instance& instance) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  instance.listening = true;
+  core_.changed.notify_all();
+}
+
+Pipes::Presence Pipes::ClientOf(const Instance& instance) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (instance.connection == nullptr) return Presence::kNobody;
+  return instance.connection->client_open ? Presence::kHere : Presence::kGone;
+}
+
+std::optional<std::string> Pipes::TakeMessage(Instance& instance) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (instance.connection == nullptr || instance.connection->to_server.empty()) return std::nullopt;
+  std::string message = std::move(instance.connection->to_server.front());
+  instance.connection->to_server.pop_front();
+  return message;
+}
+
 Pipes::Opened Pipes::OpenLocked(const std::wstring& name) {
   bool found = false;
   for (const auto& instance : instances_) {

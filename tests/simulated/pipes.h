@@ -64,6 +64,13 @@ class Pipes {
   void Disconnect(Instance& instance);
   void Close(Instance* instance);
 
+  // For a server that waits for other things too, and so never blocks here.
+  bool IsServed(const std::wstring& name) const;
+  void Listen(Instance& instance);  // after Disconnect
+  enum class Presence { kNobody, kHere, kGone };
+  Presence ClientOf(const Instance& instance) const;
+  std::optional<std::string> TakeMessage(Instance& instance);
+
   // The client's side; `error` is 0, 2 (no such pipe) or 231 (all instances busy).
   struct Opened {
     std::shared_ptr<Connection> connection;

@@ -115,4 +115,9 @@ std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id) {
   return machine.sessions.User(session_id);
 }
 
+std::optional<Sid> ReadOwnUserSid() {
+  if (Machine::Current().calls.Begin("ReadOwnUserSid")) return std::nullopt;
+  return simulated::NtSid({21, 1, 2, 3, 1001});
+}
+
 }  // namespace veltrane

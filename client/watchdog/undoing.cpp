@@ -1,0 +1,128 @@
+#include "client/watchdog/undoing.h"
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "client/exchange/exchange.h"
+#include "client/exchange/reply.h"
+#include "client/exchange/request.h"
+#include "client/text/quoting.h"
+#include "platform/clock.h"
+
+namespace veltrane {
+namespace {
+
+constexpr std::uint64_t kGiveUpMilliseconds = 5 * 60'000;
+constexpr std::uint32_t kTryAgainMilliseconds = 2000;
+constexpr std::uint32_t kBusySeconds = 2;
+constexpr int kPolls = 30;
+constexpr std::uint32_t kPollMilliseconds = 1000;
+
+constexpr char kPinsStay[] =
+    "; the service did not know that tunnel (it had been restarted, or had refused a connect over "
+    "it), so host routes that were pinned for it may stay until Windows restarts: route print -4";
+
+class Undoer {
+ public:
+  Undoer(const MadeConnection& made, const Meanwhile& meanwhile)
+      : made_(made), meanwhile_(meanwhile) {}
+
+  // nullopt when it has to be tried again; what is in the way is in problem_.
+  std::optional<Undoing> Try() {
+    const std::optional<std::string> text = Ask("status");
+    if (!text) return std::nullopt;
+    const std::optional<Reply> status = ReadReply(*text);
+    if (std::optional<Undoing> done = Judge(*text, status)) return done;
+    if (status && status->ok && !IsConnected(*status) && !disconnected_) tunnel_unknown_ = true;
+    return Disconnect() ? AwaitEnd() : std::nullopt;
+  }
+
+  Undoing GiveUp() const {
+    return {false, "the connection to " + Quoted(made_.node_id) +
+                       " could not be undone within 5 minutes, because " + problem_ +
+                       ": sc.exe start VeltraneVpnTunnel, then .\\veltranectl disconnect"};
+  }
+
+ private:
+  static bool IsConnected(const Reply& status) { return status.phase == "connected"; }
+
+  // Whether the reply says that nothing is left to undo, or that it is not ours to undo.
+  std::optional<Undoing> Judge(const std::string& text, const std::optional<Reply>& status) const {
+    if (!status || !status->ok) return std::nullopt;
+    if (IsConnected(*status)) {
+      if (!disconnected_ && (status->node_id == made_.node_id || Names(text))) return std::nullopt;
+      return Undoing{true, (disconnected_ ? Undone() : "that connection has gone") +
+                               "; somebody has connected to " + Quoted(status->node_id) +
+                               " since, which was left alone"};
+    }
+    if (status->tunnel_running != false) return std::nullopt;
+    return Undoing{true, disconnected_ ? Undone() : "there is no connection any more"};
+  }
+
+  // The service does not escape a node id, so what is read of one may differ from what it is.
+  bool Names(const std::string& text) const {
+    return text.find("\"node_id\":\"" + made_.node_id + "\"") != std::string::npos;
+  }
+
+  std::string Undone() const {
+    return "the connection to " + Quoted(made_.node_id) + " has been undone" +
+           (tunnel_unknown_ ? kPinsStay : "");
+  }
+
+  bool Disconnect() {
+    const std::optional<std::string> text = Ask("disconnect");
+    if (!text) return false;
+    const std::optional<Reply> reply = ReadReply(*text);
+    if (reply && !reply->ok) {
+      problem_ = "the service refused: " + Shown(reply->message);
+      return false;
+    }
+    disconnected_ = true;
+    return true;
+  }
+
+  std::optional<Undoing> AwaitEnd() {
+    for (int poll = 0; poll < kPolls; ++poll) {
+      const std::optional<std::string> text = Ask("status");
+      if (!text) return std::nullopt;
+      if (std::optional<Undoing> done = Judge(*text, ReadReply(*text))) return done;
+      meanwhile_(kPollMilliseconds);
+    }
+    problem_ = "the tunnel runs on after a disconnect";
+    return std::nullopt;
+  }
+
+  // A whole exchange; nullopt when no reply came, which is in problem_ then.
+  std::optional<std::string> Ask(std::string_view op) {
+    const WaitObserver observer = [this](std::uint32_t) { meanwhile_(0); };
+    ServicePipe service = OpenServicePipe(made_.any_server, kBusySeconds, observer);
+    if (!service.pipe) {
+      problem_ = service.failure.what;
+      return std::nullopt;
+    }
+    ExchangeResult result = Exchange(*service.pipe, PlainRequest(op), observer);
+    if (!result.reply) problem_ = result.failure.what;
+    return std::move(result.reply);
+  }
+
+  const MadeConnection& made_;
+  const Meanwhile& meanwhile_;
+  bool disconnected_ = false;    // the service has taken our disconnect
+  bool tunnel_unknown_ = false;  // a tunnel ran that the service did not know
+  std::string problem_;
+};
+
+}  // namespace
+
+Undoing Undo(const MadeConnection& made, const Meanwhile& meanwhile) {
+  Undoer undoer(made, meanwhile);
+  const std::uint64_t give_up = UptimeMilliseconds() + kGiveUpMilliseconds;
+  for (;;) {
+    if (std::optional<Undoing> undoing = undoer.Try()) return *undoing;
+    if (UptimeMilliseconds() >= give_up) return undoer.GiveUp();
+    meanwhile(kTryAgainMilliseconds);
+  }
+}
+
+}  // namespace veltrane

@@ -27,6 +27,7 @@ constexpr char kFooter[] =
     "  7  somebody would be cut off; nothing was sent\n"
     "  8  the connection was not confirmed in time and has been undone\n"
     "  9  it was not confirmed in time and could not be undone\n"
+    "  13 connected, but the tunnel did not come up in time\n"
     "  doctor: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut somebody "
     "off\n"
     "\n"
@@ -67,6 +68,30 @@ void AddConnectOptions(CLI::App& sub, Options& options) {
   sub.add_option("--node-id", options.node_id,
                  "Node name; for a .conf the default is its file name");
   sub.add_option("--session", options.session, "The registered session nonce");
+  sub.add_option("--accept-risk", options.accepted_risks,
+                 "Connect although somebody who is connected would be cut off "
+                 "(lose-remote-administration), or although packets would go past the tunnel "
+                 "(leaks)")
+      ->type_name("RISK")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(
+          [](const std::string& word) {
+            return word == "lose-remote-administration" || word == "leaks"
+                       ? std::string()
+                       : "takes lose-remote-administration or leaks";
+          },
+          ""));
+  sub.add_flag("--split-default", options.split_default,
+               "Send 0.0.0.0/1, 128.0.0.0/1 for 0.0.0.0/0, and ::/1, 8000::/1 for ::/0")
+      ->disable_flag_override();
+  sub.add_option("--confirm", options.confirm_seconds,
+                 "Disconnect again unless that is confirmed within so many seconds")
+      ->type_name("SECONDS")
+      ->check(Between(10, 86400));
+  sub.add_flag("--wait{30}", options.wait_seconds,
+               "Wait until the tunnel runs, at most so many seconds (default 30)")
+      ->type_name("SECONDS")
+      ->check(Between(1, 3600));
 }
 
 void AddRegisterOptions(CLI::App& sub, Options& options) {
@@ -120,6 +145,7 @@ constexpr Command kCommands[] = {
      .footer = "Examples:\n"
                "  veltranectl connect office.conf\n"
                "  veltranectl connect profile.json --session 5c0e7a\n"
+               "  veltranectl connect office.conf --split-default --confirm 120\n"
                "  type office.conf | veltranectl connect - --node-id office\n",
      .run = RunConnect,
      .add_own_options = AddConnectOptions},
@@ -250,6 +276,17 @@ std::vector<std::string> WithOptionsForWords(std::vector<std::string> arguments)
   return arguments;
 }
 
+// "--wait 60" as the parser takes it.
+void JoinWait(std::vector<std::string>& arguments) {
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    const std::string& next = arguments[i + 1];
+    const bool number = !next.empty() && next.find_first_not_of("0123456789") == std::string::npos;
+    if (arguments[i] != "--wait" || !number) continue;
+    arguments[i] += "=" + next;
+    arguments.erase(arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+  }
+}
+
 // Says more exactly what the parser would call a missing subcommand.
 std::string FindCommandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
   if (arguments.empty()) return "a command is missing";
@@ -264,7 +301,8 @@ std::string FindCommandProblem(const CLI::App& app, const std::vector<std::strin
 int RunClient(const std::vector<std::string>& words) {
   Display display;
   CommandLine line;
-  const std::vector<std::string> arguments = WithOptionsForWords(words);
+  std::vector<std::string> arguments = WithOptionsForWords(words);
+  JoinWait(arguments);
   // An invalid command line may have been left before the parser has read the option.
   const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   const std::string problem = FindCommandProblem(line.app, arguments);

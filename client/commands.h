@@ -28,6 +28,10 @@ struct Options {
   // For connect.
   std::string node_id;
   std::string session;
+  std::vector<std::string> accepted_risks;  // "lose-remote-administration", "leaks"
+  bool split_default = false;
+  std::uint32_t confirm_seconds = 0;  // 0: without a confirmation
+  std::uint32_t wait_seconds = 0;     // 0: not at all
 
   // For register.
   std::string nonce;

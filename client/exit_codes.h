@@ -15,6 +15,8 @@ enum ExitCode : int {
   kExitUndone = 8,       // the connection was not confirmed in time and has been undone
   kExitNotUndone = 9,    // it was not confirmed in time and could not be undone
 
+  kExitNotRunning = 13,  // connected, but the tunnel did not come up in time
+
   // For doctor.
   kExitFine = 0,
   kExitWarnings = 10,

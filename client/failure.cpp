@@ -41,14 +41,17 @@ ExitCode CodeOf(FailureKind kind) {
   return kExitNoReply;
 }
 
-void Report(const std::string& word, const std::string& text, bool json, Display& display) {
-  display.Complain(text);
-  if (!json) return;
+nlohmann::ordered_json ObjectOf(const std::string& word, const std::string& text) {
   nlohmann::ordered_json object;
   object["ok"] = false;
   object["error"] = word;
   object["message"] = Printable(text);
-  display.Print(object.dump() + "\n");
+  return object;
+}
+
+void Report(const std::string& word, const std::string& text, bool json, Display& display) {
+  display.Complain(text);
+  if (json) display.Print(ObjectOf(word, text).dump() + "\n");
 }
 
 }  // namespace
@@ -56,6 +59,17 @@ void Report(const std::string& word, const std::string& text, bool json, Display
 ExitCode Fail(ExitCode exit_code, const std::string& text, bool json, Display& display) {
   Report(WordOf(exit_code), text, json, display);
   return exit_code;
+}
+
+ExitCode FailAtRisk(const std::string& text, const nlohmann::ordered_json& forecast, bool json,
+                    Display& display) {
+  display.Complain(text);
+  if (json) {
+    nlohmann::ordered_json object = ObjectOf(WordOf(kExitRisk), text);
+    object["forecast"] = forecast;
+    display.Print(object.dump() + "\n");
+  }
+  return kExitRisk;
 }
 
 ExitCode Fail(const ExchangeFailure& failure, bool json, Display& display) {

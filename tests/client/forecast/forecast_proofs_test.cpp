@@ -62,7 +62,7 @@ TEST_F(Proof, IsThatNoTunnelIsUp) {
 }
 
 TEST_F(Proof, IsARouteToday) {
-  office_.ipv4_routes = {{Route("192.168.1.0/24", "", kLan)}};
+  office_.ipv4_routes = {{RouteTo("192.168.1.0/24", "", kLan)}};
   EXPECT_EQ(Forecast(office_, "203.0.113.5"), "unknown, no way today; now none");
 }
 
@@ -81,7 +81,7 @@ TEST_F(Proof, IsThatTheLocalAddressIsTheMachines) {
 }
 
 TEST_F(Proof, IsThatOneWayIsTheBest) {
-  office_.ipv4_routes->push_back(Route("0.0.0.0/0", "192.168.1.2", kLan, 25));
+  office_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "192.168.1.2", kLan, 25));
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "unknown, ways are equal; now 12 through 192.168.1.1");
   EXPECT_EQ(Forecast(office_, "192.168.1.50"),
@@ -89,15 +89,15 @@ TEST_F(Proof, IsThatOneWayIsTheBest) {
 }
 
 TEST_F(Proof, IsThatOneWayIsTheBestTodayEvenForSomebodyPinned) {
-  pinned_.ipv4_routes->push_back(Route("0.0.0.0/0", "192.168.1.2", kLan, 25));
+  pinned_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "192.168.1.2", kLan, 25));
   EXPECT_EQ(Forecast(pinned_, "203.0.113.5"),
             "unknown, ways are equal; now 12 through 192.168.1.1");
 }
 
 TEST_F(Proof, IsThatOneWayIsTheBestAfterTheConnect) {
   AddSecondAdapter(office_);
-  office_.ipv4_routes->push_back(Route("203.0.113.0/24", "192.168.1.1", kLan, 7));
-  office_.ipv4_routes->push_back(Route("203.0.113.0/24", "192.168.2.1", kSecond, 7));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "192.168.1.1", kLan, 7));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "192.168.2.1", kSecond, 7));
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
             "unknown, ways are equal; now 12 through 192.168.1.1");
 }
@@ -124,7 +124,7 @@ TEST_F(Proof, IsThatTheInterfaceIsHardwareWithoutATunnelsLabel) {
 
 TEST_F(Proof, IsThatNoDefaultRouteUnderTheGuardIsPerhapsATunnels) {
   office_.worlds = {GuardWorld()};
-  office_.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
+  office_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
   EXPECT_EQ(Forecast(office_, "192.168.1.50"), "unknown, interface unproved; now 12 on the link");
 }
 
@@ -195,7 +195,7 @@ TEST_F(Proof, OfNoPinIsThatAllSessionsWereRead) {
   AddSecondAdapter(office_);
   office_.worlds = {BypassWorld({"198.51.100.9"})};
   office_.all_sessions_read = false;
-  office_.ipv4_routes->push_back(Route("203.0.113.0/24", "192.168.2.1", kSecond, 7));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "192.168.2.1", kSecond, 7));
   // A session of his would pin him through the other gateway.
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.2.10")),
             "moves, pinned elsewhere; now 13 through 192.168.2.1; after 12 through 192.168.1.1; "
@@ -207,12 +207,18 @@ TEST_F(Proof, OfNoPinIsThatAllSessionsWereRead) {
             "stays, proved; now 13 through 192.168.2.1; after 13 through 192.168.2.1");
 }
 
-TEST_F(Proof, OfAPinThatIsUnclearNeedsNoGatewayWhenThereIsNone) {
+TEST_F(Proof, OfAPinIsNotAGatewayOfZeros) {
   office_.worlds = {BypassWorld({"203.0.113.5"})};
-  office_.own_addresses.reset();
+  office_.rdp_peers.reset();
   office_.gateway = Way{kLan, Ip("0.0.0.0")};
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "unknown, own addresses unread; now 12 through 192.168.1.1");
+  EXPECT_EQ(Forecast(office_, "203.0.113.5"), "unknown, pin unclear; now 12 through 192.168.1.1");
+}
+
+TEST_F(Proof, OfAPinIsThatNoOtherHostRouteIsAsGood) {
+  AddSecondAdapter(pinned_);
+  pinned_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.2.1", kSecond, 1));
+  EXPECT_EQ(Forecast(pinned_, Connected("203.0.113.5", "192.168.2.10")),
+            "unknown, ways are equal; now 13 through 192.168.2.1");
 }
 
 TEST_F(Proof, IsAtLeastOneWorld) {

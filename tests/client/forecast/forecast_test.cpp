@@ -15,140 +15,10 @@ class Verdict : public OnMachine {
   Situation halves_ = Office();
 };
 
-class Blocked : public Verdict {};
-class Tunnel : public Verdict {};
 class Moves : public Verdict {};
 class Undone : public Verdict {};
 class Refused : public Verdict {};
 class Stays : public Verdict {};
-
-TEST_F(Blocked, IsEverybodyByANetworkOfLengthZero) {
-  office_.allowed_ips = "0.0.0.0/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0; now 12 through 192.168.1.1");
-  EXPECT_EQ(Forecast(office_, "192.168.1.50"), "blocked, slash zero 0.0.0.0/0; now 12 on the link");
-  EXPECT_EQ(Forecast(office_, "2001:db8::5"),
-            "blocked, slash zero 0.0.0.0/0; now 12 through fe80::1");
-  EXPECT_EQ(Forecast(office_, Asked("fe80::50", kLan)),
-            "blocked, slash zero 0.0.0.0/0; now 12 on the link");
-  EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
-            "blocked, slash zero 0.0.0.0/0; now 12 through 192.168.1.1");
-}
-
-TEST_F(Blocked, IsIpv4ByANetworkOfIpv6) {
-  office_.allowed_ips = "::/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero ::/0; now 12 through 192.168.1.1");
-  EXPECT_EQ(Forecast(office_, "192.168.1.50"), "blocked, slash zero ::/0; now 12 on the link");
-}
-
-TEST_F(Blocked, IsByTheLengthHoweverTheNetworkIsWritten) {
-  office_.allowed_ips = "10.0.0.0/8, 1.2.3.4/0, ::0/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0 ::/0; now 12 through 192.168.1.1");
-}
-
-TEST_F(Blocked, IsSomebodyWhoIsPinnedToo) {
-  office_.allowed_ips = "0.0.0.0/0";
-  office_.worlds = {BypassWorld({"203.0.113.5"})};
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0; now 12 through 192.168.1.1");
-}
-
-TEST_F(Blocked, IsUnderTheGuardWhatItsTwoTextsMiss) {
-  office_.worlds = {GuardWorld()};
-  office_.allowed_ips = "1.2.3.4/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0; now 12 through 192.168.1.1");
-  office_.allowed_ips = "0.0.0.0/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
-}
-
-TEST_F(Blocked, IsAssumedWithoutAProfile) {
-  office_.allowed_ips.reset();
-  office_.address.reset();
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, assumed catch-all 0.0.0.0/0 ::/0; now 12 through 192.168.1.1");
-}
-
-TEST_F(Blocked, IsWhoeverWhateverElseIsUnknown) {
-  Situation nothing;
-  nothing.worlds = {World()};
-  nothing.allowed_ips = "0.0.0.0/0";
-  EXPECT_EQ(Forecast(nothing, "203.0.113.5"), "blocked, slash zero 0.0.0.0/0; now none");
-  EXPECT_EQ(Forecast(nothing, "127.0.0.1"), "blocked, slash zero 0.0.0.0/0; now none");
-}
-
-TEST_F(Tunnel, TakesWhomAllowedIpsName) {
-  EXPECT_EQ(Forecast(halves_, "203.0.113.5"),
-            "tunnel, network taken 128.0.0.0/1; now 12 through 192.168.1.1; after the new tunnel");
-  office_.allowed_ips = "10.0.0.0/8, 2001:db8::/32";
-  EXPECT_EQ(Forecast(office_, "2001:db8::5"),
-            "tunnel, network taken 2001:db8::/32; now 12 through fe80::1; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesTheMoreSpecificOfItsNetworks) {
-  office_.allowed_ips = "128.0.0.0/1, 203.0.113.0/24, 203.0.0.0/16";
-  EXPECT_EQ(
-      Forecast(office_, "203.0.113.5"),
-      "tunnel, network taken 203.0.113.0/24; now 12 through 192.168.1.1; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesTheNetworkOfAddress) {
-  office_.address = "fd00::7/64, 10.66.66.7/8";
-  EXPECT_EQ(Forecast(office_, "10.1.2.3"),
-            "tunnel, network taken 10.0.0.0/8; now 12 through 192.168.1.1; after the new tunnel");
-  EXPECT_EQ(Forecast(office_, "fd00::9"),
-            "tunnel, network taken fd00::/64; now 12 through fe80::1; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesTheMachinesOwnNetworkWhenItNamesIt) {
-  office_.allowed_ips = "192.168.1.0/24";
-  EXPECT_EQ(Forecast(office_, "192.168.1.50"),
-            "tunnel, network taken 192.168.1.0/24; now 12 on the link; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesTheDefaultRouteWhenAddressIsACatchAll) {
-  office_.address = "10.66.66.7/0";
-  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "tunnel, network taken 0.0.0.0/0; now 12 through 192.168.1.1; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesSomebodyPinnedWhoseVeryAddressAllowedIpsName) {
-  office_.worlds = {BypassWorld({"203.0.113.5"})};
-  office_.allowed_ips = "203.0.113.5/32";
-  EXPECT_EQ(
-      Forecast(office_, "203.0.113.5"),
-      "tunnel, network taken 203.0.113.5/32; now 12 through 192.168.1.1; after the new tunnel");
-}
-
-TEST_F(Tunnel, MayLeaveAnEstablishedConnectionAlone) {
-  EXPECT_EQ(Forecast(halves_, Connected("203.0.113.5", "192.168.1.10")),
-            "tunnel, network taken 128.0.0.0/1; now 12 through 192.168.1.1; after the new tunnel; "
-            "may survive");
-}
-
-TEST_F(Tunnel, DoesNotLeaveAConnectionAloneThatCameByATunnel) {
-  halves_.interfaces = {LabelledTunnel(kLan)};
-  EXPECT_EQ(Forecast(halves_, Connected("203.0.113.5", "192.168.1.10")),
-            "tunnel, network taken 128.0.0.0/1; now tunnel 12 through 192.168.1.1; after the new "
-            "tunnel");
-  // Nor one whose interface is not known.
-  halves_.interfaces = {};
-  EXPECT_EQ(Forecast(halves_, Connected("203.0.113.5", "192.168.1.10")),
-            "tunnel, network taken 128.0.0.0/1; now 12 through 192.168.1.1; after the new tunnel");
-}
-
-TEST_F(Tunnel, TakesSomebodyWhoIsOnALinkOnlyByAMoreSpecificNetwork) {
-  EXPECT_EQ(Forecast(halves_, "192.168.1.50"),
-            "stays, proved; now 12 on the link; after 12 on the link");
-  halves_.allowed_ips = "192.168.1.0/25";
-  EXPECT_EQ(Forecast(halves_, "192.168.1.50"),
-            "tunnel, network taken 192.168.1.0/25; now 12 on the link; after the new tunnel");
-  EXPECT_EQ(Forecast(halves_, "192.168.1.250"),
-            "stays, proved; now 12 on the link; after 12 on the link");
-}
 
 TEST_F(Moves, WhoIsPinnedThroughTheOtherGateway) {
   AddSecondAdapter(office_);
@@ -160,14 +30,14 @@ TEST_F(Moves, WhoIsPinnedThroughTheOtherGateway) {
 }
 
 TEST_F(Moves, WhoIsOnTheLinkAndPinnedThroughTheGateway) {
-  office_.ipv4_routes->push_back(Route("203.0.113.0/24", "", kLan));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "", kLan));
   office_.worlds = {BypassWorld({"203.0.113.5"})};
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "moves, pinned elsewhere; now 12 on the link; after 12 through 192.168.1.1");
 }
 
 TEST_F(Moves, WhoIsPinnedByARouteThatIsThereAlready) {
-  office_.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
   AddSecondAdapter(office_);
   office_.worlds = {BypassWorld({"203.0.113.5"})};
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.2.10")),
@@ -182,6 +52,32 @@ TEST_F(Moves, WhoCameByAnInterfaceThatIsNotTheTablesBest) {
             "may survive");
 }
 
+TEST_F(Moves, WhoIsPinnedBesideABetterRouteOfTheOperators) {
+  AddSecondAdapter(office_);
+  office_.interfaces[0].ipv4_metric = 15;
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.2.1", kSecond, 5));
+  office_.worlds = {BypassWorld({"203.0.113.5"})};
+  EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
+            "moves, left elsewhere; now 12 through 192.168.1.1; after 13 through 192.168.2.1; "
+            "may survive");
+}
+
+TEST_F(Moves, WhoIsOnTheLinkOfTwoInterfacesAndCameByTheOther) {
+  AddSecondAdapter(office_);
+  office_.ipv4_routes->push_back(RouteTo("192.168.7.0/24", "", kLan, 257));
+  office_.ipv4_routes->push_back(RouteTo("192.168.7.0/24", "", kSecond, 281));
+  EXPECT_EQ(Forecast(office_, Connected("192.168.7.50", "192.168.2.10")),
+            "moves, left elsewhere; now 13 on the link; after 12 on the link; may survive");
+}
+
+TEST_F(Moves, WhoIsReachedThroughWhatMayBeTheTunnelThatIsReplaced) {
+  AddOlderTunnel(office_);
+  office_.tunnel_today = TunnelToday::kUnknown;
+  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
+            "moves, left elsewhere; now tunnel 40 on the link; after 12 through 192.168.1.1");
+}
+
 TEST_F(Moves, ToThePhysicalInterfaceWhoCameByTheTunnelThatIsReplaced) {
   AddOlderTunnel(office_);
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
@@ -191,7 +87,7 @@ TEST_F(Moves, ToThePhysicalInterfaceWhoCameByTheTunnelThatIsReplaced) {
 
 TEST_F(Moves, NowhereWhoHasNoOtherRouteThanTheTunnelThatIsReplaced) {
   AddOlderTunnel(office_);
-  office_.ipv4_routes = {{Route("203.0.113.0/24", "", kTunnel)}};
+  office_.ipv4_routes = {{RouteTo("203.0.113.0/24", "", kTunnel)}};
   office_.own_addresses->push_back({Ip("10.66.66.7"), kTunnel});
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "moves, nowhere; now tunnel 40 on the link; after none; replaces a tunnel");
@@ -203,7 +99,7 @@ TEST_F(Moves, NowhereWhoHasNoOtherRouteThanTheTunnelThatIsReplaced) {
 
 TEST_F(Undone, IsByADefaultRouteThroughAnotherTunnelUnderTheGuard) {
   office_.interfaces.push_back(LabelledTunnel(kTunnel));
-  office_.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
+  office_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
   office_.worlds = {GuardWorld()};
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "undone, tunnel default route poc_default_route_detected "
@@ -252,8 +148,16 @@ TEST_F(Stays, WhoIsPinned) {
             "tunnel, network taken 128.0.0.0/1; now 12 through 192.168.1.1; after the new tunnel");
 }
 
+TEST_F(Stays, WhoIsPinnedBesideAWorseRouteOfTheOperators) {
+  AddSecondAdapter(halves_);
+  halves_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.2.1", kSecond, 2));
+  halves_.worlds = {BypassWorld({"203.0.113.5"})};
+  EXPECT_EQ(Forecast(halves_, Connected("203.0.113.5", "192.168.1.10")),
+            "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
+}
+
 TEST_F(Stays, WhoHasAHostRouteOfTheOperators) {
-  halves_.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 16));
+  halves_.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 16));
   EXPECT_EQ(Forecast(halves_, "203.0.113.5"),
             "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
 }
@@ -265,9 +169,23 @@ TEST_F(Stays, WhoCameByTheSecondAdapterToItsOwnNetwork) {
 }
 
 TEST_F(Stays, WhoIsOnTheLinkOfALinkLocalAddress) {
-  office_.allowed_ips = "fe80::/10, ::/1, 8000::/1";
+  office_.allowed_ips = "fe80::/64, fe80::50/128, ::/1, 8000::/1";
   EXPECT_EQ(Forecast(office_, Asked("fe80::50", kLan)),
             "stays, proved; now 12 on the link; after 12 on the link");
+  office_.ipv6_routes->push_back(RouteTo("fe80::/64", "", kSecond, 281));
+  EXPECT_EQ(Forecast(office_, Asked("fe80::50", kSecond)),
+            "stays, proved; now 13 on the link; after 13 on the link");
+}
+
+TEST_F(Stays, WhoHasAnInterfaceThatItsAddressDoesNotNeed) {
+  EXPECT_EQ(Forecast(office_, Asked("2001:db8::5", kSecond)),
+            "stays, proved; now 12 through fe80::1; after 12 through fe80::1");
+}
+
+TEST_F(Stays, WhoIsReachedThroughAnInterfaceThatIsNoLongerATunnels) {
+  office_.tunnel_interface = kLan;
+  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
+            "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
 }
 
 TEST_F(Stays, WhoIsOfTheFamilyThatTheTunnelDoesNotTake) {

@@ -98,7 +98,7 @@ TEST_F(SeveralWorlds, AreRefusedRatherThanProved) {
 
 TEST_F(SeveralWorlds, AreUndoneRatherThanRefused) {
   office_.interfaces.push_back(LabelledTunnel(kTunnel));
-  office_.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
+  office_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
   Add(BypassWorld({}), {0, 0, 0, 0});
   Add(GuardWorld(), {1, 0, 0, 0});
   EXPECT_EQ(Forecast(office_, "192.168.1.50"),
@@ -109,7 +109,7 @@ TEST_F(SeveralWorlds, AreUndoneRatherThanRefused) {
 
 TEST_F(SeveralWorlds, AreUnknownRatherThanUndone) {
   office_.interfaces.push_back(LabelledTunnel(kTunnel));
-  office_.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
+  office_.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
   office_.tunnel_today = TunnelToday::kUnknown;
   Add(GuardWorld(), {1, 0, 0, 0});
   Add(World(), {0, 0, 0, 0});
@@ -122,7 +122,7 @@ TEST_F(SeveralWorlds, AreMovesRatherThanUnknown) {
   AddSecondAdapter(office_);
   office_.allowed_ips = "10.66.66.0/24";
   office_.tunnel_today = TunnelToday::kUnknown;
-  office_.ipv4_routes->push_back(Route("203.0.113.0/24", "192.168.2.1", kSecond, 7));
+  office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "192.168.2.1", kSecond, 7));
   Add(World(), {0, 0, 0, 0});
   Add(BypassWorld({"203.0.113.5"}), {0, 0, 1, 0});
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),

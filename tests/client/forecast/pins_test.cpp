@@ -118,7 +118,7 @@ TEST_F(Pins, MayBeRoutesThatAreThereWithAMetricOf15OrLess) {
   for (const std::uint32_t metric : {0u, 1u, 2u, 15u}) {
     Situation office = Office();
     office.interfaces = {Hardware(kLan, 15)};
-    office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, metric));
+    office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, metric));
     EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), "connected, pinned")
         << metric;
   }
@@ -127,19 +127,19 @@ TEST_F(Pins, MayBeRoutesThatAreThereWithAMetricOf15OrLess) {
 TEST_F(Pins, AreNeitherVerifiedNorCreatedBesideARouteWithAMetricOf16) {
   Situation office = Office();
   office.interfaces = {Hardware(kLan, 1)};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 16));
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 16));
   EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), kNoRoute);
 }
 
 TEST_F(Pins, AreNotRoutesThroughAnotherGatewayOrInterfaceOrToAnotherNetwork) {
-  for (const IpRoute& route : {Route("203.0.113.5/32", "192.168.1.2", kLan, 5),
-                               Route("203.0.113.5/32", "192.168.1.1", kSecond, 5),
-                               Route("203.0.113.5/31", "192.168.1.1", kLan, 5),
-                               Route("203.0.113.6/32", "192.168.1.1", kLan, 5)}) {
+  for (const IpRoute& route : {RouteTo("203.0.113.4/32", "192.168.1.2", kLan, 5),
+                               RouteTo("203.0.113.4/32", "192.168.1.1", kSecond, 5),
+                               RouteTo("203.0.113.4/31", "192.168.1.1", kLan, 5),
+                               RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 5)}) {
     Situation office = Office();
     office.interfaces = {Hardware(kLan, 15)};
     office.ipv4_routes->push_back(route);
-    EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), kNoRoute)
+    EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.4"}), "203.0.113.4"), kNoRoute)
         << AddressText(route.destination) << " " << AddressText(route.next_hop);
   }
 }
@@ -147,7 +147,7 @@ TEST_F(Pins, AreNotRoutesThroughAnotherGatewayOrInterfaceOrToAnotherNetwork) {
 TEST_F(Pins, OfEverybodyRequiredAreNeeded) {
   Situation office = Office();
   office.interfaces = {Hardware(kLan, 15)};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
   office.rdp_peers = {{Ip("198.51.100.9")}};
   EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), kNoRoute);
 }
@@ -155,7 +155,7 @@ TEST_F(Pins, OfEverybodyRequiredAreNeeded) {
 TEST_F(Pins, OfTheOptionalAreLeftOutWhereTheyCannotBeMade) {
   Situation office = Office();
   office.interfaces = {Hardware(kLan, 15)};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
   office.session_clients = {Ip("198.51.100.9")};
   EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "198.51.100.9"), "connected");
 }
@@ -201,7 +201,7 @@ TEST_F(UnknownPins, FollowFromAnInterfaceWhoseMetricIsNotKnown) {
 TEST_F(UnknownPins, DoNotFollowFromTheMetricWhenEverybodyRequiredHasARoute) {
   Situation office = Office();
   office.interfaces = {};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
   EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), "connected, pinned");
   EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "192.168.1.50"), "connected");
 }
@@ -209,7 +209,7 @@ TEST_F(UnknownPins, DoNotFollowFromTheMetricWhenEverybodyRequiredHasARoute) {
 TEST_F(UnknownPins, AreARefusalWhenAnotherOneCannotBeMade) {
   Situation office = Office();
   office.interfaces = {};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 16));
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 16));
   EXPECT_EQ(Pinning(office, BypassWorld({"198.51.100.9", "203.0.113.5"}), "198.51.100.9"),
             kNoRoute);
 }
@@ -223,17 +223,22 @@ TEST_F(UnknownPins, FollowFromSessionsThatWereNotRead) {
   EXPECT_EQ(Pinning(office, world, "203.0.113.5"), "connected, pinned");
 }
 
-TEST_F(UnknownPins, DoNotFollowFromSessionsForWhomCannotBePinned) {
+TEST_F(UnknownPins, DoNotFollowFromSessionsOfAddressesThatAreNeverPinned) {
   Situation office = Office();
   office.all_sessions_read = false;
-  office.interfaces = {Hardware(kLan, 15)};
-  office.ipv4_routes->push_back(Route("203.0.113.5/32", "192.168.1.1", kLan, 15));
   office.own_addresses->push_back({Ip("198.51.100.10"), kLan});
   const World world = BypassWorld({"203.0.113.5"});
   EXPECT_EQ(Pinning(office, world, "192.168.1.50"), "connected");
+  EXPECT_EQ(Pinning(office, world, "2001:db8::5"), "connected");
   EXPECT_EQ(Pinning(office, world, "198.51.100.10"), "connected");
-  // No route can be created.
-  EXPECT_EQ(Pinning(office, world, "198.51.100.9"), "connected");
+}
+
+TEST_F(UnknownPins, DoNotFollowFromSessionsWhenNoRouteCanBeCreated) {
+  Situation office = Office();
+  office.all_sessions_read = false;
+  office.interfaces = {Hardware(kLan, 15)};
+  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
+  EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "198.51.100.9"), "connected");
 }
 
 TEST_F(UnknownPins, FollowFromTheTableTheOwnAddressesTheGatewayAndTheConnections) {

@@ -54,11 +54,21 @@ TEST_F(PlanOfAConnect, IsRefusedUnderTheGuardWhenAddressIsACatchAll) {
   EXPECT_EQ(Planned(WithProfile("10.0.0.0/8", "0.0.0.0/0"), World()), "connected");
 }
 
+TEST_F(PlanOfAConnect, IsRefusedRatherThanUndone) {
+  Situation office = WithProfile("10.0.0.0/8", "0.0.0.0/0");
+  office.interfaces.push_back(LabelledTunnel(kTunnel));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel));
+  EXPECT_EQ(Planned(office, GuardWorld()),
+            "refused: poc_route_guard_failed (poc_route_guard_failed)");
+}
+
 TEST_F(PlanOfAConnect, AssumesACatchAllWithoutAProfile) {
   Situation office = Office();
   office.allowed_ips.reset();
   office.address.reset();
   EXPECT_EQ(Allowed(office, World()), "0.0.0.0/0 ::/0 ");
+  EXPECT_EQ(Allowed(office, GuardWorld()), "connected, unclear: guard network unknown");
+  office.address = "10.7.8.9/32";
   EXPECT_EQ(Allowed(office, GuardWorld()), "connected, unclear: guard network unknown");
 }
 
@@ -86,9 +96,13 @@ TEST_F(PlanOfAConnect, IsRefusedWhenTheMachinesGuardIsOverridden) {
 }
 
 TEST_F(PlanOfAConnect, IsRefusedInARemoteSessionWithoutTheGuard) {
-  World world = BypassWorld({});
+  World world;
   world.in_remote_session = true;
   EXPECT_EQ(Planned(Office(), world),
+            "refused: poc_route_guard_failed (rdp_requires_disable_default_route)");
+  // Whatever the profile says, and before the bypass.
+  world.bypass = true;
+  EXPECT_EQ(Planned(WithProfile("everything", "10.66.66.7/32"), world),
             "refused: poc_route_guard_failed (rdp_requires_disable_default_route)");
   world.guard = true;
   EXPECT_EQ(Planned(Office(), world), "connected");
@@ -107,7 +121,7 @@ TEST_F(PlanOfAConnect, PinsWithTheBypassAndWithoutTheGuard) {
 TEST_F(PlanOfAConnect, IsUndoneUnderTheGuardByADefaultRouteThroughAnotherTunnel) {
   Situation office = Office();
   office.interfaces.push_back(LabelledTunnel(kTunnel));
-  office.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel, 900));
   EXPECT_EQ(Planned(office, GuardWorld()),
             "undone: poc_default_route_detected (poc_default_route_detected)");
   EXPECT_EQ(Planned(office, World()), "connected");
@@ -116,8 +130,8 @@ TEST_F(PlanOfAConnect, IsUndoneUnderTheGuardByADefaultRouteThroughAnotherTunnel)
 TEST_F(PlanOfAConnect, IsNotUndoneByOtherRoutesThroughAnotherTunnel) {
   Situation office = Office();
   office.interfaces.push_back(LabelledTunnel(kTunnel));
-  office.ipv4_routes->push_back(Route("0.0.0.0/1", "10.8.0.1", kTunnel, 5));
-  office.ipv6_routes->push_back(Route("::/0", "fe80::9", kTunnel, 5));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/1", "10.8.0.1", kTunnel, 5));
+  office.ipv6_routes->push_back(RouteTo("::/0", "fe80::9", kTunnel, 5));
   EXPECT_EQ(Planned(office, GuardWorld()), "connected");
 }
 
@@ -125,7 +139,7 @@ TEST_F(PlanOfAConnect, IsNotUndoneByTheDefaultRouteOfATunnelThatItReplaces) {
   Situation office = Office();
   AddOlderTunnel(office);
   office.interfaces.push_back(LabelledTunnel(kTunnel));
-  office.ipv4_routes->push_back(Route("0.0.0.0/0", "", kTunnel, 5));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "", kTunnel, 5));
   EXPECT_EQ(Planned(office, GuardWorld()), "connected");
   office.tunnel_today = TunnelToday::kUnknown;
   EXPECT_EQ(Planned(office, GuardWorld()), "connected");
@@ -136,7 +150,8 @@ TEST_F(PlanOfAConnect, IsNotUndoneByTheDefaultRouteOfATunnelThatItReplaces) {
 
 TEST_F(PlanOfAConnect, IsUnclearUnderTheGuardWhenADefaultRoutesInterfaceIsNotKnown) {
   Situation office = Office();
-  office.ipv4_routes->insert(office.ipv4_routes->begin(), Route("0.0.0.0/0", "10.8.0.1", kTunnel));
+  office.ipv4_routes->insert(office.ipv4_routes->begin(),
+                             RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel));
   EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: interface unproved");
   office.ipv4_routes.reset();
   EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: table unread");
@@ -146,8 +161,8 @@ TEST_F(PlanOfAConnect, IsUndoneWhateverElseIsUnclear) {
   Situation office = Office();
   office.allowed_ips = "everything";
   office.interfaces.push_back(LabelledTunnel(kTunnel));
-  office.ipv4_routes->insert(office.ipv4_routes->begin(), Route("0.0.0.0/0", "10.9.0.1", 41));
-  office.ipv4_routes->push_back(Route("0.0.0.0/0", "10.8.0.1", kTunnel));
+  office.ipv4_routes->insert(office.ipv4_routes->begin(), RouteTo("0.0.0.0/0", "10.9.0.1", 41));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", kTunnel));
   EXPECT_EQ(Planned(office, GuardWorld()),
             "undone: poc_default_route_detected (poc_default_route_detected)");
 }

@@ -26,8 +26,8 @@ inline IpAddress Ip(const std::string& text) { return ParseAddress(text).value()
 inline IpNetwork Net(const std::string& text) { return ParseNetwork(text).value(); }
 
 // A row of today's table; "" as the next hop for one on the link.
-inline IpRoute Route(const std::string& network, const std::string& next_hop,
-                     std::uint32_t interface_index, std::uint32_t metric = 25) {
+inline IpRoute RouteTo(const std::string& network, const std::string& next_hop,
+                       std::uint32_t interface_index, std::uint32_t metric = 25) {
   IpRoute route;
   route.destination = Net(network).address;
   route.prefix_length = Net(network).prefix_length;
@@ -56,12 +56,12 @@ inline InterfaceFacts LabelledTunnel(std::uint32_t index) {
 
 inline Situation Office() {
   Situation office;
-  office.ipv4_routes = {{Route("0.0.0.0/0", "192.168.1.1", kLan, 25),
-                         Route("127.0.0.0/8", "", kLoopback, 331),
-                         Route("192.168.1.0/24", "", kLan, 257)}};
-  office.ipv6_routes = {{Route("::/0", "fe80::1", kLan, 25), Route("::1/128", "", kLoopback, 331),
-                         Route("2001:db8:1::/64", "", kLan, 257),
-                         Route("fe80::/64", "", kLan, 257)}};
+  office.ipv4_routes = {{RouteTo("0.0.0.0/0", "192.168.1.1", kLan, 25),
+                         RouteTo("127.0.0.0/8", "", kLoopback, 331),
+                         RouteTo("192.168.1.0/24", "", kLan, 257)}};
+  office.ipv6_routes = {
+      {RouteTo("::/0", "fe80::1", kLan, 25), RouteTo("::1/128", "", kLoopback, 331),
+       RouteTo("2001:db8:1::/64", "", kLan, 257), RouteTo("fe80::/64", "", kLan, 257)}};
   office.interfaces = {Hardware(kLan), Hardware(kSecond)};
   office.own_addresses = {{{Ip("127.0.0.1"), kLoopback},
                            {Ip("192.168.1.10"), kLan},
@@ -81,8 +81,8 @@ inline Situation Office() {
 // A second adapter of hardware, 192.168.2.10/24 with the gateway 192.168.2.1. Its default route has
 // the metric 50, so that the first one is the better.
 inline void AddSecondAdapter(Situation& situation) {
-  situation.ipv4_routes->push_back(Route("0.0.0.0/0", "192.168.2.1", kSecond, 50));
-  situation.ipv4_routes->push_back(Route("192.168.2.0/24", "", kSecond, 257));
+  situation.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "192.168.2.1", kSecond, 50));
+  situation.ipv4_routes->push_back(RouteTo("192.168.2.0/24", "", kSecond, 257));
   situation.own_addresses->push_back({Ip("192.168.2.10"), kSecond});
 }
 
@@ -90,8 +90,8 @@ inline void AddSecondAdapter(Situation& situation) {
 inline void AddOlderTunnel(Situation& situation) {
   situation.tunnel_today = TunnelToday::kUp;
   situation.tunnel_interface = kTunnel;
-  situation.ipv4_routes->push_back(Route("0.0.0.0/1", "", kTunnel, 5));
-  situation.ipv4_routes->push_back(Route("128.0.0.0/1", "", kTunnel, 5));
+  situation.ipv4_routes->push_back(RouteTo("0.0.0.0/1", "", kTunnel, 5));
+  situation.ipv4_routes->push_back(RouteTo("128.0.0.0/1", "", kTunnel, 5));
 }
 
 inline World GuardWorld() {

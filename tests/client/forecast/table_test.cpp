@@ -104,8 +104,8 @@ TEST(BestRow, IsOfTheAddresssFamily) {
 
 TEST(RowsToday, AreTheRoutesOfTheFamily) {
   Situation situation;
-  situation.ipv4_routes = {{Route("203.0.113.0/24", "192.168.1.1", 12, 7)}};
-  situation.ipv6_routes = {{Route("2001:db8::/32", "", 13, 9)}};
+  situation.ipv4_routes = {{RouteTo("203.0.113.0/24", "192.168.1.1", 12, 7)}};
+  situation.ipv6_routes = {{RouteTo("2001:db8::/32", "", 13, 9)}};
   const auto ipv4 = RowsToday(situation, IpFamily::kIpv4);
   ASSERT_TRUE(ipv4);
   ASSERT_EQ(ipv4->size(), 1u);

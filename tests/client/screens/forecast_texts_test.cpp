@@ -77,6 +77,22 @@ TEST(WorstFirst, KeepsTheOrderOfEqualVerdicts) {
   EXPECT_TRUE(WorstFirst({}).empty());
 }
 
+TEST(WorstFirst, KeepsTheOrderOfMany) {
+  std::vector<Outlook> many;
+  for (int i = 1; i <= 40; ++i) {
+    many.push_back(Of(Asked("192.0.2." + std::to_string(i)),
+                      i % 2 == 0 ? ForecastVerdict::kTunnel : ForecastVerdict::kStays));
+  }
+  const std::vector<Outlook> sorted = WorstFirst(many);
+  ASSERT_EQ(sorted.size(), 40u);
+  for (int i = 1; i <= 20; ++i) {
+    EXPECT_EQ(sorted[static_cast<std::size_t>(i - 1)].subject.address,
+              Ip("192.0.2." + std::to_string(2 * i)));
+    EXPECT_EQ(sorted[static_cast<std::size_t>(i + 19)].subject.address,
+              Ip("192.0.2." + std::to_string(2 * i - 1)));
+  }
+}
+
 TEST(ForecastSummary, SaysWhoItIs) {
   Subject subject = Connected("203.0.113.5", "192.168.1.10");
   EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)),

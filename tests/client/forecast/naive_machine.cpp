@@ -75,12 +75,6 @@ class Play {
            });
   }
 
-  // Whether pins were made on the older tunnel's interface, which is gone.
-  bool HasLostPins() const {
-    return !required_.empty() && machine_.older_tunnel &&
-           machine_.gateway_interface == machine_.older_interface;
-  }
-
   std::string AllowedIps() const {
     const bool replaced = world_.guard && HasCatchAllText(machine_.allowed_ips);
     return replaced ? WhatTheGuardPutsIn(machine_.address) : machine_.allowed_ips;
@@ -163,17 +157,34 @@ Ways BestWays(const std::vector<Line>& lines, const std::string& address,
   return ways;
 }
 
-// The interface on which today's way is looked up: 0 for any, nullopt when it is not clear.
-std::optional<std::uint32_t> ArrivalInterface(const Machine& machine, const Subject& subject,
-                                              std::uint32_t scope) {
-  if (subject.reason != SubjectReason::kRdpConnection) return scope;
-  if (!subject.local) return std::nullopt;
+// The interfaces that have the address to which a connection came.
+std::set<std::uint32_t> ArrivalInterfaces(const Machine& machine, const Subject& subject) {
   std::set<std::uint32_t> interfaces;
   for (const auto& [address, interface_index] : machine.own) {
-    if (address == Bits(*subject.local)) interfaces.insert(interface_index);
+    if (subject.local && address == Bits(*subject.local)) interfaces.insert(interface_index);
   }
-  if (scope != 0) return interfaces.contains(scope) ? std::optional(scope) : std::nullopt;
-  return interfaces.size() == 1 ? std::optional(*interfaces.begin()) : std::nullopt;
+  return interfaces;
+}
+
+// Where a subject's ways are looked up: on one interface, or 0 for any.
+struct Places {
+  std::uint32_t now = 0;
+  std::uint32_t after = 0;
+};
+
+// nullopt when it is not clear where the subject is reached now.
+std::optional<Places> FindPlaces(const Machine& machine, const Subject& subject, bool link_local) {
+  const std::uint32_t zone = link_local ? subject.scope_id : 0;
+  if (subject.reason != SubjectReason::kRdpConnection) {
+    return link_local && zone == 0 ? std::nullopt : std::optional(Places{zone, zone});
+  }
+  const std::set<std::uint32_t> interfaces = ArrivalInterfaces(machine, subject);
+  if (zone != 0) {
+    return interfaces.contains(zone) ? std::optional(Places{zone, zone}) : std::nullopt;
+  }
+  if (interfaces.size() != 1) return std::nullopt;
+  const std::uint32_t arrival = *interfaces.begin();
+  return Places{arrival, link_local ? arrival : 0};
 }
 
 // The tunnel is up: what has become of the subject's way.
@@ -183,15 +194,14 @@ ForecastVerdict JudgeWay(const Machine& machine, std::vector<Line> lines,
   const bool link_local = StartsWith(address, "6:1111111010");
   const bool loopback =
       StartsWith(address, "4:01111111") || address == "6:" + std::string(127, '0') + "1";
-  if (loopback || IsOwn(machine, address) || (link_local && subject.scope_id == 0) ||
-      machine.unread_families.contains(address[0])) {
+  if (loopback || IsOwn(machine, address) || machine.unread_families.contains(address[0])) {
     return ForecastVerdict::kUnknown;
   }
-  const std::uint32_t scope = link_local ? subject.scope_id : 0;
-  const std::optional<std::uint32_t> arrival = ArrivalInterface(machine, subject, scope);
-  const Ways now = arrival ? BestWays(machine.lines, address, *arrival) : Ways();
+  const std::optional<Places> places = FindPlaces(machine, subject, link_local);
+  if (link_local && !places) return ForecastVerdict::kUnknown;
+  const Ways now = places ? BestWays(machine.lines, address, places->now) : Ways();
   for (const std::string& network : tunnel_networks) lines.push_back({network, kTunnel, 0, 0});
-  const Ways after = BestWays(lines, address, scope);
+  const Ways after = BestWays(lines, address, places ? places->after : 0);
   if (after.size() == 1 && after.begin()->second == kTunnel) return ForecastVerdict::kTunnel;
   if (now.empty()) return ForecastVerdict::kUnknown;
   const bool may_stay = std::any_of(now.begin(), now.end(),
@@ -209,7 +219,6 @@ ForecastVerdict PlayConnect(const Machine& machine, const World& world, const Su
   Play play(machine, world, subject);
   if (play.IsRefused()) return ForecastVerdict::kRefused;
   if (play.IsUndone()) return ForecastVerdict::kUndone;
-  if (play.HasLostPins()) return ForecastVerdict::kUnknown;
   const auto allowed = Networks(play.AllowedIps());
   const auto address = Networks(machine.address);
   std::vector<std::string> networks = allowed.value_or(std::vector<std::string>());

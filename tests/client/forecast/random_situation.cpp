@@ -190,7 +190,7 @@ Subject RandomCases::NextSubject() {
   if (ipv4) {
     subject.local = Address(second ? "10.20.0.2" : "192.168.77.2");
   } else if (subject.address == Address("fe80::50")) {
-    subject.local = Address(second ? "fe80::3" : "fe80::2");
+    subject.local = Address(second != Chance(5) ? "fe80::3" : "fe80::2");
   } else {
     subject.local = Address(second ? "2001:db8:20::2" : "2001:db8:77::2");
   }
@@ -205,6 +205,7 @@ void RandomCases::FillPeople(Situation& situation) {
       {Address("fe80::2"), kFirst},         {Address("10.20.0.2"), kSecond},
       {Address("2001:db8:20::2"), kSecond}, {Address("fe80::3"), kSecond}};
   if (Chance(5)) situation.own_addresses->push_back({Address("192.168.77.2"), kSecond});
+  if (Chance(5)) situation.own_addresses->push_back({Address("fe80::2"), kSecond});
   if (Chance(blank_percent_)) situation.own_addresses.reset();
 
   const std::size_t count = 1 + Below(3);

@@ -5,6 +5,8 @@ Listens on 127.0.0.1:47501 in the machine. A client sends lines and gets one rep
   call FUNCTION                      the Win32 error that the call must fail with, or 0
   view                               how to report routes, as "hop windows metrics 1=75 2=25": the knob
                                      on-link-hop, and the metric of each interface by its index
+  ipv6-routes                        the IPv6 routes: "routes", then five words for each: destination,
+                                     prefix length, next hop, interface index, metric
   route create DEST MASK HOP IF METRIC   creates the route; 0 or a Win32 error
   route delete DEST MASK HOP IF METRIC   deletes the route; 0 or a Win32 error
   wts out|back|unknown               counts a buffer that the stand-in wtsapi32.dll handed out, got
@@ -137,6 +139,8 @@ class Connection(socketserver.StreamRequestHandler):
                 return str(forward_table.delete(*row))
             case ["view"]:
                 return state.view()
+            case ["ipv6-routes"]:
+                return " ".join(["routes", *forward_table.ipv6_words()])
             case ["wts", event] if event in state.buffers:
                 with state.lock:
                     state.buffers[event] += 1

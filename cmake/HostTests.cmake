@@ -20,4 +20,5 @@ add_host_tests(client client)
 
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.
-target_sources(contract_tests PRIVATE tests/contract/stage_simulated.cpp)
+target_sources(contract_tests PRIVATE
+  tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)

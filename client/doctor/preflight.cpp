@@ -30,15 +30,6 @@ std::wstring ProgramOf(const std::wstring& command_line) {
   return command_line.substr(0, command_line.find(L' '));
 }
 
-ServiceEnvironment ReadServiceEnvironment() {
-  const Result<std::vector<std::wstring>> texts = ReadRegistryTexts(
-      std::wstring(L"SYSTEM\\CurrentControlSet\\Services\\") + kServiceName, L"Environment");
-  ServiceEnvironment environment{.error = texts.Error(), .entries = {}};
-  if (!texts) return environment;
-  for (const std::wstring& text : *texts) environment.entries.push_back(WideToUtf8(text));
-  return environment;
-}
-
 // Of the switch the machine scope's value counts when Windows starts.
 bool ServiceSwitchesBypassOn(const Preflight& preflight) {
   const std::optional<bool> on =
@@ -97,17 +88,6 @@ Preflight BeginPreflight(bool any_server) {
   return preflight;
 }
 
-std::string ServiceEnvironment::ValueOf(const std::string& name) const {
-  const std::string beginning = AsciiToLower(name) + "=";
-  std::string value;
-  for (const std::string& entry : entries) {
-    if (AsciiToLower(entry.substr(0, beginning.size())) == beginning) {
-      value = entry.substr(beginning.size());
-    }
-  }
-  return value;
-}
-
 std::string ServiceValue(const Preflight& preflight, const std::string& name) {
   const std::string own = preflight.own.ValueOf(name);
   return own.empty() ? ReadEnvAllScopes(WidenBytes(name)).machine : own;
@@ -129,13 +109,6 @@ void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips) {
   std::string list;
   for (const std::string& ip : all) list += (list.empty() ? "" : ",") + ip;
   preflight.wanted[kName] = list.empty() ? "YOUR.PUBLIC.IPV4.ADDRESS" : list;
-}
-
-std::optional<bool> ParseBypassSwitch(const std::string& word) {
-  const std::string text = AsciiToLower(word);
-  if (text == "1" || text == "true" || text == "yes") return true;
-  if (text == "0" || text == "false" || text == "no") return false;
-  return std::nullopt;
 }
 
 }  // namespace veltrane

@@ -10,19 +10,12 @@
 
 #include "bypass/candidates.h"
 #include "client/exchange/reply.h"
+#include "client/forecast/worlds.h"
+#include "client/survey/service_settings.h"
 #include "guard/route_guard_result.h"
 #include "platform/service_facts.h"
 
 namespace veltrane {
-
-// The value "Environment" of the service's own key: what comes first in what the service reads.
-struct ServiceEnvironment {
-  std::uint32_t error = 0;           // 2: there is none; 0 or 2: it is known
-  std::vector<std::string> entries;  // "NAME=value"
-
-  bool IsKnown() const { return error == 0 || error == 2; }
-  std::string ValueOf(const std::string& name) const;  // empty when there is none
-};
 
 struct Preflight {
   bool any_server = false;
@@ -55,9 +48,5 @@ std::string ServiceValue(const Preflight& preflight, const std::string& name);
 
 // Adds addresses to the ones that ADMIN_BYPASS_IP is to have.
 void WantAddresses(Preflight& preflight, const std::vector<std::string>& ips);
-
-// Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
-// that the service ignores.
-std::optional<bool> ParseBypassSwitch(const std::string& word);
 
 }  // namespace veltrane

@@ -77,14 +77,15 @@ struct Outlook {
   ForecastVerdict verdict = ForecastVerdict::kUnknown;
   Cause cause = Cause::kPinUnclear;
   KnownWay now;
-  std::optional<KnownWay> after;      // for kTunnel, kMoves and kStays
-  std::optional<IpNetwork> network;   // of kNetworkTaken and kSlashZero
-  std::string error;                  // of kRefused and kUndone: the error of the reply
-  std::string failure_reason;         // of kRefused and kUndone: from the reply's report
-  std::vector<Setting> settled_by;    // settings that are not known, and that change the verdict
-  bool new_connections_only = false;  // kTunnel, but an established connection may survive, because
-                                      // Windows sends from the interface of its own address
-  bool replaces_tunnel = false;       // a tunnel is up: even a refusal loses its phase and pins
+  std::optional<KnownWay> after;    // for kTunnel, kMoves and kStays
+  std::vector<IpNetwork> networks;  // of kNetworkTaken the one, of kSlashZero all of length /0
+  std::string error;                // of kRefused and kUndone: the error of the reply
+  std::string failure_reason;       // of kRefused and kUndone: from the reply's report
+  std::vector<Setting> settled_by;  // settings that are not known, and that change the verdict
+  bool may_survive = false;         // of kTunnel and kMoves: an established connection may survive
+                                    // all the same, because Windows sends from the interface of
+                                    // the connection's own address
+  bool replaces_tunnel = false;     // a tunnel is up: even a refusal loses its phase and pins
 };
 
 // Returns the outlooks of the subjects in their order. A subject that is `kRdpConnection` and has

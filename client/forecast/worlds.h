@@ -34,11 +34,11 @@ struct KnownSettings {
 
 // One combination of settings that is possible.
 struct World {
-  bool guard = false;                // the default-route guard is in force
-  bool bypass = false;               // the bypass is enabled
-  std::vector<std::string> named;    // the tokens of ADMIN_BYPASS_IP, then of ADMIN_BYPASS_IPS
-  bool names_every_address = false;  // a list that is not known names every address asked about
-  bool names_unpinnable = false;     // ... and one for which no route can be created
+  bool guard = false;              // the default-route guard is in force
+  bool bypass = false;             // the bypass is enabled
+  std::vector<std::string> named;  // the tokens of ADMIN_BYPASS_IP, then of ADMIN_BYPASS_IPS
+  bool names_subject = false;      // a list that is not known names whoever is asked about
+  bool names_unpinnable = false;   // ... or somebody for whom no route can be created
   bool in_remote_session = false;
   bool guard_overridden = false;  // the error above: the connect is refused (poc_env_read_failed)
 
@@ -47,12 +47,18 @@ struct World {
   std::array<std::size_t, kSettingNames.size()> choices{};
 };
 
-// Lists the worlds that are possible; never empty. A value is read as the service reads it: the
-// guard by ParseEnvBool; the switch in any case as 1, true, yes, 0, false or no, and as absent
-// otherwise; the lists by SplitAddressList. A guard that is not known is on or off; a switch that
-// is not known is on, off or absent; a list that is not known names nobody, everybody asked about,
-// or somebody who cannot be pinned. An unknown list that is not empty turns the bypass on unless
-// the switch says otherwise. Pure function.
+// Lists the worlds that are possible; never empty. A known value is read as the service reads it:
+// the guard by ParseEnvBool, the switch by ParseBypassSwitch, the lists by SplitAddressList; a list
+// that is not empty turns the bypass on unless the switch says otherwise. Otherwise, in this order,
+//   - the guard is off or on;
+//   - the switch is absent, on or off;
+//   - a list is empty, or it is not and names nobody else, the subject, or somebody who cannot be
+//     pinned. More names could only refuse the connect, which the last one does.
+// Pure function.
 std::vector<World> ListWorlds(const KnownSettings& settings);
+
+// Whether this value of VELTRANE_POC_ADMIN_BYPASS turns the bypass on or off; nullopt for a value
+// that the service ignores.
+std::optional<bool> ParseBypassSwitch(const std::string& word);
 
 }  // namespace veltrane

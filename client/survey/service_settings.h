@@ -18,14 +18,21 @@ struct ServiceEnvironment {
 
   bool IsKnown() const { return error == 0 || error == 2; }
 
-  // Whether an entry names it, with a value or with none.
-  bool Names(const std::string& name) const;
+  // The values of the entries of this name in any case, in order; an entry without a value has an
+  // empty one.
+  std::vector<std::string> ValuesOf(const std::string& name) const;
 
-  // The value of the last entry of this name in any case; empty when there is none.
+  // Whether an entry names it, with a value or with none.
+  bool Names(const std::string& name) const { return !ValuesOf(name).empty(); }
+
+  // The value of the last of them; empty when there is none.
   std::string ValueOf(const std::string& name) const;
 };
 
-// Reads it (HKLM\SYSTEM\CurrentControlSet\Services\VeltraneVpnTunnel).
+// The key of the service under HKEY_LOCAL_MACHINE.
+std::wstring ServiceKey();
+
+// Reads it.
 ServiceEnvironment ReadServiceEnvironment();
 
 // Reads the settings of a service in console mode, which are assumed to be those of this process.

@@ -1,0 +1,111 @@
+#include "client/forecast/pins.h"
+
+#include <algorithm>
+#include <set>
+
+#include "bypass/candidates.h"
+#include "bypass/host_routes.h"
+
+namespace veltrane {
+namespace {
+
+constexpr std::uint32_t kHostPrefix = 32;
+
+// Whom the service would pin.
+struct Candidates {
+  std::set<IpAddress> required;
+  std::set<IpAddress> optional;
+};
+
+bool IsPublic(const IpAddress& address) {
+  return address.family == IpFamily::kIpv4 && IsPublicIpv4(AddressText(address));
+}
+
+// Whether the service takes an address as a candidate. An address of the machine's own is none.
+bool IsCandidate(const IpAddress& address, const std::vector<OwnAddress>& own) {
+  return IsPublic(address) && std::none_of(own.begin(), own.end(), [&](const OwnAddress& entry) {
+           return entry.address == address;
+         });
+}
+
+Candidates FindCandidates(const Situation& situation, const World& world, const Subject& subject) {
+  const std::vector<OwnAddress>& own = *situation.own_addresses;
+  Candidates candidates;
+  for (const std::string& token : world.named) {
+    const std::optional<IpAddress> address = ParseAddress(token);
+    if (address && IsCandidate(*address, own)) candidates.required.insert(*address);
+  }
+  if (world.names_subject && IsCandidate(subject.address, own)) {
+    candidates.required.insert(subject.address);
+  }
+  for (const IpAddress& peer : *situation.rdp_peers) {
+    if (IsCandidate(peer, own)) candidates.required.insert(peer);
+  }
+  for (const IpAddress& client : situation.session_clients) {
+    if (IsCandidate(client, own)) candidates.optional.insert(client);
+  }
+  return candidates;
+}
+
+// Whether there is a host route, or one can be created: Windows refuses one whose metric is below
+// that of its interface, and one that is there already whatever its metric.
+Pin PinOf(const IpAddress& address, const Situation& situation) {
+  for (const IpRoute& route : *situation.ipv4_routes) {
+    if (route.prefix_length == kHostPrefix && route.destination == address &&
+        route.next_hop == situation.gateway->next_hop &&
+        route.interface_index == situation.gateway->interface_index) {
+      return route.metric <= kHighestGoodMetric ? Pin::kYes : Pin::kNo;
+    }
+  }
+  const std::optional<std::uint32_t> metric =
+      FactsOf(situation, situation.gateway->interface_index).ipv4_metric;
+  if (!metric) return Pin::kPerhaps;
+  return *metric <= kPinnedMetric ? Pin::kYes : Pin::kNo;
+}
+
+// The first thing that is missing to tell what the bypass would do.
+std::optional<Cause> FindMissing(const Situation& situation) {
+  if (!situation.ipv4_routes) return Cause::kTableUnread;
+  if (!situation.own_addresses) return Cause::kOwnAddressesUnread;
+  if (!situation.gateway || !situation.rdp_peers) return Cause::kPinUnclear;
+  return std::nullopt;
+}
+
+void Refuse(Plan& plan, const std::string& failure_reason) {
+  plan.end = Plan::End::kRefused;
+  plan.error = "admin_bypass_failed";
+  plan.failure_reason = failure_reason;
+  plan.unclear.reset();
+}
+
+void SetUnclear(Plan& plan, Cause cause) { plan.unclear = plan.unclear.value_or(cause); }
+
+}  // namespace
+
+void PlanPins(const Situation& situation, const World& world, const Subject& subject, Plan& plan) {
+  if (world.names_unpinnable) return Refuse(plan, "route_add_failed");
+  if (const std::optional<Cause> missing = FindMissing(situation)) {
+    if (IsPublic(subject.address)) plan.pin = Pin::kPerhaps;
+    return SetUnclear(plan, *missing);
+  }
+  const Candidates candidates = FindCandidates(situation, world, subject);
+  if (candidates.required.empty()) return Refuse(plan, "no_admin_bypass_ips");
+  if (IsUnspecified(situation.gateway->next_hop)) return Refuse(plan, "physical_gateway_missing");
+  for (const IpAddress& address : candidates.required) {
+    if (PinOf(address, situation) == Pin::kNo) return Refuse(plan, "route_add_failed");
+  }
+  for (const IpAddress& address : candidates.required) {
+    if (PinOf(address, situation) == Pin::kPerhaps) SetUnclear(plan, Cause::kPinUnclear);
+  }
+  if (candidates.required.contains(subject.address) ||
+      candidates.optional.contains(subject.address)) {
+    plan.pin = PinOf(subject.address, situation);
+  } else if (!situation.all_sessions_read &&
+             IsCandidate(subject.address, *situation.own_addresses) &&
+             PinOf(subject.address, situation) != Pin::kNo) {
+    plan.pin = Pin::kPerhaps;
+  }
+  if (plan.pin == Pin::kPerhaps) SetUnclear(plan, Cause::kPinUnclear);
+}
+
+}  // namespace veltrane

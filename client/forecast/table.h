@@ -1,0 +1,36 @@
+#pragma once
+
+// Looking up where packets leave. Pure functions.
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "client/forecast/networks.h"
+#include "client/forecast/situation.h"
+
+namespace veltrane {
+
+// A row of a forward table.
+struct TableRow {
+  IpNetwork network;
+  Way way;
+  std::uint32_t metric = 0;
+  bool new_tunnel = false;  // of the tunnel that the connect starts; it has no way yet
+  bool pin = false;         // a host route that the service has pinned
+};
+
+struct LookUp {
+  std::optional<TableRow> best;
+  bool equals = false;  // another row that leads elsewhere is as good, so that `best` is a guess
+};
+
+// Finds the row for an address, of all or of one interface: the longest prefix, then the new
+// tunnel, then the lowest metric.
+LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
+                   std::optional<std::uint32_t> only_interface = std::nullopt);
+
+// Returns the rows of today's table of this family; nullopt when it could not be read.
+std::optional<std::vector<TableRow>> RowsToday(const Situation& situation, IpFamily family);
+
+}  // namespace veltrane

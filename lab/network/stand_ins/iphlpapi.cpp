@@ -179,8 +179,13 @@ void WINAPI StandInFreeMibTable(void* table) { HeapFree(GetProcessHeap(), 0, tab
 ULONG WINAPI StandInGetAdaptersAddresses(ULONG family, ULONG flags, void* reserved,
                                          IP_ADAPTER_ADDRESSES* adapters, ULONG* size) {
   if (const DWORD status = lab::FaultOf("GetAdaptersAddresses")) return status;
-  return Real<decltype(GetAdaptersAddresses)>("GetAdaptersAddresses")(family, flags, reserved,
-                                                                      adapters, size);
+  const ULONG status = Real<decltype(GetAdaptersAddresses)>("GetAdaptersAddresses")(
+      family, flags, reserved, adapters, size);
+  if (status != NO_ERROR) return status;
+  for (IP_ADAPTER_ADDRESSES* row = adapters; row != nullptr; row = row->Next) {
+    row->Ipv6IfIndex = row->IfIndex;  // Wine leaves it 0
+  }
+  return status;
 }
 
 DWORD WINAPI StandInGetExtendedTcpTable(void* table, DWORD* size, BOOL sorted, ULONG family,

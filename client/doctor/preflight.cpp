@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "client/screens/forecast_texts.h"
 #include "guard/settings.h"
 #include "platform/environment.h"
 #include "platform/text.h"
@@ -76,15 +77,18 @@ void ReadEffectiveSettings(Preflight& preflight) {
 
 }  // namespace
 
-Preflight BeginPreflight(bool any_server) {
+Preflight BeginPreflight(const SurveyQuestion& question) {
   Preflight preflight;
-  preflight.any_server = any_server;
+  preflight.any_server = question.any_server;
+  preflight.question = question;
   preflight.service = ReadServiceFacts(kServiceName);
   if (preflight.service) preflight.program = ProgramOf(preflight.service->command_line);
   preflight.tunnel = ReadServiceFacts(kTunnelServiceName);
   if (preflight.tunnel) preflight.conf = LastQuoted(preflight.tunnel->command_line);
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);
+  preflight.survey = SurveyMachine(question);
+  preflight.forecast = WorstFirst(MakeForecast(preflight.survey.situation));
   return preflight;
 }
 

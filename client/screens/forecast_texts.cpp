@@ -107,8 +107,7 @@ std::string CauseText(const Outlook& outlook) {
       return "AllowedIPs has " + NetworksText(outlook.networks) +
              " and one peer: " + kLibraryBlocks;
     case Cause::kAssumedCatchAll:
-      return "without a profile this is the answer for 0.0.0.0/0, ::/0, with which " +
-             std::string(kLibraryBlocks);
+      return "a catch-all stands in for a profile";
     case Cause::kNetworkTaken:
       return "its packets would leave by the tunnel, which takes " + NetworksText(outlook.networks);
     case Cause::kPinnedElsewhere:

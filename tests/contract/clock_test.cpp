@@ -35,6 +35,10 @@ TEST_F(Clock, CountsTheMillisecondsSinceWindowsWasStarted) {
   EXPECT_LE(passed, 60'000U);
 }
 
+TEST_F(Clock, CountsNoLessThanTheTimeThatTheSystemWasAwake) {
+  EXPECT_GE(UptimeMilliseconds() + 1000, stage.MillisecondsAwake());
+}
+
 TEST_F(Clock, CountsFromBeforeAnyProcessWasStarted) {
   const std::int64_t own_start = stage.OwnStart();
   const auto uptime = static_cast<std::int64_t>(UptimeMilliseconds()) * (kTicksPerSecond / 1000);

@@ -215,7 +215,9 @@ class Stage {
 
   // The UTC time by another clock than platform's, in its units.
   std::int64_t OtherClock() const;
-  // When this process was started, by that clock.
+  // How long the system has not been asleep since it was started, by another clock.
+  std::uint64_t MillisecondsAwake() const;
+  // When this process was started, by the first of these clocks.
   std::int64_t OwnStart();
 
   Printed Capture(const std::function<void()>& act);

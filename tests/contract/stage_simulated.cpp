@@ -136,6 +136,8 @@ void Stage::ForbidRegistryKey() {
 
 std::int64_t Stage::OtherClock() const { return state_->machine.clock.Ticks(); }
 
+std::uint64_t Stage::MillisecondsAwake() const { return state_->machine.clock.Uptime(); }
+
 std::int64_t Stage::OwnStart() {
   const std::int64_t start = OtherClock() - 5 * 60 * kTicksPerSecond;
   state_->client.process_starts[OwnProcessId()] = start;

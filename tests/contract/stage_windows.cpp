@@ -199,6 +199,13 @@ void Stage::UnsetVariable(const std::wstring& name) { WriteVariable(*state_, nam
 
 std::int64_t Stage::OtherClock() const { return TicksOf(std::chrono::system_clock::now()); }
 
+std::uint64_t Stage::MillisecondsAwake() const {
+  constexpr ULONGLONG kTicksPerMillisecond = 10'000;
+  ULONGLONG ticks = 0;
+  EXPECT_TRUE(QueryUnbiasedInterruptTime(&ticks));
+  return ticks / kTicksPerMillisecond;
+}
+
 std::int64_t Stage::OwnStart() { return TicksOf(own_start); }
 
 std::optional<std::uint32_t> Stage::ConsoleSession() {

@@ -1,5 +1,7 @@
 // The stage over Windows: the registry.
 
+#include <windows.h>
+
 #include <sddl.h>
 
 #include "tests/contract/stage_windows.h"

@@ -40,11 +40,12 @@ std::optional<std::uint32_t> InterfaceOf(const std::optional<IpAddress>& address
   return std::nullopt;
 }
 
-// The interface that a packet to the subject has to leave by, wherever the table leads: that of a
-// link-local address.
-std::optional<std::uint32_t> ZoneOf(const Subject& subject) {
-  if (!IsIpv6LinkLocal(subject.address) || subject.scope_id == 0) return std::nullopt;
-  return subject.scope_id;
+// The interface that a packet to a link-local address has to leave by, wherever the table leads;
+// for a connection the one that it came to.
+std::optional<std::uint32_t> ZoneOf(const Situation& situation, const Subject& subject) {
+  if (!IsIpv6LinkLocal(subject.address)) return std::nullopt;
+  if (subject.reason == SubjectReason::kRdpConnection) return InterfaceOf(subject.local, situation);
+  return subject.scope_id == 0 ? std::nullopt : std::optional(subject.scope_id);
 }
 
 Today FindToday(const Situation& situation, const Subject& subject,
@@ -55,7 +56,7 @@ Today FindToday(const Situation& situation, const Subject& subject,
     return {std::nullopt,
             situation.own_addresses ? Cause::kArrivalUnclear : Cause::kOwnAddressesUnread};
   }
-  const auto only = connected ? arrival : ZoneOf(subject);
+  const auto only = connected ? arrival : ZoneOf(situation, subject);
   const LookUp found = FindBestRow(rows, subject.address, only);
   if (!found.best) {
     return {std::nullopt, connected ? Cause::kArrivalUnclear : Cause::kNoWayToday};
@@ -133,7 +134,7 @@ std::optional<Cause> FindDoubt(const Situation& situation, const Way& way) {
 // An address to which no route of the table leads, or not in the way that the table says.
 std::optional<Cause> FindOddity(const Situation& situation, const Subject& subject) {
   if (IsLoopback(subject.address)) return Cause::kLoopback;
-  if (IsIpv6LinkLocal(subject.address) && subject.scope_id == 0) return Cause::kZoneMissing;
+  if (IsIpv6LinkLocal(subject.address) && !ZoneOf(situation, subject)) return Cause::kZoneMissing;
   if (!situation.own_addresses) return Cause::kOwnAddressesUnread;
   if (InterfaceOf(subject.address, situation)) return Cause::kOwnAddress;
   return std::nullopt;
@@ -168,7 +169,7 @@ Judgement JudgeConnected(const Situation& situation, const Subject& subject, con
   const auto rows = RowsToday(situation, subject.address.family);
   if (!rows) return Unknown(Cause::kTableUnread);
   const LookUp after = FindBestRow(RowsAfter(situation, subject, plan, pin, *rows), subject.address,
-                                   ZoneOf(subject));
+                                   ZoneOf(situation, subject));
   if (after.best && after.best->new_tunnel) {
     return {.verdict = ForecastVerdict::kTunnel,
             .cause = Cause::kNetworkTaken,

@@ -31,8 +31,8 @@ std::size_t WideLength(const std::string& utf8) {
   return length;
 }
 
-// The values of the service's own entries of this name. What the control manager makes of a
-// reference to another variable is not documented.
+// The values of the service's own entries of this name; none when there is no such entry. What the
+// control manager makes of a reference to another variable is not documented.
 PossibleValues OwnValues(const ServiceEnvironment& own, const std::string& name) {
   const std::vector<std::string> values = own.ValuesOf(name);
   if (std::any_of(values.begin(), values.end(),
@@ -55,13 +55,17 @@ PossibleValues StoredValues(const StoredValue& machine, const StoredValue& accou
   return values;
 }
 
+// Whether an own entry without a value hides a stored one is not documented: both may be.
 PossibleValues ProcessValues(const RegisteredFacts& facts, Setting setting) {
   if (!facts.own_is_proved) return std::nullopt;
   const char* name = NameOf(setting);
-  if (facts.own.Names(name)) return OwnValues(facts.own, name);
+  PossibleValues own = OwnValues(facts.own, name);
+  if (!own || (!own->empty() && !own->contains(""))) return own;
   if (!facts.stored_is_proved) return std::nullopt;
   const auto index = static_cast<std::size_t>(setting);
-  return StoredValues(facts.machine[index], facts.account[index]);
+  PossibleValues stored = StoredValues(facts.machine[index], facts.account[index]);
+  if (stored) stored->merge(*own);
+  return stored;
 }
 
 // What the service gets when it reads the value; empty when it gets none.
@@ -77,7 +81,7 @@ KnownValue AsTheServiceReadsIt(const StoredValue& value) {
 KnownValue LaterValue(const RegisteredFacts& facts, Setting setting) {
   if (setting == Setting::kBypassSwitch) return "";
   const auto index = static_cast<std::size_t>(setting);
-  const KnownValue machine = AsTheServiceReadsIt(facts.machine[index]);
+  KnownValue machine = AsTheServiceReadsIt(facts.machine[index]);
   if (!machine || !machine->empty()) return machine;
   return AsTheServiceReadsIt(facts.account[index]);
 }

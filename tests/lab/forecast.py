@@ -5,6 +5,7 @@ import dataclasses
 import json
 import os
 import pathlib
+import socket
 import subprocess
 import sys
 import traceback
@@ -12,7 +13,7 @@ import traceback
 import forecast_people
 import forecast_report as report
 import forecast_services as services
-from forecast_judgement import Circumstances, Happened, end_of, error_of, judge
+from forecast_judgement import DISAGREES, Circumstances, Happened, end_of, error_of, judge
 from forecast_matrix import MATRIX
 from forecast_probe import Connections, outcome
 from harness import Lab
@@ -20,6 +21,7 @@ from veltrane_lab import places, windows
 from veltrane_lab.tell import tell
 
 PREPARE = "prepare_windows"
+COULD_CUT_OFF = 12  # an exit code of doctor
 PROFILE = windows.PROGRAM / "asked.conf"
 
 
@@ -55,6 +57,14 @@ def ask_doctor(combination):
         raise AssertionError(f"no forecast: exit code {done.returncode} {done.stderr}") from error
 
 
+def expect_exit_code(forecast, exit_code):
+    """12 when the forecast endangers somebody who is connected now."""
+    endangered = [row["address"] for row in forecast if row["reason"] == "rdp_connection" and
+                  row["verdict"] not in ("stays", "refused")]
+    if endangered and exit_code != COULD_CUT_OFF:
+        raise AssertionError(f"exit code {exit_code} although {endangered} could be cut off")
+
+
 def forecast_of(person, forecast):
     """Returns the row of the forecast that is about this person's connection, or None."""
     for row in forecast:
@@ -80,6 +90,8 @@ def run(combination, lab):
         lab.change_machine(*combination.machine)
     if combination.strong_host:
         lab.use_strong_host_sends()
+    if combination.session:
+        (windows.PROGRAM / "sessions.txt").write_text(f"1 0 {combination.session}\n")
     service = start_service(lab, combination)
     connections = Connections(lab, combination.people)
     if combination.already_up:
@@ -87,7 +99,11 @@ def run(combination, lab):
         service.wait_for_tunnel()
     before = connections.observe()
     request = write_profile(combination)
+    if combination.unreadable:
+        tell(f"fault {combination.unreadable} 1+ 50")
     forecast, exit_code = ask_doctor(combination)
+    tell("faults none")
+    expect_exit_code(forecast, exit_code)
     reply = service.connect(**request)
     if reply["ok"]:
         service.wait_for_tunnel()
@@ -101,12 +117,24 @@ def run(combination, lab):
             for person in combination.people if before[person].echoes]
 
 
+def way_of(way):
+    """An interface and a next hop, as the probe notes them."""
+    with places.inside(places.MACHINE):
+        return socket.if_indextoname(way["interface"]), way.get("next_hop", "")
+
+
 def make_row(combination, person, forecast, reply, before, after):
     happened = Happened(end_of(reply), outcome(before, after), error_of(reply))
-    circumstances = Circumstances(combination.service is None, combination.strong_host,
-                                  person.local == places.SECOND_IP)
+    circumstances = Circumstances(
+        settings_known=combination.service is None or combination.service.is_known,
+        all_read=not combination.unreadable, by_connection=person.by_remote_desktop,
+        strong_host=combination.strong_host,
+        by_second_adapter=person.local == places.SECOND_IP)
     verdict, detail = forecast.get("verdict", "none"), forecast.get("detail", "")
     judgement, why = judge(verdict, detail, happened, circumstances)
+    if verdict == "stays" and not way_of(forecast["now"]) == way_of(forecast["after"]) == (
+            after.interface, after.next_hop):
+        judgement, why = DISAGREES, "the packets left by another way than the forecast's"
     return {"combination": str(combination), "address": person.address, "local": person.local,
             "port": person.port, "stand_ins": person.over_ipv6, "verdict": verdict,
             "detail": detail, "now": forecast.get("now"), "after": forecast.get("after"),
@@ -123,8 +151,7 @@ def run_all(combinations):
     for combination in combinations:
         try:
             if combination.service is not None:
-                client.close()
-                client = services.restart_windows(combination.service)
+                client = services.restart_windows(client, combination.service)
             with Lab(client) as lab:
                 new = run(combination, lab)
         except Exception:  # one combination must not take the others along

@@ -10,6 +10,7 @@ STRONG_HOST = "packets leave by the interface of their source address here (stro
               "which the forecast does not count on"
 BY_DESTINATION = "the first adapter sent to them before the connect too: Linux sends by the " \
                  "destination, the forecast takes the adapter by which they came"
+NOT_READ = "the client could not read something that the service could"
 SETTINGS_UNKNOWN = "the client cannot know the settings of the service"
 
 
@@ -27,6 +28,8 @@ class Circumstances:
     """What may explain a verdict that was too dark."""
 
     settings_known: bool = True
+    all_read: bool = True
+    by_connection: bool = True  # asked about an established connection, not an address alone
     strong_host: bool = False
     by_second_adapter: bool = False
 
@@ -93,8 +96,12 @@ def _judge_error(verdict, detail, happened, circumstances):
 def _judge_darkness(verdict, detail, happened, circumstances):
     if not circumstances.settings_known:
         return TOO_DARK, SETTINGS_UNKNOWN
+    if not circumstances.all_read:
+        return TOO_DARK, NOT_READ
     if verdict in ("tunnel", "moves") and happened.end == "connected":
         if circumstances.strong_host:
+            if circumstances.by_connection and "may survive" not in detail:
+                return DISAGREES, "the detail does not say that the connection may survive"
             return TOO_DARK, STRONG_HOST
         if verdict == "moves" and circumstances.by_second_adapter:
             return TOO_DARK, BY_DESTINATION

@@ -34,7 +34,7 @@ def _remove_row_by_another_gateway():
 
 def _bring_up_other_tunnel():
     """Another program's, with a default route that loses against the physical one."""
-    places.check_in(MACHINE, "ip", "tuntap", "add", "mode", "tun", "name", OTHER_TUNNEL)
+    places.plug_in(OTHER_TUNNEL, 201, "other-end")
     places.check_in(MACHINE, "ip", "address", "add", "10.99.0.2/32", "dev", OTHER_TUNNEL)
     places.check_in(MACHINE, "ip", "link", "set", OTHER_TUNNEL, "up")
     places.check_in(MACHINE, "ip", "route", "add", "default", "dev", OTHER_TUNNEL, "metric", 9)

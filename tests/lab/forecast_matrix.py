@@ -8,16 +8,18 @@ from forecast_people import EVERYBODY, NAMED, NAMED_TOO, NOBODY_TO_PIN, OF_TWO_A
 
 @dataclasses.dataclass(frozen=True)
 class Registered:
-    """A service of the control manager, whose settings the client cannot always know. `own_value` is
-    written to the value Environment of the service's key when the service is already running, and
-    `machine_later` to the machine's environment when Windows is. `proved`: the keys have not been
-    written since Windows started."""
+    """A service of the control manager, whose settings the client cannot always know."""
 
-    machine_at_boot: tuple = ()
-    machine_later: tuple = ()
-    own_value: tuple = ()
+    machine_at_boot: tuple = ()  # the machine's environment when Windows starts
+    machine_later: tuple = ()  # ... and what is written to it while the service runs
+    own_at_start: tuple = ()  # the value Environment of the service's key when the service starts
+    own_later: tuple = ()  # ... and what it is when the service runs
     client: tuple = ()  # the environment of the client's process
-    proved: bool = False
+
+    @property
+    def is_known(self):
+        """A value of the service's own that names every setting, and that nobody touches."""
+        return len(self.own_at_start) == 4 and not self.own_later
 
 
 @dataclasses.dataclass(frozen=True)
@@ -30,6 +32,8 @@ class Combination:
     machine: tuple | None = machines.PLAIN
     strong_host: bool = False
     already_up: str = ""  # AllowedIPs of the tunnel that is up when the question is asked
+    session: str = ""  # the client address of a Remote Desktop session
+    unreadable: str = ""  # the function that fails for the client, and not for the service
     service: Registered | None = None
 
     def __str__(self):
@@ -37,10 +41,12 @@ class Combination:
                  _text_of(self.settings), f"metric {self.metric}", machines.NAMES[self.machine],
                  "strong host sends" if self.strong_host else "",
                  f"over a tunnel with {self.already_up}" if self.already_up else "",
+                 f"session of {self.session}" if self.session else "",
+                 f"{self.unreadable} fails" if self.unreadable else "",
                  "nobody public at 3389" if self.people is NOBODY_TO_PIN else ""]
         if self.service:
             parts.append("registered service")
-            parts += [f"{name} {_text_of(value) if isinstance(value, tuple) else value}"
+            parts += [f"{name} {_text_of(value)}"
                       for name, value in dataclasses.asdict(self.service).items() if value]
         return "; ".join(part for part in parts if part)
 
@@ -115,24 +121,43 @@ MATRIX += [Combination(networks, mode, strong_host=True)
            for networks in (TUNNELS_OWN, HALVES, CATCH_ALL, "192.168.77.0/24")
            for mode in (OFF, BY_CONNECTION)]
 
+# The client of a session, whom the service pins if it can.
+MATRIX += [Combination(HALVES, mode, metric=metric, session=NAMED_TOO.address)
+           for mode, metric in ((BY_CONNECTION, 1), (OFF, 1), (BY_CONNECTION, 25))]
+# What the client cannot read.
+MATRIX += [Combination(networks, BY_CONNECTION, unreadable=function)
+           for networks, function in ((HALVES, "GetIpForwardTable"), (ALL_HALVES, "GetIfEntry2"),
+                                      (ALL_HALVES, "GetIpForwardTable2"), (HALVES, "GetBestRoute"),
+                                      (HALVES, "GetIpInterfaceEntry"),
+                                      (HALVES, "GetAdaptersAddresses"),
+                                      (HALVES, "WTSEnumerateSessionsW"))]
+
 # The client's environment is not the service's.
 NAMED_IN_VAIN = (("ADMIN_BYPASS_IP", f"{PUBLIC.address},{NAMED.address}"),)
-SERVICES = (
+UNKNOWN = (
     Registered(),
-    Registered(proved=True),
     Registered(client=NAMED_IN_VAIN),
-    Registered(client=NAMED_IN_VAIN, proved=True),
-    Registered(client=GUARD, proved=True),
+    Registered(client=GUARD),
     Registered(machine_at_boot=NAMED_IN_VAIN),
-    Registered(machine_at_boot=NAMED_IN_VAIN, proved=True),
-    Registered(machine_at_boot=GUARD, proved=True),
+    Registered(machine_at_boot=GUARD),
     Registered(machine_at_boot=NAMED_IN_VAIN, client=OFF),
-    Registered(machine_later=NAMED_IN_VAIN, proved=True),
-    Registered(own_value=NAMED_IN_VAIN),
-    Registered(own_value=NAMED_IN_VAIN + BY_CONNECTION + GUARD, proved=True),
+    Registered(machine_later=NAMED_IN_VAIN),
+    Registered(own_later=NAMED_IN_VAIN),
+    Registered(own_later=NAMED_IN_VAIN + BY_CONNECTION + GUARD),
 )
 MATRIX += [Combination(networks, service=service)
-           for service in SERVICES for networks in (HALVES, TUNNELS_OWN)]
+           for service in UNKNOWN for networks in (HALVES, TUNNELS_OWN)]
 MATRIX += [Combination(CATCH_ALL, service=service)
            for service in (Registered(client=GUARD), Registered(machine_at_boot=GUARD),
-                           Registered(own_value=GUARD))]
+                           Registered(own_later=GUARD))]
+# A value of the service's own that names every setting is known, as long as nobody writes the key.
+NO_GUARD = (("VELTRANE_POC_DISABLE_DEFAULT_ROUTE", "0"),)
+OWN_OFF = NO_GUARD + OFF + BY_ADDRESS
+OWN_ON = NO_GUARD + BY_CONNECTION + BY_ADDRESS
+OWN_GUARD = GUARD + OFF + BY_ADDRESS
+MATRIX += [Combination(networks, service=Registered(own_at_start=own, client=client))
+           for own, client in ((OWN_OFF, BY_CONNECTION), (OWN_ON, ()), (OWN_ON, OFF), (OWN_GUARD, ()))
+           for networks in (HALVES, TUNNELS_OWN, CATCH_ALL)]
+MATRIX += [Combination(networks, service=Registered(own_at_start=own, own_later=later))
+           for networks, own, later in ((HALVES, OWN_OFF, OWN_ON), (HALVES, OWN_ON, OWN_OFF),
+                                        (CATCH_ALL, OWN_OFF, OWN_GUARD))]

@@ -1,24 +1,19 @@
 """The service as the control manager runs it, with settings that differ from the client's.
 
 Wine's control manager gives a service the machine's environment as it was when Wine started, as that
-of Windows does. It ignores the value Environment of the service's own key, as that of Windows does
-with a value that is written after the start."""
+of Windows does. It ignores the value Environment of the service's own key, as that of Windows ignores
+one that is written after the start; one that is there before is played by the same settings in the
+machine's environment."""
 
-import re
 import subprocess
-import time
 
 from veltrane_lab import places, windows
 
 SERVICE = "VeltraneVpnTunnel"
 SERVICE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\{SERVICE}"
 ENVIRONMENT_KEY = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
-# The machine's environment in Wine's file, from its head to the next key.
-STORED_ENVIRONMENT = re.compile(
-    r"(?ms)^\[System\\\\CurrentControlSet\\\\Control\\\\Session Manager\\\\Environment\] (?P<seconds>\d+)\n"
-    r"#time=(?P<time>[0-9a-f]+)\n(?P<values>.*?)\n\n")
-LONG_AGO_SECONDS = 1262304000  # 2010
-FILETIME_OF_1970 = 116444736000000000
+EVERY_SETTING = ("VELTRANE_POC_DISABLE_DEFAULT_ROUTE", "VELTRANE_POC_ADMIN_BYPASS",
+                 "ADMIN_BYPASS_IP", "ADMIN_BYPASS_IPS")
 
 
 class RegisteredService(windows.Requests):
@@ -28,12 +23,9 @@ class RegisteredService(windows.Requests):
         super().__init__(client)
         _wine("net", "start", SERVICE)
         self.status()
-        for name, value in registered.machine_later:
-            _wine("reg", "add", ENVIRONMENT_KEY, "/v", name, "/d", value, "/f")
-        if registered.own_value:
-            entries = r"\0".join(f"{name}={value}" for name, value in registered.own_value)
-            _wine("reg", "add", SERVICE_KEY, "/v", "Environment", "/t", "REG_MULTI_SZ",
-                  "/d", entries, "/f")
+        _set_machine_environment(registered.machine_later)
+        if registered.own_later:
+            _set_own_value(registered.own_later)
 
     def kill(self):
         _wine("net", "stop", SERVICE, check=False)
@@ -42,39 +34,30 @@ class RegisteredService(windows.Requests):
                 windows.end_process(process)
 
 
-def restart_windows(registered):
-    """Starts Wine again, with a service that is registered and not yet running. No process under Wine
-    may be in use. Returns a new client, which holds Wine up."""
+def restart_windows(client, registered):
+    """Starts Wine again, with a service that is registered and not yet running. Ends the client, which
+    holds Wine up until then; returns one that does from then on."""
     _wine(windows.PROGRAM / "VeltraneVpnService.exe", "--install")
+    for name in EVERY_SETTING:
+        _wine("reg", "delete", ENVIRONMENT_KEY, "/v", name, "/f", check=False)
+    _set_machine_environment(registered.own_at_start or registered.machine_at_boot)
     _wine("reg", "delete", SERVICE_KEY, "/v", "Environment", "/f", check=False)
-    _end_wine()
-    _store_environment(registered.machine_at_boot, registered.proved)
+    if registered.own_at_start:
+        _set_own_value(registered.own_at_start)
+    client.close()
+    subprocess.run(["wineserver", "-k"], check=False)
+    subprocess.run(["wineserver", "-w"], check=True)
     return windows.PipeClient()
 
 
-def _store_environment(values, long_ago):
-    """Writes the machine's environment while Wine is down."""
-    file = windows.FOLDER / "prefix/system.reg"
-    text, count = STORED_ENVIRONMENT.subn(
-        lambda found: _environment_key(found, values, long_ago), file.read_text())
-    if count != 1:
-        raise AssertionError(f"{count} keys hold the machine's environment")
-    file.write_text(text)
+def _set_machine_environment(settings):
+    for name, value in settings:
+        _wine("reg", "add", ENVIRONMENT_KEY, "/v", name, "/d", value, "/f")
 
 
-def _environment_key(found, values, long_ago):
-    head = found.group(0).split("]")[0]
-    kept = [line for line in found["values"].splitlines()
-            if not line.startswith(('"VELTRANE_', '"ADMIN_BYPASS_'))]
-    added = [f'"{name}"="{value}"' for name, value in values]
-    seconds = LONG_AGO_SECONDS if long_ago else int(time.time())
-    moment = FILETIME_OF_1970 + seconds * 10_000_000
-    return "\n".join([f"{head}] {seconds}", f"#time={moment:x}", *kept, *added]) + "\n\n"
-
-
-def _end_wine():
-    subprocess.run(["wineserver", "-k"], check=False)
-    subprocess.run(["wineserver", "-w"], check=True)
+def _set_own_value(settings):
+    entries = r"\0".join(f"{name}={value}" for name, value in settings)
+    _wine("reg", "add", SERVICE_KEY, "/v", "Environment", "/t", "REG_MULTI_SZ", "/d", entries, "/f")
 
 
 def _wine(*arguments, check=True):

@@ -26,6 +26,7 @@ For people and scenarios (see `tell`):
                      start-delay SECONDS, stop SECONDS|never, default-route 0|1,
                      destroy-route DEST|none, crash SECONDS (0 for never)
   fault FUNCTION NTH STATUS   the NTH call from now on fails (NTH+: every later one too)
+  faults none        no call fails any more
   reset              resets all knobs and faults, and empties the call log
   calls              the calls since the reset, on one line
   buffers            "out 4 back 4 unknown 0": the buffers of wtsapi32.dll since the reset
@@ -160,6 +161,10 @@ class Connection(socketserver.StreamRequestHandler):
             case ["fault", function, nth, status]:
                 with state.lock:
                     return state.add_fault(function, nth, status)
+            case ["faults", "none"]:
+                with state.lock:
+                    state.faults = []
+                return "ok"
             case ["reset"]:
                 with state.lock:
                     state.reset()

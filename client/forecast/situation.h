@@ -57,7 +57,7 @@ struct Situation {
   std::vector<InterfaceFacts> interfaces;  // one that is missing is unknown in every respect
   std::optional<std::vector<OwnAddress>> own_addresses;
 
-  // The answer to the service's question for the way to 8.8.8.8; all zeros when that fails.
+  // The answer to the service's question for the way to 8.8.8.8; all zeros when there is none.
   std::optional<Way> gateway;
 
   TunnelToday tunnel_today = TunnelToday::kUnknown;

@@ -118,12 +118,25 @@ using Gateway = RoutesSurveyed;
 
 TEST_F(Gateway, IsTheWayToTheProbeAddress) {
   machine.routes.Add("8.8.8.8/32", "192.168.1.9", 7, 1);
-  EXPECT_EQ(SurveyGateway(), (Way{.interface_index = 7, .next_hop = Address("192.168.1.9")}));
+  EXPECT_EQ(SurveyGateway(SurveyIpv4Routes()),
+            (Way{.interface_index = 7, .next_hop = Address("192.168.1.9")}));
 }
 
 TEST_F(Gateway, IsAllZerosWhenThereIsNone) {
   machine.routes.Clear();
-  EXPECT_EQ(SurveyGateway(), (Way{.interface_index = 0, .next_hop = Address("0.0.0.0")}));
+  EXPECT_EQ(SurveyGateway(SurveyIpv4Routes()),
+            (Way{.interface_index = 0, .next_hop = Address("0.0.0.0")}));
+}
+
+TEST_F(Gateway, IsNotKnownWhenTheQuestionFailsAlthoughARouteLeadsThere) {
+  const std::optional<std::vector<IpRoute>> routes = SurveyIpv4Routes();
+  machine.FailAlways("FindBestRoute", 50);
+  EXPECT_EQ(SurveyGateway(routes), std::nullopt);
+}
+
+TEST_F(Gateway, IsNotKnownWhenNeitherTheQuestionNorTheTableIsAnswered) {
+  machine.FailAlways("FindBestRoute", 50);
+  EXPECT_EQ(SurveyGateway(std::nullopt), std::nullopt);
 }
 
 class Interfaces : public OnClientMachine {

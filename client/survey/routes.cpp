@@ -8,6 +8,7 @@
 #include <set>
 
 #include "bypass/apply.h"
+#include "client/forecast/networks.h"
 #include "guard/route_snapshots.h"
 #include "platform/interface_metric.h"
 #include "platform/ipv4.h"
@@ -24,6 +25,12 @@ std::optional<std::uint32_t> PrefixLength(std::uint32_t mask) {
   const int length = std::countl_one(bits);
   if (std::popcount(bits) != length) return std::nullopt;
   return static_cast<std::uint32_t>(length);
+}
+
+// Whether a row is there to stay: not an invalid one, nor one that a router's redirect has made,
+// which Windows drops after some minutes.
+bool IsKept(const ForwardRow& row) {
+  return row.type != kRouteTypeInvalid && row.proto != kRouteProtoIcmp;
 }
 
 std::uint32_t AddMetrics(std::uint32_t route, std::uint32_t interface) {
@@ -55,6 +62,7 @@ std::optional<std::vector<IpRoute>> SurveyIpv4Routes() {
   if (!table) return std::nullopt;
   std::vector<IpRoute> routes;
   for (const ForwardRow& row : *table) {
+    if (!IsKept(row)) continue;
     const std::optional<std::uint32_t> length = PrefixLength(row.mask);
     if (!length) return std::nullopt;
     routes.push_back({.destination = Ipv4Address(row.dest),
@@ -79,10 +87,20 @@ std::optional<std::vector<IpRoute>> SurveyIpv6Routes() {
   return routes;
 }
 
-Way SurveyGateway() {
-  const Result<BestRoute> route = FindBestRoute(ParseIpv4(kProbeAddress).value_or(0));
-  if (!route) return {};
-  return {.interface_index = route->interface_index, .next_hop = Ipv4Address(route->next_hop)};
+std::optional<Way> SurveyGateway(const std::optional<std::vector<IpRoute>>& ipv4_routes) {
+  const std::uint32_t probe = ParseIpv4(kProbeAddress).value_or(0);
+  const Result<BestRoute> route = FindBestRoute(probe);
+  if (route) {
+    return Way{.interface_index = route->interface_index, .next_hop = Ipv4Address(route->next_hop)};
+  }
+  const auto leads_there = [address = Ipv4Address(probe)](const IpRoute& row) {
+    return IpNetwork{.address = row.destination, .prefix_length = row.prefix_length}.Contains(
+        address);
+  };
+  if (!ipv4_routes || std::any_of(ipv4_routes->begin(), ipv4_routes->end(), leads_there)) {
+    return std::nullopt;
+  }
+  return Way();
 }
 
 std::vector<InterfaceFacts> SurveyInterfaces(const Situation& situation) {

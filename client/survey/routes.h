@@ -18,8 +18,9 @@ IpAddress Ipv4Address(std::uint32_t address);
 std::optional<std::vector<IpRoute>> SurveyIpv4Routes();
 std::optional<std::vector<IpRoute>> SurveyIpv6Routes();
 
-// The service's question for the gateway; all zeros when it fails.
-Way SurveyGateway();
+// The service's question for the gateway. All zeros when it fails because no route of the table
+// leads there, which the service finds too; nullopt when it fails for another reason.
+std::optional<Way> SurveyGateway(const std::optional<std::vector<IpRoute>>& ipv4_routes);
 
 // Reads the facts of every interface that the tables or the own addresses name, by rising index.
 std::vector<InterfaceFacts> SurveyInterfaces(const Situation& situation);

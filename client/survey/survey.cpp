@@ -36,7 +36,7 @@ void SurveyNetwork(Situation& situation) {
   situation.ipv6_routes = SurveyIpv6Routes();
   situation.own_addresses = ReadOwnAddresses();
   situation.interfaces = SurveyInterfaces(situation);
-  situation.gateway = SurveyGateway();
+  situation.gateway = SurveyGateway(situation.ipv4_routes);
   const TunnelFacts tunnel = SurveyTunnel(situation.interfaces);
   situation.tunnel_today = tunnel.today;
   situation.tunnel_interface = tunnel.interface_index;

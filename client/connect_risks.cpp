@@ -9,6 +9,7 @@
 #include "client/connect/caution.h"
 #include "client/failure.h"
 #include "client/screens/forecast_texts.h"
+#include "client/text/split.h"
 #include "client/text/utf8.h"
 #include "platform/environment.h"
 #include "platform/sessions.h"
@@ -63,7 +64,11 @@ void ShowOutlooks(const std::vector<Outlook>& outlooks, bool assumed, Display& d
                             ": " + DetailOf(outlook, assumed)) +
                   "\n");
     const std::string fix = FixOf(outlook);
-    if (!fix.empty()) display.Print("  fix: " + Printable(fix) + "\n");
+    const char* label = "  fix: ";
+    for (const std::string_view line : Split(fix, '\n')) {
+      if (!line.empty()) display.Print(label + Printable(line) + "\n");
+      label = "       ";
+    }
   }
 }
 

@@ -56,6 +56,7 @@ TEST_F(Connect, StatusAndDisconnectWithAdministratorsAndTimer) {
   machine.environment.SetMachine(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"3600");
   machine.environment.SetUser(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"60");
   machine.connections.AddEstablished(3389, "198.51.100.7");
+  side.interface_metrics[12] = 1;
   machine.sessions.AddActive(2, "198.51.100.9");
   machine.clock.RunInSteps();
   StartService();
@@ -209,6 +210,7 @@ TEST_F(Connect, AsJsonPrintsNothingElse) {
 TEST_F(Connect, ARefusedConnectShowsTheReportsAndWhatToDo) {
   machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   machine.FailAlways("CreateForwardRow", 160);
+  side.interface_metrics[12] = 1;
   StartService();
   EXPECT_EQ(Run({"connect", kConfPath}), 1);
   EXPECT_EQ(side.Output().substr(side.Output().find("refused: ")),

@@ -150,6 +150,28 @@ TEST_F(DoctorForecast, InConsoleModeTheSettingsAreAssumed) {
       "today\n");
 }
 
+TEST_F(DoctorForecast, HalvesWithoutTheGuardAreWhatTheyAre) {
+  EXPECT_EQ(ExamineProfile("128.0.0.0/1, 0.0.0.0/1"), 0);
+  EXPECT_EQ(Group("forecast").find("halves"), std::string::npos);
+}
+
+TEST_F(DoctorForecast, HalvesUnderTheGuardAreAWarning) {
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  EXPECT_EQ(ExamineProfile("::/1, 8000::/1"), 10);
+  EXPECT_EQ(
+      Group("forecast"),
+      "  ok    profile  AllowedIPs ::/1, 8000::/1, Address 10.7.3.9/32\n"
+      "  warn  halves   the default-route guard is on, or may be: it does not see a catch-all "
+      "in two halves, and nobody is pinned under it\n"
+      "  note  nobody   no Remote Desktop connection, and no setting names an address: ask for "
+      "one with --from ADDRESS\n");
+}
+
+TEST_F(DoctorForecast, OneHalfIsNoCatchAll) {
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  EXPECT_EQ(ExamineProfile("0.0.0.0/1, 8000::/1"), 0);
+}
+
 TEST_F(DoctorForecast, AsJsonItIsAMemberOfItsOwn) {
   SetAdministrator();
   EXPECT_EQ(ExamineProfile(kHalves, {"--json"}), 0);

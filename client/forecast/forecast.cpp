@@ -47,8 +47,9 @@ std::string ItemFor(const IpNetwork& network, const Situation& situation, const 
 
 // The addresses that the tunnel itself gets; nullopt when they are not known.
 std::optional<std::vector<IpAddress>> TunnelAddresses(const Situation& situation) {
+  const std::string list = situation.address.value_or("");
   std::vector<IpAddress> addresses;
-  for (const std::string_view item : Split(situation.address.value_or(""), ',')) {
+  for (const std::string_view item : Split(list, ',')) {
     const std::string_view text = Trimmed(item);
     const std::optional<IpAddress> address = ParseAddress(text.substr(0, text.find('/')));
     if (!address || !ParseNetwork(text)) return std::nullopt;

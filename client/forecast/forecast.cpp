@@ -85,7 +85,8 @@ std::optional<Cause> FindDoubt(const Situation& situation, const Way& way) {
 // Why the table does not say where packets to an address go.
 std::optional<Cause> FindOddity(const Situation& situation, const Subject& subject) {
   const IpAddress& address = subject.address;
-  if (!IsOfMachine(address)) return Cause::kNobodys;
+  const auto rows = RowsToday(situation, address.family);
+  if (!IsOfMachine(address) || (rows && IsBroadcastOfLink(*rows, address))) return Cause::kNobodys;
   if (IsLoopback(address)) return Cause::kLoopback;
   if (!situation.own_addresses) return Cause::kOwnAddressesUnread;
   if (IsIpv6LinkLocal(address) && !ZoneOf(situation, subject)) return Cause::kZoneMissing;

@@ -116,6 +116,9 @@ MATRIX += [Combination(networks, mode, people=OF_TWO_ADAPTERS, machine=machines.
                        strong_host=strong)
            for networks in (TUNNELS_OWN, HALVES, "198.18.0.0/24")
            for mode, strong in ((OFF, False), (BY_CONNECTION, False), (BY_CONNECTION, True))]
+MATRIX += [Combination(networks, mode, people=OF_TWO_ADAPTERS,
+                       machine=machines.SECOND_ADAPTER_WITH_ROW)
+           for networks in (TUNNELS_OWN, HALVES) for mode in (OFF, BY_CONNECTION)]
 # Packets that leave by the interface of their source, as on Windows.
 MATRIX += [Combination(networks, mode, strong_host=True)
            for networks in (TUNNELS_OWN, HALVES, CATCH_ALL, "192.168.77.0/24")

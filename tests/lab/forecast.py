@@ -13,7 +13,8 @@ import traceback
 import forecast_people
 import forecast_report as report
 import forecast_services as services
-from forecast_judgement import DISAGREES, Circumstances, Happened, end_of, error_of, judge
+from forecast_judgement import (AGREES, DISAGREES, Circumstances, Happened, end_of,
+                                error_of, judge)
 from forecast_matrix import MATRIX
 from forecast_probe import Connections, outcome
 from harness import Lab
@@ -132,9 +133,10 @@ def make_row(combination, person, forecast, reply, before, after):
         by_second_adapter=person.local == places.SECOND_IP)
     verdict, detail = forecast.get("verdict", "none"), forecast.get("detail", "")
     judgement, why = judge(verdict, detail, happened, circumstances)
-    if verdict == "stays" and not way_of(forecast["now"]) == way_of(forecast["after"]) == (
-            after.interface, after.next_hop):
-        judgement, why = DISAGREES, "the packets left by another way than the forecast's"
+    if (verdict, judgement) == ("stays", AGREES):
+        foretold = {way_of(forecast["now"]), way_of(forecast["after"])}
+        if foretold != {(after.interface, after.next_hop)}:
+            judgement, why = DISAGREES, "the packets left by another way than the forecast's"
     return {"combination": str(combination), "address": person.address, "local": person.local,
             "port": person.port, "stand_ins": person.over_ipv6, "verdict": verdict,
             "detail": detail, "now": forecast.get("now"), "after": forecast.get("after"),

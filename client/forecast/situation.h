@@ -35,7 +35,7 @@ struct InterfaceFacts {
   std::uint32_t index = 0;
   // Whether the service takes it for a tunnel by its label (IsTunnelInterface).
   std::optional<bool> labelled_tunnel;
-  std::optional<bool> hardware;
+  std::optional<bool> hardware;  // ... that is up
   std::optional<std::uint32_t> ipv4_metric;
 };
 

@@ -1,5 +1,6 @@
 #include "client/forecast/table.h"
 
+#include <algorithm>
 #include <tuple>
 
 namespace veltrane {
@@ -12,6 +13,10 @@ std::tuple<std::int64_t, bool, std::uint32_t> RankOf(const TableRow& row) {
 
 }  // namespace
 
+bool LeadsBy(const Way& way, const LookUp& found) {
+  return std::find(found.ways.begin(), found.ways.end(), way) != found.ways.end();
+}
+
 LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
                    std::optional<std::uint32_t> only_interface) {
   LookUp found;
@@ -19,9 +24,9 @@ LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
     if (!row.network.Contains(address)) continue;
     if (only_interface && (row.new_tunnel || row.way.interface_index != *only_interface)) continue;
     if (!found.best || RankOf(row) < RankOf(*found.best)) {
-      found = {row, false};
-    } else if (RankOf(row) == RankOf(*found.best) && row.way != found.best->way) {
-      found.equals = true;
+      found = {row, {row.way}};
+    } else if (RankOf(row) == RankOf(*found.best) && !LeadsBy(row.way, found)) {
+      found.ways.push_back(row.way);
     }
   }
   return found;

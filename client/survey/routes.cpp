@@ -27,6 +27,12 @@ std::optional<std::uint32_t> PrefixLength(std::uint32_t mask) {
   return static_cast<std::uint32_t>(length);
 }
 
+// Whether a row is there to stay: not an invalid one, nor one that a router's redirect has made,
+// which Windows drops after some minutes.
+bool IsKept(const ForwardRow& row) {
+  return row.type != kRouteTypeInvalid && row.proto != kRouteProtoIcmp;
+}
+
 std::uint32_t AddMetrics(std::uint32_t route, std::uint32_t interface) {
   constexpr std::uint32_t kHighest = std::numeric_limits<std::uint32_t>::max();
   return route > kHighest - interface ? kHighest : route + interface;
@@ -56,6 +62,7 @@ std::optional<std::vector<IpRoute>> SurveyIpv4Routes() {
   if (!table) return std::nullopt;
   std::vector<IpRoute> routes;
   for (const ForwardRow& row : *table) {
+    if (!IsKept(row)) continue;
     const std::optional<std::uint32_t> length = PrefixLength(row.mask);
     if (!length) return std::nullopt;
     routes.push_back({.destination = Ipv4Address(row.dest),

@@ -45,6 +45,20 @@ TEST_F(RoutesSurveyed, OfIpv4HavePrefixesOfAnyLength) {
   EXPECT_EQ(lengths, (std::vector<std::uint32_t>{1, 12, 25, 32}));
 }
 
+// What a router's redirect has made goes after some minutes.
+TEST_F(RoutesSurveyed, OfIpv4AreNeitherInvalidNorMadeByARedirect) {
+  ForwardRow invalid = simulated::MakeRoute("203.0.113.5/32", "192.168.1.1", 12, 1);
+  invalid.type = 2;
+  ForwardRow redirected = simulated::MakeRoute("203.0.113.6/32", "192.168.1.9", 12, 1);
+  redirected.proto = 4;
+  const std::size_t before = SurveyIpv4Routes().value().size();
+  machine.routes.Add(invalid);
+  machine.routes.Add(redirected);
+  EXPECT_EQ(SurveyIpv4Routes().value().size(), before);
+  machine.routes.Add("203.0.113.7/32", "192.168.1.1", 12, 1);
+  EXPECT_EQ(SurveyIpv4Routes().value().size(), before + 1);
+}
+
 TEST_F(RoutesSurveyed, OfIpv4AreUnreadableWhenTheTableIs) {
   machine.FailAlways("ReadForwardTable", 50);
   EXPECT_EQ(SurveyIpv4Routes(), std::nullopt);

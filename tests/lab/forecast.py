@@ -104,6 +104,11 @@ def run(combination, lab):
         tell(f"fault {combination.unreadable} 1+ 50")
     forecast, exit_code = ask_doctor(combination)
     tell("faults none")
+    if combination.unpinnable_session:
+        tell("fault CreateIpForwardEntry 2 87")
+        # The check after the start must not read the table while the tunnel changes it, or it may miss
+        # a row and create every route again.
+        tell("knob start-delay 2")
     expect_exit_code(forecast, exit_code)
     reply = service.connect(**request)
     if reply["ok"]:
@@ -129,6 +134,7 @@ def make_row(combination, person, forecast, reply, before, after):
     circumstances = Circumstances(
         settings_known=combination.service is None or combination.service.is_known,
         all_read=not combination.unreadable, by_connection=person.by_remote_desktop,
+        pinned_if_possible=person.address == combination.session,
         strong_host=combination.strong_host,
         by_second_adapter=person.local == places.SECOND_IP)
     verdict, detail = forecast.get("verdict", "none"), forecast.get("detail", "")

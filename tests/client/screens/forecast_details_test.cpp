@@ -105,9 +105,6 @@ INSTANTIATE_TEST_SUITE_P(
                     "by which interface the connection came is not clear, or that interface has no "
                     "route back"},
         UnknownCase{Cause::kWaysAreEqual, "two different routes to it are equally good"},
-        UnknownCase{Cause::kOtherTunnel,
-                    "it is reached through another tunnel, 192.168.1.1 on interface 12, whose own "
-                    "packets the connect may take"},
         UnknownCase{Cause::kInterfaceUnproved,
                     "an interface that decides is not known to be hardware that is up; it may be "
                     "another tunnel, whose own packets the connect may take"},
@@ -129,6 +126,14 @@ INSTANTIATE_TEST_SUITE_P(
                     "Address is the gateway's or one that the machine has already"},
         UnknownCase{Cause::kProfileUnread, "AllowedIPs or Address is not a list of networks"},
         UnknownCase{Cause::kPinUnclear, "whether it would be pinned is not known"}));
+
+TEST(ForecastDetail, OfAnotherTunnelNamesItOnce) {
+  Outlook outlook = With(ForecastVerdict::kUnknown, Cause::kOtherTunnel);
+  outlook.now = {.kind = KnownWay::Kind::kTunnel, .way = {40, Ip("10.8.0.1")}};
+  EXPECT_EQ(Detail(outlook),
+            "it is reached through another tunnel, 10.8.0.1 on interface 40, whose own packets the "
+            "connect may take");
+}
 
 TEST(ForecastDetail, OfAConnectThatIsUndone) {
   Outlook outlook = With(ForecastVerdict::kUndone, Cause::kTunnelDefaultRoute);

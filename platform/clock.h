@@ -15,6 +15,9 @@ inline constexpr std::int64_t kTicksPerSecond = 10'000'000;
 // (GetSystemTimePreciseAsFileTime).
 std::int64_t UtcTicks();
 
+// Returns how long ago Windows was started, sleep and hibernation included (GetTickCount64).
+std::uint64_t UptimeMilliseconds();
+
 // Suspends the calling thread (Sleep).
 void SleepMilliseconds(std::uint32_t milliseconds);
 

@@ -13,7 +13,7 @@
 
 namespace veltrane {
 
-enum class RegistryRoot { kLocalMachine, kCurrentUser };
+enum class RegistryRoot { kLocalMachine, kCurrentUser, kUsers };
 
 // Reads a variable of the process environment into a buffer of `capacity` wide characters,
 // including the terminating zero (GetEnvironmentVariableW). Empty when the variable is absent,

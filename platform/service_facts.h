@@ -26,4 +26,10 @@ struct ServiceFacts {
 // service has this name.
 Result<ServiceFacts> ReadServiceFacts(const std::wstring& name);
 
+// Returns when a process was started (OpenProcess with PROCESS_QUERY_LIMITED_INFORMATION,
+// GetProcessTimes), in ticks of clock.h since 1970-01-01 00:00:00 UTC. Fails with 5 when the caller
+// may not ask, which is the rule for a user who asks about a service, and with 87 when there is no
+// such process.
+Result<std::int64_t> ReadProcessStart(std::uint32_t process_id);
+
 }  // namespace veltrane

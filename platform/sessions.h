@@ -43,7 +43,7 @@ std::uint32_t ActiveConsoleSession();
 std::optional<std::vector<Session>> ReadSessions();
 
 // Reads the address of a session's client (WTSQuerySessionInformationW with WTSClientAddress).
-// nullopt on failure, or when the call returns no buffer.
+// nullopt on failure, or when the call returns no buffer or too small a one.
 std::optional<ClientAddress> ReadClientAddress(std::uint32_t session_id);
 
 }  // namespace veltrane

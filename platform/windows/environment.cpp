@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "platform/registry.h"
+
 namespace veltrane {
 
 std::wstring ReadProcessVariable(const std::wstring& name, std::size_t capacity) {
@@ -16,15 +18,8 @@ std::wstring ReadProcessVariable(const std::wstring& name, std::size_t capacity)
 
 std::wstring ReadRegistryText(RegistryRoot root, const std::wstring& key, const std::wstring& name,
                               std::size_t capacity_bytes) {
-  const HKEY root_key =
-      root == RegistryRoot::kLocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
-  std::vector<wchar_t> buffer(capacity_bytes / sizeof(wchar_t));
-  DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
-  const LSTATUS status =
-      RegGetValueW(root_key, key.c_str(), name.c_str(), RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ,
-                   nullptr, buffer.data(), &size);
-  if (status != ERROR_SUCCESS) return {};
-  return std::wstring(buffer.data());  // RegGetValueW always terminates the string
+  const Result<std::wstring> text = FindRegistryText(root, key, name, capacity_bytes);
+  return text ? *text : std::wstring();
 }
 
 Result<std::vector<std::wstring>> ReadRegistryTexts(const std::wstring& key,

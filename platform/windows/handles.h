@@ -16,6 +16,9 @@ using UniqueHandle = Owner<void, CloseAnyHandle>;
 inline void CloseServiceControl(SC_HANDLE handle) noexcept { CloseServiceHandle(handle); }
 using ServiceHandle = Owner<SC_HANDLE__, CloseServiceControl>;
 
+inline void CloseRegistryKey(HKEY key) noexcept { RegCloseKey(key); }
+using RegistryKey = Owner<HKEY__, CloseRegistryKey>;
+
 // Memory from LocalAlloc, including what the security functions allocate with it.
 inline void FreeLocalMemory(void* memory) noexcept { LocalFree(memory); }
 template <typename T>

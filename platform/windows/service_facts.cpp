@@ -5,12 +5,15 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/windows/file_time.h"
 #include "platform/windows/handles.h"
 
 namespace veltrane {
 namespace {
 
 static_assert(kErrorServiceDoesNotExist == ERROR_SERVICE_DOES_NOT_EXIST);
+
+constexpr DWORD kMostConfigBytes = 8 * 1024;  // as documented for QueryServiceConfigW
 
 Result<ServiceFacts> Failure() { return Result<ServiceFacts>::Failure(GetLastError()); }
 
@@ -29,11 +32,9 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
                             sizeof(status), &needed)) {
     return Failure();
   }
-  QueryServiceConfigW(service.get(), nullptr, 0, &needed);
-  if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return Failure();
-  std::vector<std::byte> buffer(needed);
+  std::vector<std::byte> buffer(kMostConfigBytes);
   auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
-  if (!QueryServiceConfigW(service.get(), config, needed, &needed)) return Failure();
+  if (!QueryServiceConfigW(service.get(), config, kMostConfigBytes, &needed)) return Failure();
 
   ServiceFacts facts;
   facts.state = status.dwCurrentState;
@@ -41,6 +42,16 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   if (config->lpBinaryPathName != nullptr) facts.command_line = config->lpBinaryPathName;
   if (config->lpServiceStartName != nullptr) facts.account = config->lpServiceStartName;
   return facts;
+}
+
+Result<std::int64_t> ReadProcessStart(std::uint32_t process_id) {
+  const UniqueHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+  if (!process) return Result<std::int64_t>::Failure(GetLastError());
+  FILETIME start{}, exit{}, kernel{}, user{};
+  if (!GetProcessTimes(process.get(), &start, &exit, &kernel, &user)) {
+    return Result<std::int64_t>::Failure(GetLastError());
+  }
+  return UnixTicks(start);
 }
 
 }  // namespace veltrane

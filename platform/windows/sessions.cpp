@@ -39,7 +39,7 @@ std::optional<ClientAddress> ReadClientAddress(std::uint32_t session_id) {
   const BOOL answered = WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session_id,
                                                     WTSClientAddress, &buffer, &size);
   const WtsMemory<wchar_t> owner(buffer);
-  if (!answered || buffer == nullptr) return std::nullopt;
+  if (!answered || buffer == nullptr || size < sizeof(WTS_CLIENT_ADDRESS)) return std::nullopt;
   const auto* address = reinterpret_cast<const WTS_CLIENT_ADDRESS*>(buffer);
   ClientAddress client{.family = address->AddressFamily};
   static_assert(sizeof(address->Address) == sizeof(client.bytes));

@@ -92,15 +92,15 @@ TEST_F(EnvScopes, AreAllReadInOrderEvenWhenTheFirstHasAValue) {
 }
 
 TEST_F(EnvScopes, OfTheMachineAndTheUserAreTheirKeysInTheRegistry) {
-  machine.environment.SetRegistry(RegistryRoot::kLocalMachine, kMachineKey, kName, L"120");
-  machine.environment.SetRegistry(RegistryRoot::kCurrentUser, L"Environment", kName, L"90");
+  machine.registry.SetText(RegistryRoot::kLocalMachine, kMachineKey, kName, L"120");
+  machine.registry.SetText(RegistryRoot::kCurrentUser, L"Environment", kName, L"90");
   EXPECT_EQ(Read(), "|120|90 -> 120");
   EXPECT_EQ(AutoStopSeconds(), 120);
 }
 
 TEST_F(EnvScopes, AreNotReadFromOtherKeysOrOtherVariables) {
-  machine.environment.SetRegistry(RegistryRoot::kLocalMachine, L"Environment", kName, L"1");
-  machine.environment.SetRegistry(RegistryRoot::kCurrentUser, kMachineKey, kName, L"1");
+  machine.registry.SetText(RegistryRoot::kLocalMachine, L"Environment", kName, L"1");
+  machine.registry.SetText(RegistryRoot::kCurrentUser, kMachineKey, kName, L"1");
   machine.environment.SetProcess(L"VELTRANE_POC_AUTO_STOP", L"1");
   EXPECT_EQ(Read(), "|| -> ");
 }

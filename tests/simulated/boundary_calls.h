@@ -2,8 +2,8 @@
 
 // Every call of the boundary: the name under which Fail, OnCall, Calls::Of and the like know it,
 // and its text in the log, which is the name and what the comment shows. A comment also says what
-// else a call does that is made to fail. The calls of the client alone are not among them; their
-// switches are in client_side.h.
+// else a call does that is made to fail. Calls of the client alone whose switches are in
+// client_side.h are not among them.
 //
 // Any other name, and making an unfailing call fail, is a mistake of the test and ends the process.
 
@@ -27,6 +27,7 @@ constexpr BoundaryCall Unlogged(std::string_view name) { return {name, false, tr
 // clang-format off
 inline constexpr std::array kBoundaryCalls{
     Unfailing("UtcTicks"),
+    Unfailing("UptimeMilliseconds"),
     Unfailing("Sleep"),                      // 1000
     Reading("ReadTcpConnections"),
     Unfailing("PrintOutput"),                // service installed (without the line feed)
@@ -37,6 +38,12 @@ inline constexpr std::array kBoundaryCalls{
     Reading("ReadProcessVariable"),          // ADMIN_BYPASS_IP
     Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
     Reading("ReadRegistryTexts"),            // Environment
+    Reading("FindRegistryText"),             // HKU S-1-5-18\Environment\ADMIN_BYPASS_IP
+    Reading("TestExpandableText"),           // HKU S-1-5-18\Environment\ADMIN_BYPASS_IP
+    Reading("ReadRegistryNumber"),           // HKLM SYSTEM\...\RDP-Tcp\PortNumber
+    Reading("ListRegistryKeys"),             // HKLM SYSTEM\...\WinStations
+    Reading("ReadKeyWriteTime"),             // HKU S-1-5-18\Environment
+    Reading("ReadProcessStart"),             // 4711
     Changing("CreateFolders"),               // C:\ProgramData\Veltrane\tunnels
     Reading("TestExistence"),                // C:\...\active.conf
     Changing("OutputFile.Open"),             // C:\...\active.conf.tmp
@@ -69,6 +76,11 @@ inline constexpr std::array kBoundaryCalls{
     Reading("FindBestRoute"),                // 203.0.113.5
     Reading("ReadInterfaceNames"),           // 12
     Reading("ReadAdapterAddresses"),
+    Reading("ReadIpv6Routes"),
+    Reading("ReadEstablishedConnections"),   // IPv6
+    Reading("ReadOwnAddresses"),
+    Reading("ReadIpv6InterfaceMetric"),      // 12
+    Reading("IsHardwareInterface"),          // 12
     Reading("MakeNtSid"),                    // S-1-5-18
     Reading("ReadSessionUserSid"),           // 1
     Reading("MakeSecurityAttributes"),       // 3 entries

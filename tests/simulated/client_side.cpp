@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/clock.h"
 #include "platform/file_input.h"
 #include "platform/interface_metric.h"
 #include "platform/pipe_client.h"
@@ -63,6 +64,18 @@ bool ClientSide::HasWiped(std::string_view text) const {
   return std::any_of(wiped_.begin(), wiped_.end(), [text](const std::string& block) {
     return block.find(text) != std::string::npos;
   });
+}
+
+Result<std::int64_t> ClientSide::ProcessStart(std::uint32_t process_id) const {
+  constexpr std::uint32_t kNoProcess = 87;  // ERROR_INVALID_PARAMETER
+  const auto start = process_starts.find(process_id);
+  if (start != process_starts.end()) return start->second;
+  if (process_id != service_process && process_id != pipe_server) {
+    return Result<std::int64_t>::Failure(kNoProcess);
+  }
+  const Clock& clock = Machine::Current().clock;
+  const auto uptime = static_cast<std::int64_t>(clock.Uptime()) * (kTicksPerSecond / 1000);
+  return clock.Ticks() - uptime + std::min(60 * kTicksPerSecond, uptime / 2);
 }
 
 void ClientSide::Write(Stream stream, std::string_view bytes) {
@@ -181,6 +194,13 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   facts.command_line = record->settings.command_line;
   facts.account = side.account;
   return facts;
+}
+
+Result<std::int64_t> ReadProcessStart(std::uint32_t process_id) {
+  Machine& machine = Machine::Current();
+  const auto failure = machine.calls.Begin("ReadProcessStart", std::to_string(process_id));
+  if (failure) return Result<std::int64_t>::Failure(*failure);
+  return ClientSide::Current().ProcessStart(process_id);
 }
 
 Result<AccessList> ReadAccessList(const std::wstring& path) {

@@ -42,6 +42,11 @@ class ClientSide {
   std::uint32_t service_facts_error = 0;                     // what asking for any service answers
   std::uint32_t file_input_error = 0;                        // what reading any file answers
   std::map<std::uint32_t, std::uint32_t> interface_metrics;  // by index; the others are unreadable
+  std::map<std::uint32_t, std::uint32_t> ipv6_interface_metrics;  // likewise
+
+  // When a process was started, by its id, in UTC ticks since 1970. Those behind the pipe and the
+  // services were started a minute after Windows unless it is said here; others do not exist.
+  std::map<std::uint32_t, std::int64_t> process_starts;
 
   // Makes a stream a terminal of that many columns.
   void SetTerminal(Stream stream, std::size_t columns);
@@ -81,6 +86,7 @@ class ClientSide {
   bool HasWiped(std::string_view text) const;
 
   // For the boundary functions.
+  Result<std::int64_t> ProcessStart(std::uint32_t process_id) const;
   void Write(Stream stream, std::string_view bytes);
   std::optional<std::size_t> ChangeTerminal(Stream stream);
   void RestoreTerminals() { changed_terminals_.clear(); }

@@ -29,6 +29,22 @@ std::int64_t Clock::Ticks() const {
   return ticks_;
 }
 
+void Clock::SetUptime(std::uint64_t milliseconds) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  uptime_ticks_ = static_cast<std::int64_t>(milliseconds) * kTicksPerMillisecond;
+}
+
+std::uint64_t Clock::Uptime() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return static_cast<std::uint64_t>(uptime_ticks_ / kTicksPerMillisecond);
+}
+
+void Clock::MoveOn(std::int64_t ticks) {
+  ticks_ += ticks;
+  uptime_ticks_ += ticks;
+  core_.changed.notify_all();
+}
+
 void Clock::RunInSteps() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   stepped_ = true;
@@ -42,8 +58,7 @@ void Clock::RunFreely() {
 
 void Clock::Advance(std::uint32_t milliseconds) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  ticks_ += milliseconds * kTicksPerMillisecond;
-  core_.changed.notify_all();
+  MoveOn(milliseconds * kTicksPerMillisecond);
 }
 
 void Clock::AdvanceInSteps(std::size_t steps, std::uint32_t milliseconds, std::size_t sleepers) {
@@ -99,8 +114,7 @@ void Clock::Sleep(std::uint32_t milliseconds) {
     sleepers_.erase(sleeper);
     return;
   }
-  ticks_ += length;
-  core_.changed.notify_all();
+  MoveOn(length);
   lock.unlock();
   // A real pause keeps a loop that polls until another thread acts from filling the log meanwhile.
   std::this_thread::sleep_for(std::chrono::microseconds(50));
@@ -112,6 +126,12 @@ std::int64_t UtcTicks() {
   simulated::Machine& machine = simulated::Machine::Current();
   machine.calls.Begin("UtcTicks");
   return machine.clock.Ticks();
+}
+
+std::uint64_t UptimeMilliseconds() {
+  simulated::Machine& machine = simulated::Machine::Current();
+  machine.calls.Begin("UptimeMilliseconds");
+  return machine.clock.Uptime();
 }
 
 void SleepMilliseconds(std::uint32_t milliseconds) {

@@ -33,6 +33,11 @@ class Clock {
   void SetTicks(std::int64_t utc_ticks);  // 100 ns since 1970
   std::int64_t Ticks() const;
 
+  // Windows was started a day before. Sleeping and Advance let the uptime grow; setting the time
+  // does not change it.
+  void SetUptime(std::uint64_t milliseconds);
+  std::uint64_t Uptime() const;
+
   void RunInSteps();
   void RunFreely();  // wakes every sleeper
 
@@ -66,10 +71,12 @@ class Clock {
     std::uint32_t milliseconds;
   };
 
+  void MoveOn(std::int64_t ticks);
   std::size_t CountSleepers(std::optional<std::uint32_t> milliseconds) const;
 
   Core& core_;
   std::int64_t ticks_ = 17947959070000000;
+  std::int64_t uptime_ticks_ = 86'400 * 10'000'000LL;
   bool stepped_ = false;
   std::list<Sleeper> sleepers_;
   std::vector<std::uint32_t> sleeps_;

@@ -44,6 +44,7 @@
 #include "tests/simulated/files.h"
 #include "tests/simulated/libraries.h"
 #include "tests/simulated/pipes.h"
+#include "tests/simulated/registry.h"
 #include "tests/simulated/routes.h"
 #include "tests/simulated/security.h"
 #include "tests/simulated/service_host.h"
@@ -84,7 +85,8 @@ class Machine {
   Clock clock{core_};
   Connections connections{core_};
   Console console{core_};
-  Environment environment{core_};
+  Registry registry{core_};
+  Environment environment{core_, registry};
   Files files{core_};
   Libraries libraries{core_};
   Pipes pipes{core_};

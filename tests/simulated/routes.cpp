@@ -134,17 +134,12 @@ void Routes::SetMetricOfCreatedRows(std::uint32_t metric) {
 void Routes::AddInterface(std::uint32_t index, const std::wstring& alias,
                           const std::wstring& description) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  interfaces_[index] = {alias, description};
+  interfaces_[index].names = {alias, description};
 }
 
 void Routes::RemoveInterface(std::uint32_t index) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   interfaces_.erase(index);
-}
-
-void Routes::AddAdapterAddress(const std::string& address) {
-  const std::lock_guard<std::mutex> lock(core_.mutex);
-  adapter_addresses_.push_back(Ip(address));
 }
 
 void Routes::OverrideBestRoute(const BestRoute& answer) {
@@ -204,12 +199,7 @@ std::optional<InterfaceNames> Routes::Names(std::uint32_t index) const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const auto names = interfaces_.find(index);
   if (names == interfaces_.end()) return std::nullopt;
-  return names->second;
-}
-
-std::vector<std::uint32_t> Routes::AdapterAddresses() const {
-  const std::lock_guard<std::mutex> lock(core_.mutex);
-  return adapter_addresses_;
+  return names->second.names;
 }
 
 }  // namespace simulated
@@ -246,12 +236,6 @@ std::optional<InterfaceNames> ReadInterfaceNames(std::uint32_t interface_index) 
     return std::nullopt;
   }
   return machine.routes.Names(interface_index);
-}
-
-std::optional<std::vector<std::uint32_t>> ReadAdapterAddresses() {
-  Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ReadAdapterAddresses")) return std::nullopt;
-  return machine.routes.AdapterAddresses();
 }
 
 }  // namespace veltrane

@@ -1,6 +1,6 @@
 #pragma once
 
-// The routing table, the interfaces and the adapter addresses.
+// The routes of both families, the interfaces and the adapter addresses.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ip_network.h"
 #include "platform/routing.h"
 #include "tests/simulated/core.h"
 
@@ -18,6 +19,10 @@ namespace veltrane::simulated {
 // or 3 (direct) when the next hop is 0.0.0.0; protocol 3; everything else 0.
 ForwardRow MakeRoute(const std::string& destination, const std::string& next_hop,
                      std::uint32_t interface_index, std::uint32_t metric);
+
+// A row of IPv6: MakeIpv6Route("2001:db8::/32", "fe80::1", 12, 25); without a gateway, "::".
+IpRoute MakeIpv6Route(const std::string& destination, const std::string& next_hop,
+                      std::uint32_t interface_index, std::uint32_t metric);
 
 // A row as text: "203.0.113.5/32 via 192.168.1.1 if 12 metric 1".
 std::string RouteText(const ForwardRow& row);
@@ -30,6 +35,9 @@ std::string RouteText(const ForwardRow& row);
 // that is there answers 5010, and one of another protocol than 3 answers 87; deleting one that is
 // not there, or that is of another protocol, answers 1168. Neither the interface nor the gateway
 // has to exist. Every member may be called on any thread.
+//
+// Members that do not name IPv6 are about the IPv4 routes alone. The IPv6 routes are read in the
+// order in which they were added.
 class Routes {
  public:
   explicit Routes(Core& core) : core_(core) {}
@@ -42,6 +50,10 @@ class Routes {
   void Add(const ForwardRow& row);
   void Add(const std::string& destination, const std::string& next_hop,
            std::uint32_t interface_index, std::uint32_t metric);
+
+  void AddIpv6(const std::string& destination, const std::string& next_hop,
+               std::uint32_t interface_index, std::uint32_t metric);
+  void ClearIpv6();
 
   // Removes every row to this destination ("203.0.113.5/32"); returns how many there were.
   std::size_t Remove(const std::string& destination);
@@ -61,13 +73,16 @@ class Routes {
   // Rows that the program creates get this metric in the table, whatever it asked for.
   void SetMetricOfCreatedRows(std::uint32_t metric);
 
-  // Adding an interface that is there replaces its names.
+  // Adding an interface that is there replaces its names. It is hardware until SetHardware says
+  // that it is not.
   void AddInterface(std::uint32_t index, const std::wstring& alias,
                     const std::wstring& description = {});
   void RemoveInterface(std::uint32_t index);
+  void SetHardware(std::uint32_t index, bool is_hardware);
 
-  // Adapter addresses are listed in the order in which they were added.
-  void AddAdapterAddress(const std::string& address);
+  // Adapter addresses of both families are listed in the order in which they were added. The
+  // interface does not have to exist.
+  void AddAdapterAddress(const std::string& address, std::uint32_t interface_index = 12);
 
   // Every question for the best route gets this answer until Clear... is called. Otherwise the
   // answer is the matching row with the longest mask, then the lowest first metric, then the first
@@ -81,15 +96,24 @@ class Routes {
   std::uint32_t Delete(const ForwardRow& row);
   Result<BestRoute> Best(std::uint32_t dest) const;
   std::optional<InterfaceNames> Names(std::uint32_t index) const;
-  std::vector<std::uint32_t> AdapterAddresses() const;
+  std::vector<std::uint32_t> AdapterAddresses() const;  // of IPv4
+  std::vector<IpRoute> ReadIpv6() const;
+  std::vector<OwnAddress> OwnAddresses() const;
+  std::optional<bool> IsHardware(std::uint32_t index) const;
 
  private:
+  struct Interface {
+    InterfaceNames names;
+    bool is_hardware = true;
+  };
+
   Core& core_;
   std::vector<ForwardRow> rows_;
+  std::vector<IpRoute> ipv6_routes_;
   bool keep_order_ = false;
   std::optional<std::uint32_t> created_metric_;
-  std::map<std::uint32_t, InterfaceNames> interfaces_;
-  std::vector<std::uint32_t> adapter_addresses_;
+  std::map<std::uint32_t, Interface> interfaces_;
+  std::vector<OwnAddress> adapter_addresses_;
   std::optional<BestRoute> best_;
 };
 

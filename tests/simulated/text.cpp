@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <array>
 #include <cwchar>
 #include <locale>
@@ -88,6 +89,25 @@ std::string IpText(std::uint32_t address) {
   in_addr in{};
   in.s_addr = address;
   return inet_ntop(AF_INET, &in, text.data(), text.size()) == nullptr ? "" : text.data();
+}
+
+IpAddress Address(const std::string& text) {
+  IpAddress address;
+  const bool is_ipv6 = text.find(':') != std::string::npos;
+  if (is_ipv6) address.family = IpFamily::kIpv6;
+  if (inet_pton(is_ipv6 ? AF_INET6 : AF_INET, text.c_str(), address.bytes.data()) != 1) {
+    Die("no address: " + text);
+  }
+  return address;
+}
+
+IpAddress Unmapped(const IpAddress& address) {
+  constexpr std::array<std::uint8_t, 12> kMapped = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+  const bool is_mapped = std::equal(kMapped.begin(), kMapped.end(), address.bytes.begin());
+  if (address.family != IpFamily::kIpv6 || !is_mapped) return address;
+  IpAddress ipv4;
+  std::copy_n(address.bytes.begin() + kMapped.size(), 4, ipv4.bytes.begin());
+  return ipv4;
 }
 
 }  // namespace simulated

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/ip_network.h"
+
 namespace veltrane::simulated {
 
 // A wide text as the boundary holds it, one UTF-16 unit in each wchar_t, from a u"" literal. A
@@ -28,5 +30,11 @@ std::uint32_t Ip(const std::string& dotted);
 
 // The number as a dotted quad.
 std::string IpText(std::uint32_t address);
+
+// "203.0.113.5" or "2001:db8::5". Dies on anything else.
+IpAddress Address(const std::string& text);
+
+// The address as one of IPv4 when it is IPv4-mapped, and else as it is.
+IpAddress Unmapped(const IpAddress& address);
 
 }  // namespace veltrane::simulated

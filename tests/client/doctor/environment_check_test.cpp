@@ -6,8 +6,8 @@ namespace {
 class DoctorOnEnvironment : public OnExaminedMachine {
  protected:
   void SetOwn(const std::vector<std::wstring>& entries) {
-    machine.environment.SetRegistryTexts(L"SYSTEM\\CurrentControlSet\\Services\\VeltraneVpnTunnel",
-                                         L"Environment", entries);
+    machine.registry.SetTexts(L"SYSTEM\\CurrentControlSet\\Services\\VeltraneVpnTunnel",
+                              L"Environment", entries);
   }
 
   const std::string order =

@@ -38,6 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "  register                    Register the session nonce\n"
                    "  doctor                      Check whether connecting would work now; changes "
                    "nothing\n"
+                   "  confirm                     Keep the connection that waits for its "
+                   "confirmation\n"
                    "\n"
                    "Exit codes:\n"
                    "  0  done\n"
@@ -47,6 +49,9 @@ INSTANTIATE_TEST_SUITE_P(
                    "  4  the service cannot be reached; nothing was sent\n"
                    "  5  another program serves the pipe; nothing was sent\n"
                    "  6  no readable reply came back\n"
+                   "  7  somebody would be cut off; nothing was sent\n"
+                   "  8  the connection was not confirmed in time and has been undone\n"
+                   "  9  it was not confirmed in time and could not be undone\n"
                    "  doctor: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could "
                    "cut somebody off\n"
                    "\n"
@@ -157,6 +162,22 @@ INSTANTIATE_TEST_SUITE_P(
                    "Examples:\n"
                    "  veltranectl doctor\n"
                    "  veltranectl doctor --json\n"
+                   "\n"},
+        HelpScreen{"Confirm",
+                   {"confirm", "--help"},
+                   "Keep the connection that waits for its confirmation\n"
+                   "Usage: veltranectl confirm [OPTIONS]\n"
+                   "\n"
+                   "Options:\n"
+                   "  -h,--help                   Print this help message and exit\n"
+                   "  --json                      Print the outcome as JSON\n"
+                   "\n"
+                   "Run it in any session of the user who connected, or from an elevated prompt.\n"
+                   "Exit codes: 0 confirmed, 4 nothing waits for a confirmation, 8 too late\n"
+                   "\n"
+                   "Examples:\n"
+                   "  veltranectl connect office.conf --confirm 120\n"
+                   "  veltranectl confirm\n"
                    "\n"}),
     [](const auto& help) { return help.param.name; });
 

@@ -205,10 +205,9 @@ Result<WatchPost> WatchPost::Open() {
   return WatchPost(new Watchdogs::Post{watchdogs.LinkOfThisProcess()});
 }
 
-std::uint32_t WatchPost::TakeRequests(const std::wstring& pipe,
-                                      const std::vector<AccessEntry>& entries) {
+std::uint32_t WatchPost::Begin(const std::wstring& pipe, const std::vector<AccessEntry>& entries) {
   Watchdogs& watchdogs = simulated::TheWatchdogs();
-  if (watchdogs.requests_error != 0) return watchdogs.requests_error;
+  if (watchdogs.begin_error != 0) return watchdogs.begin_error;
   Machine& machine = Machine::Current();
   if (machine.pipes.IsServed(pipe)) return kErrorAccessDenied;
   const SecurityAttributesOwner attributes = MakeSecurityAttributes(entries);

@@ -38,9 +38,9 @@ class Watchdogs {
   void WatchdogEnds();
 
   // For the test of a watchdog.
-  bool has_client = true;            // otherwise standard input is not a pipe
-  std::uint32_t requests_error = 0;  // what beginning to take requests answers
-  std::vector<std::string> told;     // the lines that the client was sent
+  bool has_client = true;         // otherwise standard input is not a pipe
+  std::uint32_t begin_error = 0;  // what beginning to watch answers
+  std::vector<std::string> told;  // the lines that the client was sent
   void ClientSays(const std::string& line);
   void ClientEnds();
   void MustEnd();  // the user's session ends

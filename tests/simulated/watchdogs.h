@@ -25,7 +25,6 @@ class Watchdogs {
   Watchdogs();
   Watchdogs(const Watchdogs&) = delete;
   Watchdogs& operator=(const Watchdogs&) = delete;
-  ~Watchdogs();
 
   // For the test of a client.
   std::uint32_t start_error = 0;                            // what starting one answers
@@ -49,6 +48,7 @@ class Watchdogs {
   // real. It ends, at the latest, when the client has ended the connection.
   using Program = std::function<void(const std::vector<std::string>& arguments)>;
   void Run(Program program);
+  void Join();  // waits for its end
 
   // For the boundary functions.
   struct Link {
@@ -63,6 +63,7 @@ class Watchdogs {
     std::shared_ptr<Link> link;
     Pipes::Instance* requests = nullptr;
     enum class Request { kNone, kAwaitsAnswer, kAnswered } request = Request::kNone;
+    std::string received = {};
     std::optional<std::uint64_t> limit = std::nullopt;  // of the program that has the pipe
   };
   std::shared_ptr<Link> Start(const std::vector<std::string>& arguments);

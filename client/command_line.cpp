@@ -88,9 +88,9 @@ void AddConnectOptions(CLI::App& sub, Options& options) {
                  "Disconnect again unless that is confirmed within so many seconds")
       ->type_name("SECONDS")
       ->check(Between(10, 86400));
-  sub.add_flag("--wait{30}", options.wait_seconds,
-               "Wait until the tunnel runs, at most so many seconds (default 30)")
-      ->type_name("SECONDS")
+  sub.add_option("--wait", options.wait_seconds,
+                 "Wait until the tunnel runs, at most so many seconds (default 30)")
+      ->type_name("[SECONDS]")
       ->check(Between(1, 3600));
 }
 
@@ -142,11 +142,26 @@ constexpr Command kCommands[] = {
      .add_own_options = AddStatusOptions},
     {.name = "connect",
      .description = "Bring the tunnel up",
-     .footer = "Examples:\n"
-               "  veltranectl connect office.conf\n"
-               "  veltranectl connect profile.json --session 5c0e7a\n"
-               "  veltranectl connect office.conf --split-default --confirm 120\n"
-               "  type office.conf | veltranectl connect - --node-id office\n",
+     .footer =
+         "Before anything is sent, it is forecast who would still reach this machine. Exit "
+         "code 7, and\n"
+         "nothing sent, when somebody who is connected now would not stay.\n"
+         "\n"
+         "With --confirm the connection is undone unless the word that is asked for is typed "
+         "here, or\n"
+         "\"veltranectl confirm\" is run, in time. When Windows restarts, the tunnel is down "
+         "in any case,\n"
+         "because its service is started by hand. When everything in this program's job is "
+         "killed, nobody\n"
+         "is left to undo it (docs/limits.md).\n"
+         "\n"
+         "Examples:\n"
+         "  veltranectl connect office.conf\n"
+         "  veltranectl connect profile.json --session 5c0e7a\n"
+         "  veltranectl connect office.conf --split-default --wait\n"
+         "  veltranectl connect office.conf --accept-risk lose-remote-administration --confirm "
+         "120\n"
+         "  type office.conf | veltranectl connect - --node-id office\n",
      .run = RunConnect,
      .add_own_options = AddConnectOptions},
     {.name = "disconnect",
@@ -276,14 +291,14 @@ std::vector<std::string> WithOptionsForWords(std::vector<std::string> arguments)
   return arguments;
 }
 
-// "--wait 60" as the parser takes it.
-void JoinWait(std::vector<std::string>& arguments) {
-  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
-    const std::string& next = arguments[i + 1];
+// Gives a "--wait" without a number one: the parser would take whatever follows, such as the
+// profile, for its value.
+void CompleteWait(std::vector<std::string>& arguments) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (arguments[i] != "--wait") continue;
+    const std::string next = i + 1 < arguments.size() ? arguments[i + 1] : "";
     const bool number = !next.empty() && next.find_first_not_of("0123456789") == std::string::npos;
-    if (arguments[i] != "--wait" || !number) continue;
-    arguments[i] += "=" + next;
-    arguments.erase(arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+    if (!number) arguments[i] += "=30";
   }
 }
 
@@ -302,7 +317,7 @@ int RunClient(const std::vector<std::string>& words) {
   Display display;
   CommandLine line;
   std::vector<std::string> arguments = WithOptionsForWords(words);
-  JoinWait(arguments);
+  CompleteWait(arguments);
   // An invalid command line may have been left before the parser has read the option.
   const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   const std::string problem = FindCommandProblem(line.app, arguments);

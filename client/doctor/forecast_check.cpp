@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <optional>
+#include <string_view>
 
 #include "client/doctor/checks.h"
 #include "client/screens/forecast_texts.h"
 #include "client/text/quoting.h"
+#include "client/text/split.h"
 
 namespace veltrane {
 namespace {
@@ -25,6 +28,30 @@ void AddQuestion(const Preflight& preflight, Findings& findings) {
     findings.Risk("connections", "not everyone who is connected over Remote Desktop can be found",
                   "netstat -ano -p TCP");
   }
+}
+
+// Two halves that together are a catch-all, which the guard does not see as one.
+bool HasHalves(const std::string& allowed_ips) {
+  const auto has = [&allowed_ips](const char* half) {
+    const std::optional<IpNetwork> wanted = ParseNetwork(half);
+    const std::vector<std::string_view> items = Split(allowed_ips, ',');
+    return std::any_of(items.begin(), items.end(), [&wanted](std::string_view item) {
+      return ParseNetwork(Trimmed(item)) == wanted;
+    });
+  };
+  return (has("0.0.0.0/1") && has("128.0.0.0/1")) || (has("::/1") && has("8000::/1"));
+}
+
+void CheckHalves(const Preflight& preflight, Findings& findings) {
+  if (!HasHalves(preflight.question.allowed_ips.value_or(""))) return;
+  const std::vector<World>& worlds = preflight.survey.situation.worlds;
+  if (std::none_of(worlds.begin(), worlds.end(), [](const World& world) { return world.guard; })) {
+    return;
+  }
+  findings.Warn("halves",
+                "the default-route guard is on, or may be: it does not see a catch-all in two "
+                "halves, and nobody is pinned under it",
+                "");
 }
 
 void Add(const Outlook& outlook, Findings& findings) {
@@ -63,6 +90,7 @@ void AddOwnSession(const Preflight& preflight, Findings& findings) {
 void CheckForecast(const Preflight& preflight, Findings& findings) {
   findings.Begin("forecast");
   AddQuestion(preflight, findings);
+  CheckHalves(preflight, findings);
   for (const Outlook& outlook : preflight.forecast) Add(outlook, findings);
   AddOwnSession(preflight, findings);
   if (preflight.forecast.empty()) {

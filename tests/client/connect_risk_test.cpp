@@ -44,7 +44,7 @@ TEST_F(ConnectAtRisk, AsJsonTheForecastIsInTheObject) {
   machine.connections.AddEstablished(3389, "203.0.113.5");
   StartService();
   EXPECT_EQ(Run({"connect", kAll, "--json"}), 7);
-  RecordProperty("client-error", side.Output());
+  RecordProperty("client_error", side.Output());
   EXPECT_EQ(
       side.Output(),
       R"({"ok":false,"error":"client_risk","message":"nothing was sent: somebody who is connected )"

@@ -21,6 +21,7 @@ struct IpAddress {
   IpFamily family = IpFamily::kIpv4;
   std::array<std::uint8_t, 16> bytes{};
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check misreads the comparison that is generated
   auto operator<=>(const IpAddress&) const = default;
 };
 

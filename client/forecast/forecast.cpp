@@ -47,8 +47,8 @@ std::string ItemFor(const IpNetwork& network, const Situation& situation, const 
 
 // The addresses that the tunnel itself gets; nullopt when they are not known.
 std::optional<std::vector<IpAddress>> TunnelAddresses(const Situation& situation) {
-  std::vector<IpAddress> addresses;
   const std::string list = situation.address.value_or("");
+  std::vector<IpAddress> addresses;
   for (const std::string_view item : Split(list, ',')) {
     const std::string_view text = Trimmed(item);
     const std::optional<IpAddress> address = ParseAddress(text.substr(0, text.find('/')));
@@ -85,7 +85,8 @@ std::optional<Cause> FindDoubt(const Situation& situation, const Way& way) {
 // Why the table does not say where packets to an address go.
 std::optional<Cause> FindOddity(const Situation& situation, const Subject& subject) {
   const IpAddress& address = subject.address;
-  if (!IsOfMachine(address)) return Cause::kNobodys;
+  const auto rows = RowsToday(situation, address.family);
+  if (!IsOfMachine(address) || (rows && IsBroadcastOfLink(*rows, address))) return Cause::kNobodys;
   if (IsLoopback(address)) return Cause::kLoopback;
   if (!situation.own_addresses) return Cause::kOwnAddressesUnread;
   if (IsIpv6LinkLocal(address) && !ZoneOf(situation, subject)) return Cause::kZoneMissing;

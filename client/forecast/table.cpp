@@ -11,6 +11,16 @@ std::tuple<std::int64_t, bool, std::uint32_t> RankOf(const TableRow& row) {
   return {-std::int64_t{row.network.prefix_length}, !row.new_tunnel, row.metric};
 }
 
+// Two addresses on a link are both hosts' (RFC 3021).
+constexpr std::uint32_t kLongestWithBroadcast = 30;
+
+bool HasOnesBehind(const IpAddress& address, std::uint32_t prefix_length) {
+  for (std::size_t bit = prefix_length; bit < 32; ++bit) {
+    if ((address.bytes[bit / 8] >> (7 - bit % 8) & 1) == 0) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool LeadsBy(const Way& way, const LookUp& found) {
@@ -30,6 +40,14 @@ LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
     }
   }
   return found;
+}
+
+bool IsBroadcastOfLink(const std::vector<TableRow>& rows, const IpAddress& address) {
+  if (address.family != IpFamily::kIpv4) return false;
+  return std::any_of(rows.begin(), rows.end(), [&address](const TableRow& row) {
+    return IsUnspecified(row.way.next_hop) && row.network.prefix_length <= kLongestWithBroadcast &&
+           row.network.Contains(address) && HasOnesBehind(address, row.network.prefix_length);
+  });
 }
 
 std::optional<std::vector<TableRow>> RowsToday(const Situation& situation, IpFamily family) {

@@ -33,6 +33,9 @@ LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
 // Whether one of the rows that are as good as the best leads by this way.
 bool LeadsBy(const Way& way, const LookUp& found);
 
+// Whether packets to this IPv4 address go to everybody on the link of one of these rows.
+bool IsBroadcastOfLink(const std::vector<TableRow>& rows, const IpAddress& address);
+
 // Returns the rows of today's table of this family; nullopt when it could not be read.
 std::optional<std::vector<TableRow>> RowsToday(const Situation& situation, IpFamily family);
 

@@ -26,13 +26,15 @@ std::string NetworksText(const std::vector<std::string>& networks) {
   return Joined(texts, ", ");
 }
 
+std::string PlaceText(const Way& way) {
+  const std::string interface = "interface " + std::to_string(way.interface_index);
+  return IsUnspecified(way.next_hop) ? interface + ", on the link"
+                                     : AddressText(way.next_hop) + " on " + interface;
+}
+
 std::string WayText(const KnownWay& way) {
   if (way.kind == KnownWay::Kind::kNone) return "no route";
-  const std::string interface = "interface " + std::to_string(way.way.interface_index);
-  const std::string place = IsUnspecified(way.way.next_hop)
-                                ? interface + ", on the link"
-                                : AddressText(way.way.next_hop) + " on " + interface;
-  return way.kind == KnownWay::Kind::kTunnel ? place + ", another tunnel" : place;
+  return PlaceText(way.way) + (way.kind == KnownWay::Kind::kTunnel ? ", another tunnel" : "");
 }
 
 bool CanBePinned(const IpAddress& address) {
@@ -41,6 +43,7 @@ bool CanBePinned(const IpAddress& address) {
 
 std::vector<std::string> NamesOf(const std::vector<Setting>& settings) {
   std::vector<std::string> names;
+  names.reserve(settings.size());
   for (const Setting setting : settings) {
     names.emplace_back(kSettingNames[static_cast<std::size_t>(setting)]);
   }
@@ -71,7 +74,8 @@ std::string UnknownText(const Outlook& outlook) {
     case Cause::kWaysAreEqual:
       return "two different routes to it are equally good";
     case Cause::kOtherTunnel:
-      return "it is reached through another tunnel, " + NowText(outlook) +
+      return "it is reached through another tunnel, " +
+             PlaceText(outlook.now.value_or(KnownWay()).way) +
              ", whose own packets the connect may take";
     case Cause::kInterfaceUnproved:
       return "an interface that decides is not known to be hardware that is up; it may be another "

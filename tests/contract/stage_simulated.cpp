@@ -115,7 +115,7 @@ void Stage::PutExpandableText(RegistryRoot root, const std::wstring& name,
   const std::wstring variable = value.substr(first + 1, last - first - 1);
   const std::wstring expanded = state_->machine.environment.Process(variable, 32767);
   state_->machine.registry.SetExpandableText(
-      root, kRegistryKey, name, value.substr(0, first) + expanded + value.substr(last + 1));
+      root, RegistryKeyOf(root), name, value.substr(0, first) + expanded + value.substr(last + 1));
 }
 
 void Stage::PutRegistryNumber(RegistryRoot root, const std::wstring& name, std::uint32_t value) {

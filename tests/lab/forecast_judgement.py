@@ -11,6 +11,8 @@ STRONG_HOST = "packets leave by the interface of their source address here (stro
 BY_DESTINATION = "the first adapter sent to them before the connect too: Linux sends by the " \
                  "destination, the forecast takes the adapter by which they came"
 NOT_READ = "the client could not read something that the service could"
+PINNED_IF_POSSIBLE = "the service pins the client of a session if it can, which the forecast does not " \
+                     "count on"
 SETTINGS_UNKNOWN = "the client cannot know the settings of the service"
 
 
@@ -30,6 +32,7 @@ class Circumstances:
     settings_known: bool = True
     all_read: bool = True
     by_connection: bool = True  # asked about an established connection, not an address alone
+    pinned_if_possible: bool = False  # as the client of a session
     strong_host: bool = False
     by_second_adapter: bool = False
 
@@ -99,6 +102,8 @@ def _judge_darkness(verdict, detail, happened, circumstances):
     if not circumstances.all_read:
         return TOO_DARK, NOT_READ
     if verdict in ("tunnel", "moves") and happened.end == "connected":
+        if circumstances.pinned_if_possible:
+            return TOO_DARK, PINNED_IF_POSSIBLE
         if circumstances.strong_host:
             if circumstances.by_connection and "may survive" not in detail:
                 return DISAGREES, "the detail does not say that the connection may survive"

@@ -1,7 +1,7 @@
 """What is different about the machine in some rows of the matrix. Each is a pair of functions: one
 that changes the machine, and one that undoes it."""
 
-from forecast_people import NAMED, ON_SECOND_LINK, PUBLIC
+from forecast_people import BY_SECOND, NAMED, ON_SECOND_LINK, PUBLIC
 from veltrane_lab import places
 from veltrane_lab.places import GATEWAY, MACHINE
 from veltrane_lab.tell import tell
@@ -18,6 +18,11 @@ def _plug_in_second_adapter():
     places.plug_in_second_adapter()
     places.check_in(GATEWAY, "ip", "address", "add", f"{ON_SECOND_LINK.address}/24",
                     "dev", "to-machine-too")
+
+
+def _plug_in_second_adapter_with_row():
+    _plug_in_second_adapter()
+    places.check_in(MACHINE, "ip", "route", "add", *_BY_SECOND_ADAPTER)
 
 
 def _add_row_by_another_gateway():
@@ -48,12 +53,17 @@ def _take_down_other_tunnel():
 
 _OPERATORS_ROW = PUBLIC.address, "via", places.GATEWAY_IP, "dev", "eth0"
 # With a metric that loses against that of a pinned route.
+_BY_SECOND_ADAPTER = (BY_SECOND.address, "via", places.SECOND_GATEWAY_IP,
+                      "dev", places.SECOND_ADAPTER, "metric", 3)
 _BY_ANOTHER_GATEWAY = NAMED.address, "via", SECOND_GATEWAY_OF_LINK, "dev", "eth0", "metric", 3
 
 PLAIN = None
 SECOND_ADAPTER = _plug_in_second_adapter, places.unplug_second_adapter
+SECOND_ADAPTER_WITH_ROW = _plug_in_second_adapter_with_row, places.unplug_second_adapter
 OPERATORS_ROW = _route("add", *_OPERATORS_ROW), _route("delete", *_OPERATORS_ROW)
 ROW_BY_ANOTHER_GATEWAY = _add_row_by_another_gateway, _remove_row_by_another_gateway
 OTHER_TUNNEL_UP = _bring_up_other_tunnel, _take_down_other_tunnel
-NAMES = {PLAIN: "", SECOND_ADAPTER: "second adapter", OPERATORS_ROW: "operator's row",
+NAMES = {PLAIN: "", SECOND_ADAPTER: "second adapter",
+         SECOND_ADAPTER_WITH_ROW: "second adapter with a row for who came by it",
+         OPERATORS_ROW: "operator's row",
          ROW_BY_ANOTHER_GATEWAY: "row by another gateway", OTHER_TUNNEL_UP: "other tunnel up"}

@@ -33,6 +33,7 @@ class Combination:
     strong_host: bool = False
     already_up: str = ""  # AllowedIPs of the tunnel that is up when the question is asked
     session: str = ""  # the client address of a Remote Desktop session
+    unpinnable_session: bool = False  # the second route that the service creates fails
     unreadable: str = ""  # the function that fails for the client, and not for the service
     service: Registered | None = None
 
@@ -42,6 +43,7 @@ class Combination:
                  "strong host sends" if self.strong_host else "",
                  f"over a tunnel with {self.already_up}" if self.already_up else "",
                  f"session of {self.session}" if self.session else "",
+                 "which cannot be pinned" if self.unpinnable_session else "",
                  f"{self.unreadable} fails" if self.unreadable else "",
                  "nobody public at 3389" if self.people is NOBODY_TO_PIN else ""]
         if self.service:
@@ -116,6 +118,9 @@ MATRIX += [Combination(networks, mode, people=OF_TWO_ADAPTERS, machine=machines.
                        strong_host=strong)
            for networks in (TUNNELS_OWN, HALVES, "198.18.0.0/24")
            for mode, strong in ((OFF, False), (BY_CONNECTION, False), (BY_CONNECTION, True))]
+MATRIX += [Combination(networks, mode, people=OF_TWO_ADAPTERS,
+                       machine=machines.SECOND_ADAPTER_WITH_ROW)
+           for networks in (TUNNELS_OWN, HALVES) for mode in (OFF, BY_CONNECTION)]
 # Packets that leave by the interface of their source, as on Windows.
 MATRIX += [Combination(networks, mode, strong_host=True)
            for networks in (TUNNELS_OWN, HALVES, CATCH_ALL, "192.168.77.0/24")
@@ -124,6 +129,8 @@ MATRIX += [Combination(networks, mode, strong_host=True)
 # The client of a session, whom the service pins if it can.
 MATRIX += [Combination(HALVES, mode, metric=metric, session=NAMED_TOO.address)
            for mode, metric in ((BY_CONNECTION, 1), (OFF, 1), (BY_CONNECTION, 25))]
+MATRIX += [Combination(networks, BY_CONNECTION, session=NAMED_TOO.address, unpinnable_session=True)
+           for networks in (HALVES, TUNNELS_OWN)]
 # What the client cannot read.
 MATRIX += [Combination(networks, BY_CONNECTION, unreadable=function)
            for networks, function in ((HALVES, "GetIpForwardTable"), (ALL_HALVES, "GetIfEntry2"),

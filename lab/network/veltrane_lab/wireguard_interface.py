@@ -1,9 +1,9 @@
 """The WireGuard interface of one configuration file, brought up as the tunnel library would.
 
-The library names its adapter after the configuration file, "active". Every AllowedIPs network becomes
-a route through it, and so does the network of every address. 0.0.0.0/0 becomes a second default route with metric 0, which wins over the physical
-one with metric 5; a host route wins over both. With one peer and a network of length /0 the kill switch
-comes with it (kill_switch.py).
+The library names its adapter after the configuration file, "active". Every AllowedIPs network
+becomes a route through it, and so does the network of every address. 0.0.0.0/0 becomes a second
+default route with metric 0, which wins over the physical one with metric 5; a host route wins over
+both. With one peer and a network of length /0 the kill switch comes with it (kill_switch.py).
 
 The encrypted packets themselves must not enter the tunnel. On Windows their socket is bound to the
 physical interface, which no routing table shows. Here the packets carry a mark, and a policy rule

@@ -51,6 +51,7 @@ std::string WorldText(const World& world) {
       "\n    guard " + YesOrNo(world.guard) + ", bypass " + YesOrNo(world.bypass) + ", named \"";
   for (const std::string& token : world.named) text += token + " ";
   text += "\"";
+  if (world.names_other) text += ", names somebody else";
   if (world.names_subject) text += ", names subject";
   if (world.names_unpinnable) text += ", names unpinnable";
   if (world.in_remote_session) text += ", remote session";

@@ -40,7 +40,10 @@ TEST_F(Blocked, IsIpv4ByANetworkOfIpv6) {
 TEST_F(Blocked, IsByTheLengthHoweverTheNetworkIsWritten) {
   office_.allowed_ips = "10.0.0.0/8, 1.2.3.4/0, ::0/0";
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0 ::/0; now 12 through 192.168.1.1");
+            "blocked, slash zero 1.2.3.4/0 ::0/0; now 12 through 192.168.1.1");
+  office_.allowed_ips = "0.0.0.0/00, 10.0.0.0/8";
+  EXPECT_EQ(Forecast(office_, "203.0.113.5"),
+            "blocked, slash zero 0.0.0.0/00; now 12 through 192.168.1.1");
 }
 
 TEST_F(Blocked, IsSomebodyWhoIsPinnedToo) {
@@ -54,7 +57,7 @@ TEST_F(Blocked, IsUnderTheGuardWhatItsTwoTextsMiss) {
   office_.worlds = {GuardWorld()};
   office_.allowed_ips = "1.2.3.4/0";
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "blocked, slash zero 0.0.0.0/0; now 12 through 192.168.1.1");
+            "blocked, slash zero 1.2.3.4/0; now 12 through 192.168.1.1");
   office_.allowed_ips = "0.0.0.0/0";
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
@@ -71,8 +74,10 @@ TEST_F(Blocked, IsWhoeverWhateverElseIsUnknown) {
   Situation nothing;
   nothing.worlds = {World()};
   nothing.allowed_ips = "0.0.0.0/0";
-  EXPECT_EQ(Forecast(nothing, "203.0.113.5"), "blocked, slash zero 0.0.0.0/0; now none");
-  EXPECT_EQ(Forecast(nothing, "127.0.0.1"), "blocked, slash zero 0.0.0.0/0; now none");
+  EXPECT_EQ(Forecast(nothing, "203.0.113.5"),
+            "blocked, slash zero 0.0.0.0/0; now unread; replaces a tunnel");
+  EXPECT_EQ(Forecast(nothing, "127.0.0.1"),
+            "blocked, slash zero 0.0.0.0/0; now unread; replaces a tunnel");
 }
 
 TEST_F(Tunnel, TakesWhomAllowedIpsName) {
@@ -93,9 +98,9 @@ TEST_F(Tunnel, TakesTheMoreSpecificOfItsNetworks) {
 TEST_F(Tunnel, TakesTheNetworkOfAddress) {
   office_.address = "fd00::7/64, 10.66.66.7/8";
   EXPECT_EQ(Forecast(office_, "10.1.2.3"),
-            "tunnel, network taken 10.0.0.0/8; now 12 through 192.168.1.1; after the new tunnel");
+            "tunnel, network taken 10.66.66.7/8; now 12 through 192.168.1.1; after the new tunnel");
   EXPECT_EQ(Forecast(office_, "fd00::9"),
-            "tunnel, network taken fd00::/64; now 12 through fe80::1; after the new tunnel");
+            "tunnel, network taken fd00::7/64; now 12 through fe80::1; after the new tunnel");
 }
 
 TEST_F(Tunnel, TakesTheMachinesOwnNetworkWhenItNamesIt) {
@@ -107,7 +112,7 @@ TEST_F(Tunnel, TakesTheMachinesOwnNetworkWhenItNamesIt) {
 TEST_F(Tunnel, TakesTheDefaultRouteWhenAddressIsACatchAll) {
   office_.address = "10.66.66.7/0";
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "tunnel, network taken 0.0.0.0/0; now 12 through 192.168.1.1; after the new tunnel");
+            "tunnel, network taken 10.66.66.7/0; now 12 through 192.168.1.1; after the new tunnel");
 }
 
 TEST_F(Tunnel, TakesSomebodyPinnedWhoseVeryAddressAllowedIpsName) {

@@ -75,7 +75,8 @@ TEST_F(Moves, WhoIsReachedThroughWhatMayBeTheTunnelThatIsReplaced) {
   AddOlderTunnel(office_);
   office_.tunnel_today = TunnelToday::kUnknown;
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
-            "moves, left elsewhere; now tunnel 40 on the link; after 12 through 192.168.1.1");
+            "moves, left elsewhere; now tunnel 40 on the link; after 12 through 192.168.1.1; "
+            "replaces a tunnel");
 }
 
 TEST_F(Moves, ToThePhysicalInterfaceWhoCameByTheTunnelThatIsReplaced) {

@@ -85,7 +85,8 @@ TEST_F(SeveralWorlds, AreUnknownRatherThanRefused) {
   Add(World(), {0, 1, 0, 0});
   office_.tunnel_today = TunnelToday::kUnknown;
   EXPECT_EQ(Forecast(office_, "192.168.1.50"),
-            "unknown, older tunnel; now 12 on the link; settled by VELTRANE_POC_ADMIN_BYPASS");
+            "unknown, older tunnel; now 12 on the link; settled by VELTRANE_POC_ADMIN_BYPASS; "
+            "replaces a tunnel");
 }
 
 TEST_F(SeveralWorlds, AreRefusedRatherThanProved) {
@@ -114,8 +115,7 @@ TEST_F(SeveralWorlds, AreUnknownRatherThanUndone) {
   Add(GuardWorld(), {1, 0, 0, 0});
   Add(World(), {0, 0, 0, 0});
   EXPECT_EQ(Forecast(office_, "192.168.1.50"),
-            "unknown, older tunnel; now 12 on the link; settled by "
-            "VELTRANE_POC_DISABLE_DEFAULT_ROUTE");
+            "unknown, older tunnel; now 12 on the link; replaces a tunnel");
 }
 
 TEST_F(SeveralWorlds, AreMovesRatherThanUnknown) {
@@ -127,7 +127,7 @@ TEST_F(SeveralWorlds, AreMovesRatherThanUnknown) {
   Add(BypassWorld({"203.0.113.5"}), {0, 0, 1, 0});
   EXPECT_EQ(Forecast(office_, "203.0.113.5"),
             "moves, pinned elsewhere; now 13 through 192.168.2.1; after 12 through 192.168.1.1; "
-            "settled by ADMIN_BYPASS_IP");
+            "settled by ADMIN_BYPASS_IP; replaces a tunnel");
 }
 
 TEST_F(SeveralWorlds, AreTunnelRatherThanMoves) {

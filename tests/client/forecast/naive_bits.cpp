@@ -16,6 +16,15 @@ std::string BitsOf(char family, const std::uint8_t* bytes, std::size_t count) {
   return bits;
 }
 
+// ::ffff:0:0/96
+const std::string kMapped = "6:" + std::string(80, '0') + std::string(16, '1');
+
+std::optional<std::size_t> LengthOfText(const std::string& digits) {
+  const bool number = digits.find_first_not_of("0123456789") == std::string::npos;
+  if (digits.empty() || !number || digits.size() > 9) return std::nullopt;
+  return std::stoul(digits);
+}
+
 }  // namespace
 
 std::string Bits(const IpAddress& address) {
@@ -36,26 +45,25 @@ bool StartsWith(const std::string& text, const std::string& beginning) {
 
 bool IsAllZeros(const std::string& bits) { return bits.find('1') == std::string::npos; }
 
-std::optional<std::vector<std::string>> Networks(const std::string& list) {
-  std::vector<std::string> networks;
+NetworkList Networks(const std::string& list) {
+  NetworkList read;
   std::istringstream items(list + ",");
   for (std::string item; std::getline(items, item, ',');) {
     item.erase(0, item.find_first_not_of(" \t"));
     item.erase(item.find_last_not_of(" \t") + 1);
     const std::size_t slash = item.find('/');
-    std::optional<std::string> bits = BitsOfText(item.substr(0, slash));
-    if (!bits) return std::nullopt;
-    if (slash != std::string::npos) {
-      const std::string length = item.substr(slash + 1);
-      if (length.empty() || length.find_first_not_of("0123456789") != std::string::npos ||
-          length.size() > 9 || std::stoul(length) > bits->size() - 2) {
-        return std::nullopt;
-      }
-      bits->resize(2 + std::stoul(length));
+    const std::optional<std::string> bits = BitsOfText(item.substr(0, slash));
+    const std::optional<std::size_t> length =
+        slash == std::string::npos ? 128 : LengthOfText(item.substr(slash + 1));
+    const bool fits = bits && length && (slash == std::string::npos || *length + 2 <= bits->size());
+    if (!fits || StartsWith(*bits, kMapped)) {
+      read.complete = false;
+      continue;
     }
-    networks.push_back(*bits);
+    read.networks.push_back(bits->substr(0, 2 + *length));
+    read.hosts.push_back(*bits);
   }
-  return networks;
+  return read;
 }
 
 }  // namespace veltrane::naive

@@ -20,7 +20,15 @@ std::optional<std::string> BitsOfText(const std::string& text);
 bool StartsWith(const std::string& text, const std::string& beginning);
 bool IsAllZeros(const std::string& bits);
 
-// The networks of a comma-separated list; nullopt when one of them is not a network.
-std::optional<std::vector<std::string>> Networks(const std::string& list);
+// What a comma-separated list of networks has.
+struct NetworkList {
+  std::vector<std::string> networks;
+  std::vector<std::string> hosts;  // the addresses in front of the lengths
+  bool complete = true;            // false when an item is not a network, and left out
+};
+
+// Reads a list of networks. An IPv4-mapped address counts as none, for nobody knows who takes it
+// for which family.
+NetworkList Networks(const std::string& list);
 
 }  // namespace veltrane::naive

@@ -13,8 +13,9 @@ namespace {
 // Worlds with the same text need to be tried only once.
 std::string WorldText(const World& world) {
   std::string text;
-  for (const bool flag : {world.guard, world.bypass, world.names_subject, world.names_unpinnable,
-                          world.in_remote_session, world.guard_overridden}) {
+  for (const bool flag :
+       {world.guard, world.bypass, world.names_other, world.names_subject, world.names_unpinnable,
+        world.in_remote_session, world.guard_overridden}) {
     text += flag ? '1' : '0';
   }
   for (const std::string& token : world.named) text += "," + token;

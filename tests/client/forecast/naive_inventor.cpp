@@ -106,14 +106,22 @@ class Inventor {
   }
 
   void FillGateway() {
-    if (situation_.gateway) {
-      return Try(
-          {Gateway(situation_.gateway->interface_index, Bits(situation_.gateway->next_hop))});
-    }
+    if (situation_.gateway) return FillGatewayToday();
     std::vector<Filling> fillings = {Gateway(0, Bits(IpAddress())),
                                      Gateway(kInventedInterface, kInventedHop)};
     for (const Line& line : Ipv4Lines()) {
       fillings.push_back(Gateway(line.interface_index, line.next_hop));
+    }
+    Try(fillings);
+  }
+
+  // The next answer may be any way that is as good.
+  void FillGatewayToday() {
+    const std::pair told(situation_.gateway->interface_index, Bits(situation_.gateway->next_hop));
+    std::vector<Filling> fillings = {Gateway(told.first, told.second)};
+    const Ways ways = BestWays(Ipv4Lines(), *BitsOfText("8.8.8.8"), 0);
+    if (ways.contains(told)) {
+      for (const auto& [index, next_hop] : ways) fillings.push_back(Gateway(index, next_hop));
     }
     Try(fillings);
   }
@@ -151,10 +159,10 @@ class Inventor {
 
   void FillPeople() {
     const std::string subject = subject_;
-    for (const IpAddress& client : situation_.session_clients) {
-      for (Machine& machine : machines_) machine.session_clients.insert(Bits(client));
-    }
-    if (!situation_.all_sessions_read) {
+    std::set<std::string> clients;
+    for (const IpAddress& client : situation_.session_clients) clients.insert(Bits(client));
+    // Those of the others do not matter, and the subject's may end before the connect.
+    if (clients.contains(subject) || !situation_.all_sessions_read) {
       Try({[](Machine&) {}, [=](Machine& machine) { machine.session_clients.insert(subject); }});
     }
     for (const IpAddress& peer : situation_.rdp_peers.value_or(std::vector<IpAddress>())) {

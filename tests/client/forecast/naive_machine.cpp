@@ -100,7 +100,8 @@ class Play {
     for (const std::string& address : wanted) {
       if (MayBePinned(machine_, address)) required_.insert(address);
     }
-    if (required_.empty() || IsAllZeros(machine_.gateway)) return false;
+    if (required_.empty() && !world_.names_other) return false;
+    if (IsAllZeros(machine_.gateway)) return false;
     bool all_pinned = true;
     for (const std::string& address : required_) all_pinned = Pin(address) && all_pinned;
     for (const std::string& address : machine_.session_clients) {
@@ -135,28 +136,6 @@ class Play {
   std::set<std::string> required_;
 };
 
-using Ways = std::set<std::pair<std::uint32_t, std::string>>;
-
-// The ways that are equally the best to an address; `interface_index` 0 for any.
-Ways BestWays(const std::vector<Line>& lines, const std::string& address,
-              std::uint32_t interface_index) {
-  std::vector<Line> best;
-  const auto rank = [](const Line& line) {
-    return std::tuple(-static_cast<int>(line.network.size()), line.next_hop == kTunnel ? 0 : 1,
-                      line.metric);
-  };
-  for (const Line& line : lines) {
-    if (!StartsWith(address, line.network)) continue;
-    if (interface_index != 0 && line.interface_index != interface_index) continue;
-    if (!best.empty() && rank(best.front()) < rank(line)) continue;
-    if (!best.empty() && rank(line) < rank(best.front())) best.clear();
-    best.push_back(line);
-  }
-  Ways ways;
-  for (const Line& line : best) ways.insert({line.interface_index, line.next_hop});
-  return ways;
-}
-
 // The interfaces that have the address to which a connection came.
 std::set<std::uint32_t> ArrivalInterfaces(const Machine& machine, const Subject& subject) {
   std::set<std::uint32_t> interfaces;
@@ -179,22 +158,44 @@ std::optional<Places> FindPlaces(const Machine& machine, const Subject& subject,
     return link_local && zone == 0 ? std::nullopt : std::optional(Places{zone, zone});
   }
   const std::set<std::uint32_t> interfaces = ArrivalInterfaces(machine, subject);
-  if (zone != 0) {
-    return interfaces.contains(zone) ? std::optional(Places{zone, zone}) : std::nullopt;
-  }
   if (interfaces.size() != 1) return std::nullopt;
   const std::uint32_t arrival = *interfaces.begin();
+  if (zone != 0 && zone != arrival) return std::nullopt;
   return Places{arrival, link_local ? arrival : 0};
+}
+
+// Whether all who are on the link of some network hear what is sent to this address.
+bool IsBroadcast(const Machine& machine, const std::string& address) {
+  return std::any_of(machine.lines.begin(), machine.lines.end(), [&address](const Line& line) {
+    const std::size_t length = line.network.size() - 2;
+    return line.network[0] == '4' && IsAllZeros(line.next_hop) && length <= 30 &&
+           address == line.network + std::string(32 - length, '1');
+  });
+}
+
+// Whether no single machine on a network has this address.
+bool IsOfNobodyElse(const Machine& machine, const std::string& address) {
+  static const std::string kZeros(128, '0');
+  const bool zeros = IsAllZeros(address);
+  const bool loopback =
+      StartsWith(address, "4:01111111") || address == "6:" + kZeros.substr(1) + "1";
+  const bool multicast = StartsWith(address, "4:1110") || StartsWith(address, "6:11111111");
+  const bool broadcast = address == "4:" + std::string(32, '1') || IsBroadcast(machine, address);
+  return zeros || loopback || multicast || broadcast || IsOwn(machine, address);
+}
+
+bool Has(const std::vector<std::string>& texts, const std::string& text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
 // The tunnel is up: what has become of the subject's way.
 ForecastVerdict JudgeWay(const Machine& machine, std::vector<Line> lines,
-                         const std::vector<std::string>& tunnel_networks, const Subject& subject) {
+                         const std::vector<std::string>& tunnel_networks,
+                         const std::vector<std::string>& tunnel_addresses, const Subject& subject) {
   const std::string address = Bits(subject.address);
   const bool link_local = StartsWith(address, "6:1111111010");
-  const bool loopback =
-      StartsWith(address, "4:01111111") || address == "6:" + std::string(127, '0') + "1";
-  if (loopback || IsOwn(machine, address) || machine.unread_families.contains(address[0])) {
+  if (IsOfNobodyElse(machine, address) || Has(tunnel_addresses, address) ||
+      machine.unread_families.contains(address[0])) {
     return ForecastVerdict::kUnknown;
   }
   const std::optional<Places> places = FindPlaces(machine, subject, link_local);
@@ -208,25 +209,49 @@ ForecastVerdict JudgeWay(const Machine& machine, std::vector<Line> lines,
                                     [&after](const auto& way) { return after.contains(way); });
   if (!may_stay) return ForecastVerdict::kMoves;
   if (now.size() > 1 || after.size() > 1) return ForecastVerdict::kUnknown;
-  const std::uint32_t interface_index = now.begin()->first;
-  return machine.proved_physical.contains(interface_index) ? ForecastVerdict::kStays
-                                                           : ForecastVerdict::kUnknown;
+  const auto& [interface_index, next_hop] = *now.begin();
+  const bool stolen = Has(tunnel_addresses, next_hop) ||
+                      std::any_of(tunnel_addresses.begin(), tunnel_addresses.end(),
+                                  [&](const std::string& mine) { return IsOwn(machine, mine); });
+  return machine.proved_physical.contains(interface_index) && !stolen ? ForecastVerdict::kStays
+                                                                      : ForecastVerdict::kUnknown;
 }
 
 }  // namespace
+
+Ways BestWays(const std::vector<Line>& lines, const std::string& address,
+              std::uint32_t interface_index) {
+  std::vector<Line> best;
+  const auto rank = [](const Line& line) {
+    return std::tuple(-static_cast<int>(line.network.size()), line.next_hop == kTunnel ? 0 : 1,
+                      line.metric);
+  };
+  for (const Line& line : lines) {
+    if (!StartsWith(address, line.network)) continue;
+    if (interface_index != 0 && line.interface_index != interface_index) continue;
+    if (!best.empty() && rank(best.front()) < rank(line)) continue;
+    if (!best.empty() && rank(line) < rank(best.front())) best.clear();
+    best.push_back(line);
+  }
+  Ways ways;
+  for (const Line& line : best) ways.insert({line.interface_index, line.next_hop});
+  return ways;
+}
 
 ForecastVerdict PlayConnect(const Machine& machine, const World& world, const Subject& subject) {
   Play play(machine, world, subject);
   if (play.IsRefused()) return ForecastVerdict::kRefused;
   if (play.IsUndone()) return ForecastVerdict::kUndone;
-  const auto allowed = Networks(play.AllowedIps());
-  const auto address = Networks(machine.address);
-  std::vector<std::string> networks = allowed.value_or(std::vector<std::string>());
+  const NetworkList allowed = Networks(play.AllowedIps());
+  const NetworkList read = Networks(machine.address);
+  const NetworkList address = read.complete ? read : NetworkList();
+  std::vector<std::string> networks = allowed.networks;
   if (NamesEverything(networks)) return ForecastVerdict::kBlocked;
-  if (address) networks.insert(networks.end(), address->begin(), address->end());
+  networks.insert(networks.end(), address.networks.begin(), address.networks.end());
   const ForecastVerdict verdict =
-      JudgeWay(machine, play.LinesWithoutOlderTunnel(), networks, subject);
-  const bool doubtful = machine.older_tunnel || !allowed || !address || NamesEverything(networks);
+      JudgeWay(machine, play.LinesWithoutOlderTunnel(), networks, address.hosts, subject);
+  const bool doubtful =
+      machine.older_tunnel || !allowed.complete || !read.complete || NamesEverything(networks);
   return doubtful ? std::min(verdict, ForecastVerdict::kUnknown) : verdict;
 }
 

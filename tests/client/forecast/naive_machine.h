@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/forecast/forecast.h"
@@ -44,6 +45,13 @@ struct Machine {
 
   bool operator==(const Machine&) const = default;
 };
+
+// Ways as pairs of an interface and a next hop.
+using Ways = std::set<std::pair<std::uint32_t, std::string>>;
+
+// The ways that are equally the best to an address; `interface_index` 0 for any.
+Ways BestWays(const std::vector<Line>& lines, const std::string& address,
+              std::uint32_t interface_index);
 
 // What becomes of the subject when the connect is made on this machine in this world.
 ForecastVerdict PlayConnect(const Machine& machine, const World& world, const Subject& subject);

@@ -57,6 +57,13 @@ TEST(ParseNetwork, KeepsTheLength) {
   }
 }
 
+TEST(ParseNetwork, ReadsTheLengthAsANumberOfAnyDigits) {
+  EXPECT_EQ(NetworkText(Net("1.2.3.4/00")), "0.0.0.0/0");
+  EXPECT_EQ(NetworkText(Net("10.66.66.7/0000000024")), "10.66.66.0/24");
+  EXPECT_EQ(NetworkText(Net("2001:db8::5/00")), "::/0");
+  EXPECT_EQ(NetworkText(Net("2001:db8::5/0064")), "2001:db8::/64");
+}
+
 TEST(ParseNetwork, ReadsNothingElse) {
   for (const char* text : {"",
                            "/",
@@ -65,7 +72,6 @@ TEST(ParseNetwork, ReadsNothingElse) {
                            "0.0.0.0/33",
                            "0.0.0.0/-0",
                            "0.0.0.0/+0",
-                           "0.0.0.0/00",
                            "0.0.0.0/ 0",
                            "0.0.0.0 /0",
                            " 0.0.0.0/0",
@@ -76,12 +82,16 @@ TEST(ParseNetwork, ReadsNothingElse) {
                            "0.0.0.0/4294967296",
                            "::/",
                            "::/129",
-                           "::/00",
                            "::/-1",
                            "fe80::%12/64",
                            "0/0",
                            "default",
-                           "10.0.0.0-10.0.0.9"}) {
+                           "10.0.0.0-10.0.0.9",
+                           "::ffff:203.0.113.0/120",
+                           "::ffff:203.0.113.5",
+                           "::ffff:203.0.113.0/24",
+                           "::FFFF:cb00:7105/128",
+                           "0:0:0:0:0:ffff:0:0/0"}) {
     EXPECT_EQ(ParseNetwork(text), std::nullopt) << text;
   }
 }

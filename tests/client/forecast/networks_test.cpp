@@ -116,6 +116,23 @@ TEST(ParseAddress, ReadsNothingElse) {
   }
 }
 
+TEST(IsOfMachine, IsFalseForZerosMulticastAndBroadcast) {
+  EXPECT_FALSE(IsOfMachine(Ipv4(0, 0, 0, 0)));
+  EXPECT_FALSE(IsOfMachine(Ipv4(224, 0, 0, 0)));
+  EXPECT_FALSE(IsOfMachine(Ipv4(239, 255, 255, 255)));
+  EXPECT_FALSE(IsOfMachine(Ipv4(255, 255, 255, 255)));
+  EXPECT_FALSE(IsOfMachine(Ipv6({})));
+  EXPECT_FALSE(IsOfMachine(Ipv6({0xff})));
+  EXPECT_FALSE(IsOfMachine(Ipv6({0xff, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1})));
+  EXPECT_TRUE(IsOfMachine(Ipv4(0, 0, 0, 1)));
+  EXPECT_TRUE(IsOfMachine(Ipv4(223, 255, 255, 255)));
+  EXPECT_TRUE(IsOfMachine(Ipv4(240, 0, 0, 0)));
+  EXPECT_TRUE(IsOfMachine(Ipv4(255, 255, 255, 254)));
+  EXPECT_TRUE(IsOfMachine(Ipv4(203, 0, 113, 5)));
+  EXPECT_TRUE(IsOfMachine(Ipv6({0xfe, 0x80, 0xff})));
+  EXPECT_TRUE(IsOfMachine(Ipv6({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1})));
+}
+
 TEST(IsUnspecified, IsTrueForTheTwoAddressesOfZeros) {
   EXPECT_TRUE(IsUnspecified(Ipv4(0, 0, 0, 0)));
   EXPECT_TRUE(IsUnspecified(Ipv6({})));

@@ -8,7 +8,6 @@ namespace {
 
 // The system parses the addresses.
 class Pins : public OnMachine {};
-class UnknownPins : public OnMachine {};
 class RefusedPins : public OnMachine {};
 
 // What the bypass would do for the subject, in words.
@@ -47,10 +46,36 @@ TEST_F(Pins, AreForWhomAListNamesThatIsNotKnown) {
   EXPECT_EQ(Pinning(Office(), world, "192.168.1.50"), kNobody);
 }
 
-TEST_F(Pins, AreForClientsOfSessionsBesideSomebodyRequired) {
+TEST_F(Pins, OfTheOptionalAreProvedWhereTheyAreThereAlready) {
+  for (const std::uint32_t metric : {0u, 15u, 16u}) {
+    Situation office = Office();
+    office.session_clients = {Ip("198.51.100.9")};
+    office.ipv4_routes->push_back(RouteTo("198.51.100.9/32", "192.168.1.1", kLan, metric));
+    EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "198.51.100.9"), "connected") << metric;
+  }
+}
+
+TEST_F(Pins, AreForSomebodyElseWhomAListNamesThatIsNotKnown) {
+  World world = BypassWorld({});
+  world.names_other = true;
+  EXPECT_EQ(Pinning(Office(), world, "203.0.113.5"), "connected");
+  EXPECT_EQ(Pinning(Office(), world, "192.168.1.50"), "connected");
   Situation office = Office();
-  office.session_clients = {Ip("198.51.100.9")};
-  EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "198.51.100.9"), "connected, pinned");
+  office.interfaces = {Hardware(kLan, 25)};
+  EXPECT_EQ(Pinning(office, world, "203.0.113.5"), "connected");
+  // Those whom the service must pin besides.
+  office.rdp_peers = {{Ip("203.0.113.5")}};
+  EXPECT_EQ(Pinning(office, world, "203.0.113.5"), kNoRoute);
+  office.interfaces = {Hardware(kLan, 1)};
+  EXPECT_EQ(Pinning(office, world, "203.0.113.5"), "connected, pinned");
+}
+
+TEST_F(Pins, AreRefusedWithoutAGatewayWhomeverAListNames) {
+  World world = BypassWorld({});
+  world.names_other = true;
+  Situation office = Office();
+  office.gateway = Way{kLan, Ip("0.0.0.0")};
+  EXPECT_EQ(Pinning(office, world, "203.0.113.5"), kNoGateway);
 }
 
 TEST_F(Pins, AreRefusedWithClientsOfSessionsAlone) {
@@ -66,7 +91,8 @@ TEST_F(Pins, AreRefusedWithoutAnybody) {
 TEST_F(Pins, AreForPublicIpv4AddressesAlone) {
   for (const char* named :
        {"10.1.2.3", "172.16.0.1", "172.31.255.255", "192.168.1.50", "169.254.7.7", "127.0.0.1",
-        "0.0.0.0", "2001:db8::5", "203.0.113", "203.0.113.5/32", "office.example"}) {
+        "0.0.0.0", "2001:db8::5", "203.0.113", "203.0.113.5/32", "::ffff:203.0.113.5",
+        "::ffff:cb00:7105", "office.example"}) {
     EXPECT_EQ(Pinning(Office(), BypassWorld({named}), "198.51.100.9"), kNobody) << named;
   }
   for (const char* named : {"9.255.255.255", "11.0.0.0", "172.15.255.255", "172.32.0.0",
@@ -183,99 +209,6 @@ TEST_F(Pins, AreRefusedWhenAListNamesSomebodyForWhomThereIsNoRoute) {
   EXPECT_EQ(Pinning(Office(), world, "203.0.113.5"), kNoRoute);
   // Whatever else is unknown.
   EXPECT_EQ(Pinning(Situation(), world, "203.0.113.5"), kNoRoute);
-}
-
-TEST_F(UnknownPins, FollowFromAnInterfaceWhoseMetricIsNotKnown) {
-  Situation office = Office();
-  office.interfaces = {};
-  office.session_clients = {Ip("198.51.100.9")};
-  const World world = BypassWorld({"203.0.113.5"});
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"),
-            "connected, perhaps pinned, unclear: pin unclear");
-  EXPECT_EQ(Pinning(office, world, "198.51.100.9"),
-            "connected, perhaps pinned, unclear: pin unclear");
-  // Perhaps the connect is refused.
-  EXPECT_EQ(Pinning(office, world, "192.168.1.50"), "connected, unclear: pin unclear");
-}
-
-TEST_F(UnknownPins, DoNotFollowFromTheMetricWhenEverybodyRequiredHasARoute) {
-  Situation office = Office();
-  office.interfaces = {};
-  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
-  EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "203.0.113.5"), "connected, pinned");
-  EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "192.168.1.50"), "connected");
-}
-
-TEST_F(UnknownPins, AreARefusalWhenAnotherOneCannotBeMade) {
-  Situation office = Office();
-  office.interfaces = {};
-  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 16));
-  EXPECT_EQ(Pinning(office, BypassWorld({"198.51.100.9", "203.0.113.5"}), "198.51.100.9"),
-            kNoRoute);
-}
-
-TEST_F(UnknownPins, FollowFromSessionsThatWereNotRead) {
-  Situation office = Office();
-  office.all_sessions_read = false;
-  const World world = BypassWorld({"203.0.113.5"});
-  EXPECT_EQ(Pinning(office, world, "198.51.100.9"),
-            "connected, perhaps pinned, unclear: pin unclear");
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"), "connected, pinned");
-}
-
-TEST_F(UnknownPins, DoNotFollowFromSessionsOfAddressesThatAreNeverPinned) {
-  Situation office = Office();
-  office.all_sessions_read = false;
-  office.own_addresses->push_back({Ip("198.51.100.10"), kLan});
-  const World world = BypassWorld({"203.0.113.5"});
-  EXPECT_EQ(Pinning(office, world, "192.168.1.50"), "connected");
-  EXPECT_EQ(Pinning(office, world, "2001:db8::5"), "connected");
-  EXPECT_EQ(Pinning(office, world, "198.51.100.10"), "connected");
-}
-
-TEST_F(UnknownPins, DoNotFollowFromSessionsWhenNoRouteCanBeCreated) {
-  Situation office = Office();
-  office.all_sessions_read = false;
-  office.interfaces = {Hardware(kLan, 15)};
-  office.ipv4_routes->push_back(RouteTo("203.0.113.5/32", "192.168.1.1", kLan, 15));
-  EXPECT_EQ(Pinning(office, BypassWorld({"203.0.113.5"}), "198.51.100.9"), "connected");
-}
-
-TEST_F(UnknownPins, FollowFromTheTableTheOwnAddressesTheGatewayAndTheConnections) {
-  const World world = BypassWorld({"203.0.113.5"});
-  Situation office = Office();
-  office.ipv4_routes.reset();
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"),
-            "connected, perhaps pinned, unclear: table unread");
-  office = Office();
-  office.own_addresses.reset();
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"),
-            "connected, perhaps pinned, unclear: own addresses unread");
-  office = Office();
-  office.gateway.reset();
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"),
-            "connected, perhaps pinned, unclear: pin unclear");
-  office = Office();
-  office.rdp_peers.reset();
-  EXPECT_EQ(Pinning(office, world, "203.0.113.5"),
-            "connected, perhaps pinned, unclear: pin unclear");
-}
-
-TEST_F(UnknownPins, AreNotOfAddressesThatAreNeverPinned) {
-  Situation office = Office();
-  office.rdp_peers.reset();
-  const World world = BypassWorld({"203.0.113.5"});
-  EXPECT_EQ(Pinning(office, world, "192.168.1.50"), "connected, unclear: pin unclear");
-  EXPECT_EQ(Pinning(office, world, "2001:db8::5"), "connected, unclear: pin unclear");
-}
-
-TEST_F(UnknownPins, KeepTheFirstThingThatIsUnclear) {
-  Situation office = Office();
-  office.interfaces = {};
-  Plan plan;
-  plan.unclear = Cause::kProfileUnread;
-  PlanPins(office, BypassWorld({"203.0.113.5"}), Asked("203.0.113.5"), plan);
-  EXPECT_EQ(Told(plan), "connected, perhaps pinned, unclear: profile unread");
 }
 
 TEST_F(RefusedPins, MakeEverythingElseClear) {

@@ -82,6 +82,11 @@ TEST_F(PlanOfAConnect, DoesNotKnowTheGuardsNetworkWithoutAddress) {
 TEST_F(PlanOfAConnect, IsUnclearWhenAllowedIpsAreNotNetworks) {
   EXPECT_EQ(Allowed(WithProfile("everything", "10.66.66.7/32"), World()),
             "connected, unclear: profile unread");
+  const Plan plan =
+      MakePlan(WithProfile("everything, 10.0.0.0/8,", "10.66.66.7/32"), World(), Asked("10.1.2.3"));
+  EXPECT_EQ(Told(plan), "connected, unclear: profile unread");
+  EXPECT_EQ(plan.allowed, std::vector{Net("10.0.0.0/8")});
+  EXPECT_EQ(plan.allowed_list, "everything, 10.0.0.0/8,");
   // The octets of the client's own network are not checked.
   EXPECT_EQ(Allowed(WithProfile("0.0.0.0/0", "300.7.8.9/32"), GuardWorld()),
             "connected, unclear: profile unread");
@@ -141,11 +146,42 @@ TEST_F(PlanOfAConnect, IsNotUndoneByTheDefaultRouteOfATunnelThatItReplaces) {
   office.interfaces.push_back(LabelledTunnel(kTunnel));
   office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "", kTunnel, 5));
   EXPECT_EQ(Planned(office, GuardWorld()), "connected");
-  office.tunnel_today = TunnelToday::kUnknown;
-  EXPECT_EQ(Planned(office, GuardWorld()), "connected");
   office.tunnel_today = TunnelToday::kNone;
   EXPECT_EQ(Planned(office, GuardWorld()),
             "undone: poc_default_route_detected (poc_default_route_detected)");
+}
+
+TEST_F(PlanOfAConnect, IsUnclearUnderTheGuardWhenADefaultRouteMayGoWithTheTunnelThatItReplaces) {
+  Situation office = Office();
+  office.interfaces.push_back(LabelledTunnel(kTunnel));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "", kTunnel, 5));
+  office.tunnel_today = TunnelToday::kUnknown;
+  office.tunnel_interface = kTunnel;
+  EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: older tunnel");
+  office.tunnel_interface.reset();
+  EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: older tunnel");
+  office.tunnel_today = TunnelToday::kUp;
+  EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: older tunnel");
+  office.interfaces.clear();
+  EXPECT_EQ(Planned(office, GuardWorld()), "connected, unclear: older tunnel");
+}
+
+TEST_F(PlanOfAConnect, IsUndoneUnderTheGuardByADefaultRouteThatStaysBesideTheTunnelThatItReplaces) {
+  Situation office = Office();
+  AddOlderTunnel(office);
+  office.interfaces.push_back(LabelledTunnel(41));
+  office.ipv4_routes->push_back(RouteTo("0.0.0.0/0", "10.8.0.1", 41, 900));
+  EXPECT_EQ(Planned(office, GuardWorld()),
+            "undone: poc_default_route_detected (poc_default_route_detected)");
+  office.tunnel_today = TunnelToday::kUnknown;
+  EXPECT_EQ(Planned(office, GuardWorld()),
+            "undone: poc_default_route_detected (poc_default_route_detected)");
+}
+
+TEST_F(PlanOfAConnect, IsNotUndoneByADefaultRouteWithoutATunnelsLabelWhateverItReplaces) {
+  Situation office = Office();
+  office.tunnel_today = TunnelToday::kUnknown;
+  EXPECT_EQ(Planned(office, GuardWorld()), "connected");
 }
 
 TEST_F(PlanOfAConnect, IsUnclearUnderTheGuardWhenADefaultRoutesInterfaceIsNotKnown) {

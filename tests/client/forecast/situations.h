@@ -149,9 +149,11 @@ inline std::string NameOf(Cause cause) {
                                     "interface unproved",
                                     "loopback",
                                     "own address",
+                                    "nobody's",
                                     "zone missing",
                                     "guard network unknown",
                                     "Address catches all",
+                                    "Address taken",
                                     "profile unread",
                                     "pin unclear",
                                     "tunnel default route",
@@ -174,10 +176,10 @@ inline std::string Told(const KnownWay& way) {
 // What an outlook does not have is left out.
 inline std::string Told(const Outlook& outlook) {
   std::string text = NameOf(outlook.verdict) + ", " + NameOf(outlook.cause);
-  for (const IpNetwork& network : outlook.networks) text += " " + NetworkText(network);
+  for (const std::string& network : outlook.networks) text += " " + network;
   if (!outlook.error.empty()) text += " " + outlook.error;
   if (!outlook.failure_reason.empty()) text += " (" + outlook.failure_reason + ")";
-  text += "; now " + Told(outlook.now);
+  text += "; now " + (outlook.now ? Told(*outlook.now) : "unread");
   if (outlook.after) text += "; after " + Told(*outlook.after);
   for (const Setting setting : outlook.settled_by) {
     text += std::string("; settled by ") + kSettingNames[static_cast<std::size_t>(setting)];

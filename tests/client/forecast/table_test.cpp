@@ -27,7 +27,7 @@ std::string Told(const LookUp& found) {
   return NetworkText(found.best->network) + " by " +
          (found.best->new_tunnel ? "the new tunnel"
                                  : std::to_string(found.best->way.interface_index)) +
-         (found.equals ? ", or another" : "");
+         (found.ways.size() > 1 ? ", or another" : "");
 }
 
 TEST(BestRow, IsTheOneWithTheLongestPrefixWhateverTheMetrics) {
@@ -100,6 +100,38 @@ TEST(BestRow, IsOfTheAddresssFamily) {
   const std::vector<TableRow> rows = {Row("0.0.0.0/0", 12), Row("::/0", 13, 25, "fe80::1")};
   EXPECT_EQ(Told(FindBestRow(rows, Ip("2001:db8::5"))), "::/0 by 13");
   EXPECT_EQ(Told(FindBestRow(rows, Ip("203.0.113.5"))), "0.0.0.0/0 by 12");
+}
+
+TEST(BestRow, HasTheWayOfEachThatIsAsGood) {
+  const std::vector<TableRow> rows = {Row("0.0.0.0/0", 15, 26), Row("0.0.0.0/0", 12, 25),
+                                      Row("0.0.0.0/0", 13, 25), Row("0.0.0.0/0", 12, 25),
+                                      Row("192.0.2.0/24", 14, 1)};
+  const LookUp found = FindBestRow(rows, Ip("203.0.113.5"));
+  const Way first = {12, Ip("192.168.1.1")};
+  const Way second = {13, Ip("192.168.1.1")};
+  EXPECT_EQ(found.ways, (std::vector{first, second}));
+  EXPECT_TRUE(LeadsBy(first, found));
+  EXPECT_TRUE(LeadsBy(second, found));
+  EXPECT_FALSE(LeadsBy({14, Ip("192.168.1.1")}, found));
+  EXPECT_FALSE(LeadsBy({15, Ip("192.168.1.1")}, found));
+  EXPECT_FALSE(LeadsBy({12, Ip("192.168.1.2")}, found));
+  EXPECT_FALSE(LeadsBy(first, FindBestRow({}, Ip("203.0.113.5"))));
+}
+
+TEST(BroadcastOfLink, IsTheLastAddressOfANetworkOnTheLink) {
+  const std::vector<TableRow> rows = {
+      Row("0.0.0.0/0", 12, 25, "192.168.1.1"),  Row("198.51.100.0/24", 12, 25, "192.168.1.1"),
+      Row("192.168.1.0/24", 12, 25, "0.0.0.0"), Row("192.168.2.4/30", 13, 25, "0.0.0.0"),
+      Row("192.168.3.4/31", 13, 25, "0.0.0.0"), Row("192.168.4.5/32", 13, 25, "0.0.0.0"),
+      Row("2001:db8::/64", 13, 25, "::")};
+  EXPECT_TRUE(IsBroadcastOfLink(rows, Ip("192.168.1.255")));
+  EXPECT_TRUE(IsBroadcastOfLink(rows, Ip("192.168.2.7")));
+  for (const char* address :
+       {"192.168.1.254", "192.168.1.127", "192.168.1.0", "192.168.2.255", "192.168.3.5",
+        "192.168.4.5", "198.51.100.255", "203.0.113.255", "2001:db8::ffff:ffff:ffff:ffff"}) {
+    EXPECT_FALSE(IsBroadcastOfLink(rows, Ip(address))) << address;
+  }
+  EXPECT_FALSE(IsBroadcastOfLink({}, Ip("192.168.1.255")));
 }
 
 TEST(RowsToday, AreTheRoutesOfTheFamily) {

@@ -38,6 +38,7 @@ TEST(ListedWorlds, OfNoSettingsIsOneWithoutGuardAndBypass) {
   EXPECT_FALSE(world.guard);
   EXPECT_FALSE(world.bypass);
   EXPECT_THAT(world.named, IsEmpty());
+  EXPECT_FALSE(world.names_other);
   EXPECT_FALSE(world.names_subject);
   EXPECT_FALSE(world.names_unpinnable);
   EXPECT_FALSE(world.in_remote_session);
@@ -120,19 +121,23 @@ TEST(ListedWorlds, LetAListDecideWhereAnUnknownSwitchIsAbsent) {
   EXPECT_FALSE(worlds[2].bypass);
 }
 
-TEST(ListedWorlds, HaveAnUnknownListEmptyOrWithNobodyOrTheSubjectOrSomebodyUnpinnable) {
+TEST(ListedWorlds, HaveAnUnknownListEmptyOrWithSomebodyElseOrTheSubjectOrSomebodyUnpinnable) {
   const std::vector<World> worlds = ListWorlds(Settings("", "", std::nullopt, ""));
   ASSERT_EQ(worlds.size(), 4U);
   EXPECT_FALSE(worlds[0].bypass);
+  EXPECT_FALSE(worlds[0].names_other);
   EXPECT_FALSE(worlds[0].names_subject);
   EXPECT_FALSE(worlds[0].names_unpinnable);
   EXPECT_TRUE(worlds[1].bypass);
+  EXPECT_TRUE(worlds[1].names_other);
   EXPECT_FALSE(worlds[1].names_subject);
   EXPECT_FALSE(worlds[1].names_unpinnable);
   EXPECT_TRUE(worlds[2].bypass);
+  EXPECT_FALSE(worlds[2].names_other);
   EXPECT_TRUE(worlds[2].names_subject);
   EXPECT_FALSE(worlds[2].names_unpinnable);
   EXPECT_TRUE(worlds[3].bypass);
+  EXPECT_FALSE(worlds[3].names_other);
   EXPECT_FALSE(worlds[3].names_subject);
   EXPECT_TRUE(worlds[3].names_unpinnable);
   EXPECT_EQ(worlds[3].choices, (Choices{0, 0, 3, 0}));
@@ -153,6 +158,23 @@ TEST(ListedWorlds, ObeyTheSwitchWhateverAnUnknownListIs) {
   for (const World& world : ListWorlds(Settings("", "1", std::nullopt, std::nullopt))) {
     EXPECT_TRUE(world.bypass);
   }
+}
+
+TEST(ListedWorlds, NameWhomEitherOfTwoUnknownListsDoes) {
+  int other = 0;
+  int subject = 0;
+  int unpinnable = 0;
+  int other_and_subject = 0;
+  for (const World& world : ListWorlds(Settings("", "", std::nullopt, std::nullopt))) {
+    other += world.names_other ? 1 : 0;
+    subject += world.names_subject ? 1 : 0;
+    unpinnable += world.names_unpinnable ? 1 : 0;
+    other_and_subject += world.names_other && world.names_subject ? 1 : 0;
+  }
+  EXPECT_EQ(other, 7);
+  EXPECT_EQ(subject, 7);
+  EXPECT_EQ(unpinnable, 7);
+  EXPECT_EQ(other_and_subject, 2);
 }
 
 TEST(ListedWorlds, NameTheSubjectAndSomebodyUnpinnableWhenTwoUnknownListsDo) {
@@ -184,6 +206,7 @@ TEST(ListedWorlds, DifferInNothingElseWhenTheyDifferInTheChoiceOfTheGuard) {
       }
       EXPECT_EQ(off.bypass, on.bypass);
       EXPECT_EQ(off.named, on.named);
+      EXPECT_EQ(off.names_other, on.names_other);
       EXPECT_EQ(off.names_subject, on.names_subject);
       EXPECT_EQ(off.names_unpinnable, on.names_unpinnable);
     }

@@ -34,7 +34,7 @@ TEST(ForecastDetail, OfSomebodyWhoStays) {
 
 TEST(ForecastDetail, OfASlashZero) {
   Outlook outlook = With(ForecastVerdict::kBlocked, Cause::kSlashZero);
-  outlook.networks = {Net("0.0.0.0/0")};
+  outlook.networks = {"0.0.0.0/0"};
   EXPECT_EQ(Detail(outlook),
             "AllowedIPs has 0.0.0.0/0 and one peer: the WireGuard library blocks everything "
             "outside the tunnel");
@@ -42,23 +42,21 @@ TEST(ForecastDetail, OfASlashZero) {
 
 TEST(ForecastDetail, OfSeveralSlashZerosNamesEachOnce) {
   Outlook outlook = With(ForecastVerdict::kBlocked, Cause::kSlashZero);
-  outlook.networks = {Net("0.0.0.0/0"), Net("::/0"), Net("1.2.3.4/0")};
+  outlook.networks = {"0.0.0.0/0", "::/0", "1.2.3.4/0", "::/0"};
   EXPECT_EQ(Detail(outlook),
-            "AllowedIPs has 0.0.0.0/0, ::/0 and one peer: the WireGuard library blocks everything "
-            "outside the tunnel");
+            "AllowedIPs has 0.0.0.0/0, ::/0, 1.2.3.4/0 and one peer: the WireGuard library blocks "
+            "everything outside the tunnel");
 }
 
 TEST(ForecastDetail, WithoutAProfile) {
   Outlook outlook = With(ForecastVerdict::kBlocked, Cause::kAssumedCatchAll);
-  outlook.networks = {Net("0.0.0.0/0"), Net("::/0")};
-  EXPECT_EQ(Detail(outlook),
-            "without a profile this is the answer for 0.0.0.0/0, ::/0, with which the WireGuard "
-            "library blocks everything outside the tunnel");
+  outlook.networks = {"0.0.0.0/0", "::/0"};
+  EXPECT_EQ(Detail(outlook), "a catch-all stands in for a profile");
 }
 
 TEST(ForecastDetail, OfANetworkThatTheTunnelTakes) {
   Outlook outlook = With(ForecastVerdict::kTunnel, Cause::kNetworkTaken);
-  outlook.networks = {Net("128.0.0.0/1")};
+  outlook.networks = {"128.0.0.0/1"};
   EXPECT_EQ(Detail(outlook), "its packets would leave by the tunnel, which takes 128.0.0.0/1");
 }
 
@@ -66,25 +64,31 @@ TEST(ForecastDetail, OfMovesNamesBothWays) {
   Outlook outlook = With(ForecastVerdict::kMoves, Cause::kPinnedElsewhere);
   outlook.after = Through("192.168.2.1", 13);
   EXPECT_EQ(Detail(outlook),
-            "it would be pinned through 192.168.2.1 on interface 13, today by 192.168.1.1 on "
-            "interface 12");
+            "it would be pinned through 192.168.2.1 on interface 13; today it is reached by "
+            "192.168.1.1 on interface 12");
   outlook.cause = Cause::kLeftElsewhere;
   outlook.now = {.kind = KnownWay::Kind::kTunnel, .way = {40, Ip("0.0.0.0")}};
-  EXPECT_EQ(Detail(outlook),
-            "it would be left to 192.168.2.1 on interface 13, today by interface 40, on the link, "
-            "another tunnel");
+  EXPECT_EQ(
+      Detail(outlook),
+      "its packets would go by 192.168.2.1 on interface 13; today they go by interface 40, on "
+      "the link, another tunnel");
   outlook.cause = Cause::kNowhere;
   outlook.now = Through("192.168.1.1", 12);
   outlook.after = KnownWay();
-  EXPECT_EQ(Detail(outlook), "no route to it would be left, today by 192.168.1.1 on interface 12");
+  EXPECT_EQ(Detail(outlook),
+            "no route to it would be left; today its packets go by 192.168.1.1 on interface 12");
 }
+
+// The system parses the addresses.
+class ForecastDetailOnMachine : public OnMachine {};
 
 struct UnknownCase {
   Cause cause;
   const char* detail;
 };
 
-class UnknownDetail : public testing::TestWithParam<UnknownCase> {};
+// The system parses the addresses.
+class UnknownDetail : public OnMachine, public testing::WithParamInterface<UnknownCase> {};
 
 TEST_P(UnknownDetail, SaysWhatIsNotKnown) {
   EXPECT_EQ(Detail(With(ForecastVerdict::kUnknown, GetParam().cause)), GetParam().detail);
@@ -95,31 +99,41 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UnknownCase{Cause::kTableUnread, "the routes cannot be read"},
         UnknownCase{Cause::kOwnAddressesUnread, "the machine's own addresses cannot be read"},
-        UnknownCase{Cause::kOlderTunnel,
-                    "a tunnel is up, or perhaps is, and a connect would replace it"},
+        UnknownCase{Cause::kOlderTunnel, "a tunnel is up, or may be; a connect would replace it"},
         UnknownCase{Cause::kNoWayToday, "no route leads to it today"},
         UnknownCase{Cause::kArrivalUnclear,
-                    "the connection's own interface has no route back to it"},
+                    "by which interface the connection came is not clear, or that interface has no "
+                    "route back"},
         UnknownCase{Cause::kWaysAreEqual, "two different routes to it are equally good"},
-        UnknownCase{Cause::kOtherTunnel,
-                    "it is reached through another tunnel, interface 12, whose own packets the "
-                    "connect may take"},
         UnknownCase{Cause::kInterfaceUnproved,
-                    "an interface that decides is not known to be hardware; it may be another "
-                    "tunnel, whose own packets the connect may take"},
-        UnknownCase{Cause::kLoopback,
-                    "a program of this machine connects on behalf of somebody: ask for the "
-                    "address that this comes from"},
+                    "an interface that decides is not known to be hardware that is up; it may be "
+                    "another tunnel, whose own packets the connect may take"},
+        UnknownCase{
+            Cause::kLoopback,
+            "a program on this machine relays the connection: ask about the address that its "
+            "client comes from"},
         UnknownCase{Cause::kOwnAddress,
-                    "the machine's own address: ask for the one from which somebody comes"},
+                    "the machine's own address: ask about the address that the administrator comes "
+                    "from"},
+        UnknownCase{Cause::kNobodys, "not an address that a machine can have"},
         UnknownCase{Cause::kZoneMissing,
                     "a link-local address leads nowhere without its interface"},
         UnknownCase{Cause::kGuardNetworkUnknown,
                     "the default-route guard puts the client's own network in the place of a "
                     "catch-all, and only the profile says which one that is"},
         UnknownCase{Cause::kAddressCatchesAll, "Address has a network of length /0"},
-        UnknownCase{Cause::kProfileUnread, "the profile's networks cannot be told"},
-        UnknownCase{Cause::kPinUnclear, "whether the service can pin it is not known"}));
+        UnknownCase{Cause::kAddressTaken,
+                    "Address is the gateway's or one that the machine has already"},
+        UnknownCase{Cause::kProfileUnread, "AllowedIPs or Address is not a list of networks"},
+        UnknownCase{Cause::kPinUnclear, "whether it would be pinned is not known"}));
+
+TEST(ForecastDetail, OfAnotherTunnelNamesItOnce) {
+  Outlook outlook = With(ForecastVerdict::kUnknown, Cause::kOtherTunnel);
+  outlook.now = {.kind = KnownWay::Kind::kTunnel, .way = {40, Ip("10.8.0.1")}};
+  EXPECT_EQ(Detail(outlook),
+            "it is reached through another tunnel, 10.8.0.1 on interface 40, whose own packets the "
+            "connect may take");
+}
 
 TEST(ForecastDetail, OfAConnectThatIsUndone) {
   Outlook outlook = With(ForecastVerdict::kUndone, Cause::kTunnelDefaultRoute);
@@ -127,6 +141,16 @@ TEST(ForecastDetail, OfAConnectThatIsUndone) {
   EXPECT_EQ(Detail(outlook),
             "the tunnel would be started, and taken down again because of a default route through "
             "another tunnel (poc_default_route_detected); a connection may break in that time");
+}
+
+TEST(ForecastDetail, OfAConnectThatIsUndoneSaysWhatBecomesOfATunnelThatIsUp) {
+  Outlook outlook = With(ForecastVerdict::kUndone, Cause::kTunnelDefaultRoute);
+  outlook.error = outlook.failure_reason = "poc_default_route_detected";
+  outlook.replaces_tunnel = true;
+  EXPECT_EQ(Detail(outlook),
+            "the tunnel would be started, and taken down again because of a default route through "
+            "another tunnel (poc_default_route_detected); a connection may break in that time; the "
+            "tunnel that is up now would be gone");
 }
 
 TEST(ForecastDetail, OfARefusalSaysItsErrorAndReason) {
@@ -145,12 +169,13 @@ TEST(ForecastDetail, OfARefusalSaysWhatATunnelThatIsUpLoses) {
   outlook.replaces_tunnel = true;
   EXPECT_EQ(Detail(outlook),
             "nothing would be started: admin_bypass_failed (route_add_failed); the tunnel that is "
-            "up would lose its phase and its pinned routes even so");
+            "up now would run on, but the service would call it disconnected and forget its pinned "
+            "routes");
 }
 
 TEST(ForecastDetail, SaysThatAConnectionMaySurvive) {
   Outlook outlook = With(ForecastVerdict::kTunnel, Cause::kNetworkTaken);
-  outlook.networks = {Net("128.0.0.0/1")};
+  outlook.networks = {"128.0.0.0/1"};
   outlook.may_survive = true;
   EXPECT_EQ(Detail(outlook),
             "its packets would leave by the tunnel, which takes 128.0.0.0/1; on Windows an "
@@ -159,23 +184,38 @@ TEST(ForecastDetail, SaysThatAConnectionMaySurvive) {
 
 TEST(ForecastDetail, NamesTheSettingsThatWouldSettleIt) {
   Outlook outlook = With(ForecastVerdict::kTunnel, Cause::kNetworkTaken);
-  outlook.networks = {Net("128.0.0.0/1")};
+  outlook.networks = {"128.0.0.0/1"};
   outlook.settled_by = {Setting::kGuard};
   EXPECT_EQ(Detail(outlook),
             "its packets would leave by the tunnel, which takes 128.0.0.0/1; that depends on "
-            "VELTRANE_POC_DISABLE_DEFAULT_ROUTE, of which the value that the service has is not "
-            "known");
+            "VELTRANE_POC_DISABLE_DEFAULT_ROUTE, whose value in the service is not known");
   outlook.settled_by = {Setting::kBypassSwitch, Setting::kAddress, Setting::kAddresses};
   EXPECT_EQ(Detail(outlook),
             "its packets would leave by the tunnel, which takes 128.0.0.0/1; that depends on "
-            "VELTRANE_POC_ADMIN_BYPASS, ADMIN_BYPASS_IP, ADMIN_BYPASS_IPS, of which the value that "
-            "the service has is not known");
+            "VELTRANE_POC_ADMIN_BYPASS, ADMIN_BYPASS_IP, ADMIN_BYPASS_IPS, whose value in the "
+            "service is not known");
 }
 
 TEST(ForecastDetail, SaysWhatIsAssumed) {
   EXPECT_EQ(DetailOf(With(ForecastVerdict::kStays, Cause::kProved), true),
             "by 192.168.1.1 on interface 12, as today; assuming that the service has this "
-            "process's environment");
+            "process's environment and session");
+}
+
+TEST(ForecastDetail, SaysThatTheClientOfASessionProvesNothing) {
+  Outlook outlook = With(ForecastVerdict::kStays, Cause::kProved);
+  outlook.subject.reason = SubjectReason::kRdpSession;
+  EXPECT_EQ(Detail(outlook),
+            "by 192.168.1.1 on interface 12, as today; the address is what the client says of "
+            "itself and proves nothing about the person");
+}
+
+TEST_F(ForecastDetailOnMachine, OfAPinThatIsUnclearIsAboutTheConnectForWhoIsNeverPinned) {
+  Outlook outlook = With(ForecastVerdict::kUnknown, Cause::kPinUnclear);
+  for (const char* address : {"192.168.1.50", "2001:db8::5"}) {
+    outlook.subject = Asked(address);
+    EXPECT_EQ(Detail(outlook), "whether the connect would go on is not known") << address;
+  }
 }
 
 TEST(ForecastDetail, SaysEverythingInThisOrder) {
@@ -184,85 +224,10 @@ TEST(ForecastDetail, SaysEverythingInThisOrder) {
   outlook.may_survive = true;
   outlook.settled_by = {Setting::kAddress};
   EXPECT_EQ(DetailOf(outlook, true),
-            "it would be left to 192.168.2.1 on interface 13, today by 192.168.1.1 on interface "
-            "12; on Windows an established connection may survive all the same, a new one would "
-            "not; that depends on ADMIN_BYPASS_IP, of which the value that the service has is not "
-            "known; assuming that the service has this process's environment");
-}
-
-// The system parses the addresses.
-class ForecastFix : public OnMachine {};
-
-TEST_F(ForecastFix, OfASlashZeroIsItsHalves) {
-  Outlook outlook = With(ForecastVerdict::kBlocked, Cause::kSlashZero);
-  outlook.networks = {Net("0.0.0.0/0")};
-  EXPECT_EQ(FixOf(outlook),
-            "With 0.0.0.0/1, 128.0.0.0/1 it does not, but DNS and IPv6 may then leak");
-  outlook.networks = {Net("::/0")};
-  EXPECT_EQ(FixOf(outlook), "With ::/1, 8000::/1 it does not, but DNS and IPv6 may then leak");
-  outlook.networks = {Net("::/0"), Net("0.0.0.0/0")};
-  EXPECT_EQ(FixOf(outlook),
-            "With 0.0.0.0/1, 128.0.0.0/1, ::/1, 8000::/1 it does not, but DNS and IPv6 may then "
-            "leak");
-}
-
-TEST_F(ForecastFix, WithoutAProfileIsToAskWithOne) {
-  EXPECT_EQ(FixOf(With(ForecastVerdict::kBlocked, Cause::kAssumedCatchAll)),
-            ".\\veltranectl doctor PROFILE");
-  EXPECT_EQ(FixOf(With(ForecastVerdict::kUnknown, Cause::kGuardNetworkUnknown)),
-            ".\\veltranectl doctor PROFILE");
-}
-
-TEST_F(ForecastFix, OfATakenNetworkIsToNameWhoCanBePinned) {
-  Outlook outlook = With(ForecastVerdict::kTunnel, Cause::kNetworkTaken);
-  EXPECT_EQ(FixOf(outlook),
-            "name it in ADMIN_BYPASS_IP, with the default-route guard off, or keep its network out "
-            "of AllowedIPs");
-  for (const char* address : {"192.168.1.50", "2001:db8::5"}) {
-    outlook.subject = Asked(address);
-    EXPECT_EQ(FixOf(outlook),
-              "keep its network out of AllowedIPs: only public IPv4 addresses are pinned")
-        << address;
-  }
-}
-
-TEST_F(ForecastFix, OfAPinElsewhereIsToComeInThere) {
-  EXPECT_EQ(FixOf(With(ForecastVerdict::kMoves, Cause::kPinnedElsewhere)),
-            "come in through the other interface, or turn the bypass off and keep its network out "
-            "of AllowedIPs");
-}
-
-TEST_F(ForecastFix, OfAnOlderTunnelIsToDisconnect) {
-  EXPECT_EQ(FixOf(With(ForecastVerdict::kUnknown, Cause::kOlderTunnel)),
-            ".\\veltranectl disconnect");
-}
-
-TEST_F(ForecastFix, OfAPinThatIsUnclearIsElevationForWhoCanBePinned) {
-  Outlook outlook = With(ForecastVerdict::kUnknown, Cause::kPinUnclear);
-  EXPECT_EQ(FixOf(outlook), "look again in an elevated prompt");
-  outlook.subject = Asked("192.168.1.50");
-  EXPECT_EQ(FixOf(outlook), "");
-  outlook.subject = Asked("2001:db8::5");
-  EXPECT_EQ(FixOf(outlook), "");
-}
-
-TEST_F(ForecastFix, OfSettingsThatAreNotKnownComesFirst) {
-  Outlook outlook = With(ForecastVerdict::kTunnel, Cause::kNetworkTaken);
-  outlook.settled_by = {Setting::kAddress, Setting::kAddresses};
-  EXPECT_EQ(FixOf(outlook),
-            "look again in an elevated prompt, or set ADMIN_BYPASS_IP, ADMIN_BYPASS_IPS in the "
-            "service's own environment and restart the service (docs/limits.md)");
-}
-
-TEST_F(ForecastFix, IsNotGivenForAnythingElse) {
-  for (const Cause cause :
-       {Cause::kProved, Cause::kLeftElsewhere, Cause::kNowhere, Cause::kTableUnread,
-        Cause::kOwnAddressesUnread, Cause::kNoWayToday, Cause::kArrivalUnclear,
-        Cause::kWaysAreEqual, Cause::kOtherTunnel, Cause::kInterfaceUnproved, Cause::kLoopback,
-        Cause::kOwnAddress, Cause::kZoneMissing, Cause::kAddressCatchesAll, Cause::kProfileUnread,
-        Cause::kTunnelDefaultRoute, Cause::kRefusal}) {
-    EXPECT_EQ(FixOf(With(ForecastVerdict::kUnknown, cause)), "") << NameOf(cause);
-  }
+            "its packets would go by 192.168.2.1 on interface 13; today they go by 192.168.1.1 on "
+            "interface 12; on Windows an established connection may survive all the same, a new "
+            "one would not; that depends on ADMIN_BYPASS_IP, whose value in the service is not "
+            "known; assuming that the service has this process's environment and session");
 }
 
 }  // namespace

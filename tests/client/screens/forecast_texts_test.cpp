@@ -106,7 +106,7 @@ TEST(ForecastSummary, SaysWhoItIs) {
   EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)), "asked about: stays");
   subject.reason = SubjectReason::kRdpSession;
   EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)),
-            "what the client of a session says of itself: stays");
+            "address that a session's client claims: stays");
 }
 
 TEST(ForecastSummary, SaysWhatWouldHappen) {
@@ -155,7 +155,7 @@ TEST_F(ForecastAsJson, SaysWhatIsAssumed) {
       R"("now":{"kind":"physical","interface":2,"next_hop":"192.168.77.1"},)"
       R"("after":{"kind":"physical","interface":2,"next_hop":"192.168.77.1"},"verdict":"stays",)"
       R"("detail":"by 192.168.77.1 on interface 2, as today; assuming that the service has this )"
-      R"(process's environment"}])");
+      R"(process's environment and session"}])");
 }
 
 TEST_F(ForecastAsJson, OfAWayOnTheLinkHasNoNextHop) {
@@ -172,7 +172,7 @@ TEST_F(ForecastAsJson, OfAWayOnTheLinkHasNoNextHop) {
 TEST_F(ForecastAsJson, OfTheNewTunnelHasNoInterface) {
   Outlook outlook = Of(Asked("192.168.5.5"), ForecastVerdict::kTunnel);
   outlook.cause = Cause::kNetworkTaken;
-  outlook.networks = {Net("128.0.0.0/1")};
+  outlook.networks = {"128.0.0.0/1"};
   outlook.now = stays_.now;
   outlook.after = KnownWay{.kind = KnownWay::Kind::kTunnel, .way = {}};
   EXPECT_EQ(
@@ -181,7 +181,8 @@ TEST_F(ForecastAsJson, OfTheNewTunnelHasNoInterface) {
       R"("now":{"kind":"physical","interface":2,"next_hop":"192.168.77.1"},)"
       R"("after":{"kind":"tunnel"},"verdict":"tunnel",)"
       R"("detail":"its packets would leave by the tunnel, which takes 128.0.0.0/1",)"
-      R"("fix":"keep its network out of AllowedIPs: only public IPv4 addresses are pinned"}])");
+      R"("fix":"keep its network out of AllowedIPs and Address: only public IPv4 addresses are )"
+      R"(pinned"}])");
 }
 
 TEST_F(ForecastAsJson, OfAnotherTunnelHasItsInterface) {
@@ -189,22 +190,28 @@ TEST_F(ForecastAsJson, OfAnotherTunnelHasItsInterface) {
   outlook.cause = Cause::kNowhere;
   outlook.now = {.kind = KnownWay::Kind::kTunnel, .way = {40, Ip("10.8.0.1")}};
   outlook.after = KnownWay();
-  EXPECT_EQ(Written({outlook}),
-            R"([{"address":"203.0.113.5","reason":"asked",)"
-            R"("now":{"kind":"tunnel","interface":40,"next_hop":"10.8.0.1"},)"
-            R"("after":{"kind":"none"},"verdict":"moves",)"
-            R"("detail":"no route to it would be left, today by 10.8.0.1 on interface 40, another )"
-            R"(tunnel"}])");
+  EXPECT_EQ(
+      Written({outlook}),
+      R"([{"address":"203.0.113.5","reason":"asked",)"
+      R"("now":{"kind":"tunnel","interface":40,"next_hop":"10.8.0.1"},)"
+      R"("after":{"kind":"none"},"verdict":"moves",)"
+      R"("detail":"no route to it would be left; today its packets go by 10.8.0.1 on interface )"
+      R"(40, another tunnel"}])");
 }
 
-TEST_F(ForecastAsJson, LeavesOutAWayAfterThatIsNotKnown) {
+TEST_F(ForecastAsJson, LeavesOutWaysThatAreNotKnown) {
   Subject subject = Asked("203.0.113.5");
   subject.reason = SubjectReason::kSetting;
   Outlook outlook = Of(subject, ForecastVerdict::kUnknown);
   outlook.cause = Cause::kTableUnread;
   EXPECT_EQ(Written({outlook}),
+            R"([{"address":"203.0.113.5","reason":"setting","verdict":"unknown",)"
+            R"("detail":"the routes cannot be read"}])");
+  outlook.cause = Cause::kNoWayToday;
+  outlook.now = KnownWay();
+  EXPECT_EQ(Written({outlook}),
             R"([{"address":"203.0.113.5","reason":"setting","now":{"kind":"none"},)"
-            R"("verdict":"unknown","detail":"the routes cannot be read"}])");
+            R"("verdict":"unknown","detail":"no route leads to it today"}])");
 }
 
 TEST_F(ForecastAsJson, KeepsTheOrderOfTheOutlooks) {
@@ -212,7 +219,7 @@ TEST_F(ForecastAsJson, KeepsTheOrderOfTheOutlooks) {
   subject.reason = SubjectReason::kRdpSession;
   Outlook blocked = Of(subject, ForecastVerdict::kBlocked);
   blocked.cause = Cause::kSlashZero;
-  blocked.networks = {Net("0.0.0.0/0")};
+  blocked.networks = {"0.0.0.0/0"};
   blocked.now = stays_.now;
   EXPECT_EQ(
       Written({stays_, blocked}),
@@ -223,8 +230,9 @@ TEST_F(ForecastAsJson, KeepsTheOrderOfTheOutlooks) {
       R"({"address":"198.51.100.9","reason":"rdp_session",)"
       R"("now":{"kind":"physical","interface":2,"next_hop":"192.168.77.1"},"verdict":"blocked",)"
       R"("detail":"AllowedIPs has 0.0.0.0/0 and one peer: the WireGuard library blocks everything )"
-      R"(outside the tunnel","fix":"With 0.0.0.0/1, 128.0.0.0/1 it does not, but DNS and IPv6 may )"
-      R"(then leak"}])");
+      R"(outside the tunnel; the address is what the client says of itself and proves nothing )"
+      R"(about the person","fix":"With 0.0.0.0/1, 128.0.0.0/1 it does not, but DNS and IPv6 may )"
+      R"(then leak, and whoever is not pinned is lost to the tunnel"}])");
 }
 
 TEST_F(ForecastAsJson, OfNobodyIsAnEmptyList) { EXPECT_EQ(Written({}), "[]"); }

@@ -1,4 +1,7 @@
-"""The command-line client on the machine, with its output redirected or at a console."""
+"""The command-line client on the machine, with its output redirected or at a console.
+
+  python3 -m veltrane_lab.veltranectl [KEY=VALUE...]   writes office.conf, with these changes
+"""
 
 import fcntl
 import os
@@ -7,6 +10,7 @@ import re
 import select
 import struct
 import subprocess
+import sys
 import termios
 import threading
 
@@ -14,7 +18,7 @@ from .places import MACHINE, command_in
 from .waiting import wait_until
 from .windows import PROGRAM, WINE, command_lines, profile
 
-DONE, REFUSED, RISK, UNDONE, NOT_RUNNING = 0, 1, 7, 8, 13  # exit codes
+DONE, RISK, UNDONE, NOT_RUNNING = 0, 7, 8, 13  # exit codes
 LOSE_ADMINISTRATION = "--accept-risk", "lose-remote-administration"
 QUESTION = "Type keep and press Enter to keep the connection:"
 KEEP = "keep"
@@ -129,3 +133,7 @@ class Console:
         """Takes everything away, whether or not the client has ended."""
         self.kill()
         self.hang_up()
+
+
+if __name__ == "__main__":
+    print(write_profile(**dict(change.split("=", 1) for change in sys.argv[1:])))

@@ -15,6 +15,8 @@ prepare                    turns the machine into a Windows machine (once, about
 service [NAME=VALUE...]    starts the service with these environment variables
 stop_service               kills it
 request status | disconnect | connect [KEY=VALUE...] | TEXT
+profile [KEY=VALUE...]     writes office.conf, a profile that the server accepts, with these changes
+client ARGUMENT...         runs veltranectl.exe: client connect office.conf --any-server
 tell knob NAME VALUE | fault FUNCTION NTH STATUS | calls | buffers | reset
 administrator              a connection to port 3389 that counts; Ctrl+C ends it
 watch_packets PLACE        shows the packets at a place (needs tcpdump)
@@ -35,6 +37,8 @@ service() {
 
 stop_service() { kill -KILL "$(<"$LAB_FOLDER/service.pid")"; }
 request() { python3 -m veltrane_lab.request "$@"; }
+profile() { python3 -m veltrane_lab.veltranectl "$@"; }
+client() { (cd "$LAB_FOLDER/program" && ip netns exec machine /usr/lib/wine/wine64 veltranectl.exe "$@"); }
 tell() { python3 -m veltrane_lab.tell "$@"; }
 administrator() { python3 -m veltrane_lab.echoes; }
 watch_packets() { ip netns exec "$1" tcpdump -n -l -i any "${@:2}"; }

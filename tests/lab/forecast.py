@@ -3,7 +3,6 @@ hold_forecast runs all of it."""
 
 import dataclasses
 import json
-import os
 import pathlib
 import socket
 import subprocess
@@ -18,44 +17,34 @@ from forecast_judgement import (AGREES, DISAGREES, Circumstances, Happened, end_
 from forecast_matrix import MATRIX
 from forecast_probe import Connections, outcome
 from harness import Lab
-from veltrane_lab import places, windows
+from veltrane_lab import places, veltranectl, windows
 from veltrane_lab.tell import tell
 
 PREPARE = "prepare_windows"
 COULD_CUT_OFF = 12  # an exit code of doctor
-PROFILE = windows.PROGRAM / "asked.conf"
+PROFILE = "asked.conf"
 
 
 def write_profile(combination):
-    """Writes what the connect request asks for as the client reads it."""
-    request = windows.profile(address_cidr=combination.address,
-                              allowed_ips_csv=combination.allowed_ips)
-    PROFILE.write_text(
-        f"[Interface]\nPrivateKey = {request['client_private_key']}\n"
-        f"Address = {request['address_cidr']}\n"
-        f"[Peer]\nPublicKey = {request['server_public_key']}\n"
-        f"AllowedIPs = {request['allowed_ips_csv']}\n"
-        f"Endpoint = {request['endpoint_host']}:{request['endpoint_port']}\n")
-    return {"address_cidr": request["address_cidr"], "allowed_ips_csv": request["allowed_ips_csv"]}
+    """Writes what the connect request asks for as the client reads it, and returns it."""
+    request = {"address_cidr": combination.address, "allowed_ips_csv": combination.allowed_ips}
+    veltranectl.write_profile(PROFILE, **request)
+    return request
 
 
 def ask_doctor(combination):
     """Returns the forecast, as the client prints it, and its exit code."""
-    words = ["doctor", PROFILE.name, "--json"]
-    if combination.service is None:
-        words.append("--any-server")
+    words = ["doctor", PROFILE, "--json"]
     for person in combination.people:
         if not person.by_remote_desktop:
             words += ["--from", person.address]
     settings = combination.service.client if combination.service else combination.settings
-    done = subprocess.run(
-        places.command_in(places.MACHINE, windows.WINE, windows.PROGRAM / "veltranectl.exe", *words),
-        env=dict(os.environ, **dict(settings)), cwd=windows.PROGRAM, stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    exit_code, printed = veltranectl.run(*words, any_server=combination.service is None,
+                                         **dict(settings))
     try:
-        return json.loads(done.stdout)["forecast"], done.returncode
+        return json.loads(printed)["forecast"], exit_code
     except (ValueError, KeyError) as error:
-        raise AssertionError(f"no forecast: exit code {done.returncode} {done.stderr}") from error
+        raise AssertionError(f"no forecast: exit code {exit_code} {printed}") from error
 
 
 def expect_exit_code(forecast, exit_code):

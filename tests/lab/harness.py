@@ -5,7 +5,7 @@ import contextlib
 import re
 import time
 
-from veltrane_lab import echoes, packets, places, windows
+from veltrane_lab import echoes, packets, places, veltranectl, windows
 from veltrane_lab.tell import tell
 from veltrane_lab.waiting import wait_until
 
@@ -65,6 +65,12 @@ class Lab:
         self._closing.callback(administrator.close)
         administrator.count_on(10)
         return administrator
+
+    def open_console(self, *words, **settings):
+        """Runs the client at a console; see veltrane_lab.veltranectl."""
+        console = veltranectl.Console(*words, **settings)
+        self._closing.callback(console.close)
+        return console
 
     def watch(self, place):
         watch = packets.PacketWatch(place)
@@ -141,6 +147,13 @@ def bytes_at_server():
     """The bytes that the WireGuard server has received from and sent to the client."""
     text = places.check_in(places.SERVER, "wg", "show", "wg-server", "transfer")
     return tuple(map(int, re.findall(r"\d+", text.split("\t", 1)[1])))
+
+
+def run_client(expected, *words, **settings):
+    """Runs the client, which must end with this exit code; returns what it printed."""
+    exit_code, printed = veltranectl.run(*words, **settings)
+    expect_equal(exit_code, expected, f"the exit code of a client that printed\n{printed}")
+    return printed
 
 
 def route_details(reply):

@@ -9,6 +9,8 @@ import administrators_scenarios  # noqa: F401
 import windows_scenarios  # noqa: F401
 import guard_scenarios  # noqa: F401
 import lifetime_scenarios  # noqa: F401
+import question_scenarios  # noqa: F401
+import back_scenarios  # noqa: F401
 from harness import SCENARIOS, name_of, run
 from veltrane_lab import windows
 

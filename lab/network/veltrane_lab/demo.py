@@ -1,17 +1,14 @@
 """The demonstration that `demo` runs inside a lab: python3 -m veltrane_lab.demo FOLDER, where the
 report goes."""
 
-import concurrent.futures
 import pathlib
 import subprocess
 import sys
 
-from . import places, report, windows
-from .echoes import Administrator
-from .packets import PacketWatch
+from . import comes_back, places, report, windows
 from .record import Part
+from .scene import HALVES, Scene
 from .tell import tell
-from .waiting import wait_until
 
 NETWORK = """\
     administrator                                            WireGuard server
@@ -24,71 +21,7 @@ NETWORK = """\
       VeltraneVpnService.exe under Wine,
       something that listens on port 3389
 """
-HALVES = "0.0.0.0/1, 128.0.0.0/1"
 CATCH_ALL = "0.0.0.0/0"
-
-
-class Scene:
-    """The administrator, the service and the packets between them, through several parts."""
-
-    def __init__(self, **environment):
-        self.administrator = Administrator()
-        self.service = windows.Service(windows.PipeClient(), **environment)
-        self.service.status()
-        self._packets = PacketWatch(places.MACHINE)
-
-    def count_packets(self, part, what, echoes):
-        """Waits for so many more echoes and notes the way that they took. Returns the numbers of
-        packets through the gateway and through the tunnel."""
-        return self._note_packets(part, what, lambda: self.administrator.count_on(echoes))
-
-    def break_off(self, part):
-        """Waits until the administrator has lost the machine, and notes where his packets go.
-        Returns whether he has."""
-        try:
-            self._note_packets(part, "while an echo is missing", self.administrator.break_off)
-        except AssertionError:
-            return False
-        part.event("an echo has been missing for two seconds")
-        return True
-
-    def _note_packets(self, part, what, action):
-        before = [self._to_administrator(name) for name in ("eth0", places.TUNNEL)]
-        action()
-        after = [self._to_administrator(name) for name in ("eth0", places.TUNNEL)]
-        ways = [now - then for then, now in zip(before, after)]
-        part.note_packets(what, *ways)
-        return ways
-
-    def _to_administrator(self, interface):
-        return self._packets.count(interface=interface, source=places.MACHINE_IP,
-                                   dest=places.ADMINISTRATOR_IP)
-
-    def request(self, part, name, action):
-        part.event(f"{name} is sent")
-        with concurrent.futures.ThreadPoolExecutor() as executor:
-            reply = executor.submit(action).result()
-        part.event(f"{name} is answered: {reply.get('phase') or reply.get('error')}")
-        return reply
-
-    def connect(self, part, allowed_ips):
-        reply = self.request(part, f"connect with AllowedIPs {allowed_ips}",
-                             lambda: self.service.connect(allowed_ips_csv=allowed_ips))
-        part.check("the service is connected", reply.get("phase") == "connected")
-        self.service.wait_for_tunnel()
-        part.note_routes("during")
-        return reply
-
-    def disconnect(self, part):
-        self.request(part, "disconnect", self.service.disconnect)
-        wait_until(lambda: not windows.tunnel_processes(), "the tunnel process ends")
-        part.note_routes("after")
-
-    def end(self):
-        self.administrator.close()
-        self.service.kill()
-        self.service.client.close()
-        self._packets.close()
 
 
 def notice_nothing(parts):
@@ -196,6 +129,7 @@ def play(parts):
     scene = Scene(VELTRANE_POC_ADMIN_BYPASS="1")
     cut_off_although_pinned(parts, scene)
     get_everything_back(parts, scene, routing)
+    comes_back.play(parts)
 
 
 def main(folder):
@@ -218,7 +152,8 @@ def main(folder):
     if failures or trouble:
         return 1
     print("With a tunnel in two halves the administrator noticed nothing. Without the bypass, and with\n"
-          "a catch-all in spite of it, he lost the machine until the disconnect.")
+          "a catch-all in spite of it, he lost the machine until the disconnect; a connect that nobody\n"
+          "confirmed took itself back, and he went on.")
     return 0
 
 

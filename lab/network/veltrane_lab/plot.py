@@ -36,7 +36,7 @@ def silences(echoes, last):
 def plot(part, top=0):
     """The <g> of one part, drawn `top` pixels below the origin."""
     echoes, events = part["echoes"], part["events"]
-    last = max([1.0] + [when for when, _ in events] + [back or sent for sent, back in echoes])
+    last = max([1.0] + [when for when, *_ in events] + [back or sent for sent, back in echoes])
 
     def across(seconds):
         return LEFT + (WIDTH - LEFT - RIGHT) * seconds / last
@@ -59,9 +59,8 @@ def plot(part, top=0):
                    f'width="{max(across(end) - across(begin), 2):.1f}" '
                    f'height="{HEIGHT - TOP - BOTTOM}"/>')
     out += [_mark(across(sent), sent, back, up) for sent, back in echoes]
-    requests = [(when, text.split()[0] + (" sent" if text.endswith("is sent") else " answered"))
-                for when, text in events if "is sent" in text or "is answered" in text]
-    for row, (when, name) in enumerate(requests):
+    marked = [(when, mark) for when, _, mark in events if mark]
+    for row, (when, name) in enumerate(marked):
         at, right = across(when), across(when) > WIDTH * 0.8
         out.append(f'<line class="event" x1="{at:.1f}" x2="{at:.1f}" y1="{TOP - 4}" '
                    f'y2="{HEIGHT - BOTTOM}"/><text x="{at + (-4 if right else 4):.1f}" '

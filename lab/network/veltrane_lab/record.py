@@ -11,14 +11,16 @@ class Part:
     def __init__(self, title, story, on_windows):
         self.title, self.story, self.on_windows = title, story, on_windows
         self.events, self.echoes, self.routes, self.packets, self.checks = [], [], {}, [], []
+        self.screens = []
         self._began = time.monotonic()
         print(f"\n== {title}\n{story}\n", flush=True)
 
     def now(self):
         return time.monotonic() - self._began
 
-    def event(self, text):
-        self.events.append((self.now(), text))
+    def event(self, text, mark=""):
+        """`mark` is its name in the plot, where only events with one are shown."""
+        self.events.append((self.now(), text, mark))
         print(f"  {self.now():5.2f} s  {text}", flush=True)
 
     def note_routes(self, when):
@@ -33,6 +35,10 @@ class Part:
         self.echoes = [(sent - self._began, back and back - self._began)
                        for sent, back in administrator.history() if sent >= self._began]
 
+    def note_screen(self, command, text):
+        """What a command of the client has shown."""
+        self.screens.append((command, text))
+
     def check(self, description, holds):
         self.checks.append((description, bool(holds)))
         print(f"  {'ok      ' if holds else 'FAILED  '}{description}", flush=True)
@@ -42,5 +48,6 @@ class Part:
         return sum(not holds for _, holds in self.checks)
 
     def as_dictionary(self):
-        names = ("title", "story", "on_windows", "events", "echoes", "routes", "packets", "checks")
+        names = ("title", "story", "on_windows", "events", "echoes", "routes", "packets", "checks",
+                 "screens")
         return {name: getattr(self, name) for name in names}

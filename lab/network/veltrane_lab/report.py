@@ -39,6 +39,7 @@ td, th {{ text-align: left; padding: .15rem 1.2rem .15rem 0; font-weight: 400 }}
 th {{ opacity: .75 }}
 td.number {{ text-align: right; font-variant-numeric: tabular-nums }}
 pre {{ font: 13px/1.45 ui-monospace, monospace; overflow-x: auto; margin: .2rem 0 1rem }}
+.screen {{ white-space: pre-wrap; overflow-wrap: anywhere }}
 .new {{ color: var(--good) }} .gone {{ color: var(--bad) }}
 .key {{ font-size: .85rem; opacity: .85 }}
 .dot {{ font-weight: 700 }}
@@ -77,6 +78,12 @@ def _routes(routes):
     return out
 
 
+def _screens(screens):
+    return "".join(f"<details><summary>{html.escape(command)}</summary>"
+                   f'<pre class="screen">{html.escape(text)}</pre></details>'
+                   for command, text in screens)
+
+
 def _part(part):
     checks = "\n".join(f'<li class="{"holds" if holds else "fails"}">{html.escape(str(text))}</li>'
                        for text, holds in part["checks"])
@@ -90,7 +97,8 @@ def _part(part):
             f'<div class="scroll"><svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" '
             f'aria-label="Echoes over time">{plot(part)}</svg></div>\n<ul>{checks}</ul>\n'
             f'<div class="windows"><strong>On Windows.</strong> {html.escape(part["on_windows"])}'
-            f"</div>\n{packets}<details><summary>The machine's routing table</summary>"
+            f"</div>\n{packets}{_screens(part['screens'])}"
+            "<details><summary>The machine's routing table</summary>"
             f"{_routes(part['routes'])}</details>")
 
 

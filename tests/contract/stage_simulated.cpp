@@ -58,7 +58,9 @@ void Tell(const std::string& line) {
   told.push_back(line);
 }
 
-std::vector<std::string> OwnArguments() { return ClientSide::Current().watchdogs.started.back(); }
+std::vector<std::string> OwnArguments() {
+  return simulated::ClientSide::Current().watchdogs.started.back();
+}
 
 Stage::Stage() : state_(std::make_unique<State>()) {
   state_->machine.files.AddFolder(kFolder);

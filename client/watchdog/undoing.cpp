@@ -16,7 +16,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint64_t kGiveUpMilliseconds = 5 * 60'000;
+constexpr std::uint64_t kGiveUpMilliseconds = 300'000;
 constexpr std::uint32_t kTryAgainMilliseconds = 2000;
 constexpr std::uint32_t kBusySeconds = 2;
 constexpr int kPolls = 30;

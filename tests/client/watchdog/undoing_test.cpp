@@ -150,7 +150,8 @@ TEST_F(Undoings, LeaveAloneWhatIsMadeAfterTheDisconnect) {
   StartService();
   ConnectTo("office");
   machine.services.NeverStop();
-  At(1, [this] { server.SetPhase(kPhaseConnected, "office"); });
+  // The service itself waits 15 s for the tunnel to stop.
+  At(25, [this] { server.SetPhase(kPhaseConnected, "office"); });
   Expect(
       UndoOffice(), true,
       std::string(kUndone) + "; somebody has connected to \"office\" since, which was left alone");

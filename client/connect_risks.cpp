@@ -40,17 +40,16 @@ Objection CheckSplit(const SplitList& split, const Situation& situation, const O
                      Display& display) {
   if (!split.split_ipv4 && !split.split_ipv6) return std::nullopt;
   if (!GuardIsProvedOff(situation)) {
-    return Fail(kExitRisk,
-                "--split-default: the default-route guard, which does not see halves, is on or may "
-                "be: veltranectl doctor says which setting decides",
-                options.json, display);
+    return FailAtRisk(
+        "--split-default: the default-route guard, which does not see halves, is on or may be: "
+        "veltranectl doctor says which setting decides",
+        nlohmann::ordered_json::array(), options.json, display);
   }
   if (Leaks(split, situation) && !Accepts(options, "leaks")) {
-    return Fail(kExitRisk,
-                std::string("--split-default: ") + (split.split_ipv4 ? "IPv6" : "IPv4") +
-                    " would go past the tunnel, where the catch-all blocks it: add ::/0 and "
-                    "0.0.0.0/0 to AllowedIPs, or --accept-risk leaks",
-                options.json, display);
+    return FailAtRisk(std::string("--split-default: ") + (split.split_ipv4 ? "IPv6" : "IPv4") +
+                          " would go past the tunnel, where the catch-all blocks it: add ::/0 and "
+                          "0.0.0.0/0 to AllowedIPs, or --accept-risk leaks",
+                      nlohmann::ordered_json::array(), options.json, display);
   }
   display.Complain(
       "halves in place of the catch-all: the WireGuard library neither restricts DNS to the "

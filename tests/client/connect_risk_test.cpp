@@ -143,6 +143,19 @@ TEST_F(ConnectAtRisk, HalvesThatTheGuardWouldNotSeeAreNotSent) {
             "on or may be: veltranectl doctor says which setting decides\n");
 }
 
+TEST_F(ConnectAtRisk, AsJsonAnotherObjectionHasAnEmptyForecast) {
+  TakeEverything("0.0.0.0/0, ::/0");
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  StartService();
+  EXPECT_EQ(Run({"connect", kAll, "--split-default", "--json"}), 7);
+  RecordProperty("client_error", side.Output());
+  EXPECT_EQ(side.Output(),
+            R"({"ok":false,"error":"client_risk","message":"--split-default: the default-route )"
+            R"(guard, which does not see halves, is on or may be: veltranectl doctor says which )"
+            R"(setting decides","forecast":[]})"
+            "\n");
+}
+
 TEST_F(ConnectAtRisk, HalvesAreNotSentWhenTheGuardIsNotProvedOff) {
   TakeEverything("0.0.0.0/0, ::/0");
   StartService();

@@ -74,16 +74,16 @@ struct WatchEvent {
 // The watchdog's own side. A process has at most one at a time.
 class WatchPost {
  public:
-  // Takes standard input and output for the connection to the client, and makes a hidden top-level
-  // window, because a process without a console learns of the end of the session only by one. Fails
-  // with 222 when standard input or output is not a pipe.
+  // Takes standard input and output for the connection to the client. Fails with 222 when one of
+  // them is not a pipe.
   static Result<WatchPost> Open();
 
-  // Takes requests from now on: creates a named pipe (CreateNamedPipeW: one instance,
-  // FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_REJECT_REMOTE_CLIENTS) with an access list of these
-  // entries. Called once. Returns 0 or the Win32 error: 5 when there is a pipe of this name
-  // already.
-  std::uint32_t TakeRequests(const std::wstring& pipe, const std::vector<AccessEntry>& entries);
+  // Watches for requests and for the end of the session too from now on. Creates a named pipe
+  // (CreateNamedPipeW: one instance, FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_REJECT_REMOTE_CLIENTS)
+  // with an access list of these entries, and a hidden top-level window, because a process without
+  // a console learns of the end of the session only by one. Called once. Returns 0 or the Win32
+  // error: 5 when there is a pipe of this name already.
+  std::uint32_t Begin(const std::wstring& pipe, const std::vector<AccessEntry>& entries);
 
   // Waits at most this long, 0 included, for what comes first. What has come already is returned
   // in the order of WatchEventKind. A program that opens the pipe and sends nothing holds up other

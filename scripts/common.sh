@@ -63,7 +63,7 @@ use_wine() {
   for name in $(compgen -e | grep -E '^(VELTRANE_|ADMIN_BYPASS_IPS?$|ProgramData$)'); do
     unset "$name"
   done
-  [ -d "$WINEPREFIX/drive_c/windows" ] || prepare_prefix
+  grep -qs '"Graphics"="null"' "$WINEPREFIX/user.reg" || prepare_prefix
 }
 
 # The Unix process of `wine x.exe` is the Windows process itself. The `wine` wrapper is not used: it
@@ -74,10 +74,16 @@ prepare_prefix() {
   mkdir -p "$build" "$WINEPREFIX"
   "$wine64_binary" wineboot --init >"$build/wineboot.log" 2>&1 ||
     die "the Wine prefix could not be created; see build/wineboot.log"
+  # Without a display, windows exist only with this driver, which shows nothing.
+  "$wine64_binary" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1 ||
+    die "the Wine prefix could not be given a driver for windows"
   # Our services depend on services that wineboot has just registered. The service control manager
   # that is still running does not know those; the next one does.
   stop_wine
 }
 
-# Ends every process of the private Wine prefix.
-stop_wine() { wineserver -k 2>/dev/null || true; }
+# Ends every process of the private Wine prefix, and returns when its registry is in its files.
+stop_wine() {
+  wineserver -k 2>/dev/null || true
+  wineserver -w 2>/dev/null || true
+}

@@ -16,7 +16,7 @@ constexpr char kUndoing[] = "waiting until the connection has been undone";
 constexpr char kConfirming[] = "waiting for the watchdog";
 
 Outcome Await(Confirmation& confirmation, const char* what, Display& display) {
-  const Outcome outcome = confirmation.AwaitOutcome(
+  Outcome outcome = confirmation.AwaitOutcome(
       [&display, what](std::uint32_t seconds) { display.ShowWait(what, seconds); });
   display.EndWait();
   return outcome;

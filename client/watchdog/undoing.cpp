@@ -9,11 +9,14 @@
 #include "client/exchange/request.h"
 #include "client/text/quoting.h"
 #include "platform/clock.h"
+#include "platform/service_codes.h"
+#include "platform/service_facts.h"
+#include "tunnel/tunnel_manager.h"
 
 namespace veltrane {
 namespace {
 
-constexpr std::uint64_t kGiveUpMilliseconds = 5 * 60'000;
+constexpr std::uint64_t kGiveUpMilliseconds = 300'000;
 constexpr std::uint32_t kTryAgainMilliseconds = 2000;
 constexpr std::uint32_t kBusySeconds = 2;
 constexpr int kPolls = 30;
@@ -33,7 +36,7 @@ class Undoer {
     const std::optional<std::string> text = Ask("status");
     if (!text) return std::nullopt;
     const std::optional<Reply> status = ReadReply(*text);
-    if (std::optional<Undoing> done = Judge(*text, status)) return done;
+    if (std::optional<Undoing> done = Judge(status)) return done;
     if (status && status->ok && !IsConnected(*status) && !disconnected_) tunnel_unknown_ = true;
     return Disconnect() ? AwaitEnd() : std::nullopt;
   }
@@ -48,21 +51,23 @@ class Undoer {
   static bool IsConnected(const Reply& status) { return status.phase == "connected"; }
 
   // Whether the reply says that nothing is left to undo, or that it is not ours to undo.
-  std::optional<Undoing> Judge(const std::string& text, const std::optional<Reply>& status) const {
+  std::optional<Undoing> Judge(const std::optional<Reply>& status) const {
     if (!status || !status->ok) return std::nullopt;
     if (IsConnected(*status)) {
-      if (!disconnected_ && (status->node_id == made_.node_id || Names(text))) return std::nullopt;
+      if (!disconnected_ && status->node_id == made_.node_id) return std::nullopt;
       return Undoing{true, (disconnected_ ? Undone() : "that connection has gone") +
                                "; somebody has connected to " + Quoted(status->node_id) +
                                " since, which was left alone"};
     }
-    if (status->tunnel_running != false) return std::nullopt;
+    if (status->tunnel_running != false || TunnelIsOnItsWay()) return std::nullopt;
     return Undoing{true, disconnected_ ? Undone() : "there is no connection any more"};
   }
 
-  // The service does not escape a node id, so what is read of one may differ from what it is.
-  bool Names(const std::string& text) const {
-    return text.find("\"node_id\":\"" + made_.node_id + "\"") != std::string::npos;
+  // The service says that a tunnel does not run while it starts, and while it stops. Windows knows
+  // better, and tells every user unless somebody has forbidden it.
+  static bool TunnelIsOnItsWay() {
+    const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
+    return tunnel && tunnel->state != kServiceStopped;
   }
 
   std::string Undone() const {
@@ -86,10 +91,10 @@ class Undoer {
     for (int poll = 0; poll < kPolls; ++poll) {
       const std::optional<std::string> text = Ask("status");
       if (!text) return std::nullopt;
-      if (std::optional<Undoing> done = Judge(*text, ReadReply(*text))) return done;
+      if (std::optional<Undoing> done = Judge(ReadReply(*text))) return done;
       meanwhile_(kPollMilliseconds);
     }
-    problem_ = "the tunnel runs on after a disconnect";
+    problem_ = "the tunnel has not stopped 30 s after a disconnect";
     return std::nullopt;
   }
 

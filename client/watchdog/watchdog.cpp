@@ -69,7 +69,7 @@ class Watcher {
       case WatchEventKind::kLine:
         return HeedClient(event.line);
       case WatchEventKind::kRequest:
-        return HeedRequest();
+        return HeedRequest(event.line);
       case WatchEventKind::kClientEnded:
       case WatchEventKind::kMustEnd:
         return UndoNow();
@@ -88,7 +88,8 @@ class Watcher {
     }
   }
 
-  void HeedRequest() {
+  void HeedRequest(const std::string& word) {
+    if (word != kWordConfirm) return post_.Answer(kWordUnknown);
     if (!answered_) return post_.Answer(kWordEarly);
     post_.Answer(kWordConfirmed);
     Confirm();
@@ -134,13 +135,13 @@ WatchEnd KeepWatch(const Watch& watch) {
     post->Tell(Sentence(kWordFailed, "Windows does not say who may confirm"));
     return WatchEnd::kNotArmed;
   }
-  const std::uint32_t error = post->TakeRequests(kConfirmPipe, *entries);
+  const std::uint32_t error = post->Begin(kConfirmPipe, *entries);
   if (error == kErrorAccessDenied) {
     post->Tell(kWordAnother);
     return WatchEnd::kNotArmed;
   }
   if (error != 0) {
-    post->Tell(Sentence(kWordFailed, "confirmations cannot be taken" + WindowsError(error)));
+    post->Tell(Sentence(kWordFailed, "Windows refuses it" + WindowsError(error)));
     return WatchEnd::kNotArmed;
   }
   return Watcher(std::move(*post), watch).Run();

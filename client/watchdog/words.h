@@ -20,7 +20,8 @@
 //                      early           the service has not made the connection yet
 //                      late            it is being undone
 //
-// The watchdog ends after its last word. Words that it does not know are ignored.
+// The watchdog ends after its last word. It ignores words of connect's that it does not know, and
+// answers "unknown" to others.
 
 #include <string_view>
 
@@ -40,5 +41,6 @@ inline constexpr std::string_view kWordFailed = "failed";
 inline constexpr std::string_view kWordConfirm = "confirm";
 inline constexpr std::string_view kWordEarly = "early";
 inline constexpr std::string_view kWordLate = "late";
+inline constexpr std::string_view kWordUnknown = "unknown";
 
 }  // namespace veltrane

@@ -1,14 +1,16 @@
 #include "platform/windows/line_reader.h"
 
 #include <array>
-#include <utility>
+#include <thread>
 
+#include "platform/mutex.h"
 #include "platform/watchdog.h"
 
 namespace veltrane {
 namespace {
 
 constexpr DWORD kCancelMilliseconds = 10;
+constexpr int kCancelTries = 100;
 
 }  // namespace
 
@@ -26,60 +28,66 @@ bool LineSplitter::Take(std::string& line) {
   return true;
 }
 
-LineReader::LineReader(HANDLE pipe)
-    : pipe_(pipe), event_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+// What the thread may use even after the reader has gone.
+struct LineReader::Shared {
+  UniqueHandle event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  Mutex mutex;
+  LineSplitter lines VELTRANE_GUARDED_BY(mutex);
+  bool ended VELTRANE_GUARDED_BY(mutex) = false;
+  bool end_taken VELTRANE_GUARDED_BY(mutex) = false;
+
+  bool Keep(const char* bytes, DWORD size) {
+    const MutexLock lock(mutex);
+    if (!lines.Append(bytes, size)) return false;
+    SetEvent(event.get());
+    return true;
+  }
+
+  void End() {
+    const MutexLock lock(mutex);
+    ended = true;
+    SetEvent(event.get());
+  }
+
+  void Read(HANDLE pipe) {
+    std::array<char, 512> piece{};
+    DWORD size = 0;
+    while (ReadFile(pipe, piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr) &&
+           size > 0 && Keep(piece.data(), size)) {
+    }
+    End();
+  }
+};
+
+LineReader::LineReader(HANDLE pipe) : shared_(std::make_shared<Shared>()) {
+  HANDLE thread = nullptr;
   const UniqueHandle started(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  thread_ = std::thread([this, &started] {
-    HANDLE own = nullptr;
-    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &own, 0, FALSE,
+  std::thread([shared = shared_, pipe, &thread, begun = started.get()] {
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
                     DUPLICATE_SAME_ACCESS);
-    reading_thread_.reset(own);
-    SetEvent(started.get());
-    Read();
-  });
+    SetEvent(begun);
+    shared->Read(pipe);
+  }).detach();
   WaitForSingleObject(started.get(), INFINITE);
+  thread_.reset(thread);
 }
 
 LineReader::~LineReader() {
-  {
-    const MutexLock lock(mutex_);
-    stopping_ = true;
+  // Again and again, because the thread may be about to read rather than reading.
+  for (int i = 0; i < kCancelTries; ++i) {
+    CancelSynchronousIo(thread_.get());
+    if (WaitForSingleObject(thread_.get(), kCancelMilliseconds) != WAIT_TIMEOUT) return;
   }
-  // The thread may be about to read rather than reading.
-  while (WaitForSingleObject(reading_thread_.get(), kCancelMilliseconds) == WAIT_TIMEOUT) {
-    CancelSynchronousIo(reading_thread_.get());
-  }
-  thread_.join();
 }
 
-void LineReader::Read() {
-  std::array<char, 512> piece;
-  DWORD size = 0;
-  do {
-    if (!ReadFile(pipe_, piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr)) break;
-  } while (size > 0 && Keep(piece.data(), size));
-  End();
-}
-
-bool LineReader::Keep(const char* bytes, DWORD size) {
-  const MutexLock lock(mutex_);
-  if (stopping_ || !lines_.Append(bytes, size)) return false;
-  SetEvent(event_.get());
-  return true;
-}
-
-void LineReader::End() {
-  const MutexLock lock(mutex_);
-  ended_ = true;
-  SetEvent(event_.get());
-}
+HANDLE LineReader::Event() const { return shared_->event.get(); }
 
 LineReader::Taken LineReader::Take(std::string& line) {
-  const MutexLock lock(mutex_);
-  if (lines_.Take(line)) return Taken::kLine;
-  ResetEvent(event_.get());
-  if (!ended_ || end_taken_) return Taken::kNothing;
-  end_taken_ = true;
+  const MutexLock lock(shared_->mutex);
+  if (shared_->lines.Take(line)) return Taken::kLine;
+  ResetEvent(shared_->event.get());
+  if (!shared_->ended || shared_->end_taken) return Taken::kNothing;
+  shared_->end_taken = true;
   return Taken::kEnd;
 }
 

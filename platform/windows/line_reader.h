@@ -4,11 +4,9 @@
 
 #include <windows.h>
 
-#include <deque>
+#include <memory>
 #include <string>
-#include <thread>
 
-#include "platform/mutex.h"
 #include "platform/windows/handles.h"
 
 namespace veltrane {
@@ -26,7 +24,8 @@ class LineSplitter {
   std::string received_;
 };
 
-// Reads on a thread of its own, which the destructor ends.
+// Reads on a thread of its own. The destructor ends it, or leaves it to the end of the process when
+// its read cannot be cancelled.
 class LineReader {
  public:
   // The pipe stays the caller's.
@@ -36,25 +35,16 @@ class LineReader {
   ~LineReader();
 
   // Signalled while Take has something to return.
-  HANDLE Event() const { return event_.get(); }
+  HANDLE Event() const;
 
   enum class Taken { kNothing, kLine, kEnd };  // kEnd once, and last
   Taken Take(std::string& line);
 
  private:
-  void Read();
-  bool Keep(const char* bytes, DWORD size);
-  void End();
+  struct Shared;
 
-  const HANDLE pipe_;
-  UniqueHandle event_;
-  Mutex mutex_;
-  LineSplitter lines_ VELTRANE_GUARDED_BY(mutex_);
-  bool ended_ VELTRANE_GUARDED_BY(mutex_) = false;
-  bool end_taken_ VELTRANE_GUARDED_BY(mutex_) = false;
-  bool stopping_ VELTRANE_GUARDED_BY(mutex_) = false;
-  UniqueHandle reading_thread_;
-  std::thread thread_;
+  std::shared_ptr<Shared> shared_;
+  UniqueHandle thread_;
 };
 
 }  // namespace veltrane

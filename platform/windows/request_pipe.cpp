@@ -23,7 +23,10 @@ DWORD RequestPipe::Create(const std::wstring& name, const std::vector<AccessEntr
       name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
       PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, kBufferBytes,
       kBufferBytes, 0, &attributes->record);
-  if (handle == INVALID_HANDLE_VALUE) return GetLastError();
+  if (handle == INVALID_HANDLE_VALUE) {
+    // Where the flag is unknown, the other pipe's number of instances refuses this one.
+    return GetLastError() == ERROR_PIPE_BUSY ? ERROR_ACCESS_DENIED : GetLastError();
+  }
   pipe_.reset(handle);
   Listen();
   return ERROR_SUCCESS;

@@ -20,6 +20,8 @@ struct Post {
   bool session_end_taken = false;
   RequestPipe requests;
   LineReader client{GetStdHandle(STD_INPUT_HANDLE)};
+
+  bool WatchesSession() const { return !session_end_taken && session.Event() != nullptr; }
 };
 
 Post& AsPost(const Owner<void, CloseWatchPost>& post) { return *static_cast<Post*>(post.get()); }
@@ -41,7 +43,7 @@ std::optional<WatchEvent> TakeEvent(Post& post) {
   if (std::optional<std::string> request = post.requests.Advance()) {
     return WatchEvent{WatchEventKind::kRequest, std::move(*request)};
   }
-  if (!post.session_end_taken && WaitForSingleObject(post.session.Event(), 0) == WAIT_OBJECT_0) {
+  if (post.WatchesSession() && WaitForSingleObject(post.session.Event(), 0) == WAIT_OBJECT_0) {
     post.session_end_taken = true;
     return WatchEvent{WatchEventKind::kMustEnd};
   }
@@ -52,7 +54,7 @@ void WaitForChange(const Post& post, DWORD milliseconds) {
   std::array<HANDLE, 3> events{};
   DWORD count = 0;
   events[count++] = post.client.Event();
-  if (!post.session_end_taken) events[count++] = post.session.Event();
+  if (post.WatchesSession()) events[count++] = post.session.Event();
   if (post.requests.Event() != nullptr) events[count++] = post.requests.Event();
   WaitForMultipleObjects(count, events.data(), FALSE,
                          std::min(milliseconds, post.requests.Remaining()));
@@ -64,17 +66,15 @@ Result<WatchPost> WatchPost::Open() {
   if (!IsPipe(STD_INPUT_HANDLE) || !IsPipe(STD_OUTPUT_HANDLE)) {
     return Result<WatchPost>::Failure(ERROR_BAD_FILE_TYPE);
   }
-  auto post = std::make_unique<Post>();
-  const DWORD error = post->session.Begin();
-  if (error != ERROR_SUCCESS) return Result<WatchPost>::Failure(error);
-  return WatchPost(post.release());
+  return WatchPost(std::make_unique<Post>().release());
 }
 
 void CloseWatchPost(void* post) noexcept { delete static_cast<Post*>(post); }
 
-std::uint32_t WatchPost::TakeRequests(const std::wstring& pipe,
-                                      const std::vector<AccessEntry>& entries) {
-  return AsPost(post_).requests.Create(pipe, entries);
+std::uint32_t WatchPost::Begin(const std::wstring& pipe, const std::vector<AccessEntry>& entries) {
+  Post& post = AsPost(post_);
+  const DWORD error = post.requests.Create(pipe, entries);
+  return error != ERROR_SUCCESS ? error : post.session.Begin();
 }
 
 WatchEvent WatchPost::Wait(std::uint32_t milliseconds) {

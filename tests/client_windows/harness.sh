@@ -180,6 +180,7 @@ stop_console() {
 
 # start_actor ARGUMENT...: see pipe_actor.cpp.
 start_actor() {
+  : >"$work/actor.log"  # that of an earlier one has the word already
   "$wine64_binary" pipe_actor.exe "$@" >"$work/actor.log" 2>/dev/null &
   actor_pid=$!
   await "pipe_actor $*" grep -q ready "$work/actor.log"

@@ -1,14 +1,16 @@
 // Plays a server or a client of the control pipe for a test:
-//   pipe_actor serve [REPLY]  serves the pipe in place of the service: prints what each client
-//   sends
-//                             and answers with REPLY or with nothing, until it is killed
-//   pipe_actor hold FILE      connects as a client and keeps the pipe busy until FILE exists
-// Prints "ready" once it has started.
+//   pipe_actor serve [REPLY]     serves the pipe in place of the service: prints what each client
+//                                sends and answers with REPLY or with nothing, until it is killed
+//   pipe_actor hold FILE [PIPE]  connects as a client and keeps the pipe busy until FILE exists
+//   pipe_actor end-session       asks the watchdog whether the session may end, as Windows does
+//   pipe_actor close-window      closes the watchdog's window, as taskkill does
+// The first two print "ready" once they have started.
 
 #include <windows.h>
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "ipc/pipe_name.h"
 
@@ -49,9 +51,9 @@ int Serve(const char* reply) {
   }
 }
 
-int Hold(const char* file) {
-  const HANDLE pipe =
-      CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+int Hold(const char* file, const std::wstring& name) {
+  const HANDLE pipe = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                  OPEN_EXISTING, 0, nullptr);
   if (pipe == INVALID_HANDLE_VALUE) return 1;
   Say("ready");
   while (GetFileAttributesA(file) == INVALID_FILE_ATTRIBUTES) Sleep(50);
@@ -59,10 +61,24 @@ int Hold(const char* file) {
   return 0;
 }
 
+int TellWatchdog(UINT message) {
+  const HWND window = FindWindowW(L"VeltraneWatchdog", nullptr);
+  if (window == nullptr) return 1;
+  SendMessageW(window, message, 0, 0);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "serve") == 0) return Serve(argc > 2 ? argv[2] : "");
-  if (argc > 2 && std::strcmp(argv[1], "hold") == 0) return Hold(argv[2]);
+  if (argc > 2 && std::strcmp(argv[1], "hold") == 0) {
+    const std::string name = argc > 3 ? argv[3] : "";
+    return Hold(argv[2], argc > 3 ? std::wstring(name.begin(), name.end()) : kPipeName);
+  }
+  if (argc > 1 && std::strcmp(argv[1], "end-session") == 0) {
+    return TellWatchdog(WM_QUERYENDSESSION);
+  }
+  if (argc > 1 && std::strcmp(argv[1], "close-window") == 0) return TellWatchdog(WM_CLOSE);
   return 2;
 }

@@ -37,6 +37,12 @@ TEST_F(SecurityIdentifier, MayHaveEightSubAuthoritiesButNotNine) {
   EXPECT_EQ(MakeNtSid({1, 2, 3, 4, 5, 6, 7, 8, 9}), std::nullopt);
 }
 
+TEST_F(SecurityIdentifier, OfThisProcessIsThatOfItsUser) {
+  const std::optional<SessionUser> user = stage.UserToLookUp();
+  if (!user) GTEST_SKIP() << "not here: there is no session whose user may be looked up";
+  EXPECT_EQ(ReadOwnUserSid(), user->sid);
+}
+
 TEST_F(PipeSecurity, CarriesTheEntriesInTheirOrderBeyondItsOwnEnd) {
   SecurityAttributesOwner attributes =
       MakeSecurityAttributes({Entry(MakeAdministratorsSid().value(), kReadFile),

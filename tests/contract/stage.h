@@ -167,6 +167,10 @@ struct Guest {
 // For a guest: leaves a line for the case.
 void Tell(const std::string& line);
 
+// For a guest that a watchdog is: the arguments that follow those of GuestArguments, as
+// CommandLineToArgvW reads them.
+std::vector<std::string> OwnArguments();
+
 // What came of a guest.
 struct GuestRun {
   std::vector<std::string> told = {};
@@ -273,8 +277,21 @@ class Stage {
   void HoldService(const std::wstring& name);
   void LetGoOfService(const std::wstring& name);
 
-  GuestRun RunInTerminal(std::uint16_t columns, const Guest& guest);
+  // In it somebody has typed these keys: "\r" is Enter, "\b" is Backspace.
+  GuestRun RunInTerminal(std::uint16_t columns, const Guest& guest, const std::string& keys = {});
   GuestRun RunFromLongPath(const Guest& guest);
+  // The arguments with which this executable, started again, is that guest. Once for a case.
+  std::vector<std::string> GuestArguments(const Guest& guest);
+  // What that one has told so far.
+  std::vector<std::string> ToldByGuest();
+  // The session of the guests ends.
+  void EndSession();
+  // Whether a handle of this process that can be inherited is, by a process that this starts.
+  bool IsInheritedBy(const std::function<void()>& start);
+
+  // A job that processes may leave, or may not.
+  GuestRun RunInJob(bool may_leave, const Guest& guest);
+
   // From now on this is a process that the control manager has not started.
   void BeStartedByHand();
 

@@ -58,6 +58,10 @@ void Tell(const std::string& line) {
   told.push_back(line);
 }
 
+std::vector<std::string> OwnArguments() {
+  return simulated::ClientSide::Current().watchdogs.started.back();
+}
+
 Stage::Stage() : state_(std::make_unique<State>()) {
   state_->machine.files.AddFolder(kFolder);
   TakeTold();
@@ -250,7 +254,23 @@ void Stage::LetGoOfService(const std::wstring& name) {
   state_->machine.services.ReleaseHandle(name);
 }
 
-GuestRun Stage::RunInTerminal(std::uint16_t columns, const Guest& guest) {
+std::vector<std::string> Stage::GuestArguments(const Guest& guest) {
+  state_->client.watchdogs.Run([&guest](const std::vector<std::string>&) { guest.run(); });
+  return {};
+}
+
+std::vector<std::string> Stage::ToldByGuest() {
+  const std::lock_guard<std::mutex> lock(told_mutex);
+  return told;
+}
+
+void Stage::EndSession() { state_->client.watchdogs.MustEnd(); }
+bool Stage::IsInheritedBy(const std::function<void()>&) { return false; }
+
+GuestRun Stage::RunInTerminal(std::uint16_t columns, const Guest& guest, const std::string& keys) {
+  state_->client.console_is_interactive = true;
+  state_->client.watchdogs.has_client = false;
+  state_->client.Type(keys);
   state_->client.ClearScreen();
   state_->client.SetTerminal(veltrane::Stream::kOutput, columns);
   state_->client.SetTerminal(veltrane::Stream::kError, columns);
@@ -263,6 +283,12 @@ GuestRun Stage::RunFromLongPath(const Guest& guest) {
   state_->machine.libraries.SetExecutablePath(path);
   guest.run();
   return {.told = TakeTold(), .executable_path = path};
+}
+
+GuestRun Stage::RunInJob(bool may_leave, const Guest& guest) {
+  state_->client.watchdogs.leaves_job = may_leave;
+  guest.run();
+  return {.told = TakeTold()};
 }
 
 void Stage::BeStartedByHand() { state_->machine.FailAlways("RunServiceDispatcher", 1063); }

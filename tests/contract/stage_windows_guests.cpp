@@ -1,5 +1,9 @@
 // The stage over Windows: guests, which are processes of this program, and the program itself.
 
+#include <windows.h>
+
+#include <shellapi.h>
+
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -32,6 +36,9 @@ std::wstring Wide(const std::string& utf8) {
 
 // The standard streams of a process without redirection are not those of its console under Wine.
 HANDLE UseConsole() {
+  SetStdHandle(STD_INPUT_HANDLE,
+               CreateFileW(L"CONIN$", GENERIC_READ | GENERIC_WRITE,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
   const HANDLE console =
       CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                   nullptr, OPEN_EXISTING, 0, nullptr);
@@ -63,16 +70,19 @@ int RunGuest(const std::string& name, const std::wstring& told, bool in_terminal
   return 0;
 }
 
-// Starts a process; its exit code, once it has ended.
-DWORD RunProcess(const std::wstring& program, std::wstring command_line, STARTUPINFOEXW& startup) {
+// Starts a process, in a job when one is given; its exit code, once it has ended.
+DWORD RunProcess(const std::wstring& program, std::wstring command_line, STARTUPINFOEXW& startup,
+                 HANDLE job = nullptr) {
   startup.StartupInfo.cb = sizeof(startup);
   PROCESS_INFORMATION information{};
-  const BOOL started =
-      CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, FALSE,
-                     startup.lpAttributeList != nullptr ? EXTENDED_STARTUPINFO_PRESENT : DWORD{0},
-                     nullptr, nullptr, &startup.StartupInfo, &information);
+  DWORD flags = CREATE_SUSPENDED;
+  if (startup.lpAttributeList != nullptr) flags |= EXTENDED_STARTUPINFO_PRESENT;
+  const BOOL started = CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, FALSE,
+                                      flags, nullptr, nullptr, &startup.StartupInfo, &information);
   EXPECT_TRUE(started) << "error " << GetLastError();
   if (!started) return GetLastError();
+  EXPECT_TRUE(job == nullptr || AssignProcessToJobObject(job, information.hProcess));
+  ResumeThread(information.hThread);
   const UniqueHandle process(information.hProcess), thread(information.hThread);
   EXPECT_TRUE(Eventually([&] { return WaitForSingleObject(process.get(), 0) == WAIT_OBJECT_0; }));
   DWORD exit_code = 0;
@@ -114,6 +124,12 @@ class PseudoConsole {
 
   STARTUPINFOEXW& Startup() { return startup_; }
 
+  void Type(const std::string& keys) {
+    DWORD written = 0;
+    EXPECT_TRUE(
+        WriteFile(input_.get(), keys.data(), static_cast<DWORD>(keys.size()), &written, nullptr));
+  }
+
  private:
   UniqueHandle input_;
   UniqueHandle output_;
@@ -153,8 +169,42 @@ GuestRun ReadTold(const std::wstring& told) {
   return run;
 }
 
-GuestRun Stage::RunInTerminal(std::uint16_t columns, const Guest& guest) {
+std::vector<std::string> Stage::GuestArguments(const Guest& guest) {
+  return {"--guest", guest.name, Utf8(Path(L"told"))};
+}
+
+std::vector<std::string> Stage::ToldByGuest() { return ReadTold(Path(L"told")).told; }
+
+std::vector<std::string> OwnArguments() {
+  int count = 0;
+  wchar_t** words = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 4; i < count; ++i) arguments.push_back(Utf8(words[i]));
+  LocalFree(words);
+  return arguments;
+}
+
+// Windows asks every window of the session.
+void Stage::EndSession() {
+  const HWND window = FindWindowW(L"VeltraneWatchdog", nullptr);
+  EXPECT_NE(window, nullptr);
+  EXPECT_TRUE(SendMessageW(window, WM_QUERYENDSESSION, 0, 0));
+}
+
+bool Stage::IsInheritedBy(const std::function<void()>& start) {
+  HANDLE read = nullptr, write = nullptr;
+  SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  EXPECT_TRUE(CreatePipe(&read, &write, &inheritable, 0));
+  const UniqueHandle reader(read);
+  start();
+  CloseHandle(write);
+  // The pipe is broken unless somebody has its other end.
+  return PeekNamedPipe(reader.get(), nullptr, 0, nullptr, nullptr, nullptr) != 0;
+}
+
+GuestRun Stage::RunInTerminal(std::uint16_t columns, const Guest& guest, const std::string& keys) {
   PseudoConsole terminal(columns);
+  terminal.Type(keys);
   const std::wstring command_line = L"\"" + OwnProgram() + L"\" --guest-in-terminal " +
                                     Wide(guest.name) + L" \"" + Path(L"told") + L"\"";
   const DWORD exit_code = RunProcess(OwnProgram(), command_line, terminal.Startup());
@@ -178,6 +228,17 @@ GuestRun Stage::RunFromLongPath(const Guest& guest) {
   return ReadTold(Path(L"told"));
 }
 
+GuestRun Stage::RunInJob(bool may_leave, const Guest& guest) {
+  const UniqueHandle job(CreateJobObjectW(nullptr, nullptr));
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  if (may_leave) limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_BREAKAWAY_OK;
+  EXPECT_TRUE(SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits,
+                                      sizeof(limits)));
+  STARTUPINFOEXW startup{};
+  RunProcess(OwnProgram(), GuestCommandLine(guest, Path(L"told")), startup, job.get());
+  return ReadTold(Path(L"told"));
+}
+
 void Stage::BeStartedByHand() {}
 
 }  // namespace veltrane::contract
@@ -187,7 +248,7 @@ int main(int argc, char** argv) {
   SetErrorMode(SEM_NOGPFAULTERRORBOX);  // whoever crashes ends, instead of waiting for a debugger
   testing::InitGoogleTest(&argc, argv);
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  if (arguments.size() != 3) return RUN_ALL_TESTS();
+  if (arguments.size() < 3) return RUN_ALL_TESTS();
   if (arguments[0] == "--serve") {
     ServeAtPace(Wide(arguments[1]), Wide(arguments[2]));
     return 0;

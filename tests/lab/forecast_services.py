@@ -8,6 +8,7 @@ machine's environment."""
 import subprocess
 
 from veltrane_lab import places, windows
+from veltrane_lab.waiting import wait_until
 
 SERVICE = "VeltraneVpnTunnel"
 SERVICE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\{SERVICE}"
@@ -37,7 +38,9 @@ class RegisteredService(windows.Requests):
 def restart_windows(client, registered):
     """Starts Wine again, with a service that is registered and not yet running. Ends the client, which
     holds Wine up until then; returns one that does from then on."""
-    _wine(windows.PROGRAM / "VeltraneVpnService.exe", "--install")
+    # On a busy machine Wine's control manager may answer too late.
+    wait_until(lambda: _wine(windows.PROGRAM / "VeltraneVpnService.exe", "--install",
+                             check=False).returncode == 0, "the service is registered")
     for name in EVERY_SETTING:
         _wine("reg", "delete", ENVIRONMENT_KEY, "/v", name, "/f", check=False)
     _set_machine_environment(registered.own_at_start or registered.machine_at_boot)
@@ -62,5 +65,6 @@ def _set_own_value(settings):
 
 def _wine(*arguments, check=True):
     """Whoever starts Wine hands its output to the control manager, so it must not be a pipe."""
-    subprocess.run(places.command_in(places.MACHINE, windows.WINE, *arguments), check=check,
-                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return subprocess.run(places.command_in(places.MACHINE, windows.WINE, *arguments), check=check,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL)

@@ -24,7 +24,10 @@ ClientSide::ClientSide() {
   current_side = this;
 }
 
-ClientSide::~ClientSide() { current_side = nullptr; }
+ClientSide::~ClientSide() {
+  watchdogs.Join();
+  current_side = nullptr;
+}
 
 ClientSide& ClientSide::Current() {
   if (current_side == nullptr) Die("there is no client side");

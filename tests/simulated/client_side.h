@@ -69,8 +69,8 @@ class ClientSide {
   void FailOpen(std::uint32_t error) { open_error_ = error; }
 
   // A service thread serves the pipe: opening it waits for the moment in which it does, so that two
-  // exchanges may follow each other at once.
-  void ExpectServer() { server_expected_ = true; }
+  // exchanges may follow each other at once. Until it serves it no more.
+  void ExpectServer(bool expected = true) { server_expected_ = expected; }
 
   // The next waits for the reply end without one, a second each.
   void DelayReply(int seconds) { delay_seconds_ = seconds; }

@@ -22,8 +22,9 @@ thread_local std::shared_ptr<Watchdogs::Link> link_of_thread;
 
 Watchdogs::Watchdogs() : link_(std::make_shared<Link>()) {}
 
-Watchdogs::~Watchdogs() {
+void Watchdogs::Join() {
   for (std::thread& thread : threads_) thread.join();
+  threads_.clear();
 }
 
 void Watchdogs::WatchdogSays(const std::string& line) { Tell(*link_, line); }
@@ -107,6 +108,7 @@ void EndRequest(Post& post) {
   pipes.Disconnect(*post.requests);
   pipes.Listen(*post.requests);
   post.request = Post::Request::kNone;
+  post.received.clear();
   post.limit.reset();
 }
 
@@ -117,10 +119,13 @@ std::optional<std::string> TakeRequest(Post& post) {
   const Pipes::Presence client = machine.pipes.ClientOf(*post.requests);
   if (client == Pipes::Presence::kNobody) return std::nullopt;
   if (!post.limit) post.limit = machine.clock.Uptime() + kRequestMilliseconds;
-  const std::optional<std::string> message = machine.pipes.TakeMessage(*post.requests);
-  if (post.request == Post::Request::kNone && message && message->ends_with('\n')) {
+  while (const std::optional<std::string> message = machine.pipes.TakeMessage(*post.requests)) {
+    post.received += *message;
+  }
+  const std::size_t end = post.received.find('\n');
+  if (post.request == Post::Request::kNone && end != std::string::npos) {
     post.request = Post::Request::kAwaitsAnswer;
-    return message->substr(0, message->size() - 1);
+    return post.received.substr(0, end);
   }
   if (client == Pipes::Presence::kGone || machine.clock.Uptime() >= *post.limit) EndRequest(post);
   return std::nullopt;
@@ -205,10 +210,9 @@ Result<WatchPost> WatchPost::Open() {
   return WatchPost(new Watchdogs::Post{watchdogs.LinkOfThisProcess()});
 }
 
-std::uint32_t WatchPost::TakeRequests(const std::wstring& pipe,
-                                      const std::vector<AccessEntry>& entries) {
+std::uint32_t WatchPost::Begin(const std::wstring& pipe, const std::vector<AccessEntry>& entries) {
   Watchdogs& watchdogs = simulated::TheWatchdogs();
-  if (watchdogs.requests_error != 0) return watchdogs.requests_error;
+  if (watchdogs.begin_error != 0) return watchdogs.begin_error;
   Machine& machine = Machine::Current();
   if (machine.pipes.IsServed(pipe)) return kErrorAccessDenied;
   const SecurityAttributesOwner attributes = MakeSecurityAttributes(entries);

@@ -25,7 +25,6 @@ class Watchdogs {
   Watchdogs();
   Watchdogs(const Watchdogs&) = delete;
   Watchdogs& operator=(const Watchdogs&) = delete;
-  ~Watchdogs();
 
   // For the test of a client.
   std::uint32_t start_error = 0;                            // what starting one answers
@@ -38,9 +37,9 @@ class Watchdogs {
   void WatchdogEnds();
 
   // For the test of a watchdog.
-  bool has_client = true;            // otherwise standard input is not a pipe
-  std::uint32_t requests_error = 0;  // what beginning to take requests answers
-  std::vector<std::string> told;     // the lines that the client was sent
+  bool has_client = true;         // otherwise standard input is not a pipe
+  std::uint32_t begin_error = 0;  // what beginning to watch answers
+  std::vector<std::string> told;  // the lines that the client was sent
   void ClientSays(const std::string& line);
   void ClientEnds();
   void MustEnd();  // the user's session ends
@@ -49,6 +48,7 @@ class Watchdogs {
   // real. It ends, at the latest, when the client has ended the connection.
   using Program = std::function<void(const std::vector<std::string>& arguments)>;
   void Run(Program program);
+  void Join();  // waits for its end
 
   // For the boundary functions.
   struct Link {
@@ -63,6 +63,7 @@ class Watchdogs {
     std::shared_ptr<Link> link;
     Pipes::Instance* requests = nullptr;
     enum class Request { kNone, kAwaitsAnswer, kAnswered } request = Request::kNone;
+    std::string received = {};
     std::optional<std::uint64_t> limit = std::nullopt;  // of the program that has the pipe
   };
   std::shared_ptr<Link> Start(const std::vector<std::string>& arguments);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "client/forecast/forecast.h"
 #include "client/forecast/worlds.h"
 #include "tests/client/forecast/situations.h"
@@ -92,7 +94,11 @@ TEST_F(Doubt, IsAnAddressOfTwoInterfacesToWhichAConnectionCame) {
   office_.own_addresses->push_back({Ip("192.168.1.10"), kLan});
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
             "stays, proved; now 12 through 192.168.1.1; after 12 through 192.168.1.1");
+  AddSecondAdapter(office_);
   office_.own_addresses->push_back({Ip("192.168.1.10"), kSecond});
+  EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
+            "unknown, arrival unclear; now none");
+  std::reverse(office_.own_addresses->begin(), office_.own_addresses->end());
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
             "unknown, arrival unclear; now none");
 }

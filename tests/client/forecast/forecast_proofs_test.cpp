@@ -102,6 +102,8 @@ TEST_F(Proof, IsThatOneWayIsTheBestAfterTheConnect) {
   office_.ipv4_routes->push_back(RouteTo("203.0.113.0/24", "192.168.2.1", kSecond, 7));
   EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.1.10")),
             "unknown, ways are equal; now 12 through 192.168.1.1");
+  EXPECT_EQ(Forecast(office_, Connected("203.0.113.5", "192.168.2.10")),
+            "unknown, ways are equal; now 13 through 192.168.2.1");
 }
 
 TEST_F(Proof, IsThatTheWayIsNotAnotherTunnel) {

@@ -11,7 +11,8 @@ class RoutesSurveyed : public OnClientMachine {
  protected:
   std::vector<std::uint32_t> MetricsOfIpv6() {
     std::vector<std::uint32_t> metrics;
-    for (const IpRoute& route : SurveyIpv6Routes().value()) metrics.push_back(route.metric);
+    const std::vector<IpRoute> routes = SurveyIpv6Routes().value();
+    for (const IpRoute& route : routes) metrics.push_back(route.metric);
     return metrics;
   }
 };
@@ -41,7 +42,8 @@ TEST_F(RoutesSurveyed, OfIpv4HavePrefixesOfAnyLength) {
   machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 1);
   machine.routes.KeepTableOrder();
   std::vector<std::uint32_t> lengths;
-  for (const IpRoute& route : SurveyIpv4Routes().value()) lengths.push_back(route.prefix_length);
+  const std::vector<IpRoute> routes = SurveyIpv4Routes().value();
+  for (const IpRoute& route : routes) lengths.push_back(route.prefix_length);
   EXPECT_EQ(lengths, (std::vector<std::uint32_t>{1, 12, 25, 32}));
 }
 

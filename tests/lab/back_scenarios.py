@@ -4,6 +4,7 @@ import time
 
 from harness import expect, expect_equal, run_client, scenario
 from veltrane_lab import places, veltranectl
+from veltrane_lab.tell import tell
 from veltrane_lab.waiting import wait_until
 
 HALVES = "0.0.0.0/1, 128.0.0.0/1"
@@ -116,3 +117,16 @@ def a_connect_that_is_confirmed_from_another_process_stays(lab):
     run_client(veltranectl.DONE, "disconnect")
     lab.expect_as_at_first()
     expect_equal((administrator.finish(), administrator.late), (0, 0), "(lost, late)")
+
+
+@scenario
+def a_tunnel_that_is_slow_to_start_does_not_come_up_after_it_has_been_undone(lab):
+    """While it starts it takes no stop, and the service says that it does not run."""
+    administrator = lab.connect_administrator()
+    service = lab.start_service(VELTRANE_POC_ADMIN_BYPASS="0")
+    tell("knob start-delay 25")
+    console = connect_on_probation(lab, LATER, *veltranectl.LOSE_ADMINISTRATION)
+    expect(not service.status()["tunnel_running"], "the tunnel service runs already")
+    console.kill()
+    wait_until(lambda: not veltranectl.watchdogs(), "the watchdog ends", bound=180)
+    expect_he_works_on(lab, administrator)

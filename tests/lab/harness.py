@@ -103,7 +103,7 @@ class Lab:
     def _reset(self):
         """Whatever the scenario left behind goes, by force."""
         tell("reset")
-        for process in windows.tunnel_processes():
+        for process in veltranectl.watchdogs() + windows.tunnel_processes():
             with contextlib.suppress(ProcessLookupError):
                 windows.end_process(process)
         wait_until(self._tunnel_service_is_gone, "the tunnel service is deleted")

@@ -6,6 +6,7 @@ import os
 import socket
 
 from .commands import check, run
+from .waiting import wait_until
 
 MACHINE, GATEWAY, ADMINISTRATOR = "machine", "gateway", "administrator"
 SERVER, OUTSIDE = "server", "outside"
@@ -67,6 +68,14 @@ def plug_in(interface, index, end_at_gateway):
           "peer", "name", end_at_gateway, "netns", GATEWAY)
 
 
+def wait_for_own_address(interface):
+    """Waits until an interface of the machine that has just come up has the IPv6 address that the
+    kernel gives it, without which its routing is not complete."""
+    wait_until(lambda: "local fe80:" in check_in(MACHINE, "ip", "-6", "route", "show", "table",
+                                                 "local", "dev", interface),
+               f"the address of {interface}")
+
+
 def plug_in_second_adapter():
     """A wire of its own to the gateway, with a public address and a default route that loses against
     the first adapter's."""
@@ -77,6 +86,7 @@ def plug_in_second_adapter():
         check_in(place, "ip", "link", "set", interface, "up")
     check_in(MACHINE, "ip", "route", "add", "default", "via", SECOND_GATEWAY_IP,
              "dev", SECOND_ADAPTER, "metric", 9)
+    wait_for_own_address(SECOND_ADAPTER)
 
 
 def unplug_second_adapter():

@@ -14,9 +14,6 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kRdpPort = 3389;
-constexpr std::size_t kSwitchCapacity = 16;
-
 std::set<std::string> ReadLocalPublicAddresses() {
   std::set<std::string> addresses;
   for (const std::uint32_t address :

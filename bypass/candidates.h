@@ -3,6 +3,7 @@
 // Finds the addresses from which the machine is administered. Only reads; a source that fails
 // contributes nothing.
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -12,6 +13,13 @@
 #include "bypass/records.h"
 
 namespace veltrane {
+
+// The local port of the connections whose peers are candidates.
+inline constexpr std::uint32_t kRdpPort = 3389;
+
+// The buffer for VELTRANE_POC_ADMIN_BYPASS in wide characters, terminating zero included: a longer
+// value counts as absent.
+inline constexpr std::size_t kSwitchCapacity = 16;
 
 // Candidates by address, sorted as strings: 10.0.0.9 comes before 9.9.9.9.
 using BypassCandidateMap = std::map<std::string, BypassIpEntry>;

@@ -9,6 +9,7 @@
 #include "client/commands.h"
 #include "client/exit_codes.h"
 #include "client/failure.h"
+#include "client/forecast/networks.h"
 #include "client/screens/display.h"
 
 namespace veltrane {
@@ -30,7 +31,7 @@ constexpr char kFooter[] =
     "off\n"
     "\n"
     "Examples:\n"
-    "  veltranectl doctor\n"
+    "  veltranectl doctor office.conf\n"
     "  veltranectl connect office.conf\n"
     "  veltranectl status --watch\n"
     "  veltranectl help connect\n";
@@ -79,6 +80,20 @@ void AddWatchdogOptions(CLI::App& sub, Options& options) {
   sub.add_option("--node-id", options.node_id, "")->required();
 }
 
+void AddDoctorOptions(CLI::App& sub, Options& options) {
+  sub.add_option("PROFILE", options.profile,
+                 "The profile to be asked about, as for connect; without one a catch-all");
+  sub.add_option("--from", options.from,
+                 "Also say what a connect does to somebody at this address; may be repeated")
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return ParseAddress(text) ? std::string() : "takes an IPv4 or IPv6 address";
+          },
+          ""));
+}
+
 // A command and its help. An option whose help is null is not there.
 struct Command {
   const char* name;
@@ -120,14 +135,17 @@ constexpr Command kCommands[] = {
      .run = RunRegister,
      .add_own_options = AddRegisterOptions},
     {.name = "doctor",
-     .description = "Check whether connecting would work now; changes nothing",
+     .description =
+         "Check whether connecting would work and whom it would cut off; changes nothing",
      .footer = "Exit codes: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could cut "
                "somebody off\n"
                "\n"
                "Examples:\n"
                "  veltranectl doctor\n"
+               "  veltranectl doctor office.conf --from 203.0.113.5\n"
                "  veltranectl doctor --json\n",
      .run = RunDoctor,
+     .add_own_options = AddDoctorOptions,
      .json_help = "Print the findings as JSON",
      .any_server_help = "Check a service in console mode"},
     {.name = "confirm",

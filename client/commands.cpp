@@ -9,6 +9,7 @@
 #include "client/exchange/reply.h"
 #include "client/exchange/request.h"
 #include "client/failure.h"
+#include "client/forecast/networks.h"
 #include "client/profile/profile_file.h"
 #include "client/screens/advice.h"
 #include "client/screens/screens.h"
@@ -145,10 +146,20 @@ ExitCode RunRegister(const Options& options, Display& display) {
 }
 
 ExitCode RunDoctor(const Options& options, Display& display) {
-  const Findings findings = Examine(options.any_server);
-  display.Print(options.json ? FindingsJson(findings)
-                             : FindingsScreen(findings, display.OutputPainter()));
-  return CodeOf(findings.Judge());
+  SurveyQuestion question;
+  question.any_server = options.any_server;
+  if (!options.profile.empty()) {
+    const std::string node_id = options.profile == "-" ? "standard-input" : "";
+    const ProfileFile file = ReadProfileFile(options.profile, node_id);
+    if (!file.profile) return Fail(kExitProfile, file.problem, options.json, display);
+    question.allowed_ips = (*file.profile)[ProfileKey::kAllowedIps].View();
+    question.address = (*file.profile)[ProfileKey::kAddress].View();
+  }
+  for (const std::string& text : options.from) question.asked.push_back(*ParseAddress(text));
+  const Examination examination = Examine(question);
+  display.Print(options.json ? ExaminationJson(examination)
+                             : FindingsScreen(examination.findings, display.OutputPainter()));
+  return CodeOf(examination.findings.Judge());
 }
 
 }  // namespace veltrane

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "client/exit_codes.h"
 #include "client/screens/display.h"
@@ -21,13 +22,18 @@ struct Options {
   std::uint32_t every_seconds = 2;
   std::uint32_t times = 0;  // 0: until interrupted
 
+  // For connect and doctor.
+  std::string profile;  // a path, or "-"; doctor does without one
+
   // For connect.
-  std::string profile;  // a path, or "-"
   std::string node_id;
   std::string session;
 
   // For register.
   std::string nonce;
+
+  // For doctor.
+  std::vector<std::string> from;  // addresses
 
   // For watchdog, whose node is in node_id.
   std::uint32_t seconds = 0;

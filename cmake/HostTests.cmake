@@ -17,7 +17,16 @@ foreach(folder contract simulated service ipc bypass bypass_local_addresses guar
   add_host_tests(${folder})
 endforeach()
 add_host_tests(client client)
+target_sources(client_tests PRIVATE
+  tests/client/forecast/describe_situation.cpp
+  tests/client/forecast/naive_bits.cpp
+  tests/client/forecast/naive_forecast.cpp
+  tests/client/forecast/naive_inventor.cpp
+  tests/client/forecast/naive_machine.cpp
+  tests/client/forecast/random_situation.cpp
+  tests/client/forecast/withheld_pieces.cpp)
 
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.
-target_sources(contract_tests PRIVATE tests/contract/stage_simulated.cpp)
+target_sources(contract_tests PRIVATE
+  tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)

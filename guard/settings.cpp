@@ -7,15 +7,6 @@
 #include "text/decimal.h"
 
 namespace veltrane {
-namespace {
-
-constexpr std::size_t kProcessCapacity = 512;  // wide characters
-constexpr std::size_t kRegistryCapacityBytes = 2048;
-constexpr wchar_t kMachineEnvironmentKey[] =
-    L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
-constexpr wchar_t kUserEnvironmentKey[] = L"Environment";
-
-}  // namespace
 
 EnvValue ReadEnvAllScopes(const std::wstring& name) {
   EnvValue value;

@@ -4,12 +4,22 @@
 // the registry. The last two are read because a service's process environment is as old as the last
 // start of Windows. Nothing is cached. A scope that cannot be read is empty.
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "guard/route_guard_result.h"
 
 namespace veltrane {
+
+// The buffers of ReadEnvAllScopes, terminating zero included.
+inline constexpr std::size_t kProcessCapacity = 512;  // wide characters
+inline constexpr std::size_t kRegistryCapacityBytes = 2048;
+
+// The keys of the stored environments, the user's in the hive of the user.
+inline constexpr wchar_t kMachineEnvironmentKey[] =
+    L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+inline constexpr wchar_t kUserEnvironmentKey[] = L"Environment";
 
 // The values of one variable, as UTF-8. `effective` is the first of the other three, in order, that
 // is not empty, whether or not it can be parsed.

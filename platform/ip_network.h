@@ -21,6 +21,7 @@ struct IpAddress {
   IpFamily family = IpFamily::kIpv4;
   std::array<std::uint8_t, 16> bytes{};
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check misreads the comparison that is generated
   auto operator<=>(const IpAddress&) const = default;
 };
 
@@ -71,8 +72,9 @@ std::optional<std::vector<OwnAddress>> ReadOwnAddresses();
 // the call.
 std::optional<std::uint32_t> ReadIpv6InterfaceMetric(std::uint32_t interface_index);
 
-// Returns whether an interface is a piece of hardware, which a tunnel of whatever program is not
-// (GetIfEntry2, InterfaceAndOperStatusFlags.HardwareInterface). nullopt on failure.
+// Returns whether an interface is a piece of hardware that is up (GetIfEntry2, the members
+// InterfaceAndOperStatusFlags.HardwareInterface and OperStatus). A tunnel of whatever program is no
+// hardware, and the routes of an interface that is down lead nowhere. nullopt on failure.
 std::optional<bool> IsHardwareInterface(std::uint32_t interface_index);
 
 }  // namespace veltrane

@@ -21,6 +21,11 @@ namespace veltrane {
 Result<std::wstring> FindRegistryText(RegistryRoot root, const std::wstring& key,
                                       const std::wstring& name, std::size_t capacity_bytes);
 
+// Returns whether a value is of type REG_EXPAND_SZ (RegGetValueW with RRF_RT_ANY and RRF_NOEXPAND):
+// what a reader gets then depends on the environment of its own process.
+Result<bool> TestExpandableText(RegistryRoot root, const std::wstring& key,
+                                const std::wstring& name);
+
 // Reads a value of type REG_DWORD (RegGetValueW with RRF_RT_REG_DWORD) under HKEY_LOCAL_MACHINE.
 Result<std::uint32_t> ReadRegistryNumber(const std::wstring& key, const std::wstring& name);
 

@@ -17,8 +17,10 @@ namespace veltrane {
 // The mask of a host route, 255.255.255.255.
 inline constexpr std::uint32_t kHostMask = 0xFFFFFFFF;
 
+inline constexpr std::uint32_t kRouteTypeInvalid = 2;      // MIB_IPROUTE_TYPE_INVALID
 inline constexpr std::uint32_t kRouteTypeIndirect = 4;     // MIB_IPROUTE_TYPE_INDIRECT
 inline constexpr std::uint32_t kRouteProtoManagement = 3;  // MIB_IPPROTO_NETMGMT
+inline constexpr std::uint32_t kRouteProtoIcmp = 4;        // MIB_IPPROTO_ICMP
 
 // One row of the forward table: the members of MIB_IPFORWARDROW (ipmib.h) in their order.
 struct ForwardRow {

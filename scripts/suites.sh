@@ -95,4 +95,4 @@ suite_plain-run() { check plain-run ./run --plain; }
 
 windows_suite lab "real packets around the real executable, in network namespaces (root only)" \
   "${windows_packages[@]}" "${wine_packages[@]}" "${lab_packages[@]}"
-suite_lab() { build_preset windows && summary_suite lab tests/lab/run_all; }
+suite_lab() { build_preset windows && summary_suite lab tests/lab/run_all all; }

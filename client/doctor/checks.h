@@ -31,10 +31,6 @@ void CheckSession(Preflight& preflight, Findings& findings);
 // The addresses that would be pinned, and those that perhaps should be.
 void CheckBypass(Preflight& preflight, Findings& findings);
 
-// Whether an administrator's address stays outside a tunnel: it has a pinned route, or a connect
-// that does not give it one is refused.
-bool IsKept(const std::string& ip, const Preflight& preflight);
-
 // Where the service's settings come from, and the commands that set all that the checks before
 // asked for.
 void CheckEnvironment(const Preflight& preflight, Findings& findings);
@@ -47,5 +43,8 @@ void CheckLeftovers(const Preflight& preflight, Findings& findings);
 
 // The folders of active.conf: who may open the lower one, and whose they are.
 void CheckConfigurationFolder(const Preflight& preflight, Findings& findings);
+
+// Who would still reach this machine after the connect, the worst first.
+void CheckForecast(const Preflight& preflight, Findings& findings);
 
 }  // namespace veltrane

@@ -1,5 +1,7 @@
 #include "client/doctor/doctor.h"
 
+#include <utility>
+
 #include "client/doctor/checks.h"
 
 namespace veltrane {
@@ -15,9 +17,9 @@ void NoteWhatWasDenied(Findings& findings) {
 
 }  // namespace
 
-Findings Examine(bool any_server) {
+Examination Examine(const SurveyQuestion& question) {
   Findings findings;
-  Preflight preflight = BeginPreflight(any_server);
+  Preflight preflight = BeginPreflight(question);
   CheckService(preflight, findings);
   CheckPipe(preflight, findings);
   CheckTunnelLibrary(preflight, findings);
@@ -30,7 +32,8 @@ Findings Examine(bool any_server) {
   CheckLeftovers(preflight, findings);
   CheckConfigurationFolder(preflight, findings);
   NoteWhatWasDenied(findings);
-  return findings;
+  CheckForecast(preflight, findings);
+  return {std::move(findings), std::move(preflight.forecast), question.any_server};
 }
 
 }  // namespace veltrane

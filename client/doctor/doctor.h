@@ -1,11 +1,21 @@
 #pragma once
 
+#include <vector>
+
 #include "client/doctor/findings.h"
+#include "client/forecast/forecast.h"
+#include "client/survey/survey.h"
 
 namespace veltrane {
 
-// The preflight: would connecting work now, and would the administrator stay connected? Changes
-// nothing. With `any_server` it looks at a service in console mode.
-Findings Examine(bool any_server);
+struct Examination {
+  Findings findings;
+  std::vector<Outlook> forecast;  // the worst first
+  bool settings_assumed = false;  // those of the service are taken to be this process's
+};
+
+// The preflight: would connecting work now, and would the administrators stay connected? Changes
+// nothing.
+Examination Examine(const SurveyQuestion& question);
 
 }  // namespace veltrane

@@ -23,8 +23,8 @@ void Findings::Fail(const std::string& check, const std::string& text, const std
   Add(Mark::kFailure, check, text, fix);
 }
 
-void Findings::Risk(const std::string& check, const std::string& text) {
-  Add(Mark::kRisk, check, text, "");
+void Findings::Risk(const std::string& check, const std::string& text, const std::string& fix) {
+  Add(Mark::kRisk, check, text, fix);
 }
 
 void Findings::NoteWithFix(const std::string& check, const std::string& text,

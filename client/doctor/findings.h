@@ -35,7 +35,7 @@ class Findings {
   void Note(const std::string& check, const std::string& text);
   void Warn(const std::string& check, const std::string& text, const std::string& fix);
   void Fail(const std::string& check, const std::string& text, const std::string& fix);
-  void Risk(const std::string& check, const std::string& text);
+  void Risk(const std::string& check, const std::string& text, const std::string& fix);
   void NoteWithFix(const std::string& check, const std::string& text, const std::string& fix);
 
   // Notes that a check could not be made because this user may not look, and remembers what it was

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "client/screens/forecast_texts.h"
 #include "client/text/split.h"
 #include "text/ascii.h"
 
@@ -121,7 +122,8 @@ std::string FindingsScreen(const Findings& findings, const Painter& paint) {
   return screen + "\n" + VerdictText(findings, paint);
 }
 
-std::string FindingsJson(const Findings& findings) {
+std::string ExaminationJson(const Examination& examination) {
+  const Findings& findings = examination.findings;
   nlohmann::ordered_json json;
   json["verdict"] = VerdictWord(findings.Judge());
   json["risks"] = findings.Count(Mark::kRisk);
@@ -137,6 +139,7 @@ std::string FindingsJson(const Findings& findings) {
     if (!finding.fix.empty()) item["fix"] = finding.fix;
     json["findings"].push_back(item);
   }
+  json["forecast"] = ForecastJson(examination.forecast, examination.settings_assumed);
   return json.dump() + "\n";
 }
 

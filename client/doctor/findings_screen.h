@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "client/doctor/doctor.h"
 #include "client/doctor/findings.h"
 #include "client/screens/paint.h"
 
@@ -12,7 +13,7 @@ namespace veltrane {
 // The findings as a screen that ends with the verdict.
 std::string FindingsScreen(const Findings& findings, const Painter& paint);
 
-// The findings as one JSON object, described by docs/schema/doctor.schema.json.
-std::string FindingsJson(const Findings& findings);
+// The findings and the forecast as one JSON object, described by docs/schema/doctor.schema.json.
+std::string ExaminationJson(const Examination& examination);
 
 }  // namespace veltrane

@@ -1,10 +1,11 @@
 #include <algorithm>
-#include <set>
 
 #include "bypass/apply.h"
 #include "bypass/candidates.h"
 #include "bypass/host_routes.h"
 #include "client/doctor/checks.h"
+#include "client/forecast/networks.h"
+#include "client/screens/forecast_texts.h"
 #include "guard/route_snapshots.h"
 #include "platform/interface_metric.h"
 #include "platform/ipv4.h"
@@ -46,21 +47,12 @@ void AddCandidates(const std::vector<BypassIpEntry>& candidates, Findings& findi
   }
 }
 
-// Tells of the Remote Desktop connections when the bypass pins nothing, and asks for those that
-// nothing keeps outside the tunnel.
-void AddPeers(Preflight& preflight, Findings& findings) {
-  const std::vector<std::string> peers = ListRdpTcpRemoteAddresses();
-  const std::set<std::string> distinct(peers.begin(), peers.end());
+// Asks for the peers of Remote Desktop connections that would be cut off and could be pinned.
+void AskForPeers(Preflight& preflight) {
   std::vector<std::string> unkept;
-  for (const std::string& ip : distinct) {
-    if (IsKept(ip, preflight)) {
-      findings.Ok(ip, "an established Remote Desktop connection, already pinned");
-    } else if (preflight.guarded) {
-      findings.Risk(ip,
-                    "an established Remote Desktop connection that nothing pins: the default-route "
-                    "guard replaces 0.0.0.0/0 and ::/0 alone, so that halves cut it off");
-    } else {
-      findings.Risk(ip, "an established Remote Desktop connection that nothing protects");
+  for (const Outlook& outlook : preflight.forecast) {
+    const std::string ip = AddressText(outlook.subject.address);
+    if (Endangers(outlook) && IsPublicIpv4(ip) && !IsPinned(ip, FindGateway())) {
       unkept.push_back(ip);
     }
   }
@@ -69,12 +61,6 @@ void AddPeers(Preflight& preflight, Findings& findings) {
   const std::string word = "VELTRANE_POC_ADMIN_BYPASS";
   const std::optional<bool> on = ParseBypassSwitch(ServiceValue(preflight, word));
   if (!preflight.any_server && on && !*on) preflight.wanted[word] = "1";
-}
-
-void AddKillSwitch(Findings& findings) {
-  findings.Note("kill switch",
-                "AllowedIPs with a /0 cuts every administrator off, pinned or not: use halves, "
-                "0.0.0.0/1 and 128.0.0.0/1 (docs/limits.md)");
 }
 
 void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
@@ -113,22 +99,16 @@ void CheckMetric(const Preflight& preflight, const BestRoute& gateway,
 
 }  // namespace
 
-bool IsKept(const std::string& ip, const Preflight& preflight) {
-  return BypassIsEnforced(preflight) || IsPinned(ip, FindGateway());
-}
-
 void CheckBypass(Preflight& preflight, Findings& findings) {
   findings.Begin("bypass");
-  AddKillSwitch(findings);
   const std::vector<BypassIpEntry>& candidates = preflight.candidates;
   if (preflight.guarded) {
     findings.Note("pinned routes", "none, the default-route guard is on");
-    AddPeers(preflight, findings);
     return;
   }
   if (!preflight.bypass_on) {
     findings.Note("pinned routes", "none, the bypass is off");
-    AddPeers(preflight, findings);
+    AskForPeers(preflight);
     return;
   }
   AddCandidates(candidates, findings);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "client/screens/forecast_texts.h"
 #include "guard/settings.h"
 #include "platform/environment.h"
 #include "platform/text.h"
@@ -28,15 +29,6 @@ std::wstring ProgramOf(const std::wstring& command_line) {
     return command_line.substr(1, command_line.find(L'"', 1) - 1);
   }
   return command_line.substr(0, command_line.find(L' '));
-}
-
-ServiceEnvironment ReadServiceEnvironment() {
-  const Result<std::vector<std::wstring>> texts = ReadRegistryTexts(
-      std::wstring(L"SYSTEM\\CurrentControlSet\\Services\\") + kServiceName, L"Environment");
-  ServiceEnvironment environment{.error = texts.Error(), .entries = {}};
-  if (!texts) return environment;
-  for (const std::wstring& text : *texts) environment.entries.push_back(WideToUtf8(text));
-  return environment;
 }
 
 // Of the switch the machine scope's value counts when Windows starts.
@@ -85,27 +77,19 @@ void ReadEffectiveSettings(Preflight& preflight) {
 
 }  // namespace
 
-Preflight BeginPreflight(bool any_server) {
+Preflight BeginPreflight(const SurveyQuestion& question) {
   Preflight preflight;
-  preflight.any_server = any_server;
+  preflight.any_server = question.any_server;
+  preflight.question = question;
   preflight.service = ReadServiceFacts(kServiceName);
   if (preflight.service) preflight.program = ProgramOf(preflight.service->command_line);
   preflight.tunnel = ReadServiceFacts(kTunnelServiceName);
   if (preflight.tunnel) preflight.conf = LastQuoted(preflight.tunnel->command_line);
   if (preflight.conf.empty()) preflight.conf = ActiveConfPath();
   ReadEffectiveSettings(preflight);
+  preflight.survey = SurveyMachine(question);
+  preflight.forecast = WorstFirst(MakeForecast(preflight.survey.situation));
   return preflight;
-}
-
-std::string ServiceEnvironment::ValueOf(const std::string& name) const {
-  const std::string beginning = AsciiToLower(name) + "=";
-  std::string value;
-  for (const std::string& entry : entries) {
-    if (AsciiToLower(entry.substr(0, beginning.size())) == beginning) {
-      value = entry.substr(beginning.size());
-    }
-  }
-  return value;
 }
 
 std::string ServiceValue(const Preflight& preflight, const std::string& name) {

@@ -10,20 +10,12 @@
 
 #include "bypass/candidates.h"
 #include "client/exchange/reply.h"
-#include "client/forecast/worlds.h"
+#include "client/forecast/forecast.h"
+#include "client/survey/survey.h"
 #include "guard/route_guard_result.h"
 #include "platform/service_facts.h"
 
 namespace veltrane {
-
-// The value "Environment" of the service's own key: what comes first in what the service reads.
-struct ServiceEnvironment {
-  std::uint32_t error = 0;           // 2: there is none; 0 or 2: it is known
-  std::vector<std::string> entries;  // "NAME=value"
-
-  bool IsKnown() const { return error == 0 || error == 2; }
-  std::string ValueOf(const std::string& name) const;  // empty when there is none
-};
 
 struct Preflight {
   bool any_server = false;
@@ -41,6 +33,9 @@ struct Preflight {
   // The settings that the findings ask for, by name. CheckEnvironment gives the commands that set
   // all of them at once, because each such command replaces the whole value.
   std::map<std::string, std::string> wanted;
+  SurveyQuestion question;
+  Survey survey;
+  std::vector<Outlook> forecast;  // the worst first
 };
 
 // Gathers everything but the status. The settings are those that the service sees: a registered
@@ -48,7 +43,7 @@ struct Preflight {
 // read; it shares only the machine scope with this process; a service in console mode is assumed to
 // have this process's environment. The file is the one that the tunnel service names, if there is
 // one, because a service may have a different program-data folder.
-Preflight BeginPreflight(bool any_server);
+Preflight BeginPreflight(const SurveyQuestion& question);
 
 // The value that a registered service sees: that of its own environment or, when there is none, the
 // machine scope's.

@@ -162,14 +162,6 @@ void CheckAddresses(const std::string& name, Preflight& preflight, Findings& fin
   }
 }
 
-// The addresses of the Remote Desktop connections that a tunnel would not take.
-bool AllPeersAreKept(const Preflight& preflight) {
-  const std::vector<std::string> peers = ListRdpTcpRemoteAddresses();
-  return !peers.empty() && std::all_of(peers.begin(), peers.end(), [&](const std::string& ip) {
-    return IsKept(ip, preflight);
-  });
-}
-
 }  // namespace
 
 void CheckSettings(Preflight& preflight, Findings& findings) {
@@ -203,21 +195,11 @@ void CheckSession(Preflight& preflight, Findings& findings) {
                   "mode refuses every connect",
                   "");
     preflight.wanted[name] = "1";
-  } else if (AllPeersAreKept(preflight)) {
-    findings.Ok("Remote Desktop",
-                "a Remote Desktop session without the default-route guard; every connection whose "
-                "address is public is kept outside the tunnel");
-  } else if (!ListRdpTcpRemoteAddresses().empty()) {
-    findings.Warn("Remote Desktop",
-                  "a Remote Desktop session that the bypass does not protect: see there", "");
   } else {
-    findings.Warn(
+    findings.Note(
         "Remote Desktop",
-        "a Remote Desktop session without the default-route guard, from an address that is never "
-        "pinned: a tunnel that takes the default route can cut it off, and a service in console "
-        "mode would refuse to connect",
-        "");
-    preflight.wanted[name] = "1";
+        "a Remote Desktop session without the default-route guard: the forecast says whom "
+        "a connect would cut off");
   }
 }
 

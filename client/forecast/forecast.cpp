@@ -1,121 +1,70 @@
 #include "client/forecast/forecast.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
-#include "bypass/host_routes.h"
 #include "client/forecast/plan.h"
 #include "client/forecast/table.h"
+#include "client/forecast/ways.h"
+#include "client/text/split.h"
 
 namespace veltrane {
 namespace {
-
-using Kind = KnownWay::Kind;
 
 // The verdict for one world.
 struct Judgement {
   ForecastVerdict verdict = ForecastVerdict::kUnknown;
   Cause cause = Cause::kPinUnclear;
   std::optional<KnownWay> after = std::nullopt;
-  std::vector<IpNetwork> networks = {};
+  std::vector<std::string> networks = {};
   std::string error = {};
   std::string failure_reason = {};
 };
 
 Judgement Unknown(Cause cause) { return {.verdict = ForecastVerdict::kUnknown, .cause = cause}; }
 
-// How packets leave for the subject today; the cause says why that cannot be told.
-struct Today {
-  std::optional<TableRow> row;
-  Cause cause = Cause::kProved;
-};
-
-std::optional<std::uint32_t> InterfaceOf(const std::optional<IpAddress>& address,
-                                         const Situation& situation) {
-  if (!address || !situation.own_addresses) return std::nullopt;
-  for (const OwnAddress& own : *situation.own_addresses) {
-    if (own.address == *address) return own.interface_index;
+// The items of a list that stand for one of these networks, as they are written.
+std::vector<std::string> ItemsThat(const std::string& list, bool (*fits)(const IpNetwork&)) {
+  std::vector<std::string> items;
+  for (const std::string_view item : Split(list, ',')) {
+    const std::optional<IpNetwork> network = ParseNetwork(Trimmed(item));
+    if (network && fits(*network)) items.emplace_back(Trimmed(item));
   }
-  return std::nullopt;
+  return items;
 }
 
-// The interface that a packet to the subject has to leave by, wherever the table leads: that of a
-// link-local address.
-std::optional<std::uint32_t> ZoneOf(const Subject& subject) {
-  if (!IsIpv6LinkLocal(subject.address) || subject.scope_id == 0) return std::nullopt;
-  return subject.scope_id;
-}
+bool IsSlashZero(const IpNetwork& network) { return network.prefix_length == 0; }
 
-Today FindToday(const Situation& situation, const Subject& subject,
-                const std::vector<TableRow>& rows) {
-  const bool connected = subject.reason == SubjectReason::kRdpConnection;
-  const auto arrival = InterfaceOf(subject.local, situation);
-  if (connected && !arrival) {
-    return {std::nullopt,
-            situation.own_addresses ? Cause::kArrivalUnclear : Cause::kOwnAddressesUnread};
-  }
-  const auto only = connected ? arrival : ZoneOf(subject);
-  const LookUp found = FindBestRow(rows, subject.address, only);
-  if (!found.best) {
-    return {std::nullopt, connected ? Cause::kArrivalUnclear : Cause::kNoWayToday};
-  }
-  return {found.best, found.equals ? Cause::kWaysAreEqual : Cause::kProved};
-}
-
-bool IsOfTunnelToday(const Situation& situation, std::uint32_t interface_index) {
-  return situation.tunnel_today != TunnelToday::kNone &&
-         situation.tunnel_interface == interface_index;
-}
-
-KnownWay WayOf(const std::optional<TableRow>& row, const Situation& situation) {
-  if (!row) return {};
-  if (row->new_tunnel) return {.kind = Kind::kTunnel, .way = {}};
-  const std::uint32_t index = row->way.interface_index;
-  const bool tunnel =
-      IsOfTunnelToday(situation, index) || FactsOf(situation, index).labelled_tunnel == true;
-  return {.kind = tunnel ? Kind::kTunnel : Kind::kPhysical, .way = row->way};
-}
-
-// The networks of `Address`; nullopt when they are not known.
-std::optional<std::vector<IpNetwork>> OwnNetworks(const Situation& situation) {
-  if (!situation.address) return std::nullopt;
-  return ParseNetworks(*situation.address);
-}
-
-// Marks the host route that is there, or adds the one that the service creates.
-void AddPin(const IpAddress& address, const Way& gateway, std::vector<TableRow>& rows) {
-  const IpNetwork host{.address = address, .prefix_length = 32};
-  for (TableRow& row : rows) {
-    if (row.network == host && row.way == gateway) {
-      row.pin = true;
-      return;
+// What is written for a network that the tunnel takes, in AllowedIPs or in Address.
+std::string ItemFor(const IpNetwork& network, const Situation& situation, const Plan& plan) {
+  for (const std::string& list : {plan.allowed_list, situation.address.value_or("")}) {
+    for (const std::string_view item : Split(list, ',')) {
+      if (ParseNetwork(Trimmed(item)) == network) return std::string(Trimmed(item));
     }
   }
-  rows.push_back({.network = host, .way = gateway, .metric = kPinnedMetric, .pin = true});
+  return NetworkText(network);
 }
 
-std::vector<TableRow> RowsAfter(const Situation& situation, const Subject& subject,
-                                const Plan& plan, Pin pin, std::vector<TableRow> rows) {
-  std::erase_if(rows, [&](const TableRow& row) {
-    return IsOfTunnelToday(situation, row.way.interface_index);
-  });
-  const auto add_tunnel = [&rows](const IpNetwork& network) {
-    rows.push_back({.network = network, .way = {}, .metric = 0, .new_tunnel = true});
-  };
-  for (const IpNetwork& network : plan.allowed) add_tunnel(network);
-  for (const IpNetwork& network : OwnNetworks(situation).value_or(std::vector<IpNetwork>())) {
-    add_tunnel(network);
+// The addresses that the tunnel itself gets; nullopt when they are not known.
+std::optional<std::vector<IpAddress>> TunnelAddresses(const Situation& situation) {
+  const std::string list = situation.address.value_or("");
+  std::vector<IpAddress> addresses;
+  for (const std::string_view item : Split(list, ',')) {
+    const std::string_view text = Trimmed(item);
+    const std::optional<IpAddress> address = ParseAddress(text.substr(0, text.find('/')));
+    if (!address || !ParseNetwork(text)) return std::nullopt;
+    addresses.push_back(*address);
   }
-  if (pin == Pin::kYes) AddPin(subject.address, *situation.gateway, rows);
-  return rows;
+  return addresses;
 }
 
-std::vector<IpNetwork> ListSlashZeros(const std::vector<IpNetwork>& networks) {
-  std::vector<IpNetwork> found;
-  std::copy_if(networks.begin(), networks.end(), std::back_inserter(found),
-               [](const IpNetwork& network) { return network.prefix_length == 0; });
-  return found;
+bool IsAmong(const IpAddress& address, const std::vector<IpAddress>& addresses) {
+  return std::find(addresses.begin(), addresses.end(), address) != addresses.end();
+}
+
+bool IsOwn(const IpAddress& address, const Situation& situation) {
+  return std::any_of(situation.own_addresses->begin(), situation.own_addresses->end(),
+                     [&](const OwnAddress& own) { return own.address == address; });
 }
 
 // What, apart from the routes, keeps a way that does not change from being proved.
@@ -124,34 +73,48 @@ std::optional<Cause> FindDoubt(const Situation& situation, const Way& way) {
   const InterfaceFacts facts = FactsOf(situation, way.interface_index);
   if (facts.labelled_tunnel == true) return Cause::kOtherTunnel;
   if (facts.labelled_tunnel != false || facts.hardware != true) return Cause::kInterfaceUnproved;
-  const auto own_networks = OwnNetworks(situation);
-  if (!own_networks) return Cause::kProfileUnread;
-  if (!ListSlashZeros(*own_networks).empty()) return Cause::kAddressCatchesAll;
+  const auto addresses = TunnelAddresses(situation);
+  if (!addresses) return Cause::kProfileUnread;
+  if (!ItemsThat(*situation.address, IsSlashZero).empty()) return Cause::kAddressCatchesAll;
+  for (const IpAddress& address : *addresses) {
+    if (address == way.next_hop || IsOwn(address, situation)) return Cause::kAddressTaken;
+  }
   return std::nullopt;
 }
 
-// An address to which no route of the table leads, or not in the way that the table says.
+// Why the table does not say where packets to an address go.
 std::optional<Cause> FindOddity(const Situation& situation, const Subject& subject) {
-  if (IsLoopback(subject.address)) return Cause::kLoopback;
-  if (IsIpv6LinkLocal(subject.address) && subject.scope_id == 0) return Cause::kZoneMissing;
+  const IpAddress& address = subject.address;
+  const auto rows = RowsToday(situation, address.family);
+  if (!IsOfMachine(address) || (rows && IsBroadcastOfLink(*rows, address))) return Cause::kNobodys;
+  if (IsLoopback(address)) return Cause::kLoopback;
   if (!situation.own_addresses) return Cause::kOwnAddressesUnread;
-  if (InterfaceOf(subject.address, situation)) return Cause::kOwnAddress;
+  if (IsIpv6LinkLocal(address) && !ZoneOf(situation, subject)) return Cause::kZoneMissing;
+  const bool of_tunnel =
+      IsAmong(address, TunnelAddresses(situation).value_or(std::vector<IpAddress>()));
+  if (of_tunnel || IsOwn(address, situation)) return Cause::kOwnAddress;
   return std::nullopt;
 }
 
 // Compares the ways before and after a connect that goes on.
-Judgement Compare(const Situation& situation, const Today& today, const LookUp& after) {
-  if (!today.row) return Unknown(today.cause);
-  if (!after.best) {
-    return {.verdict = ForecastVerdict::kMoves, .cause = Cause::kNowhere, .after = KnownWay()};
+Judgement Compare(const Situation& situation, const Subject& subject, const LookUp& today,
+                  const LookUp& after) {
+  if (!today.best) {
+    return Unknown(subject.reason == SubjectReason::kRdpConnection ? Cause::kArrivalUnclear
+                                                                   : Cause::kNoWayToday);
   }
-  const KnownWay way = WayOf(after.best, situation);
-  if (after.best->way != today.row->way) {
+  const KnownWay way = DescribeWay(after.best, situation);
+  if (!after.best) {
+    return {.verdict = ForecastVerdict::kMoves, .cause = Cause::kNowhere, .after = way};
+  }
+  const bool any_alike = std::any_of(today.ways.begin(), today.ways.end(),
+                                     [&after](const Way& one) { return LeadsBy(one, after); });
+  if (!any_alike) {
     return {.verdict = ForecastVerdict::kMoves,
             .cause = after.best->pin ? Cause::kPinnedElsewhere : Cause::kLeftElsewhere,
             .after = way};
   }
-  if (after.equals || today.cause != Cause::kProved) return Unknown(Cause::kWaysAreEqual);
+  if (today.ways.size() > 1 || after.ways.size() > 1) return Unknown(Cause::kWaysAreEqual);
   if (const auto doubt = FindDoubt(situation, after.best->way)) return Unknown(*doubt);
   return {.verdict = ForecastVerdict::kStays, .cause = Cause::kProved, .after = way};
 }
@@ -159,7 +122,7 @@ Judgement Compare(const Situation& situation, const Today& today, const LookUp& 
 // The verdict when the connect goes on, with the subject pinned or not.
 Judgement JudgeConnected(const Situation& situation, const Subject& subject, const Plan& plan,
                          Pin pin) {
-  if (std::vector<IpNetwork> zeros = ListSlashZeros(plan.allowed); !zeros.empty()) {
+  if (std::vector<std::string> zeros = ItemsThat(plan.allowed_list, IsSlashZero); !zeros.empty()) {
     return {.verdict = ForecastVerdict::kBlocked,
             .cause = situation.allowed_ips ? Cause::kSlashZero : Cause::kAssumedCatchAll,
             .networks = std::move(zeros)};
@@ -167,15 +130,14 @@ Judgement JudgeConnected(const Situation& situation, const Subject& subject, con
   if (const auto oddity = FindOddity(situation, subject)) return Unknown(*oddity);
   const auto rows = RowsToday(situation, subject.address.family);
   if (!rows) return Unknown(Cause::kTableUnread);
-  const LookUp after = FindBestRow(RowsAfter(situation, subject, plan, pin, *rows), subject.address,
-                                   ZoneOf(subject));
+  const LookUp after = FindWayAfter(situation, subject, plan, pin, *rows);
   if (after.best && after.best->new_tunnel) {
     return {.verdict = ForecastVerdict::kTunnel,
             .cause = Cause::kNetworkTaken,
-            .after = WayOf(after.best, situation),
-            .networks = {after.best->network}};
+            .after = DescribeWay(after.best, situation),
+            .networks = {ItemFor(after.best->network, situation, plan)}};
   }
-  return Compare(situation, FindToday(situation, subject, *rows), after);
+  return Compare(situation, subject, FindWayToday(situation, subject, *rows), after);
 }
 
 Judgement Worse(Judgement left, Judgement right) {
@@ -185,9 +147,9 @@ Judgement Worse(Judgement left, Judgement right) {
 Judgement JudgeWorld(const Situation& situation, const World& world, const Subject& subject) {
   const Plan plan = MakePlan(situation, world, subject);
   if (plan.end != Plan::End::kConnected) {
-    return {.verdict = plan.end == Plan::End::kRefused ? ForecastVerdict::kRefused
-                                                       : ForecastVerdict::kUndone,
-            .cause = plan.end == Plan::End::kRefused ? Cause::kRefusal : Cause::kTunnelDefaultRoute,
+    const bool refused = plan.end == Plan::End::kRefused;
+    return {.verdict = refused ? ForecastVerdict::kRefused : ForecastVerdict::kUndone,
+            .cause = refused ? Cause::kRefusal : Cause::kTunnelDefaultRoute,
             .error = plan.error,
             .failure_reason = plan.failure_reason};
   }
@@ -207,9 +169,17 @@ bool MaySurvive(const Situation& situation, const Subject& subject, ForecastVerd
   if (subject.reason != SubjectReason::kRdpConnection) return false;
   const auto rows = RowsToday(situation, subject.address.family);
   if (!rows) return false;
-  const Today today = FindToday(situation, subject, *rows);
-  return today.row && !IsOfTunnelToday(situation, today.row->way.interface_index) &&
-         FactsOf(situation, today.row->way.interface_index).labelled_tunnel == false;
+  const LookUp today = FindWayToday(situation, subject, *rows);
+  if (!today.best) return false;
+  const std::uint32_t index = today.best->way.interface_index;
+  return !IsOfTunnelToday(situation, index) && FactsOf(situation, index).labelled_tunnel == false;
+}
+
+bool DifferInThisAlone(const World& one, const World& other, std::size_t setting) {
+  for (std::size_t i = 0; i < kSettingNames.size(); ++i) {
+    if ((one.choices[i] == other.choices[i]) == (i == setting)) return false;
+  }
+  return true;
 }
 
 // The settings along which the verdict changes.
@@ -217,17 +187,11 @@ std::vector<Setting> FindDecisive(const std::vector<World>& worlds,
                                   const std::vector<ForecastVerdict>& verdicts) {
   std::vector<Setting> decisive;
   for (std::size_t setting = 0; setting < kSettingNames.size(); ++setting) {
-    const auto differs_in_it_alone = [setting](const World& one, const World& other) {
-      for (std::size_t i = 0; i < kSettingNames.size(); ++i) {
-        if ((one.choices[i] == other.choices[i]) == (i == setting)) return false;
-      }
-      return true;
-    };
     bool decides = false;
     for (std::size_t i = 0; i < worlds.size(); ++i) {
       for (std::size_t j = 0; j < i; ++j) {
-        decides =
-            decides || (verdicts[i] != verdicts[j] && differs_in_it_alone(worlds[i], worlds[j]));
+        decides = decides ||
+                  (verdicts[i] != verdicts[j] && DifferInThisAlone(worlds[i], worlds[j], setting));
       }
     }
     if (decides) decisive.push_back(static_cast<Setting>(setting));
@@ -249,7 +213,7 @@ Outlook MakeOutlook(const Situation& situation, const Subject& subject) {
   outlook.verdict = worst->verdict;
   outlook.cause = worst->cause;
   if (const auto rows = RowsToday(situation, subject.address.family)) {
-    outlook.now = WayOf(FindToday(situation, subject, *rows).row, situation);
+    outlook.now = DescribeWay(FindWayToday(situation, subject, *rows).best, situation);
   }
   outlook.after = worst->after;
   outlook.networks = worst->networks;
@@ -257,7 +221,7 @@ Outlook MakeOutlook(const Situation& situation, const Subject& subject) {
   outlook.failure_reason = worst->failure_reason;
   outlook.settled_by = FindDecisive(situation.worlds, verdicts);
   outlook.may_survive = MaySurvive(situation, subject, worst->verdict);
-  outlook.replaces_tunnel = situation.tunnel_today == TunnelToday::kUp;
+  outlook.replaces_tunnel = situation.tunnel_today != TunnelToday::kNone;
   return outlook;
 }
 

@@ -50,10 +50,12 @@ enum class Cause {
   kOtherTunnel,          // unknown: it is reached through another tunnel
   kInterfaceUnproved,    // unknown: ... or through an interface that may be one
   kLoopback,             // unknown: a program of this machine, whose own client is elsewhere
-  kOwnAddress,           // unknown: the machine's own address
+  kOwnAddress,           // unknown: the machine's own address, or the tunnel's
+  kNobodys,              // unknown: an address that no machine can have
   kZoneMissing,          // unknown: a link-local address without its interface
   kGuardNetworkUnknown,  // unknown: without a profile, which network the guard would put in
   kAddressCatchesAll,    // unknown: a /0 in Address
+  kAddressTaken,         // unknown: Address is the gateway's, or the machine's own already
   kProfileUnread,        // unknown: AllowedIPs or Address is not a list of networks
   kPinUnclear,  // unknown: whether the service can pin it, or whom it must pin, is not known
 
@@ -76,20 +78,23 @@ struct Outlook {
   Subject subject;
   ForecastVerdict verdict = ForecastVerdict::kUnknown;
   Cause cause = Cause::kPinUnclear;
-  KnownWay now;
-  std::optional<KnownWay> after;    // for kTunnel, kMoves and kStays
-  std::vector<IpNetwork> networks;  // of kNetworkTaken the one, of kSlashZero all of length /0
-  std::string error;                // of kRefused and kUndone: the error of the reply
-  std::string failure_reason;       // of kRefused and kUndone: from the reply's report
-  std::vector<Setting> settled_by;  // settings that are not known, and that change the verdict
-  bool may_survive = false;         // of kTunnel and kMoves: an established connection may survive
-                                    // all the same, because Windows sends from the interface of
-                                    // the connection's own address
-  bool replaces_tunnel = false;     // a tunnel is up: even a refusal loses its phase and pins
+  std::optional<KnownWay> now;        // nullopt when the routes could not be read
+  std::optional<KnownWay> after;      // of kTunnel, kMoves and kStays
+  std::vector<std::string> networks;  // as they are written: of kNetworkTaken the one, of
+                                      // kSlashZero all of length /0
+  std::string error;                  // of kRefused and kUndone: the error of the reply
+  std::string failure_reason;         // of kRefused and kUndone: from the reply's report
+  std::vector<Setting> settled_by;    // settings that are not known, and that change the verdict
+  bool may_survive = false;      // of kTunnel and kMoves: an established connection may survive
+                                 // all the same, because Windows sends from the interface of
+                                 // the connection's own address
+  bool replaces_tunnel = false;  // a tunnel is up, or may be: even a refusal loses its phase,
+                                 // and its pins are forgotten
 };
 
-// Returns the outlooks of the subjects in their order. A subject that is `kRdpConnection` and has
-// no local address, or one that is not among the machine's own, is unknown.
+// Returns the outlooks of the subjects in their order. An established connection is at best unknown
+// when its local address is missing, or is not that of exactly one interface. A link-local address
+// is looked up on one interface alone: that of the connection, otherwise that of its scope.
 std::vector<Outlook> MakeForecast(const Situation& situation);
 
 }  // namespace veltrane

@@ -116,6 +116,13 @@ std::string Ipv6Text(const IpAddress& address) {
   return text;
 }
 
+std::optional<std::uint32_t> ParseLength(std::string_view text) {
+  std::uint32_t length = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return length;
+}
+
 // The byte of a mask of this length.
 std::uint8_t MaskByte(std::uint32_t prefix_length, std::size_t index) {
   const std::size_t before = 8 * index;
@@ -142,12 +149,18 @@ std::optional<IpAddress> ParseAddress(std::string_view text) {
 }
 
 std::optional<IpNetwork> ParseNetwork(std::string_view text) {
-  if (!IsAddressWithPrefix(text)) return std::nullopt;
   const std::size_t slash = text.find('/');
   const std::string_view host = text.substr(0, slash);
-  IpNetwork network{.address = IsIpv4(host) ? ParseDottedQuad(host) : ParseColons(host)};
-  network.prefix_length = slash == std::string_view::npos ? LongestPrefix(network.address.family)
-                                                          : ParseNumber(text.substr(slash + 1), 10);
+  const bool ipv4 = IsIpv4(host);
+  if (!ipv4 && !IsIpv6(host)) return std::nullopt;
+  IpNetwork network{.address = ipv4 ? ParseDottedQuad(host) : ParseColons(host)};
+  if (IsIpv4Mapped(network.address)) return std::nullopt;
+  network.prefix_length = LongestPrefix(network.address.family);
+  if (slash != std::string_view::npos) {
+    const std::optional<std::uint32_t> length = ParseLength(text.substr(slash + 1));
+    if (!length || *length > network.prefix_length) return std::nullopt;
+    network.prefix_length = *length;
+  }
   for (std::size_t i = 0; i < network.address.bytes.size(); ++i) {
     network.address.bytes[i] &= MaskByte(network.prefix_length, i);
   }
@@ -173,6 +186,15 @@ std::string AddressText(const IpAddress& address) {
 
 std::string NetworkText(const IpNetwork& network) {
   return AddressText(network.address) + "/" + std::to_string(network.prefix_length);
+}
+
+bool IsOfMachine(const IpAddress& address) {
+  if (IsUnspecified(address)) return false;
+  if (address.family == IpFamily::kIpv6) return address.bytes[0] != 0xFF;
+  const bool multicast = (address.bytes[0] & 0xF0) == 0xE0;
+  const bool broadcast = std::all_of(address.bytes.begin(), address.bytes.begin() + 4,
+                                     [](std::uint8_t byte) { return byte == 0xFF; });
+  return !multicast && !broadcast;
 }
 
 bool IsUnspecified(const IpAddress& address) {

@@ -27,7 +27,8 @@ struct IpNetwork {
 std::optional<IpAddress> ParseAddress(std::string_view text);
 
 // Parses an address with a prefix length; without one the network is the address alone. The length
-// is read as a number, and the bits behind it are cleared: "1.2.3.4/0" is 0.0.0.0/0.
+// is read as a number, and the bits behind it are cleared: "1.2.3.4/00" is 0.0.0.0/0. nullopt for
+// any other text, and for an IPv4-mapped IPv6 address, which some programs take for IPv4.
 std::optional<IpNetwork> ParseNetwork(std::string_view text);
 
 // Parses a comma-separated list with optional white space around the items. nullopt when one of
@@ -39,6 +40,9 @@ std::string AddressText(const IpAddress& address);
 
 // "10.66.66.0/24"
 std::string NetworkText(const IpNetwork& network);
+
+// Whether a machine can have this address: not 0.0.0.0, ::, 255.255.255.255 or one for multicast.
+bool IsOfMachine(const IpAddress& address);
 
 // True for 0.0.0.0 and ::
 bool IsUnspecified(const IpAddress& address);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "client/forecast/pins.h"
+#include "client/text/split.h"
 #include "guard/allowed_ips.h"
 
 namespace veltrane {
@@ -37,12 +38,24 @@ void ReadAllowedIps(const Situation& situation, bool guard, Plan& plan) {
     }
     list = profile.allowed_ips_csv;
   }
-  const std::optional<std::vector<IpNetwork>> networks = ParseNetworks(list);
-  if (networks) {
-    plan.allowed = *networks;
-  } else {
-    plan.unclear = Cause::kProfileUnread;
+  plan.allowed_list = list;
+  for (const std::string_view item : Split(list, ',')) {
+    if (const std::optional<IpNetwork> network = ParseNetwork(Trimmed(item))) {
+      plan.allowed.push_back(*network);
+    } else {
+      plan.unclear = Cause::kProfileUnread;
+    }
   }
+}
+
+// Whether a row goes with the tunnel that a connect replaces.
+enum class Goes { kNo, kYes, kPerhaps };
+
+Goes GoesWithTunnelToday(const Situation& situation, const IpRoute& route) {
+  if (situation.tunnel_today == TunnelToday::kNone) return Goes::kNo;
+  if (!situation.tunnel_interface) return Goes::kPerhaps;
+  if (*situation.tunnel_interface != route.interface_index) return Goes::kNo;
+  return situation.tunnel_today == TunnelToday::kUp ? Goes::kYes : Goes::kPerhaps;
 }
 
 // Under the guard, a default route through what the service takes for a tunnel undoes the connect.
@@ -53,18 +66,16 @@ void LookForTunnelDefaultRoute(const Situation& situation, Plan& plan) {
   }
   for (const IpRoute& route : *situation.ipv4_routes) {
     if (route.prefix_length != 0) continue;
-    if (situation.tunnel_today != TunnelToday::kNone &&
-        route.interface_index == situation.tunnel_interface) {
-      continue;
-    }
+    const Goes goes = GoesWithTunnelToday(situation, route);
     const std::optional<bool> tunnel = FactsOf(situation, route.interface_index).labelled_tunnel;
-    if (!tunnel) plan.unclear = Cause::kInterfaceUnproved;
-    if (tunnel == true) {
+    if (goes == Goes::kYes || tunnel == false) continue;
+    if (goes == Goes::kNo && tunnel == true) {
       plan.end = Plan::End::kUndone;
       plan.error = plan.failure_reason = "poc_default_route_detected";
       plan.unclear.reset();
       return;
     }
+    plan.unclear = goes == Goes::kPerhaps ? Cause::kOlderTunnel : Cause::kInterfaceUnproved;
   }
 }
 

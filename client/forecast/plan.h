@@ -22,7 +22,8 @@ struct Plan {
   std::string error;           // of kRefused and kUndone, as in the reply
   std::string failure_reason;  // likewise
 
-  std::vector<IpNetwork> allowed;  // AllowedIPs as the guard leaves them
+  std::string allowed_list;        // AllowedIPs as the guard leaves them
+  std::vector<IpNetwork> allowed;  // the same, read
   Pin pin = Pin::kNo;
 
   // Something that is not known and could change this; the plan is then the one for the case that

@@ -35,7 +35,7 @@ struct InterfaceFacts {
   std::uint32_t index = 0;
   // Whether the service takes it for a tunnel by its label (IsTunnelInterface).
   std::optional<bool> labelled_tunnel;
-  std::optional<bool> hardware;
+  std::optional<bool> hardware;  // ... that is up
   std::optional<std::uint32_t> ipv4_metric;
 };
 
@@ -57,7 +57,7 @@ struct Situation {
   std::vector<InterfaceFacts> interfaces;  // one that is missing is unknown in every respect
   std::optional<std::vector<OwnAddress>> own_addresses;
 
-  // The answer to the service's question for the way to 8.8.8.8; all zeros when that fails.
+  // The answer to the service's question for the way to 8.8.8.8; all zeros when there is none.
   std::optional<Way> gateway;
 
   TunnelToday tunnel_today = TunnelToday::kUnknown;

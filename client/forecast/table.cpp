@@ -1,5 +1,6 @@
 #include "client/forecast/table.h"
 
+#include <algorithm>
 #include <tuple>
 
 namespace veltrane {
@@ -10,7 +11,21 @@ std::tuple<std::int64_t, bool, std::uint32_t> RankOf(const TableRow& row) {
   return {-std::int64_t{row.network.prefix_length}, !row.new_tunnel, row.metric};
 }
 
+// Two addresses on a link are both hosts' (RFC 3021).
+constexpr std::uint32_t kLongestWithBroadcast = 30;
+
+bool HasOnesBehind(const IpAddress& address, std::uint32_t prefix_length) {
+  for (std::size_t bit = prefix_length; bit < 32; ++bit) {
+    if ((address.bytes[bit / 8] >> (7 - bit % 8) & 1) == 0) return false;
+  }
+  return true;
+}
+
 }  // namespace
+
+bool LeadsBy(const Way& way, const LookUp& found) {
+  return std::find(found.ways.begin(), found.ways.end(), way) != found.ways.end();
+}
 
 LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
                    std::optional<std::uint32_t> only_interface) {
@@ -19,12 +34,20 @@ LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
     if (!row.network.Contains(address)) continue;
     if (only_interface && (row.new_tunnel || row.way.interface_index != *only_interface)) continue;
     if (!found.best || RankOf(row) < RankOf(*found.best)) {
-      found = {row, false};
-    } else if (RankOf(row) == RankOf(*found.best) && row.way != found.best->way) {
-      found.equals = true;
+      found = {row, {row.way}};
+    } else if (RankOf(row) == RankOf(*found.best) && !LeadsBy(row.way, found)) {
+      found.ways.push_back(row.way);
     }
   }
   return found;
+}
+
+bool IsBroadcastOfLink(const std::vector<TableRow>& rows, const IpAddress& address) {
+  if (address.family != IpFamily::kIpv4) return false;
+  return std::any_of(rows.begin(), rows.end(), [&address](const TableRow& row) {
+    return IsUnspecified(row.way.next_hop) && row.network.prefix_length <= kLongestWithBroadcast &&
+           row.network.Contains(address) && HasOnesBehind(address, row.network.prefix_length);
+  });
 }
 
 std::optional<std::vector<TableRow>> RowsToday(const Situation& situation, IpFamily family) {

@@ -22,13 +22,19 @@ struct TableRow {
 
 struct LookUp {
   std::optional<TableRow> best;
-  bool equals = false;  // another row that leads elsewhere is as good, so that `best` is a guess
+  std::vector<Way> ways;  // of all rows that are as good; with more than one the best is a guess
 };
 
 // Finds the row for an address, of all or of one interface: the longest prefix, then the new
-// tunnel, then the lowest metric.
+// tunnel, then the lowest metric. The first of equal ones is the best.
 LookUp FindBestRow(const std::vector<TableRow>& rows, const IpAddress& address,
                    std::optional<std::uint32_t> only_interface = std::nullopt);
+
+// Whether one of the rows that are as good as the best leads by this way.
+bool LeadsBy(const Way& way, const LookUp& found);
+
+// Whether packets to this IPv4 address go to everybody on the link of one of these rows.
+bool IsBroadcastOfLink(const std::vector<TableRow>& rows, const IpAddress& address);
 
 // Returns the rows of today's table of this family; nullopt when it could not be read.
 std::optional<std::vector<TableRow>> RowsToday(const Situation& situation, IpFamily family);

@@ -11,6 +11,7 @@ namespace {
 struct PossibleList {
   bool empty = true;
   std::vector<std::string> tokens;
+  bool names_other = false;
   bool names_subject = false;
   bool names_unpinnable = false;
 };
@@ -31,17 +32,21 @@ std::vector<std::optional<bool>> PossibleSwitches(const KnownValue& value) {
 
 std::vector<PossibleList> PossibleLists(const KnownValue& value) {
   if (value) return {{.empty = value->empty(), .tokens = SplitAddressList(*value)}};
-  PossibleList names_nobody;
-  names_nobody.empty = false;
-  PossibleList names_subject = names_nobody;
+  PossibleList names_other;
+  names_other.empty = false;
+  names_other.names_other = true;
+  PossibleList names_subject;
+  names_subject.empty = false;
   names_subject.names_subject = true;
-  PossibleList names_unpinnable = names_nobody;
+  PossibleList names_unpinnable;
+  names_unpinnable.empty = false;
   names_unpinnable.names_unpinnable = true;
-  return {PossibleList(), names_nobody, names_subject, names_unpinnable};
+  return {PossibleList(), names_other, names_subject, names_unpinnable};
 }
 
 void Add(const PossibleList& list, World& world) {
   world.named.insert(world.named.end(), list.tokens.begin(), list.tokens.end());
+  world.names_other = world.names_other || list.names_other;
   world.names_subject = world.names_subject || list.names_subject;
   world.names_unpinnable = world.names_unpinnable || list.names_unpinnable;
 }

@@ -37,8 +37,9 @@ struct World {
   bool guard = false;              // the default-route guard is in force
   bool bypass = false;             // the bypass is enabled
   std::vector<std::string> named;  // the tokens of ADMIN_BYPASS_IP, then of ADMIN_BYPASS_IPS
-  bool names_subject = false;      // a list that is not known names whoever is asked about
-  bool names_unpinnable = false;   // ... or somebody for whom no route can be created
+  bool names_other = false;        // a list that is not known names somebody who can be pinned,
+  bool names_subject = false;      // whoever is asked about,
+  bool names_unpinnable = false;   // or somebody for whom no route can be created
   bool in_remote_session = false;
   bool guard_overridden = false;  // the error above: the connect is refused (poc_env_read_failed)
 
@@ -52,8 +53,8 @@ struct World {
 // that is not empty turns the bypass on unless the switch says otherwise. Otherwise, in this order,
 //   - the guard is off or on;
 //   - the switch is absent, on or off;
-//   - a list is empty, or it is not and names nobody else, the subject, or somebody who cannot be
-//     pinned. More names could only refuse the connect, which the last one does.
+//   - a list is empty, or it names somebody else who can be pinned, the subject, or somebody who
+//     cannot be pinned.
 // Pure function.
 std::vector<World> ListWorlds(const KnownSettings& settings);
 

@@ -18,22 +18,23 @@ std::string Joined(const std::vector<std::string>& items, const std::string& sep
   return text;
 }
 
-std::string NetworksText(const std::vector<IpNetwork>& networks) {
+std::string NetworksText(const std::vector<std::string>& networks) {
   std::vector<std::string> texts;
-  for (const IpNetwork& network : networks) {
-    const std::string text = NetworkText(network);
-    if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+  for (const std::string& network : networks) {
+    if (std::find(texts.begin(), texts.end(), network) == texts.end()) texts.push_back(network);
   }
   return Joined(texts, ", ");
 }
 
+std::string PlaceText(const Way& way) {
+  const std::string interface = "interface " + std::to_string(way.interface_index);
+  return IsUnspecified(way.next_hop) ? interface + ", on the link"
+                                     : AddressText(way.next_hop) + " on " + interface;
+}
+
 std::string WayText(const KnownWay& way) {
   if (way.kind == KnownWay::Kind::kNone) return "no route";
-  const std::string interface = "interface " + std::to_string(way.way.interface_index);
-  const std::string place = IsUnspecified(way.way.next_hop)
-                                ? interface + ", on the link"
-                                : AddressText(way.way.next_hop) + " on " + interface;
-  return way.kind == KnownWay::Kind::kTunnel ? place + ", another tunnel" : place;
+  return PlaceText(way.way) + (way.kind == KnownWay::Kind::kTunnel ? ", another tunnel" : "");
 }
 
 bool CanBePinned(const IpAddress& address) {
@@ -42,6 +43,7 @@ bool CanBePinned(const IpAddress& address) {
 
 std::vector<std::string> NamesOf(const std::vector<Setting>& settings) {
   std::vector<std::string> names;
+  names.reserve(settings.size());
   for (const Setting setting : settings) {
     names.emplace_back(kSettingNames[static_cast<std::size_t>(setting)]);
   }
@@ -54,36 +56,37 @@ std::string RefusalText(const Outlook& outlook) {
              : outlook.error + " (" + outlook.failure_reason + ")";
 }
 
-std::string MoveText(const Outlook& outlook, const std::string& why) {
-  return why + WayText(*outlook.after) + ", today by " + WayText(outlook.now);
-}
+std::string NowText(const Outlook& outlook) { return WayText(outlook.now.value_or(KnownWay())); }
 
 std::string UnknownText(const Outlook& outlook) {
-  const std::string interface = "interface " + std::to_string(outlook.now.way.interface_index);
   switch (outlook.cause) {
     case Cause::kTableUnread:
       return "the routes cannot be read";
     case Cause::kOwnAddressesUnread:
       return "the machine's own addresses cannot be read";
     case Cause::kOlderTunnel:
-      return "a tunnel is up, or perhaps is, and a connect would replace it";
+      return "a tunnel is up, or may be; a connect would replace it";
     case Cause::kNoWayToday:
       return "no route leads to it today";
     case Cause::kArrivalUnclear:
-      return "the connection's own interface has no route back to it";
+      return "by which interface the connection came is not clear, or that interface has no route "
+             "back";
     case Cause::kWaysAreEqual:
       return "two different routes to it are equally good";
     case Cause::kOtherTunnel:
-      return "it is reached through another tunnel, " + interface +
+      return "it is reached through another tunnel, " +
+             PlaceText(outlook.now.value_or(KnownWay()).way) +
              ", whose own packets the connect may take";
     case Cause::kInterfaceUnproved:
-      return "an interface that decides is not known to be hardware; it may be another tunnel, "
-             "whose own packets the connect may take";
+      return "an interface that decides is not known to be hardware that is up; it may be another "
+             "tunnel, whose own packets the connect may take";
     case Cause::kLoopback:
-      return "a program of this machine connects on behalf of somebody: ask for the address that "
-             "this comes from";
+      return "a program on this machine relays the connection: ask about the address that its "
+             "client comes from";
     case Cause::kOwnAddress:
-      return "the machine's own address: ask for the one from which somebody comes";
+      return "the machine's own address: ask about the address that the administrator comes from";
+    case Cause::kNobodys:
+      return "not an address that a machine can have";
     case Cause::kZoneMissing:
       return "a link-local address leads nowhere without its interface";
     case Cause::kGuardNetworkUnknown:
@@ -91,10 +94,13 @@ std::string UnknownText(const Outlook& outlook) {
              "and only the profile says which one that is";
     case Cause::kAddressCatchesAll:
       return "Address has a network of length /0";
+    case Cause::kAddressTaken:
+      return "Address is the gateway's or one that the machine has already";
     case Cause::kProfileUnread:
-      return "the profile's networks cannot be told";
+      return "AllowedIPs or Address is not a list of networks";
     default:
-      return "whether the service can pin it is not known";
+      return CanBePinned(outlook.subject.address) ? "whether it would be pinned is not known"
+                                                  : "whether the connect would go on is not known";
   }
 }
 
@@ -102,29 +108,32 @@ std::string UnknownText(const Outlook& outlook) {
 std::string CauseText(const Outlook& outlook) {
   switch (outlook.cause) {
     case Cause::kProved:
-      return "by " + WayText(outlook.now) + ", as today";
+      return "by " + NowText(outlook) + ", as today";
     case Cause::kSlashZero:
       return "AllowedIPs has " + NetworksText(outlook.networks) +
              " and one peer: " + kLibraryBlocks;
     case Cause::kAssumedCatchAll:
-      return "without a profile this is the answer for 0.0.0.0/0, ::/0, with which " +
-             std::string(kLibraryBlocks);
+      return "a catch-all stands in for a profile";
     case Cause::kNetworkTaken:
       return "its packets would leave by the tunnel, which takes " + NetworksText(outlook.networks);
     case Cause::kPinnedElsewhere:
-      return MoveText(outlook, "it would be pinned through ");
+      return "it would be pinned through " + WayText(*outlook.after) + "; today it is reached by " +
+             NowText(outlook);
     case Cause::kLeftElsewhere:
-      return MoveText(outlook, "it would be left to ");
+      return "its packets would go by " + WayText(*outlook.after) + "; today they go by " +
+             NowText(outlook);
     case Cause::kNowhere:
-      return "no route to it would be left, today by " + WayText(outlook.now);
+      return "no route to it would be left; today its packets go by " + NowText(outlook);
     case Cause::kTunnelDefaultRoute:
       return "the tunnel would be started, and taken down again because of a default route through "
              "another tunnel (" +
-             RefusalText(outlook) + "); a connection may break in that time";
+             RefusalText(outlook) + "); a connection may break in that time" +
+             (outlook.replaces_tunnel ? "; the tunnel that is up now would be gone" : "");
     case Cause::kRefusal:
       return "nothing would be started: " + RefusalText(outlook) +
              (outlook.replaces_tunnel
-                  ? "; the tunnel that is up would lose its phase and its pinned routes even so"
+                  ? "; the tunnel that is up now would run on, but the service would call it "
+                    "disconnected and forget its pinned routes"
                   : "");
     default:
       return UnknownText(outlook);
@@ -133,14 +142,17 @@ std::string CauseText(const Outlook& outlook) {
 
 std::string BlockedFix(const Outlook& outlook) {
   std::vector<std::string> halves;
-  const auto has = [&outlook](IpFamily family) {
-    return std::any_of(
-        outlook.networks.begin(), outlook.networks.end(),
-        [family](const IpNetwork& network) { return network.address.family == family; });
+  const auto has = [&outlook](bool colons) {
+    return std::any_of(outlook.networks.begin(), outlook.networks.end(),
+                       [colons](const std::string& network) {
+                         return (network.find(':') != std::string::npos) == colons;
+                       });
   };
-  if (has(IpFamily::kIpv4)) halves.emplace_back("0.0.0.0/1, 128.0.0.0/1");
-  if (has(IpFamily::kIpv6)) halves.emplace_back("::/1, 8000::/1");
-  return "With " + Joined(halves, ", ") + " it does not, but DNS and IPv6 may then leak";
+  if (has(false)) halves.emplace_back("0.0.0.0/1, 128.0.0.0/1");
+  if (has(true)) halves.emplace_back("::/1, 8000::/1");
+  return "With " + Joined(halves, ", ") +
+         " it does not, but DNS and IPv6 may then leak, and whoever is not pinned is lost to the "
+         "tunnel";
 }
 
 std::string UnknownFix(const Outlook& outlook) {
@@ -153,6 +165,30 @@ std::string UnknownFix(const Outlook& outlook) {
       return CanBePinned(outlook.subject.address) ? "look again in an elevated prompt" : "";
     default:
       return {};
+  }
+}
+
+// What to do about the cause.
+std::string CauseFix(const Outlook& outlook) {
+  switch (outlook.cause) {
+    case Cause::kSlashZero:
+      return BlockedFix(outlook);
+    case Cause::kAssumedCatchAll:
+      return kAskWithProfile;
+    case Cause::kNetworkTaken:
+      return CanBePinned(outlook.subject.address)
+                 ? "pin it, by naming it in ADMIN_BYPASS_IP with the default-route guard off, or "
+                   "keep its network out of AllowedIPs and Address"
+                 : "keep its network out of AllowedIPs and Address: only public IPv4 addresses are "
+                   "pinned";
+    case Cause::kPinnedElsewhere:
+      return "come in by the way that leads to the default gateway, or turn the bypass off and "
+             "keep "
+             "its network out of AllowedIPs";
+    case Cause::kTunnelDefaultRoute:
+      return "disconnect the other tunnel first";
+    default:
+      return UnknownFix(outlook);
   }
 }
 
@@ -207,7 +243,7 @@ std::string SummaryOf(const Outlook& outlook) {
   const std::string connected = "connected over Remote Desktop";
   const std::string reasons[] = {
       outlook.subject.local ? connected + " to " + AddressText(*outlook.subject.local) : connected,
-      "named by the settings", "asked about", "what the client of a session says of itself"};
+      "named by the settings", "asked about", "address that a session's client claims"};
   constexpr const char* kVerdicts[] = {
       "would be blocked",     "would be lost to the tunnel",  "would move", "not known",
       "would be interrupted", "the connect would be refused", "stays"};
@@ -222,33 +258,22 @@ std::string DetailOf(const Outlook& outlook, bool assumed) {
   }
   if (!outlook.settled_by.empty()) {
     text += "; that depends on " + Joined(NamesOf(outlook.settled_by), ", ") +
-            ", of which the value that the service has is not known";
+            ", whose value in the service is not known";
   }
-  if (assumed) text += "; assuming that the service has this process's environment";
+  if (outlook.subject.reason == SubjectReason::kRdpSession) {
+    text += "; the address is what the client says of itself and proves nothing about the person";
+  }
+  if (assumed) text += "; assuming that the service has this process's environment and session";
   return text;
 }
 
 std::string FixOf(const Outlook& outlook) {
-  if (!outlook.settled_by.empty()) {
-    return "look again in an elevated prompt, or set " + Joined(NamesOf(outlook.settled_by), ", ") +
-           " in the service's own environment and restart the service (docs/limits.md)";
-  }
-  switch (outlook.cause) {
-    case Cause::kSlashZero:
-      return BlockedFix(outlook);
-    case Cause::kAssumedCatchAll:
-      return kAskWithProfile;
-    case Cause::kNetworkTaken:
-      return CanBePinned(outlook.subject.address)
-                 ? "name it in ADMIN_BYPASS_IP, with the default-route guard off, or keep its "
-                   "network out of AllowedIPs"
-                 : "keep its network out of AllowedIPs: only public IPv4 addresses are pinned";
-    case Cause::kPinnedElsewhere:
-      return "come in through the other interface, or turn the bypass off and keep its network "
-             "out of AllowedIPs";
-    default:
-      return UnknownFix(outlook);
-  }
+  std::string fix = CauseFix(outlook);
+  if (outlook.settled_by.empty()) return fix;
+  if (!fix.empty()) fix += "\n";
+  return fix + "look again in an elevated prompt, or set " +
+         Joined(NamesOf(outlook.settled_by), ", ") +
+         " in the service's own environment and restart the service (docs/limits.md)";
 }
 
 nlohmann::ordered_json ForecastJson(const std::vector<Outlook>& outlooks, bool assumed) {
@@ -258,7 +283,7 @@ nlohmann::ordered_json ForecastJson(const std::vector<Outlook>& outlooks, bool a
     item["address"] = AddressText(outlook.subject.address);
     item["reason"] = ReasonWord(outlook.subject.reason);
     if (outlook.subject.local) item["local"] = AddressText(*outlook.subject.local);
-    item["now"] = WayJson(outlook.now);
+    if (outlook.now) item["now"] = WayJson(*outlook.now);
     if (outlook.after) item["after"] = WayJson(*outlook.after);
     item["verdict"] = VerdictWord(outlook.verdict);
     const std::string detail = DetailOf(outlook, assumed);

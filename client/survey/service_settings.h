@@ -18,14 +18,18 @@ struct ServiceEnvironment {
 
   bool IsKnown() const { return error == 0 || error == 2; }
 
-  // Whether an entry names it, with a value or with none.
-  bool Names(const std::string& name) const;
+  // The values of the entries of this name in any case, in order; an entry without a value has an
+  // empty one.
+  std::vector<std::string> ValuesOf(const std::string& name) const;
 
-  // The value of the last entry of this name in any case; empty when there is none.
+  // The value of the last of them; empty when there is none.
   std::string ValueOf(const std::string& name) const;
 };
 
-// Reads it (HKLM\SYSTEM\CurrentControlSet\Services\VeltraneVpnTunnel).
+// The key of the service under HKEY_LOCAL_MACHINE.
+std::wstring ServiceKey();
+
+// Reads it.
 ServiceEnvironment ReadServiceEnvironment();
 
 // Reads the settings of a service in console mode, which are assumed to be those of this process.
@@ -35,15 +39,18 @@ KnownSettings ReadOwnSettings();
 // when Windows started, overridden by the account's, overridden by the service's own value as it
 // was when the service started; then the machine scope now counts, then the account's. A value is
 // known only on proof:
-//   - the service's own value, when its key can be read and has not been written since the
-//   service's
-//     process was started, or when the service has no process;
-//   - else, when that value does not name the setting, the process environment has what the
-//   machine's
-//     and the account's stored environments have, when both keys can be read and neither has been
-//     written since Windows started;
+//   - the service's own value, when its key can be read and was last written before the service's
+//     process was started, or when the service has no process. Two different values for a name, and
+//     a value with a '%', prove nothing;
+//   - else, when that value does not give the setting one, the process environment has what the
+//     machine's and the account's stored environments have, when both keys can be read and were
+//     last written before Windows started. Whether the account's is put in, and whether "NAME=" in
+//     the service's own value hides what is stored, is not documented, so each must lead to one
+//     result. A value that exists and cannot be read as a text proves nothing, although the service
+//     cannot read it from the registry either;
 //   - the scopes after it when they can be read. A read that fails for every caller alike (87, 234,
-//     1630, no such key or value) fails for the service too and is an empty value.
+//     1630, no such key or value) fails for the service too and is an empty value. A value of type
+//     REG_EXPAND_SZ is another for each reader and proves nothing.
 // A clock that is set can fool the times; a process that seems to have been started before Windows
 // or in the future proves nothing.
 KnownSettings ReadRegisteredSettings();

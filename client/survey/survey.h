@@ -29,8 +29,9 @@ struct Survey {
 // Reads everything; changes nothing. The subjects are, in this order and each address once (each
 // pair of remote and local address for connections): the peers of established connections to the
 // port of any Remote Desktop listener (HKLM\SYSTEM\CurrentControlSet\Control\Terminal
-// Server\WinStations\*, PortNumber; 3389 when there are none), the addresses that the settings
-// name, those asked about, the IPv4 client addresses of sessions.
+// Server\WinStations\*, PortNumber) or to 3389, which a listener keeps until it is restarted; the
+// addresses that the settings name, or may name as far as can be seen; those asked about; the IPv4
+// client addresses of sessions.
 Survey SurveyMachine(const SurveyQuestion& question);
 
 }  // namespace veltrane

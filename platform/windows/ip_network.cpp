@@ -72,7 +72,7 @@ std::optional<bool> IsHardwareInterface(std::uint32_t interface_index) {
   MIB_IF_ROW2 row{};
   row.InterfaceIndex = interface_index;
   if (GetIfEntry2(&row) != NO_ERROR) return std::nullopt;
-  return row.InterfaceAndOperStatusFlags.HardwareInterface != 0;
+  return row.InterfaceAndOperStatusFlags.HardwareInterface != 0 && row.OperStatus == IfOperStatusUp;
 }
 
 }  // namespace veltrane

@@ -50,6 +50,15 @@ Result<std::wstring> FindRegistryText(RegistryRoot root, const std::wstring& key
   return std::wstring(buffer.data());  // RegGetValueW always terminates the string
 }
 
+Result<bool> TestExpandableText(RegistryRoot root, const std::wstring& key,
+                                const std::wstring& name) {
+  DWORD type = REG_NONE;
+  const LSTATUS status = RegGetValueW(RootKey(root), key.c_str(), name.c_str(),
+                                      RRF_RT_ANY | RRF_NOEXPAND, &type, nullptr, nullptr);
+  if (status != ERROR_SUCCESS) return Failure<bool>(status);
+  return type == REG_EXPAND_SZ;
+}
+
 Result<std::uint32_t> ReadRegistryNumber(const std::wstring& key, const std::wstring& name) {
   DWORD number = 0;
   DWORD size = sizeof(number);

@@ -14,8 +14,10 @@
 namespace veltrane {
 namespace {
 
+static_assert(kRouteTypeInvalid == MIB_IPROUTE_TYPE_INVALID);
 static_assert(kRouteTypeIndirect == MIB_IPROUTE_TYPE_INDIRECT);
 static_assert(kRouteProtoManagement == MIB_IPPROTO_NETMGMT);
+static_assert(kRouteProtoIcmp == MIB_IPPROTO_ICMP);
 static_assert(kErrorObjectAlreadyExists == ERROR_OBJECT_ALREADY_EXISTS);
 static_assert(sizeof(ForwardRow) == sizeof(MIB_IPFORWARDROW));
 static_assert(offsetof(ForwardRow, dest) == offsetof(MIB_IPFORWARDROW, dwForwardDest));

@@ -36,7 +36,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "  connect                     Bring the tunnel up\n"
                    "  disconnect                  Bring the tunnel down\n"
                    "  register                    Register the session nonce\n"
-                   "  doctor                      Check whether connecting would work now; changes "
+                   "  doctor                      Check whether connecting would work and whom it "
+                   "would cut off; changes "
                    "nothing\n"
                    "  confirm                     Keep the connection that waits for its "
                    "confirmation\n"
@@ -56,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "cut somebody off\n"
                    "\n"
                    "Examples:\n"
-                   "  veltranectl doctor\n"
+                   "  veltranectl doctor office.conf\n"
                    "  veltranectl connect office.conf\n"
                    "  veltranectl status --watch\n"
                    "  veltranectl help connect\n"
@@ -146,23 +147,31 @@ INSTANTIATE_TEST_SUITE_P(
             "  veltranectl register 5c0e7a\n"
             "  veltranectl register \"\"\n"
             "\n"},
-        HelpScreen{"Doctor",
-                   {"doctor", "--help"},
-                   "Check whether connecting would work now; changes nothing\n"
-                   "Usage: veltranectl doctor [OPTIONS]\n"
-                   "\n"
-                   "Options:\n"
-                   "  -h,--help                   Print this help message and exit\n"
-                   "  --json                      Print the findings as JSON\n"
-                   "  --any-server                Check a service in console mode\n"
-                   "\n"
-                   "Exit codes: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could "
-                   "cut somebody off\n"
-                   "\n"
-                   "Examples:\n"
-                   "  veltranectl doctor\n"
-                   "  veltranectl doctor --json\n"
-                   "\n"},
+        HelpScreen{
+            "Doctor",
+            {"doctor", "--help"},
+            "Check whether connecting would work and whom it would cut off; changes nothing\n"
+            "Usage: veltranectl doctor [OPTIONS] [PROFILE]\n"
+            "\n"
+            "Positionals:\n"
+            "  PROFILE TEXT                The profile to be asked about, as for connect; "
+            "without one a catch-all\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --from ADDRESS ...          Also say what a connect does to somebody at this "
+            "address; may be repeated\n"
+            "  --json                      Print the findings as JSON\n"
+            "  --any-server                Check a service in console mode\n"
+            "\n"
+            "Exit codes: 0 fine, 10 warnings, 11 connecting would fail, 12 connecting could "
+            "cut somebody off\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl doctor\n"
+            "  veltranectl doctor office.conf --from 203.0.113.5\n"
+            "  veltranectl doctor --json\n"
+            "\n"},
         HelpScreen{"Confirm",
                    {"confirm", "--help"},
                    "Keep the connection that waits for its confirmation\n"
@@ -231,7 +240,8 @@ TEST_F(CommandLines, ASecretInTheWrongPlaceIsNotPrinted) {
                                                {"status", "--watch", "--every", secret},
                                                {"status", "--watch", "--times=" + secret},
                                                {"register", "x", secret},
-                                               {"doctor", secret}}) {
+                                               {"doctor", kConfPath, secret},
+                                               {"doctor", "--from", secret}}) {
       EXPECT_EQ(Run(words), 2) << words[0];
       EXPECT_EQ(side.Output(), "");
       EXPECT_EQ(side.Error().find(secret.substr(0, 6)), std::string::npos) << side.Error();
@@ -271,6 +281,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{"status", "--times", "2"}, "--times requires --watch: veltranectl status --help"},
         BadLine{{"status", "--watch", "--times", "1", "--every", "0"},
                 "--every: takes a whole number from 1 to 3600: veltranectl status --help"},
+        BadLine{{"doctor", "--from", "203.0.113.5/32"},
+                "--from: takes an IPv4 or IPv6 address: veltranectl doctor --help"},
+        BadLine{{"doctor", "--from"},
+                "--from: 1 required ADDRESS missing: veltranectl doctor --help"},
         BadLine{{"status", "doctor"},
                 "unexpected argument, not shown because it may be a secret: veltranectl status "
                 "--help"}));

@@ -27,5 +27,23 @@ TEST_F(Clock, IsSleptOnInMilliseconds) {
   EXPECT_LE(slept, kMinute);
 }
 
+TEST_F(Clock, CountsTheMillisecondsSinceWindowsWasStarted) {
+  const std::uint64_t before = UptimeMilliseconds();
+  SleepMilliseconds(200);
+  const std::uint64_t passed = UptimeMilliseconds() - before;
+  EXPECT_GE(passed, 100U);
+  EXPECT_LE(passed, 60'000U);
+}
+
+TEST_F(Clock, CountsNoLessThanTheTimeThatTheSystemWasAwake) {
+  EXPECT_GE(UptimeMilliseconds() + 1000, stage.MillisecondsAwake());
+}
+
+TEST_F(Clock, CountsFromBeforeAnyProcessWasStarted) {
+  const std::int64_t own_start = stage.OwnStart();
+  const auto uptime = static_cast<std::int64_t>(UptimeMilliseconds()) * (kTicksPerSecond / 1000);
+  EXPECT_LE(UtcTicks() - uptime, own_start + kMinute);
+}
+
 }  // namespace
 }  // namespace veltrane::contract

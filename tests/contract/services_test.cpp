@@ -1,10 +1,11 @@
-// platform/services.h and platform/service_facts.h: services that are installed.
+// platform/services.h and platform/service_facts.h: services that are installed, and processes.
 
 #include "platform/services.h"
 
 #include <cwctype>
 #include <utility>
 
+#include "platform/clock.h"
 #include "platform/service_codes.h"
 #include "platform/service_facts.h"
 #include "tests/contract/stage.h"
@@ -258,8 +259,32 @@ TEST_F(ServiceFact, IsTheProcessOfAServiceThatRuns) {
   EXPECT_NE(facts.process_id, 0U);
 }
 
+TEST_F(ServiceFact, IsTheProcessThatWasStartedAfterWindows) {
+  const Service service = Start();
+  const std::uint32_t process = Take(ReadServiceFacts(name)).process_id;
+  const std::int64_t start = Take(ReadProcessStart(process));
+  const auto uptime = static_cast<std::int64_t>(UptimeMilliseconds()) * (kTicksPerSecond / 1000);
+  EXPECT_GE(start, UtcTicks() - uptime - kTicksPerSecond);
+  EXPECT_LE(start, UtcTicks() + kTicksPerSecond);
+}
+
 TEST_F(ServiceFact, IsError1060WhenNoServiceHasTheName) {
   EXPECT_EQ(ReadServiceFacts(name).Error(), kErrorServiceDoesNotExist);
+}
+
+using ProcessStart = Contract;
+
+TEST_F(ProcessStart, IsInTicksSince1970) {
+  constexpr std::int64_t kMinute = 60 * kTicksPerSecond;
+  const std::int64_t expected = stage.OwnStart();
+  const std::int64_t start = Take(ReadProcessStart(stage.OwnProcessId()));
+  EXPECT_GE(start, expected - kMinute);
+  EXPECT_LE(start, expected + kMinute);
+}
+
+TEST_F(ProcessStart, IsError87WhenThereIsNoSuchProcess) {
+  EXPECT_EQ(ReadProcessStart(0).Error(), 87U);
+  EXPECT_EQ(ReadProcessStart(0x7FFFFFFC).Error(), 87U);
 }
 
 }  // namespace

@@ -28,6 +28,7 @@
 
 #include "platform/access_lists.h"
 #include "platform/environment.h"
+#include "platform/ip_network.h"
 #include "platform/pipes.h"
 #include "platform/result.h"
 #include "platform/routing.h"
@@ -72,6 +73,11 @@ inline constexpr std::uint32_t kShareDelete = 4;
 // The registry key that cases put their values under.
 inline constexpr wchar_t kRegistryKey[] = L"Software\\VeltraneContract";
 
+// The path of that key under a root: HKEY_USERS has the keys of each user in one of his own.
+inline std::wstring RegistryKeyOf(RegistryRoot root) {
+  return root == RegistryRoot::kUsers ? L".DEFAULT\\" + std::wstring(kRegistryKey) : kRegistryKey;
+}
+
 // What was printed, byte by byte.
 struct Printed {
   std::string output;
@@ -92,6 +98,21 @@ struct Network {
   std::uint32_t own_address = 0;
   std::wstring alias;
   std::wstring description;
+  std::uint32_t interface_metric = 0;
+};
+
+// A TCP connection from a link-local IPv6 address of an interface to itself.
+struct LinkLocalLoopback {
+  Loopback ports;
+  IpAddress address;
+  std::uint32_t interface_index = 0;
+};
+
+// The network behind the default route of IPv6.
+struct Ipv6Network {
+  IpAddress gateway;
+  IpAddress own_address;
+  std::uint32_t interface_index = 0;
   std::uint32_t interface_metric = 0;
 };
 
@@ -186,13 +207,22 @@ class Stage {
   void SetVariable(const std::wstring& name, const std::wstring& value);
   void UnsetVariable(const std::wstring& name);
 
-  // A value under kRegistryKey: a text, an expandable text, a number.
+  // A value under RegistryKeyOf(root): a text, an expandable text, a number.
   void PutRegistryText(RegistryRoot root, const std::wstring& name, const std::wstring& value);
   void PutExpandableText(RegistryRoot root, const std::wstring& name, const std::wstring& value);
   void PutRegistryNumber(RegistryRoot root, const std::wstring& name, std::uint32_t value);
 
+  // A key inside kRegistryKey under HKEY_LOCAL_MACHINE; "outer\\inner" is inside another.
+  void PutRegistryKey(const std::wstring& name);
+  // Takes every access to kRegistryKey under HKEY_LOCAL_MACHINE from everybody.
+  void ForbidRegistryKey();
+
   // The UTC time by another clock than platform's, in its units.
   std::int64_t OtherClock() const;
+  // How long the system has not been asleep since it was started, by another clock.
+  std::uint64_t MillisecondsAwake() const;
+  // When this process was started, by the first of these clocks.
+  std::int64_t OwnStart();
 
   Printed Capture(const std::function<void()>& act);
 
@@ -206,7 +236,16 @@ class Stage {
 
   Loopback Connect();
   std::uint16_t Listen();
+  // The client has hung up, and the server has not yet.
+  Loopback ConnectAndHangUp();
+  // Likewise in IPv6, from ::1 to ::1. nullopt: there is no IPv6.
+  std::optional<Loopback> ConnectIpv6();
+  std::optional<Loopback> ConnectIpv6AndHangUp();
+  // From 127.0.0.2 to a server that serves both families at 127.0.0.1.
+  std::optional<Loopback> ConnectToBothFamilies();
+  std::optional<LinkLocalLoopback> ConnectLinkLocal();
   std::optional<Network> ReadNetwork();  // nullopt: there is no default route
+  std::optional<Ipv6Network> ReadIpv6Network();
   void RemoveRouteAtEnd(const ForwardRow& row);
   std::optional<std::uint32_t> ConsoleSession();  // nullopt: this process cannot tell
   bool InRemoteSession();

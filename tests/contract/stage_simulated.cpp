@@ -1,4 +1,6 @@
-// The stage over the simulated machine.
+// The stage over the simulated machine, but for its network.
+
+#include "tests/contract/stage_simulated.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,19 +9,15 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/connections.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/ipv4.h"
 #include "platform/service_codes.h"
-#include "tests/contract/stage.h"
-#include "tests/simulated/client_side.h"
-#include "tests/simulated/machine.h"
 #include "tests/simulated/pipe_client.h"
 
 namespace veltrane::contract {
 namespace {
 
-using simulated::ClientSide;
 using simulated::Machine;
 
 constexpr wchar_t kFolder[] = L"C:\\Contract\\";
@@ -60,14 +58,9 @@ void Tell(const std::string& line) {
   told.push_back(line);
 }
 
-std::vector<std::string> OwnArguments() { return ClientSide::Current().watchdogs.started.back(); }
-
-struct Stage::State {
-  Machine machine;
-  ClientSide client;
-  std::vector<std::wstring> service_names;
-  std::vector<SpareLibrary> libraries;
-};
+std::vector<std::string> OwnArguments() {
+  return simulated::ClientSide::Current().watchdogs.started.back();
+}
 
 Stage::Stage() : state_(std::make_unique<State>()) {
   state_->machine.files.AddFolder(kFolder);
@@ -115,7 +108,8 @@ void Stage::UnsetVariable(const std::wstring& name) {
 
 void Stage::PutRegistryText(RegistryRoot root, const std::wstring& name,
                             const std::wstring& value) {
-  state_->machine.registry.SetText(root, kRegistryKey, name, value);
+  state_->machine.registry.SetText(root, RegistryKeyOf(root), name, value);
+  state_->machine.registry.SetWriteTime(root, RegistryKeyOf(root), state_->machine.clock.Ticks());
 }
 
 // The simulated registry holds what a reader gets.
@@ -124,14 +118,35 @@ void Stage::PutExpandableText(RegistryRoot root, const std::wstring& name,
   const std::size_t first = value.find(L'%'), last = value.rfind(L'%');
   const std::wstring variable = value.substr(first + 1, last - first - 1);
   const std::wstring expanded = state_->machine.environment.Process(variable, 32767);
-  PutRegistryText(root, name, value.substr(0, first) + expanded + value.substr(last + 1));
+  state_->machine.registry.SetExpandableText(
+      root, RegistryKeyOf(root), name, value.substr(0, first) + expanded + value.substr(last + 1));
 }
 
 void Stage::PutRegistryNumber(RegistryRoot root, const std::wstring& name, std::uint32_t value) {
-  state_->machine.registry.SetNumber(root, kRegistryKey, name, value);
+  state_->machine.registry.SetNumber(root, RegistryKeyOf(root), name, value);
+}
+
+void Stage::PutRegistryKey(const std::wstring& name) {
+  state_->machine.registry.AddKey(RegistryRoot::kLocalMachine,
+                                  kRegistryKey + std::wstring(L"\\") + name);
+}
+
+void Stage::ForbidRegistryKey() {
+  for (const char* call :
+       {"FindRegistryText", "ReadRegistryNumber", "ListRegistryKeys", "ReadKeyWriteTime"}) {
+    state_->machine.FailWhere(call, "HKLM " + simulated::Narrow(kRegistryKey), 5);
+  }
 }
 
 std::int64_t Stage::OtherClock() const { return state_->machine.clock.Ticks(); }
+
+std::uint64_t Stage::MillisecondsAwake() const { return state_->machine.clock.Uptime(); }
+
+std::int64_t Stage::OwnStart() {
+  const std::int64_t start = OtherClock() - 5 * 60 * kTicksPerSecond;
+  state_->client.process_starts[OwnProcessId()] = start;
+  return start;
+}
 
 Printed Stage::Capture(const std::function<void()>& act) {
   state_->machine.console.Clear();
@@ -149,31 +164,6 @@ void Stage::SetInputPipe(const std::string& bytes) { state_->client.input = byte
 std::optional<bool> Stage::SendConsoleEvent(std::uint32_t control_type) {
   return state_->machine.console.SendEvent(control_type);
 }
-
-Loopback Stage::Connect() {
-  state_->machine.connections.AddEstablished(50001, "127.0.0.2");
-  state_->machine.connections.AddEstablished(50002, "127.0.0.1");
-  return {50001, 50002};
-}
-
-std::uint16_t Stage::Listen() {
-  state_->machine.connections.Add(2, 50003, "0.0.0.0");
-  return 50003;
-}
-
-std::optional<Network> Stage::ReadNetwork() {
-  state_->machine.routes.Add("198.51.100.0/24", "192.168.1.2", 12, 281);
-  state_->machine.routes.AddPhysicalNetwork();
-  state_->client.interface_metrics[12] = 25;
-  return Network{.gateway = simulated::Ip("192.168.1.1"),
-                 .interface_index = 12,
-                 .own_address = simulated::Ip("192.168.1.10"),
-                 .alias = L"Ethernet",
-                 .description = L"Intel(R) Ethernet Connection",
-                 .interface_metric = 25};
-}
-
-void Stage::RemoveRouteAtEnd(const ForwardRow&) {}
 
 std::optional<std::uint32_t> Stage::ConsoleSession() {
   state_->machine.sessions.SetConsoleSession(3);

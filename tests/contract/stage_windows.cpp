@@ -1,4 +1,4 @@
-// The stage over Windows: files, environment, libraries and sessions.
+// The stage over Windows: files, environment variables, libraries and sessions.
 
 #include "tests/contract/stage_windows.h"
 
@@ -15,27 +15,14 @@
 namespace veltrane::contract {
 namespace {
 
+const std::chrono::system_clock::time_point own_start = std::chrono::system_clock::now();
+
 constexpr wchar_t kFullDevice[] = L"Z:\\dev\\full";
 
 // Files that Hold has opened.
 std::map<std::wstring, UniqueHandle>& HeldFiles() {
   static std::map<std::wstring, UniqueHandle> held;
   return held;
-}
-
-void PutValue(Stage::State& state, RegistryRoot root, const std::wstring& name, DWORD type,
-              const void* value, std::size_t bytes) {
-  const HKEY root_key =
-      root == RegistryRoot::kLocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
-  EXPECT_EQ(
-      RegSetKeyValueW(root_key, kRegistryKey, name.c_str(), type, value, static_cast<DWORD>(bytes)),
-      ERROR_SUCCESS);
-  state.undo.push_back([=] { RegDeleteTreeW(root_key, kRegistryKey); });
-}
-
-void PutText(Stage::State& state, RegistryRoot root, const std::wstring& name, DWORD type,
-             const std::wstring& text) {
-  PutValue(state, root, name, type, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
 }
 
 std::optional<std::wstring> ReadVariable(const std::wstring& name) {
@@ -76,6 +63,11 @@ Sid OwnSid() {
   const PSID sid = reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid;
   const auto* bytes = static_cast<const unsigned char*>(sid);
   return {{bytes, bytes + GetLengthSid(sid)}};
+}
+
+std::int64_t TicksOf(std::chrono::system_clock::time_point time) {
+  constexpr std::int64_t kTicksPerSecond = 10'000'000;
+  return std::chrono::system_clock::to_time_t(time) * kTicksPerSecond;
 }
 
 }  // namespace
@@ -205,24 +197,16 @@ void Stage::SetVariable(const std::wstring& name, const std::wstring& value) {
 
 void Stage::UnsetVariable(const std::wstring& name) { WriteVariable(*state_, name, std::nullopt); }
 
-void Stage::PutRegistryText(RegistryRoot root, const std::wstring& name,
-                            const std::wstring& value) {
-  PutText(*state_, root, name, REG_SZ, value);
+std::int64_t Stage::OtherClock() const { return TicksOf(std::chrono::system_clock::now()); }
+
+std::uint64_t Stage::MillisecondsAwake() const {
+  constexpr ULONGLONG kTicksPerMillisecond = 10'000;
+  ULONGLONG ticks = 0;
+  EXPECT_TRUE(QueryUnbiasedInterruptTime(&ticks));
+  return ticks / kTicksPerMillisecond;
 }
 
-void Stage::PutExpandableText(RegistryRoot root, const std::wstring& name,
-                              const std::wstring& value) {
-  PutText(*state_, root, name, REG_EXPAND_SZ, value);
-}
-
-void Stage::PutRegistryNumber(RegistryRoot root, const std::wstring& name, std::uint32_t value) {
-  PutValue(*state_, root, name, REG_DWORD, &value, sizeof(value));
-}
-
-std::int64_t Stage::OtherClock() const {
-  constexpr std::int64_t kTicksPerSecond = 10'000'000;
-  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) * kTicksPerSecond;
-}
+std::int64_t Stage::OwnStart() { return TicksOf(own_start); }
 
 std::optional<std::uint32_t> Stage::ConsoleSession() {
   DWORD session = 0;

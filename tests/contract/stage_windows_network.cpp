@@ -1,4 +1,4 @@
-// The stage over Windows: connections and routes.
+// The stage over Windows: addresses and routes.
 
 #include <ws2tcpip.h>
 
@@ -11,53 +11,6 @@
 
 namespace veltrane::contract {
 namespace {
-
-class Socket {
- public:
-  explicit Socket(SOCKET socket) : socket_(socket) { EXPECT_NE(socket, INVALID_SOCKET); }
-
-  static Socket Make() {
-    static const int started = [] {
-      WSADATA data{};
-      return WSAStartup(MAKEWORD(2, 2), &data);
-    }();
-    EXPECT_EQ(started, 0);
-    return Socket(socket(AF_INET, SOCK_STREAM, 0));
-  }
-
-  SOCKET get() const { return socket_; }
-
-  void Bind(const char* address) {
-    sockaddr_in place{};
-    place.sin_family = AF_INET;
-    inet_pton(AF_INET, address, &place.sin_addr);
-    EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&place), sizeof(place)), 0);
-  }
-
-  sockaddr_in Place() const {
-    sockaddr_in place{};
-    int size = sizeof(place);
-    EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&place), &size), 0);
-    return place;
-  }
-
-  std::uint16_t Port() const { return ntohs(Place().sin_port); }
-
-  void CloseAtEnd(Stage::State& state) {
-    state.undo.push_back([socket = socket_] { closesocket(socket); });
-  }
-
- private:
-  SOCKET socket_;
-};
-
-Socket MakeListener(Stage::State& state) {
-  Socket listener = Socket::Make();
-  listener.CloseAtEnd(state);
-  listener.Bind("127.0.0.1");
-  EXPECT_EQ(listen(listener.get(), 1), 0);
-  return listener;
-}
 
 // The default route that is taken, of those with a gateway.
 std::optional<MIB_IPFORWARD_ROW2> FindDefaultRoute() {
@@ -98,22 +51,14 @@ void FillInNames(Network& network) {
   network.interface_metric = adapter->Ipv4Metric;
 }
 
-}  // namespace
-
-Loopback Stage::Connect() {
-  const Socket listener = MakeListener(*state_);
-  Socket client = Socket::Make();
-  client.CloseAtEnd(*state_);
-  client.Bind("127.0.0.2");
-  const sockaddr_in server_place = listener.Place();
-  EXPECT_EQ(
-      connect(client.get(), reinterpret_cast<const sockaddr*>(&server_place), sizeof(server_place)),
-      0);
-  Socket(accept(listener.get(), nullptr, nullptr)).CloseAtEnd(*state_);
-  return {listener.Port(), client.Port()};
+IpAddress Ipv6From(const SOCKET_ADDRESS& address) {
+  const auto* place = reinterpret_cast<const sockaddr_in6*>(address.lpSockaddr);
+  IpAddress ipv6{.family = IpFamily::kIpv6};
+  std::memcpy(ipv6.bytes.data(), &place->sin6_addr, ipv6.bytes.size());
+  return ipv6;
 }
 
-std::uint16_t Stage::Listen() { return MakeListener(*state_).Port(); }
+}  // namespace
 
 std::optional<Network> Stage::ReadNetwork() {
   const std::optional<MIB_IPFORWARD_ROW2> route = FindDefaultRoute();
@@ -124,6 +69,25 @@ std::optional<Network> Stage::ReadNetwork() {
   network.own_address = FindAddress(network.interface_index);
   FillInNames(network);
   return network;
+}
+
+std::optional<Ipv6Network> Stage::ReadIpv6Network() {
+  ULONG size = 64 * 1024;
+  std::vector<unsigned char> buffer(size);
+  const auto* adapter = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
+  EXPECT_EQ(
+      GetAdaptersAddresses(AF_INET6, GAA_FLAG_INCLUDE_GATEWAYS | GAA_FLAG_SKIP_DNS_SERVER, nullptr,
+                           reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data()), &size),
+      NO_ERROR);
+  for (; adapter != nullptr; adapter = adapter->Next) {
+    if (adapter->FirstGatewayAddress == nullptr || adapter->FirstUnicastAddress == nullptr)
+      continue;
+    return Ipv6Network{.gateway = Ipv6From(adapter->FirstGatewayAddress->Address),
+                       .own_address = Ipv6From(adapter->FirstUnicastAddress->Address),
+                       .interface_index = adapter->Ipv6IfIndex,
+                       .interface_metric = adapter->Ipv6Metric};
+  }
+  return std::nullopt;
 }
 
 void Stage::RemoveRouteAtEnd(const ForwardRow& row) {

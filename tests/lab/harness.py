@@ -56,6 +56,10 @@ class Lab:
         service.status()
         return service
 
+    def at_end(self, undo):
+        """Has the function called when the scenario ends, the last one first."""
+        self._closing.callback(undo)
+
     def connect_administrator(self, source=places.ADMINISTRATOR_IP, machine=places.MACHINE_IP):
         administrator = echoes.Administrator(source, machine)
         self._closing.callback(administrator.close)

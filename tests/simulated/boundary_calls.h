@@ -39,6 +39,7 @@ inline constexpr std::array kBoundaryCalls{
     Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
     Reading("ReadRegistryTexts"),            // Environment
     Reading("FindRegistryText"),             // HKU S-1-5-18\Environment\ADMIN_BYPASS_IP
+    Reading("TestExpandableText"),           // HKU S-1-5-18\Environment\ADMIN_BYPASS_IP
     Reading("ReadRegistryNumber"),           // HKLM SYSTEM\...\RDP-Tcp\PortNumber
     Reading("ListRegistryKeys"),             // HKLM SYSTEM\...\WinStations
     Reading("ReadKeyWriteTime"),             // HKU S-1-5-18\Environment

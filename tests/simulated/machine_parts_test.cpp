@@ -6,8 +6,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/registry.h"
+#include "platform/service_facts.h"
 #include "platform/text.h"
+#include "tests/simulated/client_side.h"
 #include "tests/simulated/machine.h"
 
 namespace veltrane::simulated {
@@ -21,6 +25,83 @@ TEST(SimulatedConnections, HaveGarbageAboveTheirPort) {
   Machine machine;
   machine.connections.AddEstablished(3389, "203.0.113.5");
   EXPECT_EQ(ReadTcpConnections()->at(0).local_port, 0xBEEF3D0DU);
+}
+
+TEST(SimulatedConnections, AreTheSameForBothOfTheirReaders) {
+  Machine machine;
+  machine.connections.AddEstablished(3389, "203.0.113.5");
+  machine.connections.Add(8, 3389, "203.0.113.6");
+  const IpConnection expected{Address("192.168.1.10"), 3389, Address("203.0.113.5"), 0};
+  EXPECT_THAT(*ReadEstablishedConnections(IpFamily::kIpv4), ElementsAre(expected));
+  EXPECT_EQ(ReadTcpConnections()->size(), 2U);
+}
+
+TEST(SimulatedConnections, CanBeMadeUnreadableForOneFamily) {
+  Machine machine;
+  machine.FailWhere("ReadEstablishedConnections", "IPv6", 1);
+  EXPECT_TRUE(ReadEstablishedConnections(IpFamily::kIpv4));
+  EXPECT_FALSE(ReadEstablishedConnections(IpFamily::kIpv6));
+}
+
+TEST(SimulatedClock, HasAnUptimeThatPassesButIsNotSetWithTheTime) {
+  Machine machine;
+  EXPECT_EQ(UptimeMilliseconds(), 86'400'000U);
+  machine.clock.SetTime(0);
+  EXPECT_EQ(UptimeMilliseconds(), 86'400'000U);
+  machine.clock.Advance(1000);
+  EXPECT_EQ(UptimeMilliseconds(), 86'401'000U);
+  EXPECT_EQ(UtcTicks(), 10'000'000);
+  machine.clock.SetUptime(5);
+  EXPECT_EQ(UptimeMilliseconds(), 5U);
+}
+
+TEST(SimulatedProcesses, WereStartedAMinuteAfterWindowsUnlessTheTestSaysWhen) {
+  Machine machine;
+  ClientSide side;
+  machine.clock.SetTime(1'000'000);
+  machine.clock.SetUptime(600'000);
+  EXPECT_EQ(*ReadProcessStart(4711), 999'460 * kTicksPerSecond);
+  side.process_starts[4711] = 7;
+  EXPECT_EQ(*ReadProcessStart(4711), 7);
+  EXPECT_EQ(ReadProcessStart(4712).Error(), 87U);
+}
+
+TEST(SimulatedRegistry, ValuesDoNotChangeWhenTheirKeyWasWritten) {
+  Machine machine;
+  const std::wstring key = kMachineEnvironmentKey;
+  constexpr std::int64_t kStartOf2020 = 15'778'368'000'000'000;
+  EXPECT_EQ(*ReadKeyWriteTime(RegistryRoot::kLocalMachine, key), kStartOf2020);
+  machine.registry.SetWriteTime(RegistryRoot::kLocalMachine, key, 7);
+  machine.environment.SetMachine(L"NAME", L"value");
+  EXPECT_EQ(*ReadKeyWriteTime(RegistryRoot::kLocalMachine, key), 7);
+}
+
+TEST(SimulatedRegistry, HasAKeyOfEachRegisteredService) {
+  Machine machine;
+  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\Name";
+  EXPECT_EQ(ReadKeyWriteTime(RegistryRoot::kLocalMachine, key).Error(), 2U);
+  machine.services.Add(L"Name", kRunning);
+  EXPECT_TRUE(ReadKeyWriteTime(RegistryRoot::kLocalMachine, key));
+}
+
+TEST(SimulatedRegistry, HasTheUsualListenersAtFirst) {
+  Machine machine;
+  EXPECT_THAT(*ListRegistryKeys(kListenersKey), ElementsAre(L"Console", L"RDP-Tcp"));
+  EXPECT_EQ(*ReadRegistryNumber(kListenersKey + std::wstring(L"\\RDP-Tcp"), L"PortNumber"), 3389U);
+  machine.registry.RemoveKey(RegistryRoot::kLocalMachine, kListenersKey);
+  EXPECT_EQ(ListRegistryKeys(kListenersKey).Error(), 2U);
+}
+
+TEST(SimulatedRegistry, CanBeMadeUnreadableValueByValue) {
+  Machine machine;
+  machine.registry.SetText(RegistryRoot::kUsers, kSystemEnvironmentKey, L"NAME", L"value");
+  machine.registry.SetText(RegistryRoot::kUsers, kSystemEnvironmentKey, L"OTHER", L"value");
+  machine.FailWhere("FindRegistryText", "HKU S-1-5-18\\Environment\\NAME", 5);
+  const auto find = [](const wchar_t* name) {
+    return FindRegistryText(RegistryRoot::kUsers, kSystemEnvironmentKey, name, 100);
+  };
+  EXPECT_EQ(find(L"NAME").Error(), 5U);
+  EXPECT_EQ(*find(L"OTHER"), L"value");
 }
 
 TEST(SimulatedConsole, KeepsTheOrderOfItsOutlets) {

@@ -52,12 +52,21 @@ const Registry::Key* Registry::Find(RegistryRoot root, const std::wstring& key) 
 void Registry::Set(RegistryRoot root, const std::wstring& key, const std::wstring& name,
                    Value value) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  Make(root, key).values.insert_or_assign(FoldCase(name), std::move(value));
+  Key& place = Make(root, key);
+  place.values.insert_or_assign(FoldCase(name), std::move(value));
+  place.expandable.erase(FoldCase(name));
 }
 
 void Registry::SetText(RegistryRoot root, const std::wstring& key, const std::wstring& name,
                        const std::wstring& text) {
   Set(root, key, name, text);
+}
+
+void Registry::SetExpandableText(RegistryRoot root, const std::wstring& key,
+                                 const std::wstring& name, const std::wstring& text) {
+  Set(root, key, name, text);
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  Make(root, key).expandable.insert(FoldCase(name));
 }
 
 void Registry::SetTexts(const std::wstring& key, const std::wstring& name,
@@ -136,6 +145,16 @@ Result<std::vector<std::wstring>> Registry::Keys(RegistryRoot root, const std::w
   return names;
 }
 
+Result<bool> Registry::IsExpandable(RegistryRoot root, const std::wstring& key,
+                                    const std::wstring& name) const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const Key* found = Find(root, key);
+  if (found == nullptr || !found->values.contains(FoldCase(name))) {
+    return Result<bool>::Failure(kErrorFileNotFound);
+  }
+  return found->expandable.contains(FoldCase(name));
+}
+
 Result<std::int64_t> Registry::WriteTime(RegistryRoot root, const std::wstring& key) const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const Key* found = Find(root, key);
@@ -164,6 +183,15 @@ Result<std::wstring> FindRegistryText(RegistryRoot root, const std::wstring& key
   const auto failure = machine.calls.Begin("FindRegistryText", PlaceText(root, key + L"\\" + name));
   if (failure) return Result<std::wstring>::Failure(*failure);
   return machine.registry.ReadText(root, key, name, capacity_bytes);
+}
+
+Result<bool> TestExpandableText(RegistryRoot root, const std::wstring& key,
+                                const std::wstring& name) {
+  Machine& machine = Machine::Current();
+  const auto failure =
+      machine.calls.Begin("TestExpandableText", PlaceText(root, key + L"\\" + name));
+  if (failure) return Result<bool>::Failure(*failure);
+  return machine.registry.IsExpandable(root, key, name);
 }
 
 Result<std::uint32_t> ReadRegistryNumber(const std::wstring& key, const std::wstring& name) {

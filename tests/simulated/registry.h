@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <variant>
@@ -44,6 +45,8 @@ class Registry {
   // Set a value; the key and those that it is in are made when they are missing.
   void SetText(RegistryRoot root, const std::wstring& key, const std::wstring& name,
                const std::wstring& text);
+  void SetExpandableText(RegistryRoot root, const std::wstring& key, const std::wstring& name,
+                         const std::wstring& text);
   void SetTexts(const std::wstring& key, const std::wstring& name,  // HKLM
                 const std::vector<std::wstring>& texts);
   void SetNumber(RegistryRoot root, const std::wstring& key, const std::wstring& name,
@@ -63,6 +66,8 @@ class Registry {
   Result<T> Read(RegistryRoot root, const std::wstring& key, const std::wstring& name) const;
   Result<std::wstring> ReadText(RegistryRoot root, const std::wstring& key,
                                 const std::wstring& name, std::size_t capacity_bytes) const;
+  Result<bool> IsExpandable(RegistryRoot root, const std::wstring& key,
+                            const std::wstring& name) const;
   Result<std::vector<std::wstring>> Keys(RegistryRoot root, const std::wstring& key) const;
   Result<std::int64_t> WriteTime(RegistryRoot root, const std::wstring& key) const;
 
@@ -72,6 +77,7 @@ class Registry {
     std::wstring name;  // the last part of its path
     std::optional<std::int64_t> write_time = {};
     std::map<std::wstring, Value> values = {};
+    std::set<std::wstring> expandable = {};  // names of values
   };
   using Place = std::pair<RegistryRoot, std::wstring>;
 

@@ -2,7 +2,8 @@
 // can be made to fail. Creating and deleting a route changes the machine's real routing table,
 // which Wine does not do; the other calls go to Wine's library, which reads the real network. Where
 // Wine differs from Windows, Windows' answer is given: the metric of a route includes that of its
-// interface, and a route without a gateway has the next hop 0.
+// interface, a route without a gateway has the next hop 0, there are IPv6 routes, and an adapter is
+// a piece of hardware.
 
 // clang-format off
 #include "agent.h"
@@ -16,17 +17,24 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
+#include "ipv6_forward_table.h"
 #include "system_library.h"
 
 namespace {
 
+// The interfaces whose alias begins so are pieces of hardware.
+constexpr wchar_t kHardwareAlias[] = L"eth";
+
 template <typename Function>
 Function* Real(const char* name) {
   static const HMODULE library = lab::LoadSystemLibrary(L"iphlpapi.dll");
-  return lab::FindFunction<Function>(library, name);
+  Function* const function = lab::FindFunction<Function>(library, name);
+  lab::BeTheOneFoundByName();
+  return function;
 }
 
 std::string DottedQuad(DWORD address) {
@@ -138,7 +146,7 @@ DWORD WINAPI StandInGetBestRoute(DWORD dest, DWORD, MIB_IPFORWARDROW* best) {
   return found ? NO_ERROR : ERROR_HOST_UNREACHABLE;
 }
 
-// Wine 8 does not have it. Only the metric is filled in.
+// Wine 8 does not have it. Only the metric is filled in, the same for both families.
 DWORD WINAPI StandInGetIpInterfaceEntry(MIB_IPINTERFACE_ROW* row) {
   if (const DWORD status = lab::FaultOf("GetIpInterfaceEntry")) return status;
   const View view = AskForView();
@@ -150,14 +158,34 @@ DWORD WINAPI StandInGetIpInterfaceEntry(MIB_IPINTERFACE_ROW* row) {
 
 DWORD WINAPI StandInGetIfEntry2(MIB_IF_ROW2* row) {
   if (const DWORD status = lab::FaultOf("GetIfEntry2")) return status;
-  return Real<decltype(GetIfEntry2)>("GetIfEntry2")(row);
+  const DWORD status = Real<decltype(GetIfEntry2)>("GetIfEntry2")(row);
+  if (status == NO_ERROR) {
+    row->InterfaceAndOperStatusFlags.HardwareInterface =
+        std::wstring_view(row->Alias).starts_with(kHardwareAlias);
+  }
+  return status;
 }
+
+// The IPv6 table is the agent's, because Wine 8 reads no IPv6 routes; Wine's own serves IPv4.
+DWORD WINAPI StandInGetIpForwardTable2(ADDRESS_FAMILY family, MIB_IPFORWARD_TABLE2** table) {
+  if (const DWORD status = lab::FaultOf("GetIpForwardTable2")) return status;
+  if (family == AF_INET6) return lab::MakeIpv6ForwardTable(table);
+  return Real<decltype(GetIpForwardTable2)>("GetIpForwardTable2")(family, table);
+}
+
+// Wine allocates its tables in the same heap.
+void WINAPI StandInFreeMibTable(void* table) { HeapFree(GetProcessHeap(), 0, table); }
 
 ULONG WINAPI StandInGetAdaptersAddresses(ULONG family, ULONG flags, void* reserved,
                                          IP_ADAPTER_ADDRESSES* adapters, ULONG* size) {
   if (const DWORD status = lab::FaultOf("GetAdaptersAddresses")) return status;
-  return Real<decltype(GetAdaptersAddresses)>("GetAdaptersAddresses")(family, flags, reserved,
-                                                                      adapters, size);
+  const ULONG status = Real<decltype(GetAdaptersAddresses)>("GetAdaptersAddresses")(
+      family, flags, reserved, adapters, size);
+  if (status != NO_ERROR) return status;
+  for (IP_ADAPTER_ADDRESSES* row = adapters; row != nullptr; row = row->Next) {
+    row->Ipv6IfIndex = row->IfIndex;  // Wine leaves it 0
+  }
+  return status;
 }
 
 DWORD WINAPI StandInGetExtendedTcpTable(void* table, DWORD* size, BOOL sorted, ULONG family,

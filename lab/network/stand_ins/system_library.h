@@ -20,4 +20,14 @@ Function* FindFunction(HMODULE library, const char* name) {
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
+// Makes GetModuleHandleW find the stand-in by its bare name, not the system library of the same
+// name: Wine's loader begins with the module that was used last.
+inline void BeTheOneFoundByName() {
+  HMODULE own = nullptr;
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<const wchar_t*>(&BeTheOneFoundByName), &own);
+  GetProcAddress(own, "GetBestRoute");
+}
+
 }  // namespace lab

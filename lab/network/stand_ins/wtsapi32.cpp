@@ -53,6 +53,13 @@ std::vector<FileSession> ReadSessionsFile() {
   return sessions;
 }
 
+// The session of the console is there without a line of the file too, and has no client.
+std::vector<FileSession> ReadSessionsAndConsole() {
+  std::vector<FileSession> sessions = ReadSessionsFile();
+  sessions.push_back({.id = WTSGetActiveConsoleSessionId()});
+  return sessions;
+}
+
 std::mutex buffers_mutex;
 std::set<void*> buffers;  // handed out and not given back
 
@@ -97,7 +104,7 @@ BOOL WINAPI StandInWTSEnumerateSessionsW(HANDLE, DWORD, DWORD, WTS_SESSION_INFOW
 BOOL WINAPI StandInWTSQuerySessionInformationW(HANDLE, DWORD id, WTS_INFO_CLASS what,
                                                wchar_t** buffer, DWORD* size) {
   if (Fails("WTSQuerySessionInformationW")) return FALSE;
-  const std::vector<FileSession> sessions = ReadSessionsFile();
+  const std::vector<FileSession> sessions = ReadSessionsAndConsole();
   const auto session = std::find_if(sessions.begin(), sessions.end(),
                                     [id](const FileSession& known) { return known.id == id; });
   if (what != WTSClientAddress || session == sessions.end()) {

@@ -5,6 +5,8 @@ Listens on 127.0.0.1:47501 in the machine. A client sends lines and gets one rep
   call FUNCTION                      the Win32 error that the call must fail with, or 0
   view                               how to report routes, as "hop windows metrics 1=75 2=25": the knob
                                      on-link-hop, and the metric of each interface by its index
+  ipv6-routes                        the IPv6 routes: "routes", then five words for each: destination,
+                                     prefix length, next hop, interface index, metric
   route create DEST MASK HOP IF METRIC   creates the route; 0 or a Win32 error
   route delete DEST MASK HOP IF METRIC   deletes the route; 0 or a Win32 error
   wts out|back|unknown               counts a buffer that the stand-in wtsapi32.dll handed out, got
@@ -24,6 +26,7 @@ For people and scenarios (see `tell`):
                      start-delay SECONDS, stop SECONDS|never, default-route 0|1,
                      destroy-route DEST|none, crash SECONDS (0 for never)
   fault FUNCTION NTH STATUS   the NTH call from now on fails (NTH+: every later one too)
+  faults none        no call fails any more
   reset              resets all knobs and faults, and empties the call log
   calls              the calls since the reset, on one line
   buffers            "out 4 back 4 unknown 0": the buffers of wtsapi32.dll since the reset
@@ -137,6 +140,8 @@ class Connection(socketserver.StreamRequestHandler):
                 return str(forward_table.delete(*row))
             case ["view"]:
                 return state.view()
+            case ["ipv6-routes"]:
+                return " ".join(["routes", *forward_table.ipv6_words()])
             case ["wts", event] if event in state.buffers:
                 with state.lock:
                     state.buffers[event] += 1
@@ -156,6 +161,10 @@ class Connection(socketserver.StreamRequestHandler):
             case ["fault", function, nth, status]:
                 with state.lock:
                     return state.add_fault(function, nth, status)
+            case ["faults", "none"]:
+                with state.lock:
+                    state.faults = []
+                return "ok"
             case ["reset"]:
                 with state.lock:
                     state.reset()

@@ -1,12 +1,14 @@
-"""The administrator's Remote Desktop connection: a TCP connection to port 3389 of the machine that
-sends a counter every 50 ms and reads its echo."""
+"""The administrator's connection: a TCP connection to port 3389 of the machine (Remote Desktop), or to
+port 22, that sends a counter every 50 ms and reads its echo."""
 
+import bisect
 import socket
 import sys
 import threading
 import time
 
 from .places import ADMINISTRATOR, ADMINISTRATOR_IP, MACHINE_IP, inside
+from .remote_desktop import PORT
 from .waiting import wait_until
 
 INTERVAL_SECONDS = 0.05
@@ -19,12 +21,12 @@ class Administrator:
     A message is late when it is not back within LATE_SECONDS, whether or not it comes back later.
     """
 
-    def __init__(self, source=ADMINISTRATOR_IP, machine=MACHINE_IP):
-        with inside(ADMINISTRATOR):
+    def __init__(self, source=ADMINISTRATOR_IP, machine=MACHINE_IP, port=PORT, place=ADMINISTRATOR):
+        with inside(place):
             self._connection = socket.socket(socket.AF_INET6 if ":" in source else socket.AF_INET)
         self._connection.bind((source, 0))
         self._connection.settimeout(LATE_SECONDS)
-        self._connection.connect((machine, 3389))
+        self._connection.connect((machine, port))
         self._connection.settimeout(None)
         self._connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._lock = threading.Lock()
@@ -78,6 +80,11 @@ class Administrator:
         with self._lock:
             return [(sent, self._back_at[number] if number < len(self._back_at) else None)
                     for number, sent in enumerate(self._sent_at)]
+
+    def back_since(self, moment):
+        """How many of the messages that were sent since then, by time.monotonic, are back."""
+        with self._lock:
+            return max(0, len(self._back_at) - bisect.bisect_left(self._sent_at, moment))
 
     @property
     def late(self):

@@ -1,4 +1,4 @@
-"""CreateIpForwardEntry and DeleteIpForwardEntry on the machine's main routing table.
+"""The machine's main routing table: CreateIpForwardEntry, DeleteIpForwardEntry and the IPv6 rows.
 
 A row comes from the stand-in iphlpapi.dll: destination, mask and next hop (dotted quads), interface
 index and first metric (decimal). Results are 0 or a Win32 error.
@@ -61,6 +61,18 @@ def delete(dest, mask, hop, index, metric):
     via = [] if hop == "0.0.0.0" else ["via", hop]
     code, _ = run("ip", "route", "delete", network, *via, "dev", interface)
     return NO_ERROR if code == 0 else ERROR_NOT_FOUND
+
+
+def ipv6_words():
+    """Five words for each IPv6 route of the main table: destination, prefix length, next hop,
+    interface index, metric."""
+    _, text = run("ip", "-6", "-json", "route", "show", "table", "main")
+    for row in json.loads(text or "[]"):
+        if "dev" not in row or row.get("type", "unicast") != "unicast":
+            continue
+        network = ipaddress.ip_network("::/0" if row["dst"] == "default" else row["dst"])
+        yield from (str(network.network_address), str(network.prefixlen), row.get("gateway", "::"),
+                    str(socket.if_nametoindex(row["dev"])), str(row.get("metric", 0)))
 
 
 def destroy_host_route(dest):

@@ -11,8 +11,18 @@ _ALL_PROTOCOLS = 0x0003
 _RECEIVE_BUFFER = 8 << 20
 
 
+def _ends_of(packet):
+    """Returns source and destination as text; None for a packet that is not IP."""
+    version = packet[0] >> 4 if packet else 0
+    if version == 4 and len(packet) >= 20:
+        return tuple(map(socket.inet_ntoa, struct.unpack("!4s4s", packet[12:20])))
+    if version == 6 and len(packet) >= 40:
+        return tuple(socket.inet_ntop(socket.AF_INET6, packet[at:at + 16]) for at in (8, 24))
+    return None
+
+
 class PacketWatch:
-    """Counts IPv4 packets in a place from construction until close, on all of its interfaces.
+    """Counts packets in a place from construction until close, on all of its interfaces.
 
     A forwarded packet is counted on both of its interfaces.
     """
@@ -37,12 +47,10 @@ class PacketWatch:
                 continue
             except OSError:
                 return
-            if len(packet) < 20 or packet[0] >> 4 != 4:
-                continue
-            source, dest = struct.unpack("!4s4s", packet[12:20])
-            key = interface, socket.inet_ntoa(source), socket.inet_ntoa(dest)
-            with self._lock:
-                self._counts[key] += 1
+            ends = _ends_of(packet)
+            if ends is not None:
+                with self._lock:
+                    self._counts[interface, *ends] += 1
 
     def count(self, interface=None, source=None, dest=None):
         """Returns how many packets have passed so far; None matches anything."""
@@ -50,6 +58,12 @@ class PacketWatch:
         with self._lock:
             return sum(number for key, number in self._counts.items()
                        if all(w is None or w == k for w, k in zip(wanted, key)))
+
+    def by_interface(self, source, dest):
+        """Returns how many packets between the two have passed each interface so far."""
+        with self._lock:
+            return collections.Counter({key[0]: number for key, number in self._counts.items()
+                                        if key[1:] == (source, dest)})
 
     def close(self):
         self._ending.set()

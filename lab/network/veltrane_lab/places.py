@@ -60,11 +60,17 @@ def check_in(place, *arguments, **options):
     return check(*command_in(place, *arguments), **options)
 
 
+def plug_in(interface, index, end_at_gateway):
+    """Gives the machine an interface with a wire to the gateway. Wine keeps the index that it has once
+    seen of a name, so a name must always have the same."""
+    check("ip", "link", "add", interface, "index", index, "netns", MACHINE, "type", "veth",
+          "peer", "name", end_at_gateway, "netns", GATEWAY)
+
+
 def plug_in_second_adapter():
     """A wire of its own to the gateway, with a public address and a default route that loses against
     the first adapter's."""
-    check("ip", "link", "add", SECOND_ADAPTER, "netns", MACHINE, "type", "veth",
-          "peer", "name", "to-machine-too", "netns", GATEWAY)
+    plug_in(SECOND_ADAPTER, 200, "to-machine-too")
     for place, interface, address in ((MACHINE, SECOND_ADAPTER, SECOND_IP),
                                       (GATEWAY, "to-machine-too", SECOND_GATEWAY_IP)):
         check_in(place, "ip", "address", "add", f"{address}/24", "dev", interface)

@@ -1,10 +1,14 @@
-"""Listens on port 3389 of the machine and echoes what it receives: the machine's end of a Remote
-Desktop connection."""
+"""Listens on the ports 3389 and 22 of the machine and echoes what it receives: the machine's end of
+Remote Desktop connections, and of others by which it is administered and that the service does not
+look for."""
 
 import socket
 import socketserver
 import sys
 import threading
+
+
+PORT, OTHER_PORT = 3389, 22
 
 
 class Session(socketserver.BaseRequestHandler):
@@ -31,10 +35,11 @@ class Ipv6Server(Server):
 
 
 def main():
-    with Ipv6Server(("::", 3389), Session) as second, Server(("0.0.0.0", 3389), Session) as server:
-        threading.Thread(target=second.serve_forever, daemon=True).start()
-        print("ready", flush=True)
-        server.serve_forever()
+    for port in (PORT, OTHER_PORT):
+        for server in (Ipv6Server(("::", port), Session), Server(("0.0.0.0", port), Session)):
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+    print("ready", flush=True)
+    threading.Event().wait()
 
 
 if __name__ == "__main__":

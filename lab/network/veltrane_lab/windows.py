@@ -65,25 +65,11 @@ class PipeClient:
         self._process.wait()
 
 
-class Service:
-    """The control service in the foreground, with the given environment variables."""
+class Requests:
+    """Requests to whatever serves the control pipe."""
 
-    def __init__(self, client, **environment):
-        LOGS.mkdir(parents=True, exist_ok=True)
-        self._log = open(LOGS / "service.log", "wb")
-        self.process = subprocess.Popen(
-            command_in(MACHINE, WINE, PROGRAM / "VeltraneVpnService.exe", "--console"),
-            env=dict(os.environ, **environment), stdin=subprocess.DEVNULL, stdout=self._log,
-            stderr=self._log)
+    def __init__(self, client):
         self.client = client
-
-    def printed(self):
-        return (LOGS / "service.log").read_text(errors="replace").replace("\r", "")
-
-    def startup_report(self):
-        """Returns the passive startup report that the process has printed."""
-        line = next(line for line in self.printed().splitlines() if "startup report: " in line)
-        return json.loads(line.split("startup report: ")[1])
 
     def request(self, request):
         """Sends a request; returns the reply, which must be JSON."""
@@ -107,6 +93,27 @@ class Service:
 
     def usage(self):
         return self.client.ask("#usage")
+
+
+class Service(Requests):
+    """The control service in the foreground, with the given environment variables."""
+
+    def __init__(self, client, **environment):
+        super().__init__(client)
+        LOGS.mkdir(parents=True, exist_ok=True)
+        self._log = open(LOGS / "service.log", "wb")
+        self.process = subprocess.Popen(
+            command_in(MACHINE, WINE, PROGRAM / "VeltraneVpnService.exe", "--console"),
+            env=dict(os.environ, **environment), stdin=subprocess.DEVNULL, stdout=self._log,
+            stderr=self._log)
+
+    def printed(self):
+        return (LOGS / "service.log").read_text(errors="replace").replace("\r", "")
+
+    def startup_report(self):
+        """Returns the passive startup report that the process has printed."""
+        line = next(line for line in self.printed().splitlines() if "startup report: " in line)
+        return json.loads(line.split("startup report: ")[1])
 
     def kill(self):
         """Ends the process at once, as a crash would."""

@@ -1,9 +1,9 @@
 """The WireGuard interface of one configuration file, brought up as the tunnel library would.
 
-The library names its adapter after the configuration file, "active". Every AllowedIPs network becomes
-a route through it. 0.0.0.0/0 becomes a second default route with metric 0, which wins over the physical
-one with metric 5; a host route wins over both. With one peer and a network of length /0 the kill switch
-comes with it (kill_switch.py).
+The library names its adapter after the configuration file, "active". Every AllowedIPs network
+becomes a route through it, and so does the network of every address. 0.0.0.0/0 becomes a second
+default route with metric 0, which wins over the physical one with metric 5; a host route wins over
+both. With one peer and a network of length /0 the kill switch comes with it (kill_switch.py).
 
 The encrypted packets themselves must not enter the tunnel. On Windows their socket is bound to the
 physical interface, which no routing table shows. Here the packets carry a mark, and a policy rule
@@ -73,6 +73,7 @@ class WireguardInterface:
         own_lines, library = split_configuration(conf)
         self._name = name
         self._process = None
+        self._rows = set()
         try:
             networks = allowed_ips(own_lines)
             self._start_process()
@@ -108,9 +109,12 @@ class WireguardInterface:
         self._must("wg", "set", self._name, "fwmark", MARK)
 
     def _bring_up(self, library):
-        for address in library["address"].split(","):
-            self._must("ip", "address", "add", address.strip(), "dev", self._name)
+        addresses = [address.strip() for address in library["address"].split(",")]
+        for address in addresses:
+            self._must("ip", "address", "add", address, "dev", self._name, "noprefixroute")
         self._must("ip", "link", "set", self._name, "mtu", library.get("mtu", "1420"), "up")
+        self._add_rows([address for address in addresses
+                        if ipaddress.ip_interface(address).network.num_addresses > 1])
 
     def _add_routes(self, networks, force_default_route):
         _, default_route = run("ip", "-4", "route", "show", "default")
@@ -120,11 +124,19 @@ class WireguardInterface:
             self._must("ip", "rule", "add", "fwmark", MARK, "lookup", MARKED_TABLE, "priority", 10)
         if force_default_route:
             networks = networks + ["0.0.0.0/0"]
-        for network in dict.fromkeys(networks):
+        self._add_rows(networks)
+
+    def _add_rows(self, networks):
+        """Rows that win over others to the same network, as metric 0 does on Windows, and leave those
+        where they are: the physical adapter's own network, a pinned host route."""
+        for network in networks:
             # Linux refuses host bits, and takes the metric 0 of an IPv6 route for 1024.
-            family, metric = ("-6", 1) if ":" in network else ("-4", 0)
             exact = str(ipaddress.ip_network(network, strict=False))
-            self._must("ip", family, "route", "replace", exact, "dev", self._name, "metric", metric)
+            if ":" in network:
+                self._must("ip", "-6", "route", "replace", exact, "dev", self._name, "metric", 1)
+            elif exact not in self._rows:
+                self._must("ip", "-4", "route", "prepend", exact, "dev", self._name, "metric", 0)
+            self._rows.add(exact)
 
     def _block_everything_else(self, library):
         servers = [word.strip() for word in library.get("dns", "").split(",")]

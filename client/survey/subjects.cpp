@@ -1,0 +1,50 @@
+#include "client/survey/subjects.h"
+
+#include <algorithm>
+
+#include "bypass/candidates.h"
+#include "client/forecast/networks.h"
+
+namespace veltrane {
+namespace {
+
+void AddConnections(const std::vector<IpConnection>& connections, std::vector<Subject>& subjects) {
+  for (const IpConnection& connection : connections) {
+    const Subject subject{.address = connection.remote,
+                          .reason = SubjectReason::kRdpConnection,
+                          .local = connection.local,
+                          .scope_id = connection.scope_id};
+    if (std::find(subjects.begin(), subjects.end(), subject) == subjects.end()) {
+      subjects.push_back(subject);
+    }
+  }
+}
+
+void AddAddress(const IpAddress& address, SubjectReason reason, std::vector<Subject>& subjects) {
+  const bool is_known =
+      std::any_of(subjects.begin(), subjects.end(),
+                  [&address](const Subject& subject) { return subject.address == address; });
+  if (!is_known) subjects.push_back({.address = address, .reason = reason, .local = {}});
+}
+
+}  // namespace
+
+std::vector<Subject> ListSubjects(const SubjectSources& sources) {
+  std::vector<Subject> subjects;
+  AddConnections(sources.connections, subjects);
+  for (const std::string& value : sources.setting_values) {
+    for (const std::string& token : SplitAddressList(value)) {
+      const std::optional<IpAddress> address = ParseAddress(token);
+      if (address) AddAddress(*address, SubjectReason::kSetting, subjects);
+    }
+  }
+  for (const IpAddress& address : sources.asked) {
+    AddAddress(address, SubjectReason::kAsked, subjects);
+  }
+  for (const IpAddress& address : sources.session_clients) {
+    AddAddress(address, SubjectReason::kRdpSession, subjects);
+  }
+  return subjects;
+}
+
+}  // namespace veltrane

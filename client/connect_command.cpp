@@ -37,6 +37,13 @@ ExitCode RunConnect(const Options& options, Display& display) {
     return Fail(kExitProfile, Printable(options.profile) + ": " + building.problem, options.json,
                 display);
   }
+  if (options.confirm_seconds > 0 && options.json) {
+    return Fail(kExitUsage, "--confirm asks at the console and excludes --json", true, display);
+  }
+  if (options.confirm_seconds > 0 && options.wait_seconds >= options.confirm_seconds) {
+    return Fail(kExitUsage, "--confirm takes more seconds than --wait, which is part of them",
+                false, display);
+  }
   if (options.confirm_seconds > 0 && !IsConsoleInteractive()) {
     return Fail(kExitUsage,
                 "--confirm asks at the console, and this is not an interactive one: run it at a "

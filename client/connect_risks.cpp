@@ -47,8 +47,9 @@ Objection CheckSplit(const SplitList& split, const Situation& situation, const O
   }
   if (Leaks(split, situation) && !Accepts(options, "leaks")) {
     return FailAtRisk(std::string("--split-default: ") + (split.split_ipv4 ? "IPv6" : "IPv4") +
-                          " would go past the tunnel, where the catch-all blocks it: add ::/0 and "
-                          "0.0.0.0/0 to AllowedIPs, or --accept-risk leaks",
+                          " would go past the tunnel, where the catch-all blocks it: add " +
+                          (split.split_ipv4 ? "::/0" : "0.0.0.0/0") +
+                          " to AllowedIPs, or --accept-risk leaks",
                       nlohmann::ordered_json::array(), options.json, display);
   }
   display.Complain(
@@ -80,6 +81,7 @@ Objection CheckForecast(const Caution& caution, const Options& options, Display&
                           "lose-remote-administration",
                       ForecastJson(caution.outlooks, options.any_server), options.json, display);
   }
+  if (caution.stops) display.Complain("warning: " + caution.reason);
   for (const Outlook& outlook : caution.outlooks) {
     display.Complain("warning: " +
                      Printable(AddressText(outlook.subject.address) + ", " + SummaryOf(outlook) +

@@ -63,7 +63,7 @@ Caution Weigh(const Survey& survey, const std::vector<Outlook>& forecast, const 
   caution.reason = FindUnknownGuest(survey, forecast, prompt);
   if (!caution.outlooks.empty()) caution.reason = "somebody who is connected now would not stay";
   caution.stops = !caution.reason.empty();
-  if (!caution.stops) caution.outlooks = others;
+  if (caution.outlooks.empty()) caution.outlooks = others;
   caution.outlooks = WorstFirst(std::move(caution.outlooks));
   return caution;
 }

@@ -27,7 +27,8 @@ Prompt PromptOf(bool remote_session, std::string_view ssh_connection);
 struct Caution {
   bool stops = false;             // somebody who is connected now would not stay
   std::string reason;             // why it stops, without a full stop
-  std::vector<Outlook> outlooks;  // those in danger, the worst first
+  std::vector<Outlook> outlooks;  // of those who are connected and in danger; when there are none,
+                                  // of the others; the worst first
 };
 
 // Judges the outlooks of a survey. It stops when an established Remote Desktop connection, or the

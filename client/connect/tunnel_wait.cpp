@@ -39,7 +39,7 @@ TunnelWait WaitForTunnel(std::uint32_t seconds, bool any_server, const WaitObser
       answers = running ? answers + 1 : 0;
     }
     if (answers == kSteadyAnswers) return {true, ""};
-    if (passed >= seconds) {
+    if (passed >= seconds && answers == 0) {
       return {false, "the tunnel service did not run within " + std::to_string(seconds) + " s"};
     }
     SleepMilliseconds(1000);

@@ -67,7 +67,12 @@ Arming Confirmation::Arm(std::uint32_t seconds, const std::string& node_id, bool
   return NotArmed("the watchdog cannot watch: " + text + kTryAgain);
 }
 
-void Confirmation::SayAnswered() { watchdog_.Say(kWordAnswered); }
+bool Confirmation::IsWatched() {
+  std::string line;
+  return watchdog_.Hear(0, line) == Watchdog::Progress::kNothing;
+}
+
+bool Confirmation::SayAnswered() { return watchdog_.Say(kWordAnswered); }
 void Confirmation::SayRefused() { watchdog_.Say(kWordRefused); }
 void Confirmation::SayLost() { watchdog_.Say(kWordLost); }
 void Confirmation::SayConfirmed() { watchdog_.Say(kWordConfirmed); }

@@ -47,9 +47,15 @@ class Confirmation {
   // False when the watchdog would be killed together with the job that this process is in.
   bool HasLeftJob() const { return watchdog_.HasLeftJob(); }
 
+  // Whether the watchdog still watches: it has neither ended nor said anything. To be asked last
+  // before anything is sent.
+  bool IsWatched();
+
   // What the service answered, said once: the connection is made, and the time runs from now; an
-  // explicit refusal, after which the watchdog leaves; no reply, or none that can be read.
-  void SayAnswered();
+  // explicit refusal, after which the watchdog leaves; no reply, or none that can be read. The
+  // first returns false when the watchdog does not hear it any more: the outcome then says what
+  // came of the connection.
+  bool SayAnswered();
   void SayRefused();
   void SayLost();
 

@@ -27,8 +27,8 @@ Outcome Await(Confirmation& confirmation, const char* what, Display& display) {
 Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display& display) {
   const std::string question =
       "Type " + std::string(kKeepWord) + " and press Enter to keep the connection: ";
-  DiscardTypedInput();
   display.Print("Within " + std::to_string(seconds) + " s it will be undone.\n" + question);
+  DiscardTypedInput();
   const std::uint64_t until = UptimeMilliseconds() + std::uint64_t{seconds} * 1000;
   TypedLine line;
   while (UptimeMilliseconds() < until) {

@@ -60,6 +60,7 @@ std::optional<std::string> RequestPipe::Advance() {
       BeginReading(State::kReading);
     } else {
       Restart();
+      return std::nullopt;  // a program that comes and goes at once must not hold up the watch
     }
   }
   return std::nullopt;

@@ -157,7 +157,8 @@ void Receive(RunningWatchdog& watchdog, DWORD milliseconds) {
 Result<Watchdog> Watchdog::Start(const std::vector<std::string>& arguments) {
   const std::optional<Sid> user = ReadOwnUserSid();
   if (!user) return Result<Watchdog>::Failure(ERROR_INVALID_SID);
-  const SecurityAttributesOwner own_user_only = MakeSecurityAttributes({{*user}});
+  const SecurityAttributesOwner own_user_only =
+      MakeSecurityAttributes({{.sid = *user, .access_mask = kGenericAll}});
   if (!own_user_only) return Result<Watchdog>::Failure(ERROR_INVALID_SECURITY_DESCR);
   Result<Channel> to = MakeChannel(PIPE_ACCESS_OUTBOUND, *own_user_only);
   if (!to) return Result<Watchdog>::Failure(to.Error());

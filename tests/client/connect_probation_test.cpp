@@ -111,9 +111,52 @@ TEST_F(ConnectOnProbation, AWatchdogThatDidNotLeaveTheJobIsAWarning) {
   At(20, [this] { side.Type("keep\r"); });
   EXPECT_EQ(ConnectAndConfirm(), 0);
   EXPECT_EQ(side.Error(),
+            "veltranectl: waiting for the service's reply (connecting can take 20 s)\n"
             "veltranectl: warning: the watchdog could not leave this program's job and ends with "
-            "it\n"
-            "waiting for the service's reply (connecting can take 20 s)\n");
+            "it\n");
+}
+
+TEST_F(ConnectOnProbation, NothingIsSentWhenTheWatchdogHasEnded) {
+  side.watchdogs.first_words = {"armed", "undone there is no connection any more"};
+  StartService();
+  EXPECT_EQ(ConnectAndConfirm(), 4);
+  EXPECT_EQ(LastError(),
+            "veltranectl: nothing was sent, because the watchdog has ended: try again\n");
+  EXPECT_FALSE(TunnelRuns());
+}
+
+TEST_F(ConnectOnProbation, TheWaitIsPartOfTheTime) {
+  StartService();
+  At(20, [this] { side.Type("keep\r"); });
+  EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait"}), 0);
+  EXPECT_NE(side.Output().find("Within 58 s it will be undone.\n"), std::string::npos);
+}
+
+TEST_F(ConnectOnProbation, AWaitThatTakesAllTheTimeIsNoUse) {
+  EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait", "60"}), 2);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: --confirm takes more seconds than --wait, which is part of them\n");
+}
+
+TEST_F(ConnectOnProbation, AQuestionCannotBeAskedInJson) {
+  EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--json"}), 2);
+  EXPECT_EQ(side.Error(), "veltranectl: --confirm asks at the console and excludes --json\n");
+}
+
+TEST_F(ConnectOnProbation, ATunnelThatDoesNotRunIsUndone) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 1,
+                 [this] { machine.services.SetState(kTunnel, simulated::kStopped); });
+  EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait", "5"}), 8);
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"answered", "lost"}));
+}
+
+TEST_F(ConnectOnProbation, ATunnelThatDoesNotRunIsAFailureThoughSomebodyHasConfirmed) {
+  side.watchdogs.answers["lost"] = {"confirmed"};
+  StartService();
+  machine.OnCall("ServerPipe.Write", 1,
+                 [this] { machine.services.SetState(kTunnel, simulated::kStopped); });
+  EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait", "5"}), 13);
 }
 
 TEST_F(ConnectOnProbation, AnObjectionArmsNoWatchdog) {
@@ -133,6 +176,11 @@ TEST_F(ConnectAndWait, EndsWhenTheTunnelHasRunForThreeAnswers) {
   const double began = Seconds();
   EXPECT_EQ(Run({"connect", kConfPath, "--wait"}), 0);
   EXPECT_EQ(Seconds() - began, 2);
+}
+
+TEST_F(ConnectAndWait, TakesTheTimeForThreeAnswersOnceTheTunnelRuns) {
+  StartService();
+  EXPECT_EQ(Run({"connect", kConfPath, "--wait", "1"}), 0);
 }
 
 TEST_F(ConnectAndWait, FailsWhenTheTunnelDoesNotRunInTime) {

@@ -65,6 +65,7 @@ TEST_F(ConnectAtRisk, TheRiskCanBeAccepted) {
   StartService();
   EXPECT_EQ(Run({"connect", kAll, "--accept-risk", "lose-remote-administration"}), 0);
   EXPECT_EQ(side.Error(),
+            "veltranectl: warning: somebody who is connected now would not stay\n"
             "veltranectl: warning: 203.0.113.5, connected over Remote Desktop to 192.168.1.10: "
             "would be lost to the tunnel: its packets would leave by the tunnel, which takes "
             "128.0.0.0/1; on Windows an established connection may survive all the same, a new one "
@@ -171,7 +172,7 @@ TEST_F(ConnectAtRisk, HalvesPastWhichIpv6WouldLeakNeedToBeAccepted) {
   EXPECT_EQ(Run({"connect", kAll, "--split-default"}), 7);
   EXPECT_EQ(side.Error(),
             "veltranectl: --split-default: IPv6 would go past the tunnel, where the catch-all "
-            "blocks it: add ::/0 and 0.0.0.0/0 to AllowedIPs, or --accept-risk leaks\n");
+            "blocks it: add ::/0 to AllowedIPs, or --accept-risk leaks\n");
   EXPECT_EQ(Run({"connect", kAll, "--split-default", "--accept-risk", "leaks"}), 0);
 }
 

@@ -41,7 +41,7 @@ const End kEnds[] = {
     {"ProcessEndsBeforeTheReply", [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.ClientEnds(); }); },
      5},
     {"ReplyIsLost", [](Ends& t) { t.Say(120, "lost"); }, 120},
-    {"ClientHangsBeforeTheReply", [](Ends&) {}, 160},
+    {"ClientHangsBeforeTheReply", [](Ends&) {}, 200},
     {"SessionEndsBeforeTheReply", [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.MustEnd(); }); },
      5},
     {"ProcessEndsAfterTheReply",

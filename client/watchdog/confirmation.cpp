@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint32_t kArmMilliseconds = 15'000;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
 
-constexpr char kTryAgain[] = ", so nothing was sent: try again";
+constexpr char kTryAgain[] = ": try again";
 
 // Splits a line into its word and its text.
 std::pair<std::string_view, std::string> ReadWord(std::string_view line) {

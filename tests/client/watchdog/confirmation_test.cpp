@@ -47,8 +47,7 @@ TEST_F(Confirmations, StartAWatchdogThatTrustsOnlyTheService) {
 
 TEST_F(Confirmations, AreNotArmedWithoutAWatchdog) {
   side.watchdogs.start_error = 1314;
-  EXPECT_EQ(Problem(),
-            "the watchdog cannot be started (Windows error 1314), so nothing was sent: try again");
+  EXPECT_EQ(Problem(), "the watchdog cannot be started (Windows error 1314): try again");
 }
 
 TEST_F(Confirmations, AreNotArmedWhileAnotherOneIs) {
@@ -61,19 +60,18 @@ TEST_F(Confirmations, AreNotArmedWhileAnotherOneIs) {
 TEST_F(Confirmations, AreNotArmedWhenTheWatchdogCannotWatch) {
   side.watchdogs.first_words = {"failed Windows refuses it (Windows error 1400)"};
   EXPECT_EQ(Problem(),
-            "the watchdog cannot watch: Windows refuses it (Windows error 1400), so nothing was "
-            "sent: try again");
+            "the watchdog cannot watch: Windows refuses it (Windows error 1400): try again");
 }
 
 TEST_F(Confirmations, AreNotArmedWhenTheWatchdogEnds) {
   side.watchdogs.first_words = {};
   side.watchdogs.WatchdogEnds();
-  EXPECT_EQ(Problem(), "the watchdog ended at once, so nothing was sent: try again");
+  EXPECT_EQ(Problem(), "the watchdog ended at once: try again");
 }
 
 TEST_F(Confirmations, AreNotArmedByAWatchdogThatIsSilentAndMustThenUndoNothing) {
   side.watchdogs.first_words = {};
-  EXPECT_EQ(Problem(), "the watchdog did not report within 15 s, so nothing was sent: try again");
+  EXPECT_EQ(Problem(), "the watchdog did not report within 15 s: try again");
   EXPECT_EQ(side.watchdogs.heard, (Texts{"refused"}));
   EXPECT_DOUBLE_EQ(Seconds(), 15);
 }

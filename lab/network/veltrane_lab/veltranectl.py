@@ -105,7 +105,10 @@ class Console:
             raise AssertionError(f"the client ended without {text!r}:\n{self.screen()}")
 
     def type(self, line):
-        """Types the line and presses Enter."""
+        """Types the line and presses Enter, once Wine's console reads keys. The kernel would make
+        another key of an earlier Enter."""
+        wait_until(lambda: not termios.tcgetattr(self._terminal)[3] & termios.ICANON,
+                   "the console reads keys")
         os.write(self._terminal, f"{line}\r".encode())
 
     def has_ended(self):

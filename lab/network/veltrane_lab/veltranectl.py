@@ -125,12 +125,16 @@ class Console:
         self._process.wait()
 
     def hang_up(self):
-        """Closes the console, as the window of one is closed, and waits for the client's end."""
+        """Closes the console, as the window of one is closed, and waits for the client's end. Windows
+        ends a process that has not gone five seconds later; Wine leaves one now and then."""
         if not self._closing.is_set():
             self._closing.set()
             self._reader.join()
             os.close(self._terminal)
-        self.exit_code()
+        try:
+            self._process.wait(timeout=5)
+        except subprocess.TimeoutExpired:
+            self.kill()
 
     def close(self):
         """Takes everything away, whether or not the client has ended."""

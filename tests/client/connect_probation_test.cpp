@@ -229,6 +229,15 @@ TEST_F(ConnectAndWait, FailsWhenTheServiceIsStoppedMeanwhile) {
             "veltranectl status\n");
 }
 
+TEST_F(ConnectAndWait, AsksAgainWhenAReplyTakesLongerThanFiveSeconds) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 2, [this] { side.DelayReply(60); });
+  machine.OnCall("ServerPipe.Write", 3, [this] { side.DelayReply(0); });
+  const double began = Seconds();
+  EXPECT_EQ(Run({"connect", kConfPath, "--wait", "20"}), 0);
+  EXPECT_LE(Seconds() - began, 10);
+}
+
 TEST_F(ConnectAndWait, FailsInTimeWhileThePipeIsBusy) {
   StartService();
   machine.OnCall("ServerPipe.Write", 1, [this] { side.FailOpen(231); });

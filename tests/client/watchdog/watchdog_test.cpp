@@ -197,6 +197,16 @@ TEST_F(Watching, DoesNotBeginWhenItIsUnknownWhoMayConfirm) {
   EXPECT_EQ(side.watchdogs.told, (Texts{"failed Windows does not say who may confirm"}));
 }
 
+class WatchingUnannounced : public OnWatchedMachine {};
+
+TEST_F(WatchingUnannounced, UndoesAnAnsweredConnectionAllTheSame) {
+  StartService();
+  ConnectTo("office");
+  Say(5, "answered");
+  EXPECT_EQ(KeepWatch({{"office", false}, 60}), WatchEnd::kUndone);
+  EXPECT_FALSE(TunnelRuns());
+}
+
 using WatchdogCommand = Watching;
 
 TEST_F(WatchdogCommand, WatchesOverTheNodeThatItNames) {

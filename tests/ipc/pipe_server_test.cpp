@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/ipc/on_pipe_server.h"
+#include "tests/support/name_of.h"
 
 using namespace std::string_literals;
 
@@ -147,6 +148,28 @@ TEST_F(PipeServer, ShorterRequestDoesNotSeeTheBytesOfAnEarlierOne) {
   Exchange(RequestOfSize(1000));
   EXPECT_EQ(Exchange(R"({"padding":)"), kUnknown);
 }
+
+struct Unneeded {
+  const char* name;
+  std::string request;
+};
+
+class RequestInMemory : public PipeServer, public testing::WithParamInterface<Unneeded> {};
+
+TEST_P(RequestInMemory, IsWipedBeforeTheClientHasReadTheReply) {
+  std::string memory;
+  machine.OnCall("ServerPipe.Flush", 1, [&] { memory = machine.pipes.LastReadBuffer(); });
+  server.Start();
+  Exchange(GetParam().request);
+  machine.pipes.WaitUntilServerWaits();
+  EXPECT_EQ(memory, std::string(65535, '\0'));
+}
+
+INSTANTIATE_TEST_SUITE_P(PipeServer, RequestInMemory,
+                         testing::Values(Unneeded{"Answered", kRegister},
+                                         Unneeded{"OfEverySize", RequestOfSize(65535)},
+                                         Unneeded{"TooLongToBeAnswered", RequestOfSize(65536)}),
+                         NameOf<Unneeded>);
 
 // ---- clients
 

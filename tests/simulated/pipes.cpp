@@ -37,6 +37,11 @@ void Pipes::WaitUntilServerWaits() {
   });
 }
 
+std::string Pipes::LastReadBuffer() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return {read_buffer_.data(), read_buffer_.size()};
+}
+
 Pipes::Instance* Pipes::Create(const PipeParameters& parameters,
                                const SecurityAttributes* attributes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
@@ -72,6 +77,7 @@ std::uint32_t Pipes::WaitForClient(Instance& instance) {
 
 std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffer) {
   std::unique_lock<std::mutex> lock(core_.mutex);
+  read_buffer_ = buffer;
   const std::shared_ptr<Connection> connection = instance.connection;
   if (connection == nullptr) return std::nullopt;
   core_.Block(lock, [&] { return !connection->to_server.empty() || !connection->client_open; });

@@ -43,6 +43,9 @@ class Pipes {
   // next client is served by that wait.
   void WaitUntilServerWaits();
 
+  // What is now in the memory that a server last read into: for a hook on the server's own thread.
+  std::string LastReadBuffer() const;
+
   // For the boundary functions and PipeClient.
   struct Connection {
     bool client_open = true;
@@ -95,6 +98,7 @@ class Pipes {
   Core& core_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::vector<CreatedPipe> created_;
+  std::span<const char> read_buffer_;
 };
 
 }  // namespace veltrane::simulated

@@ -37,6 +37,11 @@ void Pipes::WaitUntilServerWaits() {
   });
 }
 
+void Pipes::WaitUntilRefused(std::size_t count) {
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  core_.Await(lock, "a client to find no free pipe", [&] { return refused_ >= count; });
+}
+
 std::string Pipes::LastReadBuffer() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   return {read_buffer_.data(), read_buffer_.size()};
@@ -165,7 +170,12 @@ Pipes::Opened Pipes::OpenLocked(const std::wstring& name) {
 
 Pipes::Opened Pipes::TryOpen(const std::wstring& name) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return OpenLocked(name);
+  Opened opened = OpenLocked(name);
+  if (opened.connection == nullptr) {
+    ++refused_;
+    core_.changed.notify_all();
+  }
+  return opened;
 }
 
 std::shared_ptr<Pipes::Connection> Pipes::WaitAndOpen(const std::wstring& name) {

@@ -50,6 +50,16 @@ TEST_F(PipeServer, WithoutAnAccessListThePipeHasDefaultSecurityAndNothingIsPrint
   EXPECT_EQ(machine.console.Log().size(), 0u);
 }
 
+TEST_F(PipeServer, WithoutAnySidThePipeHasDefaultSecurityAndServesOn) {
+  machine.FailAlways("MakeNtSid", 1337);
+  server.Start();
+  EXPECT_EQ(Exchange(kRegister), kRegistered);
+  machine.pipes.WaitUntilServerWaits();
+  ASSERT_EQ(machine.pipes.Created().size(), 2u);
+  for (const auto& created : machine.pipes.Created()) EXPECT_EQ(created.access, std::nullopt);
+  EXPECT_EQ(machine.console.Log().size(), 0u);
+}
+
 TEST_F(PipeServer, AccessListIsBuiltOnceForAllInstancesAndFreedWhenTheLoopEnds) {
   machine.sessions.SetConsoleSession(1);
   machine.sessions.SetUser(1, simulated::NtSid({21, 1, 2, 3, 1001}));

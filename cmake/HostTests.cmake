@@ -30,3 +30,12 @@ target_sources(client_tests PRIVATE
 # Windows.
 target_sources(contract_tests PRIVATE
   tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)
+
+# The runs in which every boundary call fails once. Their tests know nothing of the service: they are
+# about the judges and the tables.
+file(GLOB fault_sources CONFIGURE_DEPENDS tests/faults/*.cpp)
+list(FILTER fault_sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$")
+add_library(fault_runs STATIC ${fault_sources})
+target_link_libraries(fault_runs PUBLIC rooms)
+add_executable(faults tests/faults/main.cpp)
+target_link_libraries(faults PRIVATE fault_runs)

@@ -10,7 +10,7 @@
 namespace veltrane::faults {
 
 // What is on the machine: the texts of the routes, "VeltraneVpnTunnel$Active running", "active.conf
-// for fra-1".
+// for fra-1", with ", open to users" when its access list is not that of the configuration.
 struct Machinery {
   std::vector<std::string> routes;
   std::vector<std::string> services;
@@ -50,7 +50,11 @@ inline constexpr char kHung[] = "hung";           // it did not come to an end
 inline constexpr char kExitBeginning[] = "exit";  // "exit 0": a mode of the program returned this
 
 struct Account {
-  std::vector<Call> calls;  // of the story, in order
+  // What the story arranged: the addresses that a connect must pin, and whether the guard is on.
+  std::vector<std::string> administrators;
+  bool guard = false;
+
+  std::vector<Call> calls;  // of a story in which nothing fails, in order
   bool struck = false;      // the call that was to fail has been made
 
   Machinery before;
@@ -63,6 +67,7 @@ struct Account {
   Machinery after;
   std::vector<std::string> open;    // what the program has not closed: "1 pipes"
   bool serves = false;              // the server waits for clients on its pipe
+  std::vector<std::string> admits;  // the SIDs in that pipe's access list; none: default security
   std::vector<RouteEvent> routes;   // from the start of the machine to the end of the story
   std::vector<std::string> output;  // lines
   std::vector<std::string> error;   // lines

@@ -8,11 +8,6 @@ namespace {
 
 void Connect(Scene& scene) { scene.Ask(kConnect); }
 
-void SetAdministrators(Scene& scene) {
-  scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
-  scene.Set(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
-}
-
 }  // namespace
 
 std::vector<Story> ConnectStories() {
@@ -22,21 +17,21 @@ std::vector<Story> ConnectStories() {
        "A connect with two administrators whose routes must be created, beside another's route to "
        "one of them",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.routes.Add("198.51.100.7/32", "192.168.1.254", 12, 30);
        },
        Connect},
       {"connect-addresses-exist", "A connect with two administrators whose routes are there",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 10);
          scene.machine.routes.Add("198.51.100.7/32", "192.168.1.1", 12, 15);
        },
        Connect},
       {"connect-guard-on", "A connect with the guard on, and an administrator",
        [](Scene& scene) {
-         scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
-         scene.Set(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+         scene.SetAdministrator();
+         scene.SetGuard();
        },
        Connect},
       {"connect-over-remote-desktop",
@@ -44,7 +39,7 @@ std::vector<Story> ConnectStories() {
        "known",
        [](Scene& scene) {
          scene.SetOfProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
-         scene.machine.connections.AddEstablished(3389, "203.0.113.5");
+         scene.AddRemoteDesktop("203.0.113.5");
          scene.machine.connections.AddEstablished(3389, "192.168.1.44");
          scene.machine.sessions.AddActive(2, "203.0.113.5");
          scene.machine.sessions.AddActive(3, "198.51.100.7");
@@ -55,14 +50,14 @@ std::vector<Story> ConnectStories() {
       {"connect-routes-added-again",
        "A connect whose tunnel takes a pinned route away, which is added again",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.OnTunnelStart(
              [](simulated::Machine& machine) { machine.routes.Remove("203.0.113.5/32"); });
        },
        Connect},
       {"connect-again", "A second connect over the first",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.Ask(kConnect);
        },
        [](Scene& scene) { scene.Ask(kConnectElsewhere); }},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 
 namespace veltrane::faults {
@@ -17,6 +18,14 @@ std::string CallOf(const std::optional<Fault>& fault) {
 
 bool Says(const std::vector<std::string>& lines, const std::string& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+bool IsPinned(const std::string& ip, const Machinery& machinery) {
+  return std::any_of(machinery.routes.begin(), machinery.routes.end(),
+                     [&ip](const std::string& route) {
+                       if (!route.starts_with(ip + "/32 via 192.168.1.1 if 12 ")) return false;
+                       return std::stoul(route.substr(route.rfind(' ') + 1)) <= 15;
+                     });
 }
 
 // Why a process may end by itself: docs/protocol.md, "What ends the service".
@@ -98,8 +107,36 @@ Complaints JudgeSecrecy(const Account& account) {
   for (const Exchange& exchange : account.exchanges) search("a reply", exchange.reply);
   search("the reply to the disconnect", account.disconnect.reply);
   search("the reply to the last connect", account.connect.reply);
+  for (const Machinery& machinery :
+       {account.after, account.after_disconnect, account.after_connect}) {
+    for (const std::string& file : machinery.files) {
+      const bool has_key =
+          file.find(" for ") != std::string::npos || file.find(" in part") != std::string::npos;
+      if (has_key && file.ends_with(", open to users"))
+        complaints.push_back("open to users: " + file);
+    }
+  }
   for (const auto& lines : {account.output, account.error, account.debugger}) {
     for (const std::string& line : lines) search("the output", line);
+  }
+  return complaints;
+}
+
+Complaints JudgeProtection(const Account& account, const std::optional<Fault>& fault) {
+  const bool connected = account.ending == kLives && account.phase.starts_with("connected");
+  const bool unaware =
+      IsOneOf(CallOf(fault), {"ReadProcessVariable", "ReadRegistryText", "WideToUtf8",
+                              "ReadTcpConnections", "FormatIpv4", "ParseIpv4"});
+  if (!connected || account.timer_expired || unaware) return {};
+  Complaints complaints;
+  if (account.guard) {
+    if (!Says(account.after.files, "active.conf for fra-1 under the guard")) {
+      complaints.emplace_back("the guard is on, and the file is another");
+    }
+    return complaints;
+  }
+  for (const std::string& ip : account.administrators) {
+    if (!IsPinned(ip, account.after)) complaints.push_back("connected, and not pinned: " + ip);
   }
   return complaints;
 }
@@ -108,8 +145,9 @@ Complaints Judge(const Account& account, const std::optional<Fault>& fault) {
   Complaints all = JudgeEnd(account, fault);
   if (account.ending == kHung) return all;
   for (const Complaints& complaints :
-       {JudgeReplies(account), JudgeSecrecy(account), JudgeRoutes(account),
-        JudgeOpen(account, fault), JudgeLeft(account, fault), JudgeAftermath(account)}) {
+       {JudgeReplies(account), JudgeSecrecy(account), JudgeProtection(account, fault),
+        JudgeRoutes(account), JudgeOpen(account, fault), JudgeLeft(account, fault),
+        JudgeAftermath(account)}) {
     all.insert(all.end(), complaints.begin(), complaints.end());
   }
   return all;

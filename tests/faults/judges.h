@@ -19,12 +19,16 @@ using Complaints = std::vector<std::string>;
 Complaints JudgeEnd(const Account& account, const std::optional<Fault>& fault);
 
 // Every reply is whole: JSON, with the members and the messages that docs/protocol.md lists for its
-// error. The phase behind it agrees, and a connect that is answered with "connected" has pinned
-// every required address.
+// error. The phase behind it agrees, and so does the bypass report of a connect.
 Complaints JudgeReplies(const Account& account);
 
-// No key is in a reply or in any output.
+// No key is in a reply or in any output, and no file with one is open to users.
 Complaints JudgeSecrecy(const Account& account);
+
+// A connect that is answered with "connected" has pinned every administrator whom it had to pin,
+// and under the guard no catch-all is left in the file: unless the call that failed is one by which
+// the service learns of a setting or of an administrator (docs/limits.md, "Kept by design").
+Complaints JudgeProtection(const Account& account, const std::optional<Fault>& fault);
 
 // Routes that this process has recorded as its own, and no others, were deleted: those that it has
 // created since a connect last reached the bypass. Nothing is recorded any more in the phase

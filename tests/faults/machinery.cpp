@@ -54,8 +54,17 @@ std::string Contents(const std::string& bytes) {
   return "unknown";
 }
 
+// Local System and the administrators, for the file alone or by what it inherits from its folder.
+bool IsProtected(const Machine& machine, const std::wstring& path) {
+  const auto own = machine.files.Access(path);
+  const auto list = own ? own : machine.files.Access(path.substr(0, path.rfind(L'\\')));
+  return list && simulated::AccessTexts(*list) == Texts{"group S-1-5-18 0x10000000 inherit 3",
+                                                        "group S-1-5-32-544 0x10000000 inherit 3"};
+}
+
 std::string FileText(const Machine& machine, const std::wstring& path) {
-  return Narrow(path.substr(path.rfind(L'\\') + 1)) + " " + Contents(*machine.files.Bytes(path));
+  return Narrow(path.substr(path.rfind(L'\\') + 1)) + " " + Contents(*machine.files.Bytes(path)) +
+         (IsProtected(machine, path) ? "" : ", open to users");
 }
 
 }  // namespace
@@ -70,6 +79,16 @@ Machinery LeftOn(const Machine& machine) {
     left.files.push_back(FileText(machine, path));
   }
   return left;
+}
+
+std::vector<std::string> AdmittedBy(const Machine& machine) {
+  std::vector<std::string> sids;
+  const auto created = machine.pipes.Created();
+  if (created.empty() || !created.back().access) return sids;
+  for (const AccessEntry& entry : *created.back().access) {
+    sids.push_back(simulated::SidText(entry.sid));
+  }
+  return sids;
 }
 
 std::vector<std::string> OpenOn(const Machine& machine) {

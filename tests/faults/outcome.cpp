@@ -11,14 +11,6 @@ namespace {
 using Json = nlohmann::json;
 using Texts = std::vector<std::string>;
 
-const Texts kOffice = {"0.0.0.0/0 via 192.168.1.1 if 12 metric 25",
-                       "192.168.1.0/24 via 0.0.0.0 if 12 metric 281",
-                       "198.51.100.99/32 via 192.168.1.1 if 12 metric 5"};
-
-bool Contains(const Texts& texts, const std::string& text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
-
 std::string Joined(const Texts& texts, const std::string& separator) {
   std::string joined;
   for (const std::string& text : texts) joined += (joined.empty() ? "" : separator) + text;
@@ -48,7 +40,8 @@ std::string ReplyText(const std::string& text) {
   const Json reply = Json::parse(text, nullptr, false);
   if (!reply.is_object()) return "not JSON: " + text;
   if (!IsSet(reply, "ok")) {
-    return TextOf(reply, "error") + ": " + TextOf(reply, "message") + Bypass(reply);
+    const std::string bypass = Bypass(reply);
+    return TextOf(reply, "error") + (bypass.empty() ? ": " + TextOf(reply, "message") : bypass);
   }
   std::string words = TextOf(reply, "phase");
   if (!TextOf(reply, "node_id").empty()) words += " " + TextOf(reply, "node_id");
@@ -80,10 +73,6 @@ void AppendUnlessEmpty(Texts& parts, const std::string& part) {
   if (!part.empty()) parts.push_back(part);
 }
 
-std::string Listed(const char* what, const Texts& texts) {
-  return std::string(what) + ": " + (texts.empty() ? "nothing" : Joined(texts, ", "));
-}
-
 std::set<std::string> DifferingMembers(const Account& account, const Account& usual) {
   std::set<std::string> members;
   for (std::size_t i = 0; i < std::min(account.exchanges.size(), usual.exchanges.size()); ++i) {
@@ -101,43 +90,92 @@ std::set<std::string> DifferingMembers(const Account& account, const Account& us
   return members;
 }
 
-}  // namespace
-
-std::vector<std::string> BeyondTheOffice(const Machinery& machinery) {
-  Texts left;
-  for (const std::string& route : kOffice) {
-    if (!Contains(machinery.routes, route)) left.push_back("no " + route);
+// The routes that were there before and are not the program's.
+Texts RoutesOfOthers(const Account& account) {
+  Texts others;
+  for (const std::string& route : account.before.routes) {
+    const bool ours = std::any_of(account.routes.begin(), account.routes.end(),
+                                  [&route](const RouteEvent& event) {
+                                    return event.what == "create" && event.route == route;
+                                  });
+    if (!ours) others.push_back(route);
   }
-  for (const std::string& route : machinery.routes) {
-    if (!Contains(kOffice, route)) left.push_back(route);
-  }
-  left.insert(left.end(), machinery.services.begin(), machinery.services.end());
-  left.insert(left.end(), machinery.files.begin(), machinery.files.end());
-  return left;
+  return others;
 }
 
-std::string Outcome(const Account& account) {
+std::string RouteWords(const std::string& route) {
+  static const std::string kPinned = "/32 via 192.168.1.1 if 12 metric 1";
+  if (!route.ends_with(kPinned)) return route;
+  return "pinned " + route.substr(0, route.size() - kPinned.size());
+}
+
+std::string ServiceWords(const std::string& service) {
+  static const std::string kTunnel = "VeltraneVpnTunnel$Active ";
+  static const std::string kService = "VeltraneVpnTunnel ";
+  if (service.starts_with(kTunnel)) return "tunnel " + service.substr(kTunnel.size());
+  return "service " + service.substr(kService.size());
+}
+
+std::string Left(const Account& account, const Machinery& machinery) {
+  Texts left;
+  Texts routes = machinery.routes;
+  for (const std::string& route : RoutesOfOthers(account)) {
+    const auto there = std::find(routes.begin(), routes.end(), route);
+    if (there == routes.end()) {
+      left.push_back("no " + route);
+    } else {
+      routes.erase(there);
+    }
+  }
+  for (const std::string& route : routes) left.push_back(RouteWords(route));
+  for (const std::string& service : machinery.services) left.push_back(ServiceWords(service));
+  left.insert(left.end(), machinery.files.begin(), machinery.files.end());
+  return left.empty() ? "nothing" : Joined(left, ", ");
+}
+
+std::string AfterDisconnect(const Account& account) {
+  return "after a disconnect: " + Left(account, account.after_disconnect);
+}
+
+Texts Happened(const Account& account) {
   Texts parts;
   for (const Exchange& exchange : account.exchanges) parts.push_back(ReplyText(exchange.reply));
   if (account.ending != kLives) parts.push_back("the process ends: " + account.ending);
-  AppendUnlessEmpty(parts, account.phase.empty() ? "" : "phase " + account.phase);
+  AppendUnlessEmpty(parts, account.phase);
   if (!account.mode.empty()) {
     AppendUnlessEmpty(parts, AllSaid("output:", account.output));
     AppendUnlessEmpty(parts, AllSaid("error:", account.error));
     AppendUnlessEmpty(parts, account.states.empty() ? "" : "states " + Joined(account.states, " "));
   }
-  parts.push_back(Listed("left", BeyondTheOffice(account.after)));
-  if (!account.open.empty()) parts.push_back("open: " + Joined(account.open, ", "));
-  parts.push_back(Listed("after a disconnect", BeyondTheOffice(account.after_disconnect)));
+  if (account.serves) {
+    parts.push_back(account.admits.empty() ? "a pipe with default security"
+                                           : "a pipe for " + Joined(account.admits, ", "));
+  } else {
+    AppendUnlessEmpty(parts, account.open.empty() ? "" : "open: " + Joined(account.open, ", "));
+  }
+  parts.push_back("left: " + Left(account, account.after));
+  return parts;
+}
+
+}  // namespace
+
+std::string Outcome(const Account& account) {
+  Texts parts = Happened(account);
+  parts.push_back(AfterDisconnect(account));
   return Joined(parts, " | ");
 }
 
 std::string Outcome(const Account& account, const Account& usual) {
-  const std::string outcome = Outcome(account);
-  if (outcome != Outcome(usual)) return outcome;
-  const std::set<std::string> members = DifferingMembers(account, usual);
-  if (members.empty()) return "as without a failure";
-  return "as without a failure but for " + Joined({members.begin(), members.end()}, ", ");
+  Texts parts = Happened(account);
+  const std::string after = AfterDisconnect(account);
+  if (after != AfterDisconnect(usual)) {
+    parts.push_back(after);
+  } else if (parts == Happened(usual)) {
+    const std::set<std::string> members = DifferingMembers(account, usual);
+    if (members.empty()) return "as without a failure";
+    return "as without a failure but for " + Joined({members.begin(), members.end()}, ", ");
+  }
+  return Joined(parts, " | ");
 }
 
 }  // namespace veltrane::faults

@@ -22,6 +22,13 @@ void AddConsoleUser(Scene& scene) {
 void LeaveATunnel(Scene& scene) {
   scene.machine.services.Add(kTunnelService, simulated::kRunning);
   scene.machine.files.AddFile(kActiveConf, kConf);
+  const AccessEntry system = {.sid = simulated::NtSid({18}),
+                              .trustee_type = TrusteeType::kGroup,
+                              .access_mask = kGenericAll,
+                              .inheritance = kObjectAndContainerInherit};
+  AccessEntry administrators = system;
+  administrators.sid = simulated::NtSid({32, 544});
+  scene.machine.files.SetAccess(kActiveConf, {system, administrators});
   scene.machine.routes.AddInterface(40, L"Veltrane WireGuard");
   scene.machine.routes.Add("0.0.0.0/0", "10.7.3.1", 40, 5);
 }
@@ -29,7 +36,7 @@ void LeaveATunnel(Scene& scene) {
 void StartAndConnect(Scene& scene, const std::wstring& mode) {
   AddConsoleUser(scene);
   scene.Start(mode);
-  scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+  scene.SetAdministrator();
   scene.Set(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"60");
   scene.Ask(kConnect);
 }

@@ -11,13 +11,6 @@ using simulated::Machine;
 
 void Connect(Scene& scene) { scene.Ask(kConnect); }
 
-void SetAdministrators(Scene& scene) {
-  scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
-  scene.Set(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
-}
-
-void SetGuard(Scene& scene) { scene.Set(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1"); }
-
 // kConnect whose endpoint has the text of a catch-all.
 const std::string kConnectWithCatchAllElsewhere =
     R"({"op":"connect","node_id":"fra-1","address_cidr":"10.7.3.9/32","endpoint_host":"::/0",)"
@@ -40,20 +33,20 @@ std::vector<Story> RefusalStories() {
        "disables it",
        [](Scene& scene) {
          scene.machine.sessions.SetRemoteSession(true);
-         SetGuard(scene);
+         scene.SetGuard();
          scene.SetOfProcess(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"0");
        },
        Connect},
       {"refused-remote-desktop-session", "A connect in a Remote Desktop session without the guard",
        [](Scene& scene) {
          scene.machine.sessions.SetRemoteSession(true);
-         SetAdministrators(scene);
+         scene.SetAdministrators();
        },
        Connect},
       {"refused-guard", "A connect under the guard with a catch-all in another field",
        [](Scene& scene) {
-         SetGuard(scene);
-         scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+         scene.SetGuard();
+         scene.SetAdministrator();
        },
        [](Scene& scene) { scene.Ask(kConnectWithCatchAllElsewhere); }},
       {"refused-no-address", "A connect with the bypass on and a private address alone",
@@ -64,38 +57,38 @@ std::vector<Story> RefusalStories() {
        Connect},
       {"refused-no-gateway", "A connect whose way to the network has no gateway",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.routes.OverrideBestRoute({.next_hop = 0, .interface_index = 12});
        },
        Connect},
       {"refused-route-add", "A connect whose second route cannot be created",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.FailWhere("CreateForwardRow", "203.0.113.5", 160);
        },
        Connect},
       {"refused-route-verify", "A connect whose routes get a high metric",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.routes.SetMetricOfCreatedRows(26);
        },
        Connect},
       {"refused-file", "A connect whose configuration cannot be written",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.files.DenyOpen(kTemporaryConf);
        },
        Connect},
       {"refused-tunnel-start", "A connect whose tunnel service cannot be started",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.machine.FailWhere("Service.Start", "", 1058);
        },
        Connect},
       {"refused-default-route", "A connect under the guard whose tunnel takes the default route",
        [](Scene& scene) {
-         SetGuard(scene);
-         scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+         scene.SetGuard();
+         scene.SetAdministrator();
          scene.machine.routes.AddInterface(40, L"Veltrane WireGuard");
          scene.OnTunnelStart(
              [](Machine& machine) { machine.routes.Add("0.0.0.0/0", "10.7.3.1", 40, 5); });
@@ -104,7 +97,7 @@ std::vector<Story> RefusalStories() {
       {"refused-routes-lost",
        "A connect whose tunnel takes a pinned route away, which cannot be added again",
        [](Scene& scene) {
-         SetAdministrators(scene);
+         scene.SetAdministrators();
          scene.OnTunnelStart([](Machine& machine) {
            machine.routes.Remove("203.0.113.5/32");
            machine.FailWhere("CreateForwardRow", "", 5);

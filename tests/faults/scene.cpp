@@ -43,6 +43,27 @@ Scene::Scene(int account_descriptor)
   machine.clock.OnSleep([this](std::uint32_t milliseconds) { Sleep(milliseconds); });
 }
 
+void Scene::SetAdministrator() {
+  Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+  account_.administrators = {"203.0.113.5"};
+}
+
+void Scene::SetAdministrators() {
+  SetAdministrator();
+  Set(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
+  account_.administrators.emplace_back("198.51.100.7");
+}
+
+void Scene::SetGuard() {
+  Set(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  account_.guard = true;
+}
+
+void Scene::AddRemoteDesktop(const std::string& address) {
+  machine.connections.AddEstablished(3389, address);
+  account_.administrators.push_back(address);
+}
+
 void Scene::Set(const std::wstring& name, const std::wstring& value) {
   machine.environment.SetMachine(name, value);
 }
@@ -180,8 +201,11 @@ void Scene::Observe(const std::string& name, const std::string& text) {
   if (!acting_) return;
   const std::lock_guard<std::mutex> lock(mutex_);
   const std::size_t nth = ++counts_[name];
-  account_.calls.push_back({name, text.substr(std::min(name.size() + 1, text.size())), nth});
-  if (IsToStrike(name) && fault_->nth == nth) account_.struck = true;
+  if (!fault_) {
+    account_.calls.push_back({name, text.substr(std::min(name.size() + 1, text.size())), nth});
+  } else if (IsToStrike(name) && fault_->nth == nth) {
+    account_.struck = true;
+  }
 }
 
 void Scene::NoteRoute(const std::string& what, const std::string& route, bool done) {

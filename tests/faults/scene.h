@@ -31,9 +31,16 @@ class Scene {
 
   simulated::Machine machine;
 
-  // Settings, in the machine's stored environment or in the process's own.
+  // Settings, in the machine's stored environment or in the process's own: an administrator or two
+  // who must be pinned, the guard, and any other.
+  void SetAdministrator();
+  void SetAdministrators();
+  void SetGuard();
   void Set(const std::wstring& name, const std::wstring& value);
   void SetOfProcess(const std::wstring& name, const std::wstring& value);
+
+  // An administrator who is there by Remote Desktop, and whom a connect must pin too.
+  void AddRemoteDesktop(const std::string& address);
 
   // Happens whenever a service begins to run.
   void OnTunnelStart(std::function<void(simulated::Machine&)> happen);

@@ -59,6 +59,7 @@ void Scene::Describe() {
   account_.phase = Phase();
   account_.open = OpenOn(machine);
   account_.serves = machine.pipes.ServerWaits();
+  account_.admits = AdmittedBy(machine);
 }
 
 std::string Scene::Phase() const {

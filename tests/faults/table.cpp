@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kFailureColumn = 64;
 constexpr std::size_t kOutcomeColumn = 78;
+constexpr std::size_t kLongestDetails = 60;
 
 // Ends the text with blanks up to this column, at least two.
 std::string Padded(std::string text, std::size_t column) {
@@ -16,12 +17,13 @@ std::string Padded(std::string text, std::size_t column) {
   return text;
 }
 
-// The folder of the configuration is left out.
+// The folder of the configuration and the end of a long text are left out.
 std::string Short(std::string details) {
   const std::string folder = R"(C:\ProgramData\Veltrane\tunnels)";
   for (std::size_t at = details.find(folder); at != std::string::npos; at = details.find(folder)) {
     details.replace(at, folder.size(), "...");
   }
+  if (details.size() > kLongestDetails) details = details.substr(0, kLongestDetails) + "...";
   return details;
 }
 

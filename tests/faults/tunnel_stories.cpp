@@ -7,8 +7,7 @@ namespace veltrane::faults {
 namespace {
 
 void ConnectWithAdministrators(Scene& scene) {
-  scene.Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
-  scene.Set(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
+  scene.SetAdministrators();
   scene.Ask(kConnect);
 }
 

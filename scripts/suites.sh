@@ -55,6 +55,10 @@ suite_docs() {
 host_suite host "the logic over the simulated machine" "${host_packages[@]}"
 suite_host() { build_preset host && gtests host build/host/*_tests; }
 
+host_suite faults "every boundary call of every story failed once, over the simulated machine" \
+  "${host_packages[@]}"
+suite_faults() { build_preset host faults && counting_suite faults runs surprises build/host/faults; }
+
 host_suite tidy "the C++ sources (clang-tidy)" git "${host_packages[@]}" clang-tidy
 suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
 

@@ -9,8 +9,9 @@
 
 namespace veltrane::faults {
 
-// What is on the machine: the texts of the routes, "VeltraneVpnTunnel$Active running", "active.conf
-// for fra-1", with ", open to users" when its access list is not that of the configuration.
+// What is on the machine: the texts of the routes, "VeltraneVpnTunnel$Active running for
+// fra-1", by the configuration that it has loaded, "active.conf for fra-1", with ", open to users"
+// when its access list is not that of the configuration.
 struct Machinery {
   std::vector<std::string> routes;
   std::vector<std::string> services;

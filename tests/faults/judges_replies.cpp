@@ -176,6 +176,7 @@ Complaints JudgeReplies(const Account& account) {
   const Exchange* last = account.exchanges.empty() ? nullptr : &account.exchanges.back();
   if (last == nullptr || last->reply.empty() || account.ending != kLives) return complaints;
   const Json reply = Json::parse(last->reply, nullptr, false);
+  if (!reply.is_object()) return complaints;
   const std::string phase = PhaseBehind(account, reply, Operation(*last));
   // The timer of an earlier connect may end the new one: docs/limits.md, "Kept by design".
   const bool ended_by_timer = account.timer_expired && account.phase == "disconnected";

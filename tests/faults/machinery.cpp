@@ -32,12 +32,17 @@ const std::string kConfWithCatchAll =
     "Endpoint = ::/0:51820\n"
     "PersistentKeepalive = 25\n";
 
-std::string ServiceText(const Machine& machine, const std::wstring& name) {
+std::string ServiceText(const Machine& machine, const std::wstring& name,
+                        const std::string& loaded) {
   static const Texts kStates = {"?", "stopped", "starting", "stopping", "running"};
   const auto service = machine.services.Find(name);
+  const bool knows = name == kTunnelService && service->state == simulated::kRunning;
   return Narrow(name) + " " + kStates.at(service->state) +
+         (knows && !loaded.empty() ? " " + loaded : "") +
          (service->marked_for_delete ? ", marked for deletion" : "");
 }
+
+}  // namespace
 
 std::string Contents(const std::string& bytes) {
   if (bytes.empty()) return "empty";
@@ -54,6 +59,8 @@ std::string Contents(const std::string& bytes) {
   return "unknown";
 }
 
+namespace {
+
 // Local System and the administrators, for the file alone or by what it inherits from its folder.
 bool IsProtected(const Machine& machine, const std::wstring& path) {
   const auto own = machine.files.Access(path);
@@ -69,11 +76,11 @@ std::string FileText(const Machine& machine, const std::wstring& path) {
 
 }  // namespace
 
-Machinery LeftOn(const Machine& machine) {
+Machinery LeftOn(const Machine& machine, const std::string& loaded) {
   Machinery left;
   left.routes = machine.routes.Texts();
   for (const std::wstring& name : machine.services.Names()) {
-    left.services.push_back(ServiceText(machine, name));
+    left.services.push_back(ServiceText(machine, name, loaded));
   }
   for (const std::wstring& path : machine.files.AllFiles()) {
     left.files.push_back(FileText(machine, path));

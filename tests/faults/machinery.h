@@ -10,8 +10,12 @@
 
 namespace veltrane::faults {
 
-// What is there beyond the program: routes in table order, services, files.
-Machinery LeftOn(const simulated::Machine& machine);
+// What is there beyond the program: routes in table order, services, files. A running tunnel has
+// loaded this configuration, "for fra-1", when it began to run; empty when that is not known.
+Machinery LeftOn(const simulated::Machine& machine, const std::string& loaded);
+
+// What a configuration file contains: "for fra-1", "of zeros", "in part".
+std::string Contents(const std::string& bytes);
 
 // What the program has not closed: "1 pipes", "2 service handles".
 std::vector<std::string> OpenOn(const simulated::Machine& machine);

@@ -20,8 +20,7 @@ void AddConsoleUser(Scene& scene) {
 
 // What an earlier process has left behind.
 void LeaveATunnel(Scene& scene) {
-  scene.machine.services.Add(kTunnelService, simulated::kRunning);
-  scene.machine.files.AddFile(kActiveConf, kConf);
+  scene.LeaveTunnelRunning();
   const AccessEntry system = {.sid = simulated::NtSid({18}),
                               .trustee_type = TrusteeType::kGroup,
                               .access_mask = kGenericAll,

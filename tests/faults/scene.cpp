@@ -8,6 +8,7 @@
 #include "service/command_line.h"
 #include "service/server_slot.h"
 #include "tests/faults/machinery.h"
+#include "tests/scenarios/connection.h"
 #include "tests/simulated/pipe_client.h"
 #include "tests/simulated/threads.h"
 
@@ -40,6 +41,7 @@ Scene::Scene(int account_descriptor)
   machine.routes.OnAnswer([this](const char* change, const std::string& row, std::uint32_t status) {
     NoteRoute(change, row, status == 0);
   });
+  machine.services.OnRunning([this](const std::wstring&) { NoteLoaded(); });
   machine.clock.OnSleep([this](std::uint32_t milliseconds) { Sleep(milliseconds); });
 }
 
@@ -73,9 +75,19 @@ void Scene::SetOfProcess(const std::wstring& name, const std::wstring& value) {
 }
 
 void Scene::OnTunnelStart(std::function<void(simulated::Machine&)> happen) {
-  machine.services.OnRunning(
-      [this, happen = std::move(happen)](const std::wstring&) { happen(machine); });
+  machine.services.OnRunning([this, happen = std::move(happen)](const std::wstring&) {
+    NoteLoaded();
+    happen(machine);
+  });
 }
+
+void Scene::LeaveTunnelRunning() {
+  machine.services.Add(kTunnelService, simulated::kRunning);
+  machine.files.AddFile(kActiveConf, kConf);
+  NoteLoaded();
+}
+
+void Scene::NoteLoaded() { loaded_ = Contents(machine.files.Bytes(kActiveConf).value_or("")); }
 
 void Scene::Ask(const std::string& request) {
   account_.exchanges.push_back({request, ""});
@@ -218,7 +230,7 @@ IpcServer* Scene::Server() const { return program_started_ ? RegisteredServer() 
 
 void Scene::BeginStory(const std::optional<Fault>& fault) {
   account_.exchanges.clear();
-  account_.before = LeftOn(machine);
+  account_.before = LeftOn(machine, loaded_);
   account_.phase_before = Phase();
   machine.console.Clear();
   machine.calls.Clear();

@@ -45,6 +45,9 @@ class Scene {
   // Happens whenever a service begins to run.
   void OnTunnelStart(std::function<void(simulated::Machine&)> happen);
 
+  // A tunnel is running that has loaded kConf.
+  void LeaveTunnelRunning();
+
   // Hands the program a request and notes both texts: over its pipe when it serves there, else as
   // its pipe thread does.
   void Ask(const std::string& request);
@@ -75,6 +78,7 @@ class Scene {
  private:
   void Observe(const std::string& name, const std::string& text);
   void NoteRoute(const std::string& what, const std::string& route, bool done);
+  void NoteLoaded();
   void Sleep(std::uint32_t milliseconds);
   std::string Answer(const std::string& request);
   std::string AnswerAsPipeThread(const std::string& request) noexcept;
@@ -91,6 +95,7 @@ class Scene {
 
   int account_descriptor_;
   Account account_;
+  std::string loaded_;  // by the tunnel when it began to run: "for fra-1"
   std::optional<Fault> fault_;
   std::atomic<bool> acting_ = false;
   std::atomic<bool> notes_routes_ = true;

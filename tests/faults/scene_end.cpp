@@ -95,7 +95,7 @@ void Scene::Mend() {
   for (const simulated::BoundaryCall& call : simulated::kBoundaryCalls) {
     if (call.fails) machine.calls.Heal(std::string(call.name));
   }
-  machine.services.OnRunning(nullptr);
+  machine.services.OnRunning([this](const std::wstring&) { NoteLoaded(); });
   machine.files.AllowOpen(kActiveConf);
   machine.files.AllowOpen(kTemporaryConf);
   machine.routes.SetMetricOfCreatedRows(1);
@@ -112,7 +112,7 @@ void Scene::Mend() {
 }
 
 void Scene::Conclude() {
-  account_.after = LeftOn(machine);
+  account_.after = LeftOn(machine, loaded_);
   account_.output = Lines(machine.console.Output());
   account_.error = Lines(machine.console.Error());
   account_.debugger = Lines(machine.console.Debugger());
@@ -122,11 +122,11 @@ void Scene::Conclude() {
   notes_routes_ = false;
   Mend();
   account_.disconnect = {kDisconnect, Answer(kDisconnect)};
-  account_.after_disconnect = LeftOn(machine);
+  account_.after_disconnect = LeftOn(machine, loaded_);
   machine.routes.SetMetric("203.0.113.5/32", 1);  // of the interface that has been mended
   Answer(R"({"op":"register_session"})");         // no session is checked any more
   account_.connect = {kConnect, Answer(kConnect)};
-  account_.after_connect = LeftOn(machine);
+  account_.after_connect = LeftOn(machine, loaded_);
   const std::string text = Serialized(account_);
   for (std::size_t written = 0; written < text.size();) {
     const ssize_t count = write(account_descriptor_, text.data() + written, text.size() - written);

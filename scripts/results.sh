@@ -82,9 +82,10 @@ counting_suite() {
   shift 3
   "${patience[@]}" "$@" >"$log" 2>&1 || status=$?
   line=$(tail -1 "$log")
-  count=$(sed -nE "s/^$name: ([0-9]+) $good, .*/\1/p" <<<"$line")
-  wrong=$(sed -nE "s/.*, ([0-9]+) $bad\$/\1/p" <<<"$line")
+  count=$(sed -nE "s/^$name: ([0-9]+) $good, [0-9]+ $bad\$/\1/p" <<<"$line")
+  wrong=$(sed -nE "s/^$name: [0-9]+ $good, ([0-9]+) $bad\$/\1/p" <<<"$line")
   if { [ "$status" -ne 0 ] || [ -z "$count" ]; } && [ "${wrong:-0}" -eq 0 ]; then wrong=1; fi
-  record "$name" "$((${count:-0} - ${wrong:-0} > 0 ? ${count:-0} - ${wrong:-0} : 0))" "${wrong:-0}" 0 "$line"
+  count=$((${count:-0} - ${wrong:-0}))
+  record "$name" "$((count > 0 ? count : 0))" "${wrong:-0}" 0 "$line"
   [ "${wrong:-0}" -eq 0 ] || head -150 "$log"
 }

@@ -22,7 +22,7 @@ describe() {
 }
 
 # "./test quick": the suites that need neither Wine nor root. clang-tidy takes longer than all of these.
-quick_suites=(rules format shell docs host)
+quick_suites=(rules format shell docs host faults)
 
 host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
 # The test executables that note replies for the suite docs, and those that use threads.

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,8 +43,8 @@ class StoryRuns {
 
   Result RunAll() {
     const Account usual = Run(story_, std::nullopt);
-    Note("without a failure", usual, std::nullopt);
     lines_ = {"# " + story_.title, Line("without a failure", "", Outcome(usual))};
+    Note(lines_.back(), usual, std::nullopt);
     for (const Call& call : usual.calls) {
       const std::vector<FailureKind> kinds = KindsOf(call.name);
       if (kinds.empty()) lines_.push_back(Line(CallText(call), "-", "cannot fail"));
@@ -55,6 +56,7 @@ class StoryRuns {
       }
     }
     CompareOrWrite();
+    result_.surprises += surprising_.size();
     return result_;
   }
 
@@ -63,27 +65,32 @@ class StoryRuns {
     ++result_.runs;
     const Complaints complaints = Judge(account, fault);
     if (complaints.empty()) return;
-    ++result_.surprises;
+    surprising_.insert(line);
     Print(story_.name + ": " + line);
     for (const std::string& complaint : complaints) Print("    " + complaint);
   }
 
   void Print(const std::string& line) { result_.text += line + "\n"; }
 
+  // A run whose line the table does not have is a surprise, and so is a line without a run.
   void CompareOrWrite() {
     const std::string path = options_.tables + "/" + story_.name + ".txt";
     if (options_.write) return WriteLines(path, lines_);
-    const std::vector<std::string> differences = Differences(ReadLines(path), lines_);
-    if (differences.empty()) return;
-    Print(path + ": the table differs");
-    for (const std::string& line : differences) Print("    " + line);
-    result_.surprises += differences.size();
+    const std::vector<std::string> expected = ReadLines(path);
+    const std::vector<std::string> differences = Differences(expected, lines_);
+    if (!differences.empty()) Print(path + ": the table differs");
+    for (const std::string& line : differences) {
+      Print("    " + line);
+      if (line.starts_with("+ ")) surprising_.insert(line.substr(2));
+    }
+    if (expected.size() > lines_.size()) result_.surprises += expected.size() - lines_.size();
   }
 
   const Story& story_;
   const Options& options_;
   Result result_;
   std::vector<std::string> lines_;
+  std::set<std::string> surprising_;  // lines of runs
 };
 
 // Plays some stories at a time, each in a process of its own, which prints what it has found.

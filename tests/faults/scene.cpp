@@ -1,5 +1,7 @@
 #include "tests/faults/scene.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <utility>
@@ -26,6 +28,12 @@ int RunProgram(const std::vector<std::wstring>& arguments) {
   std::vector<const wchar_t*> argv = {L"VeltraneVpnService.exe"};
   for (const std::wstring& argument : arguments) argv.push_back(argument.c_str());
   return RunCommandLine(static_cast<int>(argv.size()), argv.data());
+}
+
+// A thread that has done its work stays: one that is about to end may hold a lock of the system
+// while the process forks.
+[[noreturn]] void Rest() {
+  for (;;) pause();
 }
 
 std::string ExitWith(int code) { return std::string(kExitBeginning) + " " + std::to_string(code); }
@@ -157,6 +165,7 @@ void Scene::Start(const std::wstring& mode) {
       const int code = RunProgram({mode});
       account_.ending = ExitWith(code);
       program_ended_ = true;
+      Rest();
     }).detach();
   }
   Await([this] { return program_ended_ || (program_polls_ && machine.pipes.ServerWaits()); });
@@ -184,6 +193,7 @@ void Scene::WaitForStop(const std::function<void()>& tell) {
     std::thread([&] {
       tell();
       told = true;
+      Rest();
     }).detach();
   }
   // A stop that cannot wake the pipe thread waits for ever.

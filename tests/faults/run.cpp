@@ -70,7 +70,7 @@ Account Run(const Story& story, const std::optional<Fault>& fault) {
 }
 
 void LimitTime() {
-  constexpr unsigned kSeconds = 20;
+  constexpr unsigned kSeconds = 60;
   alarm(kSeconds);
 }
 

@@ -35,12 +35,13 @@ std::vector<Story> ConnectStories() {
        },
        Connect},
       {"connect-over-remote-desktop",
-       "A connect by an administrator on Remote Desktop, beside one whose client address alone is "
-       "known",
+       "A connect with two administrators on Remote Desktop, beside one whose client address alone "
+       "is known",
        [](Scene& scene) {
          scene.SetOfProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
          scene.AddRemoteDesktop("203.0.113.5");
          scene.machine.connections.AddEstablished(3389, "192.168.1.44");
+         scene.AddRemoteDesktop("203.0.113.77");
          scene.machine.sessions.AddActive(2, "203.0.113.5");
          scene.machine.sessions.AddActive(3, "198.51.100.7");
        },

@@ -47,7 +47,7 @@ inline constexpr char kSystemError[] = "system error";          // likewise
 inline constexpr char kOtherException[] = "other exception";    // likewise
 inline constexpr char kTerminated[] = "terminated";             // without an exception
 inline constexpr char kAborted[] = "aborted";
-inline constexpr char kHung[] = "hung";           // it did not come to an end
+inline constexpr char kHung[] = "hung or crashed";
 inline constexpr char kExitBeginning[] = "exit";  // "exit 0": a mode of the program returned this
 
 struct Account {

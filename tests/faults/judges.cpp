@@ -65,7 +65,7 @@ std::string ExpectedExit(const Account& account, const Fault& fault) {
 Complaints JudgeEnd(const Account& account, const std::optional<Fault>& fault) {
   Complaints complaints;
   const std::string call = CallOf(fault);
-  if (account.ending == kHung) return {"the process came to no end"};
+  if (account.ending == kHung) return {"the run hung or crashed"};
   if (fault && !account.struck) complaints.emplace_back("the call was not made");
   if (account.ending == kLives) {
     for (const Exchange& exchange : account.exchanges) {

@@ -150,7 +150,9 @@ Complaints JudgeLeft(const Account& account, const std::optional<Fault>& fault) 
     if (account.timer_expired) return complaints;
     // docs/limits.md, "Kept by design": a tunnel that cannot be opened is not replaced.
     const bool unopened = IsAbout(fault, "ServiceManager.Open") && after.service == before.service;
-    const bool not_started = IsAbout(fault, "Service.Start") && after.service == "stopped";
+    // A start that answers 0 or 1056, and no other, has succeeded.
+    const bool not_started = IsAbout(fault, "Service.Start") && after.service == "stopped" &&
+                             (fault->kind.status == 0 || fault->kind.status == 1056);
     Expect(after.service == "running " + after.conf || unopened || not_started,
            "the tunnel service is " + after.service, complaints);
     Expect(after.conf.starts_with("for "), "the file is " + after.conf, complaints);

@@ -68,8 +68,8 @@ TEST(Judges, AcceptAConnectAndADisconnect) {
 
 // ---- the end of the process
 
-TEST(JudgeEnd, ComplainsOfAProcessThatHangs) {
-  EXPECT_THAT(Judge(Account{}, std::nullopt), ElementsAre("the process came to no end"));
+TEST(JudgeEnd, ComplainsOfAProcessThatHangsOrCrashes) {
+  EXPECT_THAT(Judge(Account{}, std::nullopt), ElementsAre("the run hung or crashed"));
 }
 
 TEST(JudgeEnd, ComplainsOfACallThatWasNotMade) {
@@ -326,6 +326,13 @@ TEST(JudgeLeft, ComplainsOfATunnelWithAnothersConfiguration) {
   Account account = GoodConnect();
   account.after.services = {"VeltraneVpnTunnel$Active running for ams-2"};
   EXPECT_FALSE(JudgeLeft(account, std::nullopt).empty());
+}
+
+TEST(JudgeLeft, ComplainsOfAConnectThatTakesAFailedStartForASuccess) {
+  Account account = GoodConnect();
+  account.after.services = {"VeltraneVpnTunnel$Active stopped"};
+  EXPECT_EQ(JudgeLeft(account, Failing("Service.Start", 1056)), kNone);
+  EXPECT_FALSE(JudgeLeft(account, Failing("Service.Start", 1053)).empty());
 }
 
 TEST(JudgeLeft, ComplainsOfAServiceStopThatHasTouchedTheTunnel) {

@@ -2,6 +2,8 @@
 
 #include "tests/faults/run.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -69,6 +71,7 @@ TEST(Run, GoesOnWithADisconnectAndAConnect) {
 TEST(Run, TellsHowTheProcessEnds) {
   EXPECT_EQ(RunWithout([](Scene&) { std::terminate(); }).ending, kTerminated);
   EXPECT_EQ(RunWithout([](Scene&) { std::abort(); }).ending, kAborted);
+  EXPECT_EQ(RunWithout([](Scene&) { _exit(0); }).ending, kHung);
   const auto throws = [](auto exception) {
     return RunWithout([exception](Scene&) { std::thread([&] { throw exception; }).join(); }).ending;
   };

@@ -31,11 +31,7 @@ ExitCode Conclude(const Outcome& outcome, Display& display) {
 
 ExitCode UndoNow(Confirmation& confirmation, Display& display) {
   confirmation.SayLost();
-  const Outcome outcome = confirmation.AwaitOutcome([&display](std::uint32_t seconds) {
-    display.ShowWait("waiting until the connection has been undone", seconds);
-  });
-  display.EndWait();
-  return Conclude(outcome, display);
+  return Conclude(AwaitUndoing(confirmation, display), display);
 }
 
 // Sends the request and waits for the reply. Nothing is printed meanwhile: a console in which
@@ -54,7 +50,15 @@ ExchangeResult AskQuietly(const SecretText& request, bool any_server, Confirmati
 }
 
 // What the service has answered, as the watchdog must know it.
-enum class Answer { kConnected, kRefused, kNotSent, kLost };
+enum class Answer { kConnected, kRefused, kWithdrawn, kNotSent, kLost };
+
+// Whether a refusal came after the tunnel had been started. The service has then sent it one stop,
+// which a service that is only starting does not take.
+bool WasStarted(const Reply& reply) {
+  return reply.error == "poc_default_route_detected" ||
+         (reply.error == "admin_bypass_failed" && reply.bypass &&
+          reply.bypass->state.failure_reason == "route_verify_after_tunnel_failed");
+}
 
 Answer Classify(const ExchangeResult& result) {
   if (!result.reply) {
@@ -62,7 +66,28 @@ Answer Classify(const ExchangeResult& result) {
   }
   const std::optional<Reply> reply = ReadReply(*result.reply);
   if (!reply) return Answer::kLost;
-  return reply->ok ? Answer::kConnected : Answer::kRefused;
+  if (reply->ok) return Answer::kConnected;
+  if (reply->error.empty()) return Answer::kLost;
+  return WasStarted(*reply) ? Answer::kWithdrawn : Answer::kRefused;
+}
+
+// Tells the watchdog; false when it does not hear that there is a connection.
+bool Say(Answer answer, Confirmation& confirmation) {
+  switch (answer) {
+    case Answer::kConnected:
+      return confirmation.SayAnswered();
+    case Answer::kRefused:
+    case Answer::kNotSent:
+      confirmation.SayRefused();
+      break;
+    case Answer::kWithdrawn:
+      confirmation.SayWithdrawn();
+      break;
+    case Answer::kLost:
+      confirmation.SayLost();
+      break;
+  }
+  return true;
 }
 
 }  // namespace
@@ -89,20 +114,23 @@ ExitCode ConnectOnProbation(const SecretText& request, const Profile& profile,
     return Fail(kExitUnreachable, "nothing was sent: " + arming.problem, false, display);
   }
   Confirmation& confirmation = *arming.confirmation;
-  const ExchangeResult result = AskQuietly(request, options.any_server, confirmation);
-  const Answer answer = Classify(result);
-  const std::uint64_t answered = UptimeMilliseconds();
-  const bool heard = answer != Answer::kConnected || confirmation.SayAnswered();
-  if (answer == Answer::kRefused || answer == Answer::kNotSent) confirmation.SayRefused();
-  const ExitCode shown = result.reply ? ShowReply(*result.reply, "", options, display)
-                                      : Fail(result.failure, false, display);
-  if (answer == Answer::kLost || !heard) return UndoNow(confirmation, display);
-  if (answer != Answer::kConnected) return shown;
   if (!confirmation.HasLeftJob()) {
     display.Complain(
         "warning: the watchdog runs in the same job as this program, as in some remote shells and "
         "schedulers: whatever ends that job leaves the connection up");
   }
+  const ExchangeResult result = AskQuietly(request, options.any_server, confirmation);
+  const Answer answer = Classify(result);
+  const std::uint64_t answered = UptimeMilliseconds();
+  if (!Say(answer, confirmation)) return Conclude(AwaitUndoing(confirmation, display), display);
+  const ExitCode shown = result.reply ? ShowReply(*result.reply, "", options, display)
+                                      : Fail(result.failure, false, display);
+  if (answer == Answer::kLost) return Conclude(AwaitUndoing(confirmation, display), display);
+  if (answer == Answer::kWithdrawn) {
+    const Outcome outcome = AwaitUndoing(confirmation, display);
+    return outcome.kind == OutcomeKind::kNotUndone ? Conclude(outcome, display) : shown;
+  }
+  if (answer != Answer::kConnected) return shown;
   if (AwaitTunnel(options, display) != kExitDone) {
     const ExitCode undone = UndoNow(confirmation, display);
     return undone == kExitDone ? kExitNotRunning : undone;

@@ -17,14 +17,14 @@ namespace veltrane {
 namespace {
 
 constexpr std::size_t kSshCapacity = 512;
+constexpr std::array<std::wstring_view, 2> kSshHosts = {L"sshd.exe", L"sshd-session.exe"};
 constexpr std::array<std::wstring_view, 2> kWinRmHosts = {L"wsmprovhost.exe", L"winrshost.exe"};
 constexpr std::array<std::uint16_t, 2> kWinRmPorts = {5985, 5986};
 
-std::optional<bool> IsUnderWinRm() {
-  const std::optional<std::vector<std::wstring>> ancestors = ReadAncestors();
-  if (!ancestors) return std::nullopt;
-  return std::any_of(ancestors->begin(), ancestors->end(), [](const std::wstring& ancestor) {
-    return std::any_of(kWinRmHosts.begin(), kWinRmHosts.end(), [&ancestor](std::wstring_view host) {
+bool HasOneOf(const std::array<std::wstring_view, 2>& hosts,
+              const std::vector<std::wstring>& ancestors) {
+  return std::any_of(ancestors.begin(), ancestors.end(), [&hosts](const std::wstring& ancestor) {
+    return std::any_of(hosts.begin(), hosts.end(), [&ancestor](std::wstring_view host) {
       return EqualsIgnoreCase(ancestor, host);
     });
   });
@@ -58,11 +58,13 @@ Prompt ReadPrompt(const std::vector<IpAddress>& named) {
   Prompt prompt;
   prompt.remote_session = IsRemoteSession();
   const std::string ssh = WideToUtf8(ReadProcessVariable(L"SSH_CONNECTION", kSshCapacity));
-  prompt.over_ssh = !ssh.empty();
+  const std::optional<std::vector<std::wstring>> ancestors = ReadAncestors();
+  prompt.over_ssh = !ssh.empty() || (ancestors && HasOneOf(kSshHosts, *ancestors));
   if (const std::optional<Subject> connection = SshConnectionOf(ssh)) {
     prompt.connections.push_back(*connection);
   }
-  prompt.over_winrm = IsUnderWinRm();
+  prompt.over_winrm = std::nullopt;
+  if (ancestors) prompt.over_winrm = HasOneOf(kWinRmHosts, *ancestors);
   if (prompt.over_winrm == true) AddWinRmConnections(prompt.connections);
   prompt.named = named;
   return prompt;

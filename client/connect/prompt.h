@@ -12,7 +12,9 @@ namespace veltrane {
 
 struct Prompt {
   bool remote_session = false;  // a Remote Desktop session (IsRemoteSession)
-  bool over_ssh = false;        // SSH_CONNECTION is set
+  // SSH_CONNECTION is set, or an ancestor of this process serves an SSH session (sshd.exe,
+  // sshd-session.exe).
+  bool over_ssh = false;
   // An ancestor of this process serves a WinRM shell (wsmprovhost.exe, of PowerShell remoting, or
   // winrshost.exe, of winrs). nullopt when the processes cannot be read.
   std::optional<bool> over_winrm = false;

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint32_t kWatchdogMilliseconds = 15'000;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
+constexpr std::uint32_t kSilenceSeconds = 60;
 
 constexpr char kTryAgain[] = ": try again";
 
@@ -76,6 +77,10 @@ bool Confirmation::SaySending() {
 
 bool Confirmation::SayAnswered() { return heard_answer_ = watchdog_.Say(kWordAnswered); }
 void Confirmation::SayRefused() { watchdog_.Say(kWordRefused); }
+void Confirmation::SayWithdrawn() {
+  made_.withdrawn = true;
+  watchdog_.Say(kWordWithdrawn);
+}
 void Confirmation::SayLost() { watchdog_.Say(kWordLost); }
 void Confirmation::SayConfirmed() { watchdog_.Say(kWordConfirmed); }
 
@@ -104,6 +109,14 @@ Outcome Confirmation::AwaitOutcome(const WaitObserver& observer) {
     if (std::optional<Outcome> outcome = Hear(kRoundMilliseconds)) return *outcome;
     observer(seconds);
   }
+}
+
+Outcome Confirmation::AwaitUndoing(const WaitObserver& observer) {
+  for (std::uint32_t seconds = 1; seconds <= kSilenceSeconds; ++seconds) {
+    if (std::optional<Outcome> outcome = Hear(kRoundMilliseconds)) return *outcome;
+    observer(seconds);
+  }
+  return UndoHere("the watchdog says nothing");
 }
 
 }  // namespace veltrane

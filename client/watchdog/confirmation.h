@@ -57,11 +57,13 @@ class Confirmation {
   bool SaySending();
 
   // What the service answered, said once: the connection is made, and the time runs from now; an
-  // explicit refusal, or that nothing could be sent, after which the watchdog leaves; no reply, or
-  // none that can be read. The first returns false when the watchdog does not hear it any more: the
-  // outcome is then that of an undoing by this process.
+  // explicit refusal, or that nothing could be sent, after which the watchdog leaves; a refusal
+  // after the tunnel had been started, which may still come up; no reply, or none that can be read.
+  // To be said before anything is printed. The first returns false when the watchdog does not hear
+  // it any more: the outcome is then that of an undoing by this process.
   bool SayAnswered();
   void SayRefused();
+  void SayWithdrawn();
   void SayLost();
 
   // The person wants to keep the connection. Whether that was in time, the outcome says.
@@ -71,9 +73,12 @@ class Confirmation {
   // when there is none yet.
   std::optional<Outcome> Hear(std::uint32_t milliseconds);
 
-  // Waits for the outcome, which comes: the watchdog ends by its own clock. The observer is called
-  // about once a second.
+  // Waits for the outcome. The observer is called about once a second.
   Outcome AwaitOutcome(const WaitObserver& observer);
+
+  // Waits for the outcome of an undoing. A watchdog that says nothing for 60 s may have its reasons
+  // or hang, so this process then undoes the connection as well: doing it twice does no harm.
+  Outcome AwaitUndoing(const WaitObserver& observer);
 
  private:
   Confirmation(Watchdog watchdog, MadeConnection made)

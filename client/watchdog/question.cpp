@@ -15,14 +15,14 @@ constexpr std::uint32_t kRoundMilliseconds = 100;
 constexpr char kUndoing[] = "waiting until the connection has been undone";
 constexpr char kConfirming[] = "waiting for the watchdog";
 
-Outcome Await(Confirmation& confirmation, const char* what, Display& display) {
-  Outcome outcome = confirmation.AwaitOutcome(
-      [&display, what](std::uint32_t seconds) { display.ShowWait(what, seconds); });
+}  // namespace
+
+Outcome AwaitUndoing(Confirmation& confirmation, Display& display) {
+  Outcome outcome = confirmation.AwaitUndoing(
+      [&display](std::uint32_t seconds) { display.ShowWait(kUndoing, seconds); });
   display.EndWait();
   return outcome;
 }
-
-}  // namespace
 
 Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display& display) {
   const std::string question =
@@ -42,12 +42,15 @@ Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display&
     if (!typed) continue;
     if (Trimmed(*typed) == kKeepWord) {
       confirmation.SayConfirmed();
-      return Await(confirmation, kConfirming, display);
+      Outcome outcome = confirmation.AwaitOutcome(
+          [&display](std::uint32_t waited) { display.ShowWait(kConfirming, waited); });
+      display.EndWait();
+      return outcome;
     }
     display.Print(question);
   }
   display.Print("\n");
-  return Await(confirmation, kUndoing, display);
+  return AwaitUndoing(confirmation, display);
 }
 
 }  // namespace veltrane

@@ -1,6 +1,6 @@
 #pragma once
 
-// Asking at the console whether the connection is to stay.
+// Asking at the console whether the connection is to stay, and waiting for what comes of it.
 
 #include <cstdint>
 #include <string_view>
@@ -17,5 +17,8 @@ inline constexpr std::string_view kKeepWord = "keep";
 // "veltranectl confirm" in another session, or because the time is up. What was typed before is
 // thrown away. For an interactive console (platform/console_input.h) only.
 Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display& display);
+
+// Waits until the connection has been undone, and shows that it does.
+Outcome AwaitUndoing(Confirmation& confirmation, Display& display);
 
 }  // namespace veltrane

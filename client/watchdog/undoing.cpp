@@ -8,7 +8,6 @@
 #include "client/exchange/reply.h"
 #include "client/exchange/request.h"
 #include "client/text/quoting.h"
-#include "platform/clock.h"
 #include "platform/service_codes.h"
 #include "platform/service_facts.h"
 #include "tunnel/tunnel_manager.h"
@@ -16,7 +15,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint64_t kGiveUpMilliseconds = 300'000;
+constexpr int kTries = 1800;
 constexpr std::uint32_t kTryAgainMilliseconds = 2000;
 constexpr std::uint32_t kBusySeconds = 2;
 constexpr int kPolls = 30;
@@ -61,8 +60,7 @@ class Undoer {
 
   Undoing GiveUp() const {
     return {false, "the connection to " + Quoted(made_.node_id) +
-                       " could not be undone within 5 minutes, because " + problem_ + ": " +
-                       advice_};
+                       " could not be undone within an hour, because " + problem_ + ": " + advice_};
   }
 
  private:
@@ -70,7 +68,7 @@ class Undoer {
 
   // Whether there is a tunnel that the service says it has not made, and never said that it had.
   bool KnowsNothingOfIt(const std::optional<Reply>& status) const {
-    return status && status->ok && !IsConnected(*status) && !disconnected_ &&
+    return status && status->ok && !IsConnected(*status) && !disconnected_ && !made_.withdrawn &&
            (status->tunnel_running == true || ReadTunnelService() == TunnelService::kThere);
   }
 
@@ -78,10 +76,9 @@ class Undoer {
   std::optional<Undoing> Judge(const std::optional<Reply>& status) const {
     if (!status || !status->ok) return std::nullopt;
     if (IsConnected(*status)) {
-      if (status->node_id == made_.node_id) return std::nullopt;
-      return Undoing{true, (disconnected_ ? Undone() : "that connection has gone") +
-                               "; somebody has connected to " + Quoted(status->node_id) +
-                               " since, which was left alone"};
+      if (status->node_id == made_.node_id && !made_.withdrawn) return std::nullopt;
+      return Undoing{true, (disconnected_ ? Undone() + "; " : "") + "the service is connected to " +
+                               Quoted(status->node_id) + ", which was left alone"};
     }
     if (status->tunnel_running != false || ReadTunnelService() != TunnelService::kGone) {
       return std::nullopt;
@@ -152,12 +149,11 @@ class Undoer {
 
 Undoing Undo(const MadeConnection& made, const Meanwhile& meanwhile) {
   Undoer undoer(made, meanwhile);
-  const std::uint64_t give_up = UptimeMilliseconds() + kGiveUpMilliseconds;
-  for (;;) {
+  for (int tries = 0; tries < kTries; ++tries) {
     if (std::optional<Undoing> undoing = undoer.Try()) return *undoing;
-    if (UptimeMilliseconds() >= give_up) return undoer.GiveUp();
     meanwhile(kTryAgainMilliseconds);
   }
+  return undoer.GiveUp();
 }
 
 }  // namespace veltrane

@@ -12,6 +12,9 @@ namespace veltrane {
 struct MadeConnection {
   std::string node_id;
   bool any_server = false;  // trust any server on the service's pipe
+  // The service has refused it after it had started the tunnel, and taken that down as far as it
+  // could. A connection is then somebody else's, to whichever node.
+  bool withdrawn = false;
 };
 
 // What came of it, without a full stop.
@@ -24,12 +27,13 @@ struct Undoing {
 using Meanwhile = std::function<void(std::uint32_t milliseconds)>;
 
 // Disconnects, and returns when the tunnel does not run any more and its service has stopped or
-// gone. Asks the service first, and again after each disconnect: a connection to another node was
-// made by somebody else since, and is left alone; one to the same node is undone, whoever made it;
-// a reply that cannot be read is no reason to leave anything alone. While the service cannot be
-// reached, is busy or does not reply, and while the tunnel still runs, tries again every 2 s, for 5
-// minutes. Where Windows does not say how the tunnel's service is, what the service itself has said
-// for 30 s counts. `meanwhile` is called at least once a second.
+// gone. Asks the service first, and again after each disconnect: a connection to another node is
+// somebody else's, and is left alone; one to the same node is undone, whoever made it; a reply that
+// cannot be read is no reason to leave anything alone. While the service cannot be reached, is busy
+// or does not reply, and while the tunnel still runs, tries again every 2 s, 1800 times, which is
+// an hour or more of the time in which the machine is awake. Where Windows does not say how the
+// tunnel's service is, what the service itself has said for 30 s counts. `meanwhile` is called at
+// least once a second.
 Undoing Undo(const MadeConnection& made, const Meanwhile& meanwhile);
 
 }  // namespace veltrane

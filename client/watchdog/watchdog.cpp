@@ -40,7 +40,8 @@ std::string Sentence(std::string_view word, const std::string& text) {
 
 class Watcher {
  public:
-  Watcher(WatchPost post, const Watch& watch) : post_(std::move(post)), watch_(watch) {}
+  Watcher(WatchPost post, const Watch& watch)
+      : post_(std::move(post)), made_(watch.made), seconds_(watch.seconds) {}
 
   WatchEnd Run() {
     SetDeadline(kSendSeconds);
@@ -80,6 +81,10 @@ class Watcher {
 
   void HeedClient(const std::string& word) {
     if (word == kWordLost) return End();
+    if (word == kWordWithdrawn) {
+      made_.withdrawn = true;
+      return End();
+    }
     if (word == kWordRefused) end_ = WatchEnd::kRefused;
     if (word == kWordConfirmed) Confirm();
     if (word == kWordSending && !sent_) {
@@ -89,7 +94,7 @@ class Watcher {
     }
     if (word == kWordAnswered && !answered_) {
       sent_ = answered_ = true;
-      SetDeadline(watch_.seconds);
+      SetDeadline(seconds_);
     }
   }
 
@@ -113,7 +118,7 @@ class Watcher {
 
   void UndoNow() {
     const Undoing undoing =
-        Undo(watch_.made, [this](std::uint32_t milliseconds) { TurnAway(milliseconds); });
+        Undo(made_, [this](std::uint32_t milliseconds) { TurnAway(milliseconds); });
     end_ = undoing.undone ? WatchEnd::kUndone : WatchEnd::kNotUndone;
     post_.Tell(Sentence(undoing.undone ? kWordUndone : kWordFailed, undoing.text));
   }
@@ -130,7 +135,8 @@ class Watcher {
   }
 
   WatchPost post_;
-  const Watch watch_;
+  MadeConnection made_;
+  const std::uint32_t seconds_;
   std::uint64_t deadline_ = 0;
   bool sent_ = false;
   bool answered_ = false;

@@ -9,10 +9,13 @@
 //                      failed TEXT     it cannot
 //   sending                            the request is about to be sent, and nothing was before
 //                      watching        the watchdog knows: every end from now on is undone
-//   answered                           the service has made the connection: the deadline counts
+//   answered                           the connection is made: the time runs from now
 //   refused                            the service has refused: the watchdog leaves, undoing
-//   nothing lost                               whether there is a connection is unknown: undo it
-//   now confirmed                          keep it
+//   nothing withdrawn                          it has refused after it had started the tunnel: undo
+//   what
+//                                      may still come up of that
+//   lost                               whether there is a connection is unknown: undo it now
+//   confirmed                          keep it
 //                      confirmed       it stays
 //                      undone TEXT     the connection has been undone, and what is left
 //                      failed TEXT     it could not be undone, and what to do
@@ -37,6 +40,7 @@ inline constexpr std::string_view kWordSending = "sending";
 inline constexpr std::string_view kWordWatching = "watching";
 inline constexpr std::string_view kWordAnswered = "answered";
 inline constexpr std::string_view kWordRefused = "refused";
+inline constexpr std::string_view kWordWithdrawn = "withdrawn";
 inline constexpr std::string_view kWordLost = "lost";
 inline constexpr std::string_view kWordConfirmed = "confirmed";
 inline constexpr std::string_view kWordUndone = "undone";

@@ -68,6 +68,8 @@ LRESULT CALLBACK SessionEnd::Receive(HWND window, UINT message, WPARAM wparam, L
       SetEvent(self->must_end_.get());
       return 0;
     case kLeave:
+      // Anybody in the session may send it.
+      if (WaitForSingleObject(self->done_.get(), 0) != WAIT_OBJECT_0) return 0;
       ShutdownBlockReasonDestroy(window);
       PostQuitMessage(0);
       return 0;

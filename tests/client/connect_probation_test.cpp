@@ -66,6 +66,48 @@ TEST_F(ConnectOnProbation, ARefusalLeavesNothingToUndo) {
   EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "refused"}));
 }
 
+constexpr char kDefaultRouteRefusal[] =
+    R"({"ok":false,"error":"poc_default_route_detected","message":"a default route"})";
+constexpr char kRouteLostRefusal[] =
+    R"({"ok":false,"error":"admin_bypass_failed","message":"lost",)"
+    R"("admin_bypass":{"failure_reason":"route_verify_after_tunnel_failed"}})";
+constexpr char kRouteRefusal[] =
+    R"({"ok":false,"error":"admin_bypass_failed","message":"not added",)"
+    R"("admin_bypass":{"failure_reason":"route_verify_failed"}})";
+
+TEST_F(ConnectOnProbation, ARefusalAfterTheTunnelWasStartedIsWatchedUntilItIsGone) {
+  InstallService(simulated::kRunning);
+  side.watchdogs.answers["withdrawn"] = {"undone there is no connection any more"};
+  for (const char* reply : {kDefaultRouteRefusal, kRouteLostRefusal}) {
+    side.watchdogs.heard.clear();
+    ScriptedServer other(reply);
+    EXPECT_EQ(ConnectAndConfirm(), 1);
+    EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "withdrawn"}));
+  }
+}
+
+TEST_F(ConnectOnProbation, ARefusalWhoseTunnelCannotBeStoppedIsSaid) {
+  InstallService(simulated::kRunning);
+  side.watchdogs.answers["withdrawn"] = {"failed it could not be undone: do this"};
+  ScriptedServer other(kDefaultRouteRefusal);
+  EXPECT_EQ(ConnectAndConfirm(), 9);
+  EXPECT_EQ(LastError(), "veltranectl: it could not be undone: do this\n");
+}
+
+TEST_F(ConnectOnProbation, ARefusalBeforeTheTunnelWasStartedLeavesNothingToUndo) {
+  InstallService(simulated::kRunning);
+  ScriptedServer other(kRouteRefusal);
+  EXPECT_EQ(ConnectAndConfirm(), 1);
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "refused"}));
+}
+
+TEST_F(ConnectOnProbation, AnObjectThatIsNeitherAnAnswerNorARefusalIsUndone) {
+  InstallService(simulated::kRunning);
+  ScriptedServer other(R"({"phase":"connected"})");
+  EXPECT_EQ(ConnectAndConfirm(), 8);
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "lost"}));
+}
+
 TEST_F(ConnectOnProbation, ARequestThatWasNotSentLeavesNothingToUndo) {
   InstallService();
   EXPECT_EQ(ConnectAndConfirm(), 4);

@@ -84,8 +84,7 @@ happen_nothing() {
 }
 happen_other() {
   connect_to berlin
-  told='undone that connection has gone; somebody has connected to "berlin" since, which was left'
-  told+=' alone'
+  told='undone the service is connected to "berlin", which was left alone'
   runs=true
 }
 happen_restart() {

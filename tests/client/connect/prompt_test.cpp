@@ -55,6 +55,14 @@ TEST_F(ThisPrompt, IsReachedOverSshFromSomewhere) {
   EXPECT_EQ(prompt.connections, Subjects());
 }
 
+TEST_F(ThisPrompt, IsReachedOverSshThoughTheVariableHasBeenCleared) {
+  for (const wchar_t* host : {L"sshd.exe", L"SSHD-session.exe"}) {
+    side.ancestors = {{L"cmd.exe", host, L"services.exe"}};
+    EXPECT_TRUE(ReadPrompt({}).over_ssh);
+    EXPECT_EQ(ReadPrompt({}).connections, Subjects());
+  }
+}
+
 TEST_F(ThisPrompt, IsReachedOverPowerShellRemoting) {
   ConnectOverWinRm();
   EXPECT_EQ(ReadPrompt({}).over_winrm, true);

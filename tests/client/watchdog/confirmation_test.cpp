@@ -158,6 +158,26 @@ TEST_F(Confirmations, UndoThemselvesWhatIsMadeAfterTheEndOfTheWatchdog) {
   EXPECT_FALSE(TunnelRuns());
 }
 
+TEST_F(Confirmations, UndoThemselvesWhenTheWatchdogIsSilentForAMinute) {
+  StartService();
+  ConnectTo("office");
+  Confirmation confirmation = Arm();
+  Expect(confirmation.AwaitUndoing([](std::uint32_t) {}), OutcomeKind::kUndone,
+         "the watchdog says nothing; the connection to \"office\" has been undone");
+  EXPECT_FALSE(TunnelRuns());
+  EXPECT_DOUBLE_EQ(Seconds(), 60);
+}
+
+TEST_F(Confirmations, LeaveAloneWhatIsNotTheirsAfterARefusalThatCameLate) {
+  StartService();
+  ConnectTo("office");
+  Confirmation confirmation = Arm();
+  confirmation.SayWithdrawn();
+  EXPECT_EQ(side.watchdogs.heard, Texts{"withdrawn"});
+  Expect(confirmation.AwaitUndoing([](std::uint32_t) {}), OutcomeKind::kUndone,
+         "the watchdog says nothing; the service is connected to \"office\", which was left alone");
+}
+
 // Tests of the question at the console.
 class Questions : public Confirmations {
  protected:

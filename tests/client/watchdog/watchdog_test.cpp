@@ -65,6 +65,23 @@ TEST_F(Watching, EndsWithARefusalAndUndoesNothing) {
   EXPECT_TRUE(TunnelRuns());
 }
 
+TEST_F(Watching, UndoesWhatMayStillComeUpAfterARefusalThatCameLate) {
+  server.SetPhase(kPhaseDisconnected);  // the tunnel runs on
+  Say(5, "withdrawn");
+  EXPECT_EQ(Watch(), WatchEnd::kUndone);
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", kUndone}));
+  EXPECT_FALSE(TunnelRuns());
+}
+
+TEST_F(Watching, LeavesAConnectionAloneAfterARefusalThatCameLate) {
+  Say(5, "withdrawn");
+  EXPECT_EQ(Watch(), WatchEnd::kUndone);
+  EXPECT_EQ(side.watchdogs.told,
+            (Texts{"armed", "watching",
+                   "undone the service is connected to \"office\", which was left alone"}));
+  EXPECT_TRUE(TunnelRuns());
+}
+
 TEST_F(Watching, CountsFromTheAnswerHoweverLateThatIs) {
   Say(159, "answered");
   EXPECT_EQ(Watch(), WatchEnd::kUndone);

@@ -30,3 +30,5 @@ target_sources(client_tests PRIVATE
 # Windows.
 target_sources(contract_tests PRIVATE
   tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)
+
+include(Simulation)

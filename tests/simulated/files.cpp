@@ -110,7 +110,8 @@ std::vector<AccessSet> Files::AccessSets() const {
 
 int Files::OpenStreams() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return open_streams_;
+  return static_cast<int>(std::count_if(streams_.begin(), streams_.end(),
+                                        [](const Stream* stream) { return stream->open; }));
 }
 
 void Files::DenyOpen(const std::wstring& path) {
@@ -149,8 +150,8 @@ Files::Stream* Files::Open(const std::wstring& path) {
   if (!Shares(*node, kShareWrite)) return nullptr;
   node->bytes.clear();
   ++node->uses;
-  ++open_streams_;
   auto* stream = new Stream;
+  streams_.insert(stream);
   stream->path = path;
   stream->node = std::move(node);
   return stream;
@@ -179,9 +180,23 @@ bool Files::Close(Stream& stream) {
   if (!stream.open) Die("an output file was closed twice");
   stream.open = false;
   --stream.node->uses;
-  --open_streams_;
   PutIntoFile(stream, std::exchange(stream.kept, {}));
   return !stream.failed;
+}
+
+void Files::Free(Stream* stream) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  streams_.erase(stream);
+  delete stream;
+}
+
+void Files::CloseAll() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (Stream* stream : streams_) {
+    if (stream->open) --stream->node->uses;
+    delete stream;
+  }
+  streams_.clear();
 }
 
 std::uint32_t Files::WhyMissing(const std::wstring& path) const {

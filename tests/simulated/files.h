@@ -91,6 +91,8 @@ class Files {
   void Write(Stream& stream, std::string_view bytes);
   void SpoilStream(Stream& stream, bool lose_kept);  // Close will answer false
   bool Close(Stream& stream);
+  void Free(Stream* stream);
+  void CloseAll();  // what the streams have kept back is lost
 
   // 0 when something is at this path, else the Win32 error: 2, or 3 without the folder above.
   std::uint32_t WhyMissing(const std::wstring& path) const;
@@ -117,7 +119,7 @@ class Files {
   std::map<std::wstring, std::shared_ptr<Node>> nodes_;
   std::set<std::wstring> denied_;
   std::vector<AccessSet> access_sets_;
-  int open_streams_ = 0;
+  std::set<Stream*> streams_;  // open and closed
 };
 
 }  // namespace veltrane::simulated

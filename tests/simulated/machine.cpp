@@ -32,4 +32,14 @@ Machine& Machine::Current() {
   return *machine;
 }
 
+void Machine::EndProcess() {
+  services.CloseAll();
+  files.CloseAll();
+  pipes.CloseAll();
+  libraries.FreeAll();
+  security.ForgetRecords();
+  service_host.EndProcess();
+  console.Install(nullptr);
+}
+
 }  // namespace veltrane::simulated

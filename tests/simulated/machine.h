@@ -64,6 +64,13 @@ class Machine {
   // The machine that exists; dies when there is none.
   static Machine& Current();
 
+  // The program's process has ended, wherever its threads were: closes what it had open, as Windows
+  // does. For programs whose threads never come back from the call that they are in.
+  void EndProcess();
+
+  // From now on the conductor decides (see Conductor); null: nobody.
+  void Conduct(Conductor* conductor) { core_.conductor = conductor; }
+
   // Short forms of the members of `calls`.
   std::vector<std::string> Changes() const { return calls.Changes(); }
   void Fail(const std::string& name, std::size_t nth, std::uint32_t status) {

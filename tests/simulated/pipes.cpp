@@ -28,6 +28,16 @@ std::size_t Pipes::OpenInstances() const {
   return instances_.size();
 }
 
+std::string Pipes::LastRead() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return last_read_;
+}
+
+std::string Pipes::LastWritten() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return last_written_;
+}
+
 void Pipes::WaitUntilServerWaits() {
   std::unique_lock<std::mutex> lock(core_.mutex);
   core_.Await(lock, "a pipe server to wait for a client", [this] {
@@ -78,6 +88,7 @@ std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffe
   if (connection->to_server.empty()) return std::nullopt;
   std::string& message = connection->to_server.front();
   const std::size_t size = message.copy(buffer.data(), buffer.size());
+  last_read_.assign(buffer.data(), size);
   if (size < message.size()) {
     message.erase(0, size);
     return std::nullopt;
@@ -88,6 +99,7 @@ std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffe
 
 void Pipes::Write(Instance& instance, std::string_view bytes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  last_written_ = bytes;
   if (instance.connection == nullptr || !instance.connection->client_open) return;
   instance.connection->to_client.emplace_back(bytes);
   core_.changed.notify_all();
@@ -114,6 +126,15 @@ void Pipes::Close(Instance* instance) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   if (instance->connection != nullptr) instance->connection->server_open = false;
   std::erase_if(instances_, [instance](const auto& other) { return other.get() == instance; });
+  core_.changed.notify_all();
+}
+
+void Pipes::CloseAll() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (const auto& instance : instances_) {
+    if (instance->connection != nullptr) instance->connection->server_open = false;
+  }
+  instances_.clear();
   core_.changed.notify_all();
 }
 

@@ -39,6 +39,11 @@ class Pipes {
   // The instances that are open, of all names.
   std::size_t OpenInstances() const;
 
+  // What the program has read last, and what it has written last, whether or not there was a client
+  // to receive it.
+  std::string LastRead() const;
+  std::string LastWritten() const;
+
   // Waits until a thread of the program is blocked in WaitForClient (see kPatience), so that the
   // next client is served by that wait.
   void WaitUntilServerWaits();
@@ -63,6 +68,7 @@ class Pipes {
   void Flush(Instance& instance);
   void Disconnect(Instance& instance);
   void Close(Instance* instance);
+  void CloseAll();
 
   // For a server that waits for other things too, and so never blocks here.
   bool IsServed(const std::wstring& name) const;
@@ -95,6 +101,8 @@ class Pipes {
   Core& core_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::vector<CreatedPipe> created_;
+  std::string last_read_;
+  std::string last_written_;
 };
 
 }  // namespace veltrane::simulated

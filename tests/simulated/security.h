@@ -43,6 +43,7 @@ class Security {
 
   // For the boundary functions.
   void CountRecord(bool made);
+  void ForgetRecords();
 
  private:
   Core& core_;

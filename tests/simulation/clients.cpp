@@ -1,0 +1,74 @@
+// The clients of a day, and which of the program's calls fail.
+
+#include "tests/simulated/pipe_client.h"
+#include "tests/simulation/day.h"
+#include "tests/simulation/failures.h"
+
+namespace veltrane::simulation {
+namespace {
+
+constexpr int kAttempts = 20;
+constexpr std::uint32_t kBetweenAttempts = 50;  // milliseconds
+
+// The beginning of a text, without what would break a line.
+std::string Beginning(const std::string& text) {
+  std::string told;
+  for (const char c : text.substr(0, 400)) {
+    told += c >= ' ' && c <= '~' ? std::string(1, c)
+                                 : "\\" + std::to_string(static_cast<unsigned char>(c));
+  }
+  return told;
+}
+
+}  // namespace
+
+void Day::BeAClient(int number) {
+  for (;;) {
+    Pause(random_.Pick(std::initializer_list<std::uint32_t>{0, 1, 50, 300, 1000, 4000}));
+    Converse(number);
+  }
+}
+
+void Day::Converse(int number) {
+  const std::string who = "client " + std::to_string(number);
+  simulated::PipeClient client;
+  for (int attempt = 0; client.TryConnect() != 0; ++attempt) {
+    if (attempt == kAttempts) return;
+    Pause(kBetweenAttempts);
+  }
+  baton_.Yield();
+  if (random_.OneIn(20)) {
+    story_.Tell(Who(who), "connects and goes");
+    return;
+  }
+  if (random_.OneIn(20)) Pause(random_.Below(3000));
+  const std::string request = random_.OneIn(6) ? requests_.Odd() : requests_.WellFormed();
+  story_.Tell(Who(who), "sends " + std::to_string(request.size()) + " " + Beginning(request));
+  client.Send(request);
+  if (random_.OneIn(20)) {
+    story_.Tell(Who(who), "goes without the reply");
+    return;
+  }
+  if (random_.OneIn(30)) {
+    story_.Tell(Who(who), "does not read");
+    Pause(random_.Below(5000));
+    return;
+  }
+  const std::string reply = client.ReceiveAll();
+  story_.Tell(Who(who), "receives " + Beginning(reply));
+}
+
+std::optional<std::uint32_t> Day::Failure(const Thread& thread, const std::string& name) {
+  const bool struck = random_.OneIn(weather_.failure) || name == outage_;
+  if (!struck) return std::nullopt;
+  // What the process has once read for good must be what the rules expect.
+  const bool converts = name == "ParseIpv4" || name == "FormatIpv4" || name == "WideToUtf8";
+  if (converts && (!watcher_.KnowsOwnAddresses() || thread.role != Role::kPipe))
+    return std::nullopt;
+  for (const FailingCall& call : FailingCalls()) {
+    if (call.name == name) return random_.Pick(call.statuses);
+  }
+  return std::nullopt;
+}
+
+}  // namespace veltrane::simulation

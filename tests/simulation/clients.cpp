@@ -13,7 +13,7 @@ constexpr std::uint32_t kBetweenAttempts = 50;  // milliseconds
 // The beginning of a text, without what would break a line.
 std::string Beginning(const std::string& text) {
   std::string told;
-  for (const char c : text.substr(0, 400)) {
+  for (const char c : text.substr(0, 4000)) {
     told += c >= ' ' && c <= '~' ? std::string(1, c)
                                  : "\\" + std::to_string(static_cast<unsigned char>(c));
   }
@@ -23,14 +23,29 @@ std::string Beginning(const std::string& text) {
 }  // namespace
 
 void Day::BeAClient(int number) {
+  const std::string who = "client " + std::to_string(number);
+  const auto pause = [this] {
+    Pause(weather_.leisure *
+          random_.Pick(std::initializer_list<std::uint32_t>{0, 1, 50, 300, 1000, 4000}));
+  };
   for (;;) {
-    Pause(random_.Pick(std::initializer_list<std::uint32_t>{0, 1, 50, 300, 1000, 4000}));
-    Converse(number);
+    pause();
+    if (random_.OneIn(2)) {
+      Converse(who, random_.OneIn(4) ? requests_.Odd() : requests_.WellFormed());
+      continue;
+    }
+    // A client that does as docs/protocol.md says.
+    Converse(who, requests_.Disconnect());
+    Converse(who, requests_.Connect());
+    for (std::uint32_t i = random_.Below(4); i > 0; --i) {
+      pause();
+      Converse(who, requests_.Status());
+    }
+    if (!random_.OneIn(4)) Converse(who, requests_.Disconnect());
   }
 }
 
-void Day::Converse(int number) {
-  const std::string who = "client " + std::to_string(number);
+void Day::Converse(const std::string& who, const std::string& request) {
   simulated::PipeClient client;
   for (int attempt = 0; client.TryConnect() != 0; ++attempt) {
     if (attempt == kAttempts) return;
@@ -42,7 +57,6 @@ void Day::Converse(int number) {
     return;
   }
   if (random_.OneIn(20)) Pause(random_.Below(3000));
-  const std::string request = random_.OneIn(6) ? requests_.Odd() : requests_.WellFormed();
   story_.Tell(Who(who), "sends " + std::to_string(request.size()) + " " + Beginning(request));
   client.Send(request);
   if (random_.OneIn(20)) {

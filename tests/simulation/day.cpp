@@ -20,7 +20,9 @@ Day::Weather Day::MakeWeather(Random& random) {
           .outage = often({0, 0, 3000, 1000}),
           .slowness = often({0, 1000, 100, 20}),
           .stop = often({0, 4000, 1000}),
-          .crash = often({0, 6000, 2000})};
+          .crash = often({0, 6000, 2000}),
+          .refusal = often({0, 0, 5000}),
+          .leisure = often({1, 3, 10})};
 }
 
 Day::Day(std::uint64_t seed)
@@ -88,6 +90,7 @@ void Day::LetThingsHappen() {
     if (random_.OneIn(8)) BeginProcess();
     return;
   }
+  if (random_.OneIn(weather_.refusal)) process_.RefuseNextThread();
   if (!stop_is_on_its_way_ && random_.OneIn(weather_.stop)) Stop();
   if (random_.OneIn(weather_.crash)) {
     EndProcess("is killed");
@@ -123,7 +126,7 @@ void Day::BeginProcess() {
   story_.Tell(Who("program"), "begins with " + simulated::Narrow(arguments[0]) + environment);
   watcher_.OnBegin();
   process_.Begin(arguments);
-  if (random_.OneIn(40)) process_.RefuseNextThread();
+  if (random_.OneIn(60)) process_.RefuseNextThread();
 }
 
 void Day::EndProcess(const std::string& how) {

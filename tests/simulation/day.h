@@ -44,6 +44,8 @@ class Day : private simulated::Conductor {
     std::uint32_t slowness;
     std::uint32_t stop;
     std::uint32_t crash;
+    std::uint32_t refusal;
+    std::uint32_t leisure;  // how much longer the clients pause
   };
 
   std::optional<std::uint32_t> AtCall(const std::string& name, const std::string& text) override;
@@ -61,7 +63,7 @@ class Day : private simulated::Conductor {
   void Break(const std::string& broken);
 
   void BeAClient(int number);
-  void Converse(int number);
+  void Converse(const std::string& who, const std::string& request);
   void Pause(std::uint32_t milliseconds);
   std::string Who(const std::string& name) const;
 

@@ -112,7 +112,7 @@ struct EndFacts {
   std::optional<ExchangeFacts> served;  // the request that was being served
   bool passive_guard = false;           // the setting that forbids changes before a connect
   bool existence_unknown = false;       // the test for active.conf failed on that thread
-  bool thread_refused = false;          // a thread could not be made just before
+  bool thread_refused = false;          // a thread that this one wanted to make
   bool stop_waits = false;              // a stop waits for the pipe thread
   int service_handles = 0;
   int streams = 0;

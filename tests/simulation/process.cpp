@@ -87,7 +87,7 @@ void Process::Begin(const std::vector<std::wstring>& arguments) {
   for (const std::wstring& argument : arguments_) argv_.push_back(argument.c_str());
   lives_ = true;
   refuses_thread_ = false;
-  has_refused_ = false;
+  refused_.clear();
   end_.reset();
   baton_.Start(Role::kMain, "main", [this] {
     const int code = RunCommandLine(static_cast<int>(argv_.size()), argv_.data());
@@ -105,7 +105,7 @@ void Process::Kill() {
 std::optional<Process::End> Process::TakeEnd() { return std::exchange(end_, std::nullopt); }
 
 bool Process::TakeRefusal() {
-  has_refused_ = has_refused_ || refuses_thread_;
+  if (refuses_thread_) refused_ = baton_.Running()->name;
   return std::exchange(refuses_thread_, false);
 }
 

@@ -42,10 +42,10 @@ class Process {
   };
   std::optional<End> TakeEnd();
 
-  // Makes the next thread that the program makes fail.
+  // Makes the next thread fail that the program itself makes.
   void RefuseNextThread() { refuses_thread_ = true; }
   bool TakeRefusal();
-  bool HasRefused() const { return has_refused_; }
+  const std::string& Refused() const { return refused_; }  // the thread that wanted one
 
   // For the program's threads.
   [[noreturn]] void EndBy(const std::string& by);
@@ -63,7 +63,7 @@ class Process {
   std::optional<End> end_;
   bool lives_ = false;
   bool refuses_thread_ = false;
-  bool has_refused_ = false;
+  std::string refused_;
 };
 
 }  // namespace veltrane::simulation

@@ -127,6 +127,14 @@ std::string SettingOf(const Machine& machine, const std::wstring& name) {
   return StoredSettingOf(machine, RegistryRoot::kCurrentUser, simulated::kUserEnvironmentKey, name);
 }
 
+bool MayBeOn(const Machine& machine, const std::wstring& name, bool unreadable) {
+  if (IsOn(SettingOf(machine, name))) return true;
+  if (!unreadable) return false;
+  return IsOn(MachineSettingOf(machine, name)) ||
+         IsOn(StoredSettingOf(machine, RegistryRoot::kCurrentUser, simulated::kUserEnvironmentKey,
+                              name));
+}
+
 std::string MachineSettingOf(const Machine& machine, const std::wstring& name) {
   return StoredSettingOf(machine, RegistryRoot::kLocalMachine, simulated::kMachineEnvironmentKey,
                          name);

@@ -17,6 +17,10 @@ Promise PromiseFor(const simulated::Machine& machine, const std::string& request
 
 // The value of a setting: of the process, else of the machine, else of the user.
 std::string SettingOf(const simulated::Machine& machine, const std::wstring& name);
+
+// Whether a switch is on; and, where a scope may have been unreadable and so counted as empty, in
+// any of them.
+bool MayBeOn(const simulated::Machine& machine, const std::wstring& name, bool unreadable);
 std::string MachineSettingOf(const simulated::Machine& machine, const std::wstring& name);
 
 // The machine's own public addresses.

@@ -52,15 +52,19 @@ std::string Requests::Connect() {
   return Object(members);
 }
 
+std::string Requests::Status() { return Object({Member("op", "status")}); }
+
+std::string Requests::Disconnect() { return Object({Member("op", "disconnect")}); }
+
 std::string Requests::WellFormed() {
   switch (random_.Below(10)) {
     case 0:
     case 1:
-      return Object({Member("op", "status")});
+      return Status();
     case 2:
     case 3:
     case 4:
-      return Object({Member("op", "disconnect")});
+      return Disconnect();
     case 5:
       nonce_ = random_.Pick(kNonces);
       return Object({Member("op", "register_session"), Member("session_nonce", nonce_)});

@@ -12,14 +12,16 @@ class Requests {
  public:
   explicit Requests(Random& random) : random_(random) {}
 
-  // A request of a client that knows the protocol.
+  // Requests of clients that know the protocol: one of an operation, or of any.
+  std::string Status();
+  std::string Connect();
+  std::string Disconnect();
   std::string WellFormed();
 
   // Anything else: what a broken, old or hostile client may send.
   std::string Odd();
 
  private:
-  std::string Connect();
   std::string Damaged(std::string request);
 
   Random& random_;

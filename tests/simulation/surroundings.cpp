@@ -50,6 +50,10 @@ Surroundings::Surroundings(simulated::Machine& machine, Random& random)
   machine_.routes.AddPhysicalNetwork();
   machine_.routes.AddAdapterAddress("198.51.100.200");
   names_tunnel_ = random_.OneIn(4);
+  for (const WideTexts& values : kValues) {
+    const std::uint32_t seldom = random_.Pick(std::initializer_list<std::uint32_t>{0, 1, 1, 4});
+    habits_.push_back({seldom, random_.Pick(values)});
+  }
   machine_.services.OnRunning([this](const std::wstring& name) {
     if (name == kTunnel) BringTunnelUp();
   });
@@ -111,8 +115,8 @@ std::string Surroundings::MakeEnvironment() {
   std::string told;
   for (std::size_t i = 0; i < kNames.size(); ++i) {
     machine_.environment.UnsetProcess(kNames[i]);
-    if (!random_.OneIn(4)) continue;
-    const std::wstring value = random_.Pick(kValues[i]);
+    if (!random_.OneIn(habits_[i].seldom)) continue;
+    const std::wstring value = random_.OneIn(3) ? random_.Pick(kValues[i]) : habits_[i].favourite;
     machine_.environment.SetProcess(kNames[i], value);
     told += " " + Text(kNames[i]) + "=" + Text(value);
   }

@@ -50,6 +50,12 @@ class Surroundings {
 
   simulated::Machine& machine_;
   Random& random_;
+  struct Habit {           // of whoever sets a variable
+    std::uint32_t seldom;  // set at one start of the program in so many; 0: never
+    std::wstring favourite;
+  };
+
+  std::vector<Habit> habits_;  // one a variable
   bool odd_modes_ = false;
   bool holds_service_ = false;
   bool names_tunnel_ = false;  // the tunnel's adapter has a name that says so

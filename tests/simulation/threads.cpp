@@ -60,7 +60,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     return Real<decltype(pthread_create)>("pthread_create")(thread, attributes, start, argument);
   }
   const Role role = veltrane::simulation::RoleOfChild(baton->Running()->role);
-  if (Process::Current()->TakeRefusal()) return EAGAIN;
+  const bool is_own = role == Role::kPipe || role == Role::kTimer;  // and not of the system
+  if (is_own && Process::Current()->TakeRefusal()) return EAGAIN;
   *thread = baton->Start(role, RoleText(role), [start, argument] { start(argument); });
   return 0;
 }

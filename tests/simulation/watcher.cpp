@@ -289,10 +289,10 @@ std::string Watcher::OnEnd(const Process::End& end) {
   facts.arguments = process_.Arguments();
   facts.other_threads = baton_.Count() - baton_.Count(Role::kActor) - 1;
   facts.served = exchange_;
-  facts.passive_guard =
-      IsOn(SettingOf(machine_, L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP"));
+  facts.passive_guard = MayBeOn(machine_, L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
+                                exchange_ && exchange_->failures);
   facts.existence_unknown = existence_unknown_ == end.thread;
-  facts.thread_refused = process_.HasRefused();
+  facts.thread_refused = process_.Refused() == end.thread;
   facts.stop_waits = stop_waits_;
   facts.service_handles = machine_.services.OpenHandles();
   facts.streams = machine_.files.OpenStreams();

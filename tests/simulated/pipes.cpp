@@ -28,6 +28,11 @@ std::size_t Pipes::OpenInstances() const {
   return instances_.size();
 }
 
+std::size_t Pipes::Reads() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return reads_;
+}
+
 std::string Pipes::LastRead() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   return last_read_;
@@ -88,11 +93,12 @@ std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffe
   if (connection->to_server.empty()) return std::nullopt;
   std::string& message = connection->to_server.front();
   const std::size_t size = message.copy(buffer.data(), buffer.size());
-  last_read_.assign(buffer.data(), size);
   if (size < message.size()) {
     message.erase(0, size);
     return std::nullopt;
   }
+  ++reads_;
+  last_read_.assign(buffer.data(), size);
   connection->to_server.pop_front();
   return size;
 }

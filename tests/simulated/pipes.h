@@ -41,6 +41,7 @@ class Pipes {
 
   // What the program has read last, and what it has written last, whether or not there was a client
   // to receive it.
+  std::size_t Reads() const;  // how many messages it has read
   std::string LastRead() const;
   std::string LastWritten() const;
 
@@ -101,6 +102,7 @@ class Pipes {
   Core& core_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::vector<CreatedPipe> created_;
+  std::size_t reads_ = 0;
   std::string last_read_;
   std::string last_written_;
 };

@@ -166,6 +166,16 @@ void Baton::NeverReturn() {
   simulated::Die("a thread was resumed that had been left");
 }
 
+bool Baton::Join(std::uint64_t id) {
+  for (const auto& thread : threads_) {
+    if (thread->joined == id) return false;
+  }
+  running_->joined = id;
+  WaitUntil([this, id] { return HasEnded(id); });
+  running_->joined = 0;
+  return true;
+}
+
 bool Baton::HasEnded(std::uint64_t id) const {
   return std::none_of(threads_.begin(), threads_.end(),
                       [id](const auto& thread) { return thread->id == id && !thread->done; });

@@ -60,6 +60,7 @@ struct Thread {
   std::function<void()> body;
   std::function<bool()> awaited;         // waits for this
   std::optional<std::int64_t> deadline;  // or sleeps until then, in UTC ticks
+  std::uint64_t joined = 0;              // waits for the end of this one
   bool done = false;
   ExceptionState exceptions;
   ucontext_t context{};
@@ -113,6 +114,7 @@ class Baton {
    private:
     Baton& baton_;
   };
+  bool Join(std::uint64_t id);  // false when another thread waits for that one
   bool HasEnded(std::uint64_t id) const;
 
  private:

@@ -47,6 +47,42 @@ std::string NoCallCarriesAKey(const CallFacts& call) {
   return call.text.find(kSecret) == std::string::npos ? "" : "a call carries a key: " + call.text;
 }
 
+std::string StatesFollowTheirOrder(const CallFacts& call) {
+  static const std::vector<std::uint32_t> kOrder = {2, 4, 3, 1};
+  const bool follows = call.states.size() <= kOrder.size() &&
+                       std::equal(call.states.begin(), call.states.end(), kOrder.begin());
+  return follows ? "" : "the service went on to state " + std::to_string(call.states.back());
+}
+
+// A connect that is being served when the service is stopped may start one of its own, which ends
+// with the server (docs/architecture.md).
+std::string AStoppedServiceHasNoTimer(const CallFacts& call) {
+  if (call.text != "ReportServiceStatus 1" || !call.timer_outlives_stop) return "";
+  return "the service has stopped, and a timer runs";
+}
+
+std::string TheTunnelIsGivenTimeToStop(const CallFacts& call) {
+  constexpr int kPolls = 15;
+  if (call.name != "Service.Delete" || call.tunnel_stopped || call.polls == kPolls) return "";
+  return call.serves ? "deleted after " + std::to_string(call.polls) + " looks at its state" : "";
+}
+
+std::string TheStartIsReportedAsItWas(const CallFacts& call) {
+  if (call.name != "PrintOutput" || call.text.find("passive startup report") == std::string::npos) {
+    return "";
+  }
+  const auto says = [&call](const std::string& member) {
+    return call.text.find("\"" + member) != std::string::npos;
+  };
+  const bool passive =
+      says("startup_passive\":true") && says("startup_route_mutation_count\":0,") &&
+      says("startup_tunnel_started\":false") && says("startup_config_written\":false");
+  if (!passive) return "the start was not passive: " + call.text;
+  const std::string running = call.tunnel_running ? "true" : "false";
+  if (!call.undisturbed || says("leftover_tunnel_service_running\":" + running)) return "";
+  return "the tunnel runs: " + running + ", but " + call.text;
+}
+
 const std::vector<Invariant<CallFacts>>& CallInvariants() {
   static const std::vector<Invariant<CallFacts>> invariants = {
       {"OnlyRecordedRoutesAreDeleted", OnlyRecordedRoutesAreDeleted},
@@ -54,6 +90,10 @@ const std::vector<Invariant<CallFacts>>& CallInvariants() {
       {"OnlyRequestsAndTimersChangeTheMachine", OnlyRequestsAndTimersChangeTheMachine},
       {"TheTimerWaitsItsTime", TheTimerWaitsItsTime},
       {"NoCallCarriesAKey", NoCallCarriesAKey},
+      {"StatesFollowTheirOrder", StatesFollowTheirOrder},
+      {"AStoppedServiceHasNoTimer", AStoppedServiceHasNoTimer},
+      {"TheTunnelIsGivenTimeToStop", TheTunnelIsGivenTimeToStop},
+      {"TheStartIsReportedAsItWas", TheStartIsReportedAsItWas},
   };
   return invariants;
 }

@@ -3,6 +3,7 @@
 #include "tests/simulated/pipe_client.h"
 #include "tests/simulation/day.h"
 #include "tests/simulation/failures.h"
+#include "tests/simulation/invariants.h"
 
 namespace veltrane::simulation {
 namespace {
@@ -51,6 +52,7 @@ void Day::Converse(const std::string& who, const std::string& request) {
     if (attempt == kAttempts) return;
     Pause(kBetweenAttempts);
   }
+  const std::uint64_t troubles = troubles_;
   baton_.Yield();
   if (random_.OneIn(20)) {
     story_.Tell(Who(who), "connects and goes");
@@ -70,6 +72,9 @@ void Day::Converse(const std::string& who, const std::string& request) {
   }
   const std::string reply = client.ReceiveAll();
   story_.Tell(Who(who), "receives " + Beginning(reply));
+  Break(Judge(ConversationInvariants(), ConversationFacts{.size = request.size(),
+                                                          .has_reply = !reply.empty(),
+                                                          .disturbed = troubles != troubles_}));
 }
 
 std::optional<std::uint32_t> Day::Failure(const Thread& thread, const std::string& name) {

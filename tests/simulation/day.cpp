@@ -91,7 +91,8 @@ void Day::LetThingsHappen() {
     return;
   }
   if (random_.OneIn(weather_.refusal)) process_.RefuseNextThread();
-  if (!stop_is_on_its_way_ && random_.OneIn(weather_.stop)) Stop();
+  const bool takes_stops = watcher_.IsRunning() || process_.Arguments()[0] == L"--console";
+  if (takes_stops && !stop_is_on_its_way_ && random_.OneIn(weather_.stop)) Stop();
   if (random_.OneIn(weather_.crash)) {
     EndProcess("is killed");
     if (!random_.OneIn(3)) return;
@@ -131,6 +132,7 @@ void Day::BeginProcess() {
 
 void Day::EndProcess(const std::string& how) {
   story_.Tell(Who("program"), how);
+  ++troubles_;
   process_.Kill();
   machine_.EndProcess();
   watcher_.OnGone();
@@ -147,7 +149,7 @@ void Day::LookAtTheEnd() {
 // Somebody stops the service, or ends the console.
 void Day::Stop() {
   stop_is_on_its_way_ = true;
-  watcher_.OnEvent();
+  watcher_.OnStop();
   const bool is_console = process_.Arguments()[0] == L"--console";
   story_.Tell(Who("operator"), is_console ? "presses Ctrl+C" : "stops the service");
   baton_.Start(Role::kActor, "operator", [this, is_console] {
@@ -164,6 +166,9 @@ std::optional<std::uint32_t> Day::AtCall(const std::string& name, const std::str
   Break(watcher_.OnArrival(*thread, name));
   baton_.Yield();
   const std::optional<std::uint32_t> failed = Failure(*thread, name);
+  const bool cuts_off = name == "ServerPipe.Close" && last_pipe_call_ != "ServerPipe.Disconnect";
+  if (name.starts_with("ServerPipe.")) last_pipe_call_ = name;
+  if (cuts_off || (failed && name.starts_with("ServerPipe."))) ++troubles_;
   story_.Tell(Who(who), text + (failed ? " fails with " + std::to_string(*failed) : ""));
   Break(watcher_.OnCall(*thread, name, text, failed));
   return failed;

@@ -226,7 +226,6 @@ std::string TheGuardPinsNothing(const Facts& facts) {
 std::string TheTunnelStartsFromItsFile(const Facts& facts) {
   const auto reply = ReplyIn(facts);
   if (!reply || !reply->ok || OperationOf(facts) != "connect" || !facts.IsCalm()) return "";
-  if (!facts.started) return facts.odd_services ? "" : "connected without a start of the tunnel";
   if (facts.conf_at_start == facts.promise.conf) return "";
   return "the tunnel was started from " + facts.conf_at_start.value_or("no file");
 }
@@ -282,6 +281,31 @@ std::string AStatusTellsTheTruth(const Facts& facts) {
   return reply->tunnel_running == facts.tunnel_after.running ? "" : "tunnel_running";
 }
 
+std::string ConnectedMeansStarted(const Facts& facts) {
+  const auto reply = ReplyIn(facts);
+  if (!reply || !reply->ok || OperationOf(facts) != "connect" || facts.started) return "";
+  return "connected, and the tunnel was not started";
+}
+
+std::string TheGuardSeesADefaultRoute(const Facts& facts) {
+  const auto reply = ReplyIn(facts);
+  if (!reply || !reply->ok || OperationOf(facts) != "connect" || !reply->guard_on) return "";
+  if (!facts.IsCalm() || facts.odd_services || !facts.tunnel_default_route) return "";
+  return "connected under the guard with a default route into a tunnel";
+}
+
+std::string KeysAreLockedAway(const Facts& facts) {
+  if (facts.failures || facts.open_to_others.empty()) return "";
+  return "others may read " + facts.open_to_others;
+}
+
+// A cancel is seen after the 100 ms that the timer is asleep for.
+std::string ACancelledTimerSleepsNoMore(const Facts& facts) {
+  if (OperationOf(facts) != "disconnect" || facts.beside_timer || facts.sleeps_of_timer <= 1)
+    return "";
+  return "the timer slept " + std::to_string(facts.sleeps_of_timer) + " times after the disconnect";
+}
+
 const std::vector<Invariant<Facts>>& ExchangeInvariants() {
   static const std::vector<Invariant<Facts>> invariants = {
       {"TheReplyIsWhole", TheReplyIsWhole},
@@ -301,6 +325,10 @@ const std::vector<Invariant<Facts>>& ExchangeInvariants() {
       {"TheTimerIsScheduledAsTold", TheTimerIsScheduledAsTold},
       {"TheReplyIsThePromisedOne", TheReplyIsThePromisedOne},
       {"AStatusTellsTheTruth", AStatusTellsTheTruth},
+      {"ConnectedMeansStarted", ConnectedMeansStarted},
+      {"TheGuardSeesADefaultRoute", TheGuardSeesADefaultRoute},
+      {"KeysAreLockedAway", KeysAreLockedAway},
+      {"ACancelledTimerSleepsNoMore", ACancelledTimerSleepsNoMore},
   };
   return invariants;
 }

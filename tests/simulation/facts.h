@@ -28,12 +28,35 @@ struct CallFacts {
   std::optional<std::string> gateway;   // "192.168.1.1 if 12": the best way, as it was told last
   std::int64_t timer_sleeps = 0;        // of the calling timer
   std::int64_t timer_delay = 0;         // and how long it has to wait, in seconds
+  bool timer_outlives_stop = false;     // the one that there was when the stop began
+  std::vector<std::uint32_t> states;    // that the service has reported, this one included
+  int polls = 0;                        // of the tunnel's state since it was told to stop
+  bool tunnel_stopped = false;
+  bool tunnel_running = false;
+  bool undisturbed = false;  // nothing has failed or happened since the process began
+};
+
+// A timer that has ended.
+struct TimerFacts {
+  std::int64_t sleeps = 0;
+  std::int64_t delay = 0;               // in seconds; 0: not known
+  bool may_be_told = false;             // to give up
+  std::vector<std::string> calls = {};  // but its sleeps
+  std::string phase = {};
+};
+
+// A client that sent a request and waited for the end of the connection.
+struct ConversationFacts {
+  std::size_t size = 0;
+  bool has_reply = false;
+  bool disturbed = false;  // a call of the pipe failed, or the process ended
 };
 
 // What is so at one moment, between two turns.
 struct MomentFacts {
   bool process_lives = false;
   bool has_server = false;
+  bool prepares_connect = false;  // a connect has begun and not yet started the tunnel, alone
   std::string phase;
   std::string node;
   std::size_t timers = 0;
@@ -90,6 +113,9 @@ struct ExchangeFacts {
   bool started = false;                // the tunnel service, with success
   bool stop_sent = false;              // to it, after that
   std::optional<std::string> conf_at_start;
+  bool tunnel_default_route = false;  // afterwards, through an interface with a tunnel's name
+  std::string open_to_others;        // the file or folder with a key, when its access list is wrong
+  std::int64_t sleeps_of_timer = 0;  // since the request was read
   std::size_t timers_after = 0;
   std::int64_t deadline_counts_from = 0;  // seconds since 1970
   // What may have come in between.
@@ -113,7 +139,8 @@ struct EndFacts {
   bool passive_guard = false;           // the setting that forbids changes before a connect
   bool existence_unknown = false;       // the test for active.conf failed on that thread
   bool thread_refused = false;          // a thread that this one wanted to make
-  bool stop_waits = false;              // a stop waits for the pipe thread
+  bool stop_waits = false;              // somebody has stopped the program
+  bool joined_twice = false;  // this thread waited for one for which another waited already
   int service_handles = 0;
   int streams = 0;
   std::size_t pipe_instances = 0;

@@ -19,7 +19,7 @@ const std::vector<FailingCall>& FailingCalls() {
       {"FormatIpv4", {1}},
       {"WideToUtf8", {1}},
       {"ServerPipe.Create", {5, 231}},
-      {"ServerPipe.WaitForClient", {232, 535, 6}},
+      {"ServerPipe.WaitForClient", {6, 232}},
       {"ServerPipe.Read", {109, 234}},
       {"ServerPipe.Write", {232}},
       {"ReadForwardTable", {8, 87}},

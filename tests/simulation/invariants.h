@@ -20,6 +20,8 @@ const std::vector<Invariant<CallFacts>>& CallInvariants();
 const std::vector<Invariant<MomentFacts>>& MomentInvariants();
 const std::vector<Invariant<ExchangeFacts>>& ExchangeInvariants();
 const std::vector<Invariant<EndFacts>>& EndInvariants();
+const std::vector<Invariant<TimerFacts>>& TimerInvariants();
+const std::vector<Invariant<ConversationFacts>>& ConversationInvariants();
 
 // "NAME: what is broken" of the first that is broken; empty when all hold.
 template <typename Facts>
@@ -37,10 +39,15 @@ std::string OnlyHostRoutesThroughTheGatewayAreCreated(const CallFacts& call);
 std::string OnlyRequestsAndTimersChangeTheMachine(const CallFacts& call);
 std::string TheTimerWaitsItsTime(const CallFacts& call);
 std::string NoCallCarriesAKey(const CallFacts& call);
+std::string StatesFollowTheirOrder(const CallFacts& call);
+std::string AStoppedServiceHasNoTimer(const CallFacts& call);
+std::string TheTunnelIsGivenTimeToStop(const CallFacts& call);
+std::string TheStartIsReportedAsItWas(const CallFacts& call);
 
 // Of moments.
 std::string ThePhaseIsOneOfThree(const MomentFacts& moment);
 std::string TheNodeBelongsToConnected(const MomentFacts& moment);
+std::string AConnectIsConnecting(const MomentFacts& moment);
 std::string ThereIsOneTimerAtMost(const MomentFacts& moment);
 std::string ThereIsOnePipeInstanceAtMost(const MomentFacts& moment);
 std::string NothingIsLeftOpen(const MomentFacts& moment);
@@ -64,6 +71,17 @@ std::string ADisconnectLeavesNothing(const ExchangeFacts& exchange);
 std::string TheTimerIsScheduledAsTold(const ExchangeFacts& exchange);
 std::string TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
 std::string AStatusTellsTheTruth(const ExchangeFacts& exchange);
+std::string ConnectedMeansStarted(const ExchangeFacts& exchange);
+std::string TheGuardSeesADefaultRoute(const ExchangeFacts& exchange);
+std::string KeysAreLockedAway(const ExchangeFacts& exchange);
+std::string ACancelledTimerSleepsNoMore(const ExchangeFacts& exchange);
+
+// Of timers.
+std::string TheTimerDoesItsWork(const TimerFacts& timer);
+std::string TheTimerLeavesDisconnected(const TimerFacts& timer);
+
+// Of conversations.
+std::string ARequestIsAnswered(const ConversationFacts& conversation);
 
 // Of ends.
 std::string TheProcessEndsForAKnownReason(const EndFacts& end);

@@ -15,6 +15,11 @@ std::string TheNodeBelongsToConnected(const MomentFacts& moment) {
   return "in phase " + moment.phase + " the node is \"" + moment.node + "\"";
 }
 
+std::string AConnectIsConnecting(const MomentFacts& moment) {
+  if (!moment.prepares_connect || moment.phase == "connecting") return "";
+  return "a connect is on its way, and the phase is " + moment.phase;
+}
+
 std::string ThereIsOneTimerAtMost(const MomentFacts& moment) {
   return moment.timers <= 1 ? "" : std::to_string(moment.timers) + " timers run";
 }
@@ -44,6 +49,7 @@ const std::vector<Invariant<MomentFacts>>& MomentInvariants() {
   static const std::vector<Invariant<MomentFacts>> invariants = {
       {"ThePhaseIsOneOfThree", ThePhaseIsOneOfThree},
       {"TheNodeBelongsToConnected", TheNodeBelongsToConnected},
+      {"AConnectIsConnecting", AConnectIsConnecting},
       {"ThereIsOneTimerAtMost", ThereIsOneTimerAtMost},
       {"ThereIsOnePipeInstanceAtMost", ThereIsOnePipeInstanceAtMost},
       {"NothingIsLeftOpen", NothingIsLeftOpen},

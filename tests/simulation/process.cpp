@@ -88,6 +88,7 @@ void Process::Begin(const std::vector<std::wstring>& arguments) {
   lives_ = true;
   refuses_thread_ = false;
   refused_.clear();
+  double_joined_.clear();
   end_.reset();
   baton_.Start(Role::kMain, "main", [this] {
     const int code = RunCommandLine(static_cast<int>(argv_.size()), argv_.data());
@@ -108,6 +109,8 @@ bool Process::TakeRefusal() {
   if (refuses_thread_) refused_ = baton_.Running()->name;
   return std::exchange(refuses_thread_, false);
 }
+
+void Process::NoteDoubleJoin() { double_joined_ = baton_.Running()->name; }
 
 void Process::EndBy(const std::string& by) {
   end_ = End{3, by, baton_.Running()->name};

@@ -47,8 +47,10 @@ class Process {
   bool TakeRefusal();
   const std::string& Refused() const { return refused_; }  // the thread that wanted one
 
-  // For the program's threads.
+  // For the program's threads. The second is told of a thread for whose end two others wait.
   [[noreturn]] void EndBy(const std::string& by);
+  void NoteDoubleJoin();
+  const std::string& DoubleJoined() const { return double_joined_; }  // the thread that came second
 
  private:
   struct Part {
@@ -64,6 +66,7 @@ class Process {
   bool lives_ = false;
   bool refuses_thread_ = false;
   std::string refused_;
+  std::string double_joined_;
 };
 
 }  // namespace veltrane::simulation

@@ -48,7 +48,9 @@ std::string Requests::Connect() {
                    Member("allowed_ips_csv", random_.Pick(kAllowed))};
   if (random_.OneIn(2)) members.push_back(Member("dns_csv", "10.66.66.1"));
   if (random_.OneIn(3)) members.push_back(Member("pre_shared_key", kSecret + number + "-psk="));
-  if (!nonce_.empty()) members.push_back(Member("session_nonce", nonce_));
+  const std::string nonce = random_.OneIn(8) ? random_.Pick(kNonces) : nonce_;
+  if (!nonce.empty()) members.push_back(Member("session_nonce", nonce));
+  if (random_.OneIn(12)) members.erase(members.begin() + 1 + random_.Below(members.size() - 1));
   return Object(members);
 }
 

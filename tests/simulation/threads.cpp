@@ -69,8 +69,9 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 int pthread_join(pthread_t thread, void** result) {
   Baton* baton = BatonOfThisThread();
   if (baton == nullptr) return Real<decltype(pthread_join)>("pthread_join")(thread, result);
-  baton->WaitUntil([baton, thread] { return baton->HasEnded(thread); });
-  return 0;
+  if (baton->Join(thread)) return 0;
+  Process::Current()->NoteDoubleJoin();
+  return EINVAL;
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {

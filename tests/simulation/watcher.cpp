@@ -45,6 +45,9 @@ Watcher::Watcher(simulated::Machine& machine, Baton& baton, Process& process)
 void Watcher::OnBegin() {
   OnGone();
   own_.reset();
+  states_.clear();
+  is_stopped_ = false;
+  undisturbed_ = true;
   nonce_.clear();
   counted_ = false;
   stop_waits_ = false;
@@ -62,28 +65,42 @@ void Watcher::OnGone() {
   gateway_.reset();
 }
 
+void Watcher::OnStop() {
+  is_stopped_ = true;
+  OnEvent();
+}
+
 void Watcher::OnEvent() {
+  undisturbed_ = false;
   if (exchange_) exchange_->events = true;
 }
 
 bool Watcher::TimerTearsDown() const {
   const Thread* timer = baton_.Find(Role::kTimer);
   const auto known = timer == nullptr ? timers_.end() : timers_.find(timer->id);
-  return known != timers_.end() && known->second.tears_down;
+  return known != timers_.end() && !known->second.calls.empty();
 }
 
 std::string Watcher::OnArrival(const Thread& thread, const std::string& name) {
   if (thread.role != Role::kPipe) return "";
-  if (awaits_request_) {
-    awaits_request_ = false;
-    if (name != "ServerPipe.Flush") BeginExchange();
-  }
+  NoticeRequest();
+  awaits_request_ = false;
   if (!exchange_) return "";
   if (name == "ServerPipe.Write") FinishWork();
   return name == "ServerPipe.Flush" ? FinishExchange() : "";
 }
 
+// A request has begun when it has been read, and is there to be read.
+void Watcher::NoticeRequest() {
+  if (!awaits_request_ || machine_.pipes.Reads() == reads_) return;
+  awaits_request_ = false;
+  if (!machine_.pipes.LastRead().empty()) BeginExchange();
+}
+
 void Watcher::BeginExchange() {
+  undisturbed_ = false;
+  connect_has_begun_ = false;
+  start_was_called_ = false;
   exchange_.emplace();
   ExchangeFacts& facts = *exchange_;
   const std::string read = machine_.pipes.LastRead();
@@ -113,6 +130,7 @@ void Watcher::FinishWork() {
   facts.tunnel_after = Tunnel();
   facts.conf_after = Conf();
   facts.recorded_after = certain_;
+  facts.tunnel_default_route = HasTunnelDefaultRoute();
   facts.timers_after = baton_.Count(Role::kTimer);
   facts.odd_services = facts.odd_services || odd_services_;
   if (!MentionsPath(facts.request) && facts.op == "register_session") {
@@ -148,13 +166,7 @@ std::string Watcher::OnCall(const Thread& thread, const std::string& name, const
   last_calls_[thread.role] = name;
   if (thread.role == Role::kTimer) NoteTimerCall(thread, call);
   if (name == "FindBestRoute" && !failed) gateway_ = PhysicalWay(machine_);
-  if (name == "CreateForwardRow") call.gateway = gateway_;
-  if (name == "DeleteForwardRow") {
-    call.recorded = recorded_;
-    if (TimerTearsDown() || (exchange_ && exchange_->beside_timer)) {
-      call.recorded.insert(call.recorded.end(), late_.begin(), late_.end());
-    }
-  }
+  CompleteFacts(call);
   const std::string broken = Judge(CallInvariants(), call);
   NoteProcessCall(call);
   NoteRouteCall(call);
@@ -165,13 +177,45 @@ std::string Watcher::OnCall(const Thread& thread, const std::string& name, const
   return broken;
 }
 
+void Watcher::CompleteFacts(CallFacts& call) {
+  if (call.failed) undisturbed_ = false;
+  if (call.name == "CreateForwardRow") call.gateway = gateway_;
+  if (call.name == "DeleteForwardRow") {
+    call.recorded = recorded_;
+    if (TimerTearsDown() || (exchange_ && exchange_->beside_timer)) {
+      call.recorded.insert(call.recorded.end(), late_.begin(), late_.end());
+    }
+  }
+  if (call.name == "ReportServiceStatus") {
+    states_.push_back(static_cast<std::uint32_t>(std::stoul(call.text.substr(20))));
+    const Thread* timer = baton_.Find(Role::kTimer);
+    if (states_.back() == 3) timer_at_stop_ = timer == nullptr ? 0 : timer->id;
+    call.timer_outlives_stop = timer != nullptr && timer->id == timer_at_stop_;
+  }
+  call.states = states_;
+  if (call.name == "Service.SendStop") polls_[call.role] = 0;
+  if (call.name == "Service.QueryState") ++polls_[call.role];
+  if (call.name == "Service.Delete" || call.name == "PrintOutput") {
+    const auto tunnel = machine_.services.Find(kTunnel);
+    call.polls = polls_[call.role];
+    call.tunnel_stopped = tunnel && tunnel->state == simulated::kStopped;
+    call.tunnel_running = tunnel && tunnel->state == simulated::kRunning;
+    call.undisturbed = undisturbed_ && !odd_services_;
+  }
+}
+
 void Watcher::NoteTimerCall(const Thread& thread, CallFacts& call) {
   Timer& timer = timers_[thread.id];
   call.timer_delay = timer.delay;
   call.timer_sleeps = timer.sleeps;
-  if (call.name == "Sleep") ++timer.sleeps;
-  if (call.name != "Sleep") timer.tears_down = true;
-  if (exchange_ && timer.tears_down) exchange_->beside_timer = true;
+  if (call.name == "Sleep") {
+    ++timer.sleeps;
+  } else {
+    timer.calls.push_back(call.name);
+  }
+  if (!exchange_) return;
+  if (!timer.calls.empty()) exchange_->beside_timer = true;
+  ++exchange_->sleeps_of_timer;
 }
 
 void Watcher::NoteProcessCall(const CallFacts& call) {
@@ -183,7 +227,10 @@ void Watcher::NoteProcessCall(const CallFacts& call) {
   if (call.name == "IsRemoteSession" || call.name == "OpenAndClosePipe") counted_ = true;
   if (call.text == "ReportServiceStatus 3") stop_waits_ = true;
   if (call.text == "ReportServiceStatus 1") stop_waits_ = false;
-  if (call.role == Role::kPipe && call.name == "ServerPipe.Read") awaits_request_ = true;
+  if (call.role == Role::kPipe && call.name == "ServerPipe.Read") {
+    awaits_request_ = true;
+    reads_ = machine_.pipes.Reads();
+  }
 }
 
 void Watcher::NoteCall(const CallFacts& call) {
@@ -194,6 +241,8 @@ void Watcher::NoteCall(const CallFacts& call) {
   if (call.name == "UtcTicks") {
     facts.deadline_counts_from = machine_.clock.Ticks() / 10'000'000;
   }
+  if (call.name == "IsRemoteSession") connect_has_begun_ = true;
+  LookAtAccess(call);
   if (call.name == "Service.SendStop") facts.stop_sent = facts.started;
   if (call.name == "Service.Start") {
     NoteStart();
@@ -204,6 +253,7 @@ void Watcher::NoteCall(const CallFacts& call) {
 }
 
 void Watcher::NoteStart() {
+  start_was_called_ = true;
   exchange_->looks_before_start = exchange_->looks.size();
   exchange_->conf_at_start = Conf();
 }
@@ -242,6 +292,9 @@ void Watcher::ForgetRoutes() {
 }
 
 std::string Watcher::OnMoment() {
+  NoticeRequest();
+  const std::string timers = JudgeEndedTimers();
+  if (!timers.empty()) return timers;
   if (exchange_ && !work_done_ && TimerTearsDown()) exchange_->beside_timer = true;
   MomentFacts moment;
   moment.process_lives = process_.Lives();
@@ -255,18 +308,68 @@ std::string Watcher::OnMoment() {
   moment.streams = machine_.files.OpenStreams();
   moment.pipe_instances = machine_.pipes.OpenInstances();
   moment.security_records = machine_.security.LiveRecords();
-  if (files_changed_) {
-    for (const std::wstring& path : machine_.files.AllFiles()) {
-      const std::string file = simulated::Narrow(path);
-      const bool may = file.ends_with("\\Veltrane\\tunnels\\active.conf") ||
-                       file.ends_with("\\Veltrane\\tunnels\\active.conf.tmp");
-      if (!may && machine_.files.Bytes(path)->find(kSecret) != std::string::npos) {
-        moment.files_with_keys.push_back(file);
-      }
-    }
-    files_changed_ = false;
-  }
+  moment.prepares_connect = PreparesConnect();
+  if (files_changed_) moment.files_with_keys = FilesWithKeys();
   return Judge(MomentInvariants(), moment);
+}
+
+std::string Watcher::JudgeEndedTimers() {
+  std::string broken;
+  for (auto timer = timers_.begin(); timer != timers_.end();) {
+    if (!baton_.HasEnded(timer->first)) {
+      ++timer;
+      continue;
+    }
+    TimerFacts facts{
+        .sleeps = timer->second.sleeps, .delay = timer->second.delay, .calls = timer->second.calls};
+    const bool is_served = exchange_ && !work_done_;
+    facts.may_be_told = is_stopped_ || (is_served && exchange_->op == "disconnect") ||
+                        (is_served && exchange_->deadline_counts_from != 0);
+    std::string node;
+    ReadPhase(facts.phase, node);
+    if (broken.empty()) broken = Judge(TimerInvariants(), facts);
+    timer = timers_.erase(timer);
+  }
+  return broken;
+}
+
+bool Watcher::PreparesConnect() const {
+  return exchange_ && !work_done_ && connect_has_begun_ && !start_was_called_ &&
+         !exchange_->beside_timer;
+}
+
+std::vector<std::string> Watcher::FilesWithKeys() {
+  files_changed_ = false;
+  std::vector<std::string> files;
+  for (const std::wstring& path : machine_.files.AllFiles()) {
+    const std::string file = simulated::Narrow(path);
+    const bool may = file.ends_with("\\Veltrane\\tunnels\\active.conf") ||
+                     file.ends_with("\\Veltrane\\tunnels\\active.conf.tmp");
+    if (!may && machine_.files.Bytes(path)->find(kSecret) != std::string::npos) {
+      files.push_back(file);
+    }
+  }
+  return files;
+}
+
+// The folder before the key is written into it, the temporary file before it is moved, and the file
+// before the tunnel starts.
+void Watcher::LookAtAccess(const CallFacts& call) {
+  static const std::vector<std::string> kProtected = {"group S-1-5-18 0x10000000 inherit 3",
+                                                      "group S-1-5-32-544 0x10000000 inherit 3"};
+  std::wstring path = Folder();
+  if (call.name == "MoveFileWithFlags") {
+    path += L"\\active.conf.tmp";
+  } else if (call.name == "Service.Start") {
+    path += L"\\active.conf";
+  } else if (call.name != "OutputFile.Open" || !call.text.ends_with(".tmp")) {
+    return;
+  }
+  const auto entries = machine_.files.Access(path);
+  if (!machine_.files.Exists(path)) return;
+  if (!entries || simulated::AccessTexts(*entries) != kProtected) {
+    exchange_->open_to_others = simulated::Narrow(path);
+  }
 }
 
 bool Watcher::IsIdle() const {
@@ -293,7 +396,8 @@ std::string Watcher::OnEnd(const Process::End& end) {
                                 exchange_ && exchange_->failures);
   facts.existence_unknown = existence_unknown_ == end.thread;
   facts.thread_refused = process_.Refused() == end.thread;
-  facts.stop_waits = stop_waits_;
+  facts.stop_waits = stop_waits_ || is_stopped_;
+  facts.joined_twice = process_.DoubleJoined() == end.thread;
   facts.service_handles = machine_.services.OpenHandles();
   facts.streams = machine_.files.OpenStreams();
   facts.pipe_instances = machine_.pipes.OpenInstances();
@@ -306,10 +410,25 @@ TunnelFacts Watcher::Tunnel() const {
   return {tunnel.has_value(), tunnel && tunnel->state == simulated::kRunning};
 }
 
+std::wstring Watcher::Folder() const {
+  const std::wstring data = machine_.environment.Process(L"ProgramData", 260);
+  return (data.empty() ? L"C:\\ProgramData" : data) + L"\\Veltrane\\tunnels";
+}
+
 std::optional<std::string> Watcher::Conf() const {
-  std::wstring folder = machine_.environment.Process(L"ProgramData", 260);
-  if (folder.empty()) folder = L"C:\\ProgramData";
-  return machine_.files.Bytes(folder + L"\\Veltrane\\tunnels\\active.conf");
+  return machine_.files.Bytes(Folder() + L"\\active.conf");
+}
+
+bool Watcher::HasTunnelDefaultRoute() const {
+  const std::vector<ForwardRow> rows = machine_.routes.Rows();
+  return std::any_of(rows.begin(), rows.end(), [this](const ForwardRow& row) {
+    const auto names = machine_.routes.Names(row.interface_index);
+    if (row.dest != 0 || row.mask != 0 || !names) return false;
+    const std::wstring name =
+        simulated::FoldCase(names->alias.empty() ? names->description : names->alias);
+    return name.find(L"wireguard") != std::wstring::npos ||
+           name.find(L"wintun") != std::wstring::npos || name.find(L"tunnel") != std::wstring::npos;
+  });
 }
 
 void Watcher::ReadPhase(std::string& phase, std::string& node) const {

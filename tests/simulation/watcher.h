@@ -31,23 +31,27 @@ class Watcher {
 
   void OnBegin();  // of a process
   void OnGone();   // of a process
-  void OnEvent();  // something on the machine has changed, or a stop is on its way
+  void OnEvent();  // something on the machine has changed
+  void OnStop();   // somebody stops the program
   void SetOddServices(bool odd) { odd_services_ = odd; }
   void SetOddFiles(bool odd) { odd_files_ = odd; }
 
   // Whether the process knows the machine's own addresses, which it reads once.
   bool KnowsOwnAddresses() const { return own_.has_value(); }
   bool IsServing() const { return exchange_.has_value(); }
+  bool IsRunning() const { return !states_.empty() && states_.back() == 4; }  // as it has reported
   std::uint64_t Exchanges() const { return exchanges_; }
 
  private:
   struct Timer {
     std::int64_t sleeps = 0;
-    std::int64_t delay = 0;  // 0: not known yet
-    bool tears_down = false;
+    std::int64_t delay = 0;          // 0: not known yet
+    std::vector<std::string> calls;  // but the sleeps
   };
 
   bool TimerTearsDown() const;
+  void NoticeRequest();
+  std::string JudgeEndedTimers();
   void BeginExchange();
   void FinishWork();
   std::string FinishExchange();
@@ -55,9 +59,15 @@ class Watcher {
   void NoteRouteCall(const CallFacts& call);
   void NoteStart();
   void NoteProcessCall(const CallFacts& call);
+  void CompleteFacts(CallFacts& call);
+  void LookAtAccess(const CallFacts& call);
   void NoteTimerCall(const Thread& thread, CallFacts& call);
   void ForgetRoutes();
   bool IsIdle() const;
+  bool PreparesConnect() const;
+  std::vector<std::string> FilesWithKeys();
+  std::wstring Folder() const;
+  bool HasTunnelDefaultRoute() const;
   TunnelFacts Tunnel() const;
   std::optional<std::string> Conf() const;
   void ReadPhase(std::string& phase, std::string& node) const;
@@ -68,6 +78,9 @@ class Watcher {
   Process& process_;
   std::optional<ExchangeFacts> exchange_;
   bool awaits_request_ = false;
+  std::size_t reads_ = 0;  // when the pipe thread began to read
+  bool connect_has_begun_ = false;
+  bool start_was_called_ = false;
   bool work_done_ = false;
   bool reply_lost_ = false;
   std::uint64_t exchanges_ = 0;
@@ -84,6 +97,11 @@ class Watcher {
   std::string nonce_;
   bool counted_ = false;
   bool stop_waits_ = false;
+  std::uint64_t timer_at_stop_ = 0;
+  bool is_stopped_ = false;  // or about to be
+  bool undisturbed_ = false;
+  std::vector<std::uint32_t> states_;
+  std::map<Role, int> polls_;
   std::string existence_unknown_;  // to this thread
   bool odd_services_ = false;
   bool odd_files_ = false;

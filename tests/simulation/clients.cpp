@@ -11,6 +11,10 @@ namespace {
 constexpr int kAttempts = 20;
 constexpr std::uint32_t kBetweenAttempts = 50;  // milliseconds
 
+bool IsConversion(const std::string& name) {
+  return name == "ParseIpv4" || name == "FormatIpv4" || name == "WideToUtf8";
+}
+
 // The beginning of a text, without what would break a line.
 std::string Beginning(const std::string& text) {
   std::string told;
@@ -78,12 +82,12 @@ void Day::Converse(const std::string& who, const std::string& request) {
 }
 
 std::optional<std::uint32_t> Day::Failure(const Thread& thread, const std::string& name) {
+  if (thread.role == Role::kPipe && !IsConversion(name)) last_request_call_ = name;
   const bool struck = random_.OneIn(weather_.failure) || name == outage_;
   if (!struck) return std::nullopt;
   // What the process has once read for good must be what the rules expect.
-  const bool converts = name == "ParseIpv4" || name == "FormatIpv4" || name == "WideToUtf8";
-  if (converts && (!watcher_.KnowsOwnAddresses() || thread.role != Role::kPipe))
-    return std::nullopt;
+  const bool knows = watcher_.KnowsOwnAddresses() && last_request_call_ != "ReadAdapterAddresses";
+  if (IsConversion(name) && (!knows || thread.role != Role::kPipe)) return std::nullopt;
   for (const FailingCall& call : FailingCalls()) {
     if (call.name == name) return random_.Pick(call.statuses);
   }

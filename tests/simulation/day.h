@@ -79,6 +79,7 @@ class Day : private simulated::Conductor {
   std::string outage_;  // every call of this name fails
   std::uint64_t steps_ = 0;
   std::uint64_t processes_ = 0;
+  std::string last_request_call_;  // of the pipe thread, but conversions
   std::string last_pipe_call_;
   std::uint64_t troubles_ = 0;  // that the pipe had, and that processes ended
   bool stop_is_on_its_way_ = false;

@@ -84,7 +84,11 @@ std::string TheReplyIsWhole(const Facts& facts) {
   if (!is_object) return "the reply is " + *facts.reply;
   const Reply reply = ReplyOf(*facts.reply);
   // docs/protocol.md, "What a client must not assume": values of the client are not escaped.
-  if (!reply.is_json) return IsPlain(facts.request) ? "the reply is no JSON" : "";
+  if (!reply.is_json) {
+    const bool plain =
+        IsPlain(facts.wished_node) && IsPlain(FieldOf(facts.request, "allowed_ips_csv"));
+    return plain ? "the reply is no JSON" : "";
+  }
   const bool has_error = !reply.error.empty() && !reply.message.empty();
   if (reply.ok == has_error) return "the reply is neither a success nor an error";
   const std::string operation = OperationOf(facts);

@@ -115,6 +115,7 @@ void Watcher::BeginExchange() {
   facts.conf_before = Conf();
   facts.odd_services = odd_services_;
   facts.odd_files = odd_files_;
+  facts.events = is_stopped_;
   facts.beside_timer = TimerTearsDown();
   facts.promise = PromiseFor(machine_, facts.request, nonce_, counted_,
                              own_ ? *own_ : OwnPublicAddresses(machine_));

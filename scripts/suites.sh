@@ -55,6 +55,13 @@ suite_docs() {
 host_suite host "the logic over the simulated machine" "${host_packages[@]}"
 suite_host() { build_preset host && gtests host build/host/*_tests; }
 
+host_suite simulation "days on the simulated machine, from a fixed set of seeds" "${host_packages[@]}"
+suite_simulation() {
+  build_preset host simulate
+  summary_suite simulation tests/simulation/run_all build/host
+  tail -n 1 "$logs/simulation.log"
+}
+
 host_suite tidy "the C++ sources (clang-tidy)" git "${host_packages[@]}" clang-tidy
 suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
 

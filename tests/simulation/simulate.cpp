@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
   if (tells || !day.Broken().empty()) {
     for (const std::string& line : day.Told().Lines()) std::puts(line.c_str());
   }
-  std::printf("seed %llu: %llu steps, %llu processes, %llu exchanges, story %016llx%s%s\n",
+  std::printf("seed %llu: %llu steps, %llu processes, %llu requests, story %016llx%s%s\n",
               static_cast<unsigned long long>(seed), static_cast<unsigned long long>(day.Steps()),
               static_cast<unsigned long long>(day.Processes()),
               static_cast<unsigned long long>(day.Exchanges()),

@@ -39,13 +39,12 @@ ExchangeFacts Connect() {
   facts.op = "connect";
   facts.wished_node = "fra-1";
   facts.nonce = "abc";
-  facts.reply = Reply(
-      R"("ok":true,"phase":"connected","node_id":"fra-1")",
-      R"("enabled":true,"applied":true,"gateway":"192.168.1.1",)"
-      R"("physical_interface_index_before_tunnel":"12",)"
-      R"("selected_bypass_ip_entries":[{"ip":"203.0.113.5","source":"ADMIN_BYPASS_IP","required":true}])",
-      R"("auto_stop_scheduled":true,"auto_stop_seconds":60,)"
-      R"("auto_stop_deadline_utc":"1970-01-01T00:02:40Z")");
+  facts.reply = Reply(R"("ok":true,"phase":"connected","node_id":"fra-1")",
+                      R"("enabled":true,"applied":true,"gateway":"192.168.1.1",)"
+                      R"("physical_interface_index_before_tunnel":"12",)"
+                      R"("selected_bypass_ip_entries":[{"ip":"203.0.113.5","required":true}])",
+                      R"("auto_stop_scheduled":true,"auto_stop_seconds":60,)"
+                      R"("auto_stop_deadline_utc":"1970-01-01T00:02:40Z")");
   facts.calls = {Call("CreateForwardRow", true), Call("OutputFile.Write", true),
                  Call("Service.Start", true)};
   facts.phase_before = "disconnected";

@@ -11,6 +11,7 @@
 namespace veltrane::simulation {
 namespace {
 
+constexpr wchar_t kPassiveGuard[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
 constexpr wchar_t kTunnel[] = L"VeltraneVpnTunnel$Active";
 constexpr std::uint32_t kAlreadyRunning = 1056;
 constexpr std::uint32_t kGoodMetric = 15;
@@ -116,6 +117,7 @@ void Watcher::BeginExchange() {
   facts.odd_services = odd_services_;
   facts.odd_files = odd_files_;
   facts.events = is_stopped_;
+  was_guarded_ = MayBeOn(machine_, kPassiveGuard, true);
   facts.beside_timer = TimerTearsDown();
   facts.promise = PromiseFor(machine_, facts.request, nonce_, counted_,
                              own_ ? *own_ : OwnPublicAddresses(machine_));
@@ -393,8 +395,9 @@ std::string Watcher::OnEnd(const Process::End& end) {
   facts.arguments = process_.Arguments();
   facts.other_threads = baton_.Count() - baton_.Count(Role::kActor) - 1;
   facts.served = exchange_;
-  facts.passive_guard = MayBeOn(machine_, L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
-                                exchange_ && exchange_->failures);
+  // A setting may have changed while its scopes were read.
+  const bool uncertain = exchange_ && (exchange_->failures || exchange_->events);
+  facts.passive_guard = MayBeOn(machine_, kPassiveGuard, uncertain) || (uncertain && was_guarded_);
   facts.existence_unknown = existence_unknown_ == end.thread;
   facts.thread_refused = process_.Refused() == end.thread;
   facts.stop_waits = stop_waits_ || is_stopped_;

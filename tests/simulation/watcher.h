@@ -96,6 +96,7 @@ class Watcher {
   std::optional<std::set<std::string>> own_;
   std::string nonce_;
   bool counted_ = false;
+  bool was_guarded_ = false;  // the passive phase, when the request was read
   bool stop_waits_ = false;
   std::uint64_t timer_at_stop_ = 0;
   bool is_stopped_ = false;  // or about to be

@@ -291,6 +291,15 @@ std::string ConnectedMeansStarted(const Facts& facts) {
   return "connected, and the tunnel was not started";
 }
 
+std::string TheTunnelIsThisProgram(const Facts& facts) {
+  const auto reply = ReplyIn(facts);
+  if (!reply || !reply->ok || OperationOf(facts) != "connect") return "";
+  if (!facts.IsCalm() || facts.odd_services) return "";
+  if (!facts.replaced) return "the earlier tunnel was not stopped";
+  if (facts.command_line != facts.due_command_line) return "the tunnel runs " + facts.command_line;
+  return facts.has_own_sid ? "" : "the tunnel service has no SID of its own";
+}
+
 std::string TheGuardSeesADefaultRoute(const Facts& facts) {
   const auto reply = ReplyIn(facts);
   if (!reply || !reply->ok || OperationOf(facts) != "connect" || !reply->guard_on) return "";
@@ -330,6 +339,7 @@ const std::vector<Invariant<Facts>>& ExchangeInvariants() {
       {"TheReplyIsThePromisedOne", TheReplyIsThePromisedOne},
       {"AStatusTellsTheTruth", AStatusTellsTheTruth},
       {"ConnectedMeansStarted", ConnectedMeansStarted},
+      {"TheTunnelIsThisProgram", TheTunnelIsThisProgram},
       {"TheGuardSeesADefaultRoute", TheGuardSeesADefaultRoute},
       {"KeysAreLockedAway", KeysAreLockedAway},
       {"ACancelledTimerSleepsNoMore", ACancelledTimerSleepsNoMore},

@@ -59,6 +59,9 @@ ExchangeFacts Connect() {
   facts.looks_before_start = 2;
   facts.started = true;
   facts.conf_at_start = kConf;
+  facts.replaced = true;
+  facts.command_line = facts.due_command_line = R"("C:\service.exe" /service "C:\active.conf")";
+  facts.has_own_sid = true;
   facts.deadline_counts_from = 100;
   facts.timers_after = 1;
   return facts;
@@ -258,6 +261,17 @@ TEST(ExchangeInvariants, ConnectedMayNotBeSaidWithoutAStart) {
   EXPECT_NE(After(
                 Connect(), [](auto& facts) { facts.started = false; }, ConnectedMeansStarted),
             "");
+}
+
+TEST(ExchangeInvariants, TheTunnelMayNotBeAnotherProgramOrTheEarlierOne) {
+  const std::vector<Change> changes = {
+      [](auto& facts) { facts.replaced = false; },
+      [](auto& facts) { facts.command_line = R"("C:\service.exe")"; },
+      [](auto& facts) { facts.has_own_sid = false; },
+  };
+  for (const Change& change : changes) {
+    EXPECT_NE(After(Connect(), change, TheTunnelIsThisProgram), "");
+  }
 }
 
 TEST(ExchangeInvariants, ADisconnectMayNotLeaveAnything) {

@@ -56,6 +56,7 @@ struct ConversationFacts {
 struct MomentFacts {
   bool process_lives = false;
   bool has_server = false;
+  bool serves_connect = false;
   bool prepares_connect = false;  // a connect has begun and not yet started the tunnel, alone
   std::string phase;
   std::string node;
@@ -113,6 +114,10 @@ struct ExchangeFacts {
   bool started = false;                // the tunnel service, with success
   bool stop_sent = false;              // to it, after that
   std::optional<std::string> conf_at_start;
+  bool replaced = false;     // no earlier tunnel was running when that one was started
+  std::string command_line;  // of the tunnel service afterwards
+  std::string due_command_line;
+  bool has_own_sid = false;
   bool tunnel_default_route = false;  // afterwards, through an interface with a tunnel's name
   std::string open_to_others;        // the file or folder with a key, when its access list is wrong
   std::int64_t sleeps_of_timer = 0;  // since the request was read

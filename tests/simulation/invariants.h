@@ -47,6 +47,7 @@ std::string TheStartIsReportedAsItWas(const CallFacts& call);
 // Of moments.
 std::string ThePhaseIsOneOfThree(const MomentFacts& moment);
 std::string TheNodeBelongsToConnected(const MomentFacts& moment);
+std::string OnlyAConnectIsConnecting(const MomentFacts& moment);
 std::string AConnectIsConnecting(const MomentFacts& moment);
 std::string ThereIsOneTimerAtMost(const MomentFacts& moment);
 std::string ThereIsOnePipeInstanceAtMost(const MomentFacts& moment);
@@ -72,6 +73,7 @@ std::string TheTimerIsScheduledAsTold(const ExchangeFacts& exchange);
 std::string TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
 std::string AStatusTellsTheTruth(const ExchangeFacts& exchange);
 std::string ConnectedMeansStarted(const ExchangeFacts& exchange);
+std::string TheTunnelIsThisProgram(const ExchangeFacts& exchange);
 std::string TheGuardSeesADefaultRoute(const ExchangeFacts& exchange);
 std::string KeysAreLockedAway(const ExchangeFacts& exchange);
 std::string ACancelledTimerSleepsNoMore(const ExchangeFacts& exchange);

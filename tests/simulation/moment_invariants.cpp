@@ -15,6 +15,11 @@ std::string TheNodeBelongsToConnected(const MomentFacts& moment) {
   return "in phase " + moment.phase + " the node is \"" + moment.node + "\"";
 }
 
+std::string OnlyAConnectIsConnecting(const MomentFacts& moment) {
+  if (!moment.has_server || moment.phase != "connecting" || moment.serves_connect) return "";
+  return "the phase is connecting, and no connect is served";
+}
+
 std::string AConnectIsConnecting(const MomentFacts& moment) {
   if (!moment.prepares_connect || moment.phase == "connecting") return "";
   return "a connect is on its way, and the phase is " + moment.phase;
@@ -49,6 +54,7 @@ const std::vector<Invariant<MomentFacts>>& MomentInvariants() {
   static const std::vector<Invariant<MomentFacts>> invariants = {
       {"ThePhaseIsOneOfThree", ThePhaseIsOneOfThree},
       {"TheNodeBelongsToConnected", TheNodeBelongsToConnected},
+      {"OnlyAConnectIsConnecting", OnlyAConnectIsConnecting},
       {"AConnectIsConnecting", AConnectIsConnecting},
       {"ThereIsOneTimerAtMost", ThereIsOneTimerAtMost},
       {"ThereIsOnePipeInstanceAtMost", ThereIsOnePipeInstanceAtMost},

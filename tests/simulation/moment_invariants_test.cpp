@@ -46,6 +46,11 @@ TEST(MomentInvariants, ANodeMayNotOutliveItsConnection) {
   EXPECT_NE(After([](MomentFacts& moment) { moment.node.clear(); }, TheNodeBelongsToConnected), "");
 }
 
+TEST(MomentInvariants, NothingButAConnectMayBeConnecting) {
+  const auto connecting = [](MomentFacts& moment) { moment.phase = "connecting"; };
+  EXPECT_NE(After(connecting, OnlyAConnectIsConnecting), "");
+}
+
 TEST(MomentInvariants, AConnectOnItsWayMayNotBeConnectedYet) {
   EXPECT_NE(
       After([](MomentFacts& moment) { moment.prepares_connect = true; }, AConnectIsConnecting), "");

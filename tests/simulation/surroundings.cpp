@@ -93,13 +93,11 @@ void Surroundings::BringTunnelUp() {
       at == std::string::npos ? "" : conf.substr(at + 13, conf.find('\n', at) - at - 13);
   for (const std::string& network : Addresses(networks)) {
     const std::size_t slash = network.find('/');
-    if (slash == std::string::npos || network.find(':') != std::string::npos) continue;
-    if (network.find_first_not_of("0123456789./") != std::string::npos) continue;
-    const bool is_default = network.ends_with("/0");
-    if (!is_default && !network.starts_with("10.") && !IsPublic(network.substr(0, slash)) &&
-        !network.starts_with("0.0.0.0/")) {
-      continue;
-    }
+    if (slash == std::string::npos || !IsAddress(network.substr(0, slash))) continue;
+    const std::string length = network.substr(slash + 1);
+    if (length.empty() || length.find_first_not_of("0123456789") != std::string::npos) continue;
+    if (length.size() > 2 || std::stoi(length) > 32) continue;
+    const bool is_default = std::stoi(length) == 0;
     AddOnce(
         simulated::MakeRoute(is_default ? "0.0.0.0/0" : network, "0.0.0.0", kTunnelInterface, 5));
   }

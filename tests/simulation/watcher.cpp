@@ -134,6 +134,12 @@ void Watcher::FinishWork() {
   facts.conf_after = Conf();
   facts.recorded_after = certain_;
   facts.tunnel_default_route = HasTunnelDefaultRoute();
+  facts.due_command_line = simulated::Narrow(L"\"" + machine_.libraries.ExecutablePath() +
+                                             L"\" /service \"" + Folder() + L"\\active.conf\"");
+  if (const auto tunnel = machine_.services.Find(kTunnel)) {
+    facts.command_line = simulated::Narrow(tunnel->settings.command_line);
+    facts.has_own_sid = tunnel->sid_type == 1U;
+  }
   facts.timers_after = baton_.Count(Role::kTimer);
   facts.odd_services = facts.odd_services || odd_services_;
   if (!MentionsPath(facts.request) && facts.op == "register_session") {
@@ -259,6 +265,7 @@ void Watcher::NoteStart() {
   start_was_called_ = true;
   exchange_->looks_before_start = exchange_->looks.size();
   exchange_->conf_at_start = Conf();
+  exchange_->replaced = !Tunnel().running;
 }
 
 void Watcher::NoteRouteCall(const CallFacts& call) {
@@ -311,6 +318,7 @@ std::string Watcher::OnMoment() {
   moment.streams = machine_.files.OpenStreams();
   moment.pipe_instances = machine_.pipes.OpenInstances();
   moment.security_records = machine_.security.LiveRecords();
+  moment.serves_connect = exchange_ && exchange_->op == "connect";
   moment.prepares_connect = PreparesConnect();
   if (files_changed_) moment.files_with_keys = FilesWithKeys();
   return Judge(MomentInvariants(), moment);

@@ -152,19 +152,31 @@ std::vector<std::string> Addresses(const std::string& setting) {
   return addresses;
 }
 
-bool IsPublic(const std::string& address) {
-  std::vector<int> parts;
+namespace {
+
+// The four numbers of an address; empty when it is none.
+std::vector<int> NumbersOf(const std::string& address) {
+  std::vector<int> numbers;
   std::istringstream text(address + ".");
   for (std::string part; std::getline(text, part, '.');) {
     const bool digits = !part.empty() && part.size() <= 3 &&
                         part.find_first_not_of("0123456789") == std::string::npos;
-    if (!digits || (part.size() > 1 && part[0] == '0') || std::stoi(part) > 255) return false;
-    parts.push_back(std::stoi(part));
+    if (!digits || (part.size() > 1 && part[0] == '0') || std::stoi(part) > 255) return {};
+    numbers.push_back(std::stoi(part));
   }
-  if (parts.size() != 4 || parts == std::vector<int>{0, 0, 0, 0}) return false;
-  if (parts[0] == 10 || parts[0] == 127) return false;
-  if (parts[0] == 172 && parts[1] >= 16 && parts[1] < 32) return false;
-  return !(parts[0] == 192 && parts[1] == 168) && !(parts[0] == 169 && parts[1] == 254);
+  return numbers.size() == 4 ? numbers : std::vector<int>();
+}
+
+}  // namespace
+
+bool IsAddress(const std::string& text) { return !NumbersOf(text).empty(); }
+
+bool IsPublic(const std::string& address) {
+  const std::vector<int> numbers = NumbersOf(address);
+  if (numbers.empty() || numbers == std::vector<int>{0, 0, 0, 0}) return false;
+  if (numbers[0] == 10 || numbers[0] == 127) return false;
+  if (numbers[0] == 172 && numbers[1] >= 16 && numbers[1] < 32) return false;
+  return !(numbers[0] == 192 && numbers[1] == 168) && !(numbers[0] == 169 && numbers[1] == 254);
 }
 
 Reply ReplyOf(const std::string& text) {

@@ -43,6 +43,7 @@ std::string TimeText(std::int64_t seconds);
 bool IsOn(const std::string& setting);               // 1, true, yes, on in any case
 std::int64_t SecondsOf(const std::string& setting);  // 0: no auto-stop
 std::vector<std::string> Addresses(const std::string& setting);
+bool IsAddress(const std::string& text);
 bool IsPublic(const std::string& address);
 
 // A reply, taken apart.

@@ -321,6 +321,12 @@ TEST(ExchangeInvariants, AReplyMayNotDifferFromThePromise) {
       "");
 }
 
+TEST(ExchangeInvariants, AKeyMayNotStayInTheBuffer) {
+  EXPECT_NE(After(
+                Connect(), [](auto& facts) { facts.key_in_buffer = true; }, TheRequestIsWiped),
+            "");
+}
+
 TEST(ExchangeInvariants, AStatusMayNotLie) {
   EXPECT_NE(
       After(

@@ -119,6 +119,7 @@ struct ExchangeFacts {
   std::string due_command_line;
   bool has_own_sid = false;
   bool tunnel_default_route = false;  // afterwards, through an interface with a tunnel's name
+  bool key_in_buffer = false;         // of the request, once it has been answered
   std::string open_to_others;        // the file or folder with a key, when its access list is wrong
   std::int64_t sleeps_of_timer = 0;  // since the request was read
   std::size_t timers_after = 0;

@@ -71,6 +71,7 @@ std::string TheTunnelStartsFromItsFile(const ExchangeFacts& exchange);
 std::string ADisconnectLeavesNothing(const ExchangeFacts& exchange);
 std::string TheTimerIsScheduledAsTold(const ExchangeFacts& exchange);
 std::string TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
+std::string TheRequestIsWiped(const ExchangeFacts& exchange);
 std::string AStatusTellsTheTruth(const ExchangeFacts& exchange);
 std::string ConnectedMeansStarted(const ExchangeFacts& exchange);
 std::string TheTunnelIsThisProgram(const ExchangeFacts& exchange);

@@ -88,6 +88,16 @@ std::string ConnectedMeansStarted(const Facts& facts) {
   return "connected, and the tunnel was not started";
 }
 
+std::string OnlyAdministratorsArePinned(const Facts& facts) {
+  if (!facts.IsCalm() || facts.promise.kind != Promise::Kind::kGoesOn) return "";
+  for (const std::string& row : facts.created) {
+    if (!facts.promise.administrators.contains(row.substr(0, row.find('/')))) {
+      return "no administrator is at " + row;
+    }
+  }
+  return "";
+}
+
 std::string TheTunnelIsThisProgram(const Facts& facts) {
   const auto reply = SuccessIn(facts);
   if (!reply) return "";

@@ -52,7 +52,11 @@ ExchangeFacts Connect() {
   facts.node_after = "fra-1";
   facts.tunnel_after = {true, true};
   facts.conf_after = kConf;
-  facts.promise = {.kind = Promise::Kind::kGoesOn, .bypass = true, .conf = kConf, .delay = 60};
+  facts.promise = {.kind = Promise::Kind::kGoesOn,
+                   .bypass = true,
+                   .conf = kConf,
+                   .delay = 60,
+                   .administrators = {"203.0.113.5"}};
   facts.recorded_after = {kRow};
   facts.created = {kRow};
   facts.looks = {{}, {kPlace}, {kPlace}};
@@ -324,6 +328,13 @@ TEST(ExchangeInvariants, AReplyMayNotDifferFromThePromise) {
 TEST(ExchangeInvariants, AKeyMayNotStayInTheBuffer) {
   EXPECT_NE(After(
                 Connect(), [](auto& facts) { facts.key_in_buffer = true; }, TheRequestIsWiped),
+            "");
+}
+
+TEST(ExchangeInvariants, NobodyElseMayBePinned) {
+  EXPECT_NE(After(
+                Connect(), [](auto& facts) { facts.promise.administrators = {"203.0.113.50"}; },
+                OnlyAdministratorsArePinned),
             "");
 }
 

@@ -88,6 +88,7 @@ struct Promise {
   bool guard = false;        // the default-route guard is in force
   std::string conf = {};     // the file that a connect writes
   std::int64_t delay = 0;    // of the auto-stop timer
+  std::set<std::string> administrators = {};  // whose addresses may be pinned
 };
 
 // One request and what was done for it.

@@ -109,11 +109,14 @@ Promise PromiseForConnect(const Machine& machine, const std::string& request,
     const std::string reason = WhyNotPinned(machine, own);
     if (!reason.empty()) return Refusal("admin_bypass_failed", reason);
   }
+  std::set<std::string> administrators;
+  for (const auto& [address, required] : Candidates(machine, own)) administrators.insert(address);
   return {.kind = Promise::Kind::kGoesOn,
           .bypass = bypass,
           .guard = guard,
           .conf = ConfOf(wish),
-          .delay = SecondsOf(SettingOf(machine, L"VELTRANE_POC_AUTO_STOP_SECONDS"))};
+          .delay = SecondsOf(SettingOf(machine, L"VELTRANE_POC_AUTO_STOP_SECONDS")),
+          .administrators = administrators};
 }
 
 }  // namespace

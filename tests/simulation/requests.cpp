@@ -22,6 +22,7 @@ const Texts kOwnAddresses = {"10.66.66.7/32", "10.8.0.4", "fd00::7/128", "300.1.
 const Texts kPorts = {"51820", "443", "", " 80", "0", "-1", "70000", "2147483647", "51820x"};
 const Texts kBadPorts = {"https", "2147483648", "-2147483649", "99999999999999999999", "x1", "+"};
 const Texts kHosts = {"192.0.2.10", "vpn.example.com", "[2001:db8::1]"};
+const Texts kNameServers = {"10.66.66.1", "10.66.66.1,\\t9.9.9.9", "a\\nb\\r\\\\c\\\"d\\/e\\u00e9"};
 const Texts kNonces = {"", "", "abc", "abcd", "5c0e7a"};
 
 std::string Member(const std::string& key, const std::string& value) {
@@ -46,7 +47,7 @@ std::string Requests::Connect() {
                    Member("server_public_key", "SERVER" + number + "="),
                    Member("client_private_key", kSecret + number + "="),
                    Member("allowed_ips_csv", random_.Pick(kAllowed))};
-  if (random_.OneIn(2)) members.push_back(Member("dns_csv", "10.66.66.1"));
+  if (random_.OneIn(2)) members.push_back(Member("dns_csv", random_.Pick(kNameServers)));
   if (random_.OneIn(3)) members.push_back(Member("pre_shared_key", kSecret + number + "-psk="));
   const std::string nonce = random_.OneIn(8) ? random_.Pick(kNonces) : nonce_;
   if (!nonce.empty()) members.push_back(Member("session_nonce", nonce));

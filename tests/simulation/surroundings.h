@@ -15,6 +15,8 @@ namespace veltrane::simulation {
 
 class Surroundings {
  public:
+  static constexpr std::uint32_t kTunnelInterface = 20;
+
   Surroundings(simulated::Machine& machine, Random& random);
 
   // One thing happens; says what.

@@ -88,6 +88,25 @@ std::string ConnectedMeansStarted(const Facts& facts) {
   return "connected, and the tunnel was not started";
 }
 
+// Of each selected address, the route was found after the start, or an attempt was made to create
+// it.
+std::string EveryLostRouteIsAddedAgain(const Facts& facts) {
+  const auto reply = ReplyIn(facts);
+  if (!reply || !reply->readded || facts.failures || facts.beside_timer) return "";
+  if (OperationOf(facts) != "connect") return "";  // the report of an earlier one
+  const std::span after = std::span(facts.looks).subspan(facts.looks_before_start);
+  const auto start =
+      std::find_if(facts.calls.begin(), facts.calls.end(),
+                   [](const CallFacts& call) { return call.name == "Service.Start"; });
+  for (const std::string& address : reply->selected) {
+    const bool tried = std::any_of(start, facts.calls.end(), [&](const CallFacts& call) {
+      return call.text.starts_with("CreateForwardRow " + address + "/32 ");
+    });
+    if (!tried && !Saw(after, *reply, address)) return "the route to " + address + " was given up";
+  }
+  return "";
+}
+
 std::string OnlyAdministratorsArePinned(const Facts& facts) {
   if (!facts.IsCalm() || facts.promise.kind != Promise::Kind::kGoesOn) return "";
   for (const std::string& row : facts.created) {

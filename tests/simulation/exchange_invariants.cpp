@@ -22,6 +22,7 @@ const std::vector<Invariant<ExchangeFacts>>& ExchangeInvariants() {
       {"TheReplyIsThePromisedOne", TheReplyIsThePromisedOne},
       {"AStatusTellsTheTruth", AStatusTellsTheTruth},
       {"ConnectedMeansStarted", ConnectedMeansStarted},
+      {"EveryLostRouteIsAddedAgain", EveryLostRouteIsAddedAgain},
       {"OnlyAdministratorsArePinned", OnlyAdministratorsArePinned},
       {"TheTunnelIsThisProgram", TheTunnelIsThisProgram},
       {"TheGuardSeesADefaultRoute", TheGuardSeesADefaultRoute},

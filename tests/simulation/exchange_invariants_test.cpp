@@ -331,6 +331,19 @@ TEST(ExchangeInvariants, AKeyMayNotStayInTheBuffer) {
             "");
 }
 
+TEST(ExchangeInvariants, ALostRouteMayNotBeGivenUp) {
+  ExchangeFacts facts = Connect();
+  facts.calls.push_back(Call("CreateForwardRow", true));
+  facts.calls.back().text += std::string(" ") + kRow;
+  facts.reply->insert(facts.reply->find("\"applied\""), R"("route_readded_after_tunnel":true,)");
+  facts.looks = {{}, {kPlace}, {}, {kPlace}};
+  EXPECT_EQ(EveryLostRouteIsAddedAgain(facts), "");
+  facts.looks.back().clear();
+  EXPECT_EQ(EveryLostRouteIsAddedAgain(facts), "");
+  facts.calls.pop_back();
+  EXPECT_NE(EveryLostRouteIsAddedAgain(facts), "");
+}
+
 TEST(ExchangeInvariants, NobodyElseMayBePinned) {
   EXPECT_NE(After(
                 Connect(), [](auto& facts) { facts.promise.administrators = {"203.0.113.50"}; },

@@ -74,6 +74,7 @@ std::string TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
 std::string TheRequestIsWiped(const ExchangeFacts& exchange);
 std::string AStatusTellsTheTruth(const ExchangeFacts& exchange);
 std::string ConnectedMeansStarted(const ExchangeFacts& exchange);
+std::string EveryLostRouteIsAddedAgain(const ExchangeFacts& exchange);
 std::string OnlyAdministratorsArePinned(const ExchangeFacts& exchange);
 std::string TheTunnelIsThisProgram(const ExchangeFacts& exchange);
 std::string TheGuardSeesADefaultRoute(const ExchangeFacts& exchange);

@@ -18,6 +18,8 @@ const std::vector<Adapter> kAdapters = {{12, L"Ethernet", "192.168.1.1"},
                                         {14, L"Corporate Tunnel", "172.16.0.1"}};
 const Texts kAdministrators = {"203.0.113.5", "198.51.100.7", "9.9.9.9",
                                "100.64.0.1",  "192.168.1.77", "198.51.100.200"};
+// Who comes by Remote Desktop sessions alone.
+const Texts kGuests = {"203.0.113.77", "198.18.0.9"};
 const std::vector<std::uint32_t> kMetrics = {0, 1, 5, 15, 16, 25, 4294967295};
 
 }  // namespace
@@ -61,7 +63,11 @@ void Surroundings::BringTunnelUp() {
   }
   if (random_.OneIn(6)) {
     mischief_ = true;
-    ChangeHostRoute();
+    if (random_.OneIn(2)) {
+      ChangeHostRoute();
+    } else {
+      RemoveRoutes([](const ForwardRow& row) { return row.mask == 0xFFFFFFFF; });
+    }
   }
 }
 
@@ -81,7 +87,8 @@ std::string Surroundings::ChangeDefaultRoute() {
 }
 
 std::string Surroundings::ChangeHostRoute() {
-  const std::string destination = random_.Pick(kAdministrators) + "/32";
+  const std::string destination =
+      random_.Pick(random_.OneIn(3) ? kGuests : kAdministrators) + "/32";
   if (random_.OneIn(3)) {
     machine_.routes.Remove(destination);
     return "the routes to " + destination + " go";
@@ -145,7 +152,7 @@ std::string Surroundings::ChangeSession() {
     return "all sessions end";
   }
   const std::uint32_t id = random_.Below(4);
-  const std::string& address = random_.Pick(kAdministrators);
+  const std::string& address = random_.Pick(random_.OneIn(2) ? kGuests : kAdministrators);
   machine_.sessions.AddSession(id, random_.Below(5));
   machine_.sessions.SetClientAddress(id, address);
   if (random_.OneIn(3)) machine_.sessions.SetConsoleSession(random_.OneIn(2) ? id : 0xFFFFFFFF);

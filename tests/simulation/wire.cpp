@@ -198,11 +198,13 @@ Reply ReplyOf(const std::string& text) {
   reply.applied = FlagIn(bypass, "applied");
   reply.ready = FlagIn(bypass, "routes_ready_before_tunnel");
   reply.skipped = FlagIn(bypass, "skipped_for_safe_mode");
+  reply.readded = FlagIn(bypass, "route_readded_after_tunnel");
   reply.failure_reason = TextIn(bypass, "failure_reason");
   reply.gateway = TextIn(bypass, "gateway");
   reply.interface_index = TextIn(bypass, "physical_interface_index_before_tunnel");
   if (bypass.contains("selected_bypass_ip_entries")) {
     for (const Json& entry : bypass["selected_bypass_ip_entries"]) {
+      reply.selected.push_back(TextIn(entry, "ip"));
       if (FlagIn(entry, "required")) reply.required.push_back(TextIn(entry, "ip"));
     }
   }

@@ -61,8 +61,10 @@ struct Reply {
   bool applied = false;
   bool ready = false;
   bool skipped = false;
-  std::string failure_reason;         // of the bypass
-  std::vector<std::string> required;  // addresses
+  std::string failure_reason;  // of the bypass
+  bool readded = false;
+  std::vector<std::string> selected;  // addresses
+  std::vector<std::string> required;  // of them
   std::string gateway;
   std::string interface_index;
   bool guard_on = false;

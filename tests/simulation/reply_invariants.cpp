@@ -38,8 +38,9 @@ std::string TheReplyIsWhole(const Facts& facts) {
   const Reply reply = ReplyOf(*facts.reply);
   // docs/protocol.md, "What a client must not assume": values of the client are not escaped.
   if (!reply.is_json) {
-    const bool plain =
-        IsPlain(facts.wished_node) && IsPlain(FieldOf(facts.request, "allowed_ips_csv"));
+    const std::string texts = facts.wished_node + facts.node_before + facts.node_after +
+                              FieldOf(facts.request, "allowed_ips_csv");
+    const bool plain = IsPlain(texts);
     return plain ? "the reply is no JSON" : "";
   }
   const bool has_error = !reply.error.empty() && !reply.message.empty();

@@ -12,7 +12,10 @@ target_link_options(simulated_program PRIVATE
 
 file(GLOB simulation_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/simulation/*.cpp)
 list(FILTER simulation_sources EXCLUDE REGEX "(_test|/simulate)\\.cpp$")
-add_library(simulation OBJECT ${simulation_sources} ${simulated_sources})
+# tests/simulation/threads.cpp has what tests/simulated/threads.cpp has elsewhere.
+set(simulation_machine ${simulated_sources})
+list(FILTER simulation_machine EXCLUDE REGEX "/threads\\.cpp$")
+add_library(simulation OBJECT ${simulation_sources} ${simulation_machine})
 target_link_libraries(simulation PUBLIC options simulated_program Threads::Threads)
 target_compile_options(simulation PRIVATE -O2)
 

@@ -160,10 +160,10 @@ void Files::Write(Stream& stream, std::string_view bytes) {
   if (stream.kept.size() > kOutputBufferBytes) PutIntoFile(stream, std::exchange(stream.kept, {}));
 }
 
-void Files::SpoilStream(Stream& stream, bool lose_kept) {
+void Files::SpoilStream(Stream& stream, std::size_t kept) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   stream.failed = true;
-  if (lose_kept) stream.kept.clear();
+  stream.kept.resize(kept);
 }
 
 bool Files::Close(Stream& stream) {
@@ -181,11 +181,11 @@ void Files::Free(Stream* stream) {
   delete stream;
 }
 
-void Files::CloseAll() {
+void Files::EndProcess() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   for (Stream* stream : streams_) {
     if (stream->open) --stream->node->uses;
-    delete stream;
+    stream->open = false;
   }
   streams_.clear();
 }

@@ -89,10 +89,11 @@ class Files {
   bool CreateFolders(const std::wstring& path);
   Stream* Open(const std::wstring& path);  // null: failed
   void Write(Stream& stream, std::string_view bytes);
-  void SpoilStream(Stream& stream, bool lose_kept);  // Close will answer false
+  // Close will answer false, and of what is not in the file yet only so many bytes will get there.
+  void SpoilStream(Stream& stream, std::size_t kept);
   bool Close(Stream& stream);
   void Free(Stream* stream);
-  void CloseAll();  // what the streams have kept back is lost
+  void EndProcess();  // what the streams have kept back is lost
 
   // 0 when something is at this path, else the Win32 error: 2, or 3 without the folder above.
   std::uint32_t WhyMissing(const std::wstring& path) const;

@@ -58,7 +58,7 @@ void Libraries::Free(File& file) {
   ++file.frees;
 }
 
-void Libraries::FreeAll() {
+void Libraries::EndProcess() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   for (auto& [name, file] : files_) file.frees = file.loads;
 }

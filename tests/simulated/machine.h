@@ -63,10 +63,17 @@ class Machine {
 
   // The machine that exists; dies when there is none.
   static Machine& Current();
+  static bool Exists();
 
-  // The program's process has ended, wherever its threads were: closes what it had open, as Windows
-  // does. For programs whose threads never come back from the call that they are in.
+  // The program's process ends, as by a crash, and the next one has not been started: the system
+  // closes whatever the program had open, and what its streams had kept back is lost. Call it where
+  // the program's threads are gone, as in a fork, or never come back from the call that they are
+  // in.
   void EndProcess();
+
+  // Forks while no other thread is in the middle of a change of the machine: in the child the
+  // machine is whole, and only the calling thread exists. Returns as fork does.
+  int Fork();
 
   // From now on the conductor decides (see Conductor); null: nobody.
   void Conduct(Conductor* conductor) { core_.conductor = conductor; }

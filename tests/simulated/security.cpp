@@ -88,7 +88,7 @@ void Security::CountRecord(bool made) {
   }
 }
 
-void Security::ForgetRecords() {
+void Security::EndProcess() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   live_ = 0;
 }

@@ -43,7 +43,7 @@ class Security {
 
   // For the boundary functions.
   void CountRecord(bool made);
-  void ForgetRecords();
+  void EndProcess();
 
  private:
   Core& core_;

@@ -169,11 +169,11 @@ std::pair<Services::Handle*, std::uint32_t> Services::Create(const Handle& manag
 
 void Services::Close(Handle* handle) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  program_handles_.erase(handle);
-  CloseLocked(handle);
+  if (program_handles_.erase(handle) != 0) CloseLocked(handle);
+  delete handle;
 }
 
-void Services::CloseAll() {
+void Services::EndProcess() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   for (Handle* handle : program_handles_) CloseLocked(handle);
   program_handles_.clear();
@@ -184,7 +184,6 @@ void Services::CloseLocked(Handle* handle) {
     --handle->service->record.open_handles;
     DropIfGone(*handle->service);
   }
-  delete handle;
 }
 
 std::uint32_t Services::ChangeCommandLine(const Handle& handle, const std::wstring& command_line) {

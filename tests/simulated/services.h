@@ -105,7 +105,7 @@ class Services {
   Handle* Open(const std::wstring& name, std::uint32_t access);  // null: not there, or denied
   std::pair<Handle*, std::uint32_t> Create(const Handle& manager, const ServiceSettings& settings);
   void Close(Handle* handle);
-  void CloseAll();
+  void EndProcess();
   std::uint32_t ChangeCommandLine(const Handle& handle, const std::wstring& command_line);
   std::uint32_t SetSidType(const Handle& handle, std::uint32_t sid_type);
   std::uint32_t Start(const Handle& handle);

@@ -1,6 +1,8 @@
 // What the C library does for the program's threads, done by the baton. The program is linked so
 // that its calls of abort and pthread_mutex_lock come here (cmake/Simulation.cmake).
 
+#include "tests/simulated/threads.h"
+
 #include <dlfcn.h>
 #include <pthread.h>
 
@@ -44,6 +46,15 @@ Function* Real(const char* name) {
 
 }  // namespace
 }  // namespace veltrane::simulation
+
+namespace veltrane::simulated {
+
+// The dice decide which threads cannot be made, and no mutex refuses its lock.
+NotOfTheProgram::NotOfTheProgram() : outer_(false) {}
+NotOfTheProgram::~NotOfTheProgram() { static_cast<void>(outer_); }
+void WatchMutex(const Mutex* /*mutex*/) {}
+
+}  // namespace veltrane::simulated
 
 using veltrane::simulation::Baton;
 using veltrane::simulation::BatonOfThisThread;

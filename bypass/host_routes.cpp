@@ -148,7 +148,9 @@ bool ReAddHostRoute(const std::string& ip, std::string* detail) {
 
 AdminBypassState RemoveBypassRoutes() {
   AdminBypassState state = CurrentAdminBypassState();
-  for (const ForwardRow& row : AddedRouteList()) DeleteGuarded(row);
+  // A copy: beside an expiring timer, a connect may change the list meanwhile.
+  const std::vector<ForwardRow> rows = AddedRouteList();
+  for (const ForwardRow& row : rows) DeleteGuarded(row);
   AddedRouteList().clear();
   state.applied = false;
   state.routes_ready_before_tunnel = false;

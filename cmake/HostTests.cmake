@@ -32,6 +32,8 @@ target_sources(ipc_tests PRIVATE tests/support/allocation_hook.cpp)
 target_sources(contract_tests PRIVATE
   tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)
 
+include(Simulation)
+
 # The runs in which every boundary call fails once, and the tests of what judges them.
 file(GLOB fault_sources CONFIGURE_DEPENDS tests/faults/*.cpp)
 list(FILTER fault_sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$")

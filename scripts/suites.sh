@@ -59,6 +59,12 @@ host_suite faults "every boundary call of every story failed once, over the simu
   "${host_packages[@]}"
 suite_faults() { build_preset host faults && counting_suite faults runs surprises build/host/faults; }
 
+host_suite simulation "days on the simulated machine, from a fixed set of seeds" "${host_packages[@]}"
+suite_simulation() {
+  build_preset host simulate
+  counting_suite simulation steps "broken invariants" tests/simulation/run_all build/host
+}
+
 host_suite tidy "the C++ sources (clang-tidy)" git "${host_packages[@]}" clang-tidy
 suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }
 

@@ -53,9 +53,10 @@ struct IpcServer {
   // Cancels and joins the auto-stop thread, even when the server is not running; then ends the pipe
   // loop and joins its thread, which takes until the request that is being served has been answered
   // or the client that has sent nothing has gone; a call that comes while the next pipe is being
-  // created waits for the next client. A second call does not wait for the first. Leaves
-  // the tunnel, the bypass routes and the configuration file as they are. Throws std::system_error
-  // when called on a thread that it joins.
+  // created waits for the next client. A second call does not wait for the first. A call while a
+  // request waits for the end of the timer joins that thread a second time, which may end the
+  // process. Leaves the tunnel, the bypass routes and the configuration file as they are. Throws
+  // std::system_error when called on a thread that it joins.
   void Stop();
 
   // Sets the phase and the node under one lock of the mutex. Throws std::system_error when the

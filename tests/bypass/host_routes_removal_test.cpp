@@ -76,6 +76,20 @@ class RemovingBypassRoutes : public OnBypassMachine {
   }
 };
 
+// A timer that expires while a connect forgets the routes and records its own.
+TEST_F(RemovingBypassRoutes, GoesOnWithItsRoutesWhenTheListChangesMeanwhile) {
+  Add({"203.0.113.5", "9.9.9.9"});
+  machine.OnCall("DeleteForwardRow", 1, [] {
+    const ForwardRow other = simulated::MakeRoute("198.51.100.7/32", "192.168.1.1", 12, 1);
+    AddedRouteList().clear();
+    for (int i = 0; i < 8; ++i) AddedRouteList().push_back(other);
+  });
+  RemoveBypassRoutes();
+  EXPECT_EQ(machine.calls.Of("DeleteForwardRow"),
+            (Strings{"DeleteForwardRow 203.0.113.5/32 via 192.168.1.1 if 12 metric 1",
+                     "DeleteForwardRow 9.9.9.9/32 via 192.168.1.1 if 12 metric 1"}));
+}
+
 TEST_F(RemovingBypassRoutes, DeletesThemInTheOrderOfTheirCreationAndLogsOnce) {
   Add({"203.0.113.5", "9.9.9.9", "198.51.100.7"});
   RemoveBypassRoutes();

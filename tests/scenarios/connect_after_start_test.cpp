@@ -14,6 +14,8 @@
 namespace veltrane {
 namespace {
 
+using testing::StartsWith;
+
 // What happens on the machine when the tunnel service starts.
 class AfterStart : public Scenario {
  protected:
@@ -52,6 +54,20 @@ TEST_F(TunnelWithDefaultRoute, WithTheGuardTheConnectIsRefusedAndTheTunnelTornDo
   EXPECT_EQ(State(), "disconnected; 0.0.0.0/0 via 10.7.3.1 if 40 metric 5; active.conf of zeros");
   // The reply kept the bypass as it was before the teardown.
   EXPECT_EQ(Handle(kStatus), Reply(kIdle, Removed(kBypassSkipped)));
+}
+
+// Windows does not stop a service that is still starting, and the teardown asks once.
+TEST_F(AfterStart, ATunnelThatIsStillStartingComesUpAlthoughTheConnectIsRefused) {
+  SetGuard();
+  machine.routes.AddInterface(40, L"Office Tunnel");
+  machine.routes.Add("0.0.0.0/0", "10.9.0.1", 40, 5);
+  machine.services.RunAfterPolls(3);
+  EXPECT_THAT(Handle(kConnect), StartsWith(R"({"ok":false,"error":"poc_default_route_detected",)"));
+  EXPECT_EQ(State(),
+            "disconnected; 0.0.0.0/0 via 10.9.0.1 if 40 metric 5; "
+            "VeltraneVpnTunnel$Active running, marked for deletion; active.conf of zeros");
+  Handle(kDisconnect);
+  EXPECT_EQ(State(), "disconnected; 0.0.0.0/0 via 10.9.0.1 if 40 metric 5; active.conf of zeros");
 }
 
 TEST_F(TunnelWithDefaultRoute, WithoutTheGuardItIsAllowed) {

@@ -149,7 +149,9 @@ std::optional<std::uint32_t> Calls::Begin(const std::string& name, const std::st
   }
   if (observer_) observer_(name, text);
   for (const auto& hook : hooks) hook();
-  return failure;
+  if (core_.conductor == nullptr) return failure;
+  const auto decided = core_.conductor->AtCall(name, text);
+  return call.fails && decided ? decided : failure;
 }
 
 }  // namespace veltrane::simulated

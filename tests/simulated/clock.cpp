@@ -135,6 +135,7 @@ void Clock::Sleep(std::uint32_t milliseconds) {
     hook = hook_;
   }
   if (hook) hook(milliseconds);
+  if (core_.conductor != nullptr) return core_.conductor->Sleep(milliseconds);
 
   std::unique_lock<std::mutex> lock(core_.mutex);
   const std::int64_t length = milliseconds * kTicksPerMillisecond;

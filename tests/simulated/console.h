@@ -46,7 +46,7 @@ class Console {
 
   // For the boundary functions.
   void Print(Outlet outlet, const std::wstring& text);
-  void Install(bool (*handler)(std::uint32_t));
+  void Install(bool (*handler)(std::uint32_t));  // null: the program's process has ended
 
  private:
   std::wstring Joined(Outlet outlet) const;

@@ -51,7 +51,7 @@ std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
 void CloseOutputStream(void* memory) noexcept {
   auto* stream = static_cast<Files::Stream*>(memory);
   if (stream->open) CloseStream(*stream);
-  delete stream;
+  Machine::Current().files.Free(stream);
 }
 
 void OutputFile::Write(std::string_view bytes) {

@@ -106,7 +106,8 @@ std::vector<AccessSet> Files::AccessSets() const {
 
 int Files::OpenStreams() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return open_streams_;
+  return static_cast<int>(std::count_if(streams_.begin(), streams_.end(),
+                                        [](const Stream* stream) { return stream->open; }));
 }
 
 void Files::DenyOpen(const std::wstring& path) {
@@ -145,8 +146,8 @@ Files::Stream* Files::Open(const std::wstring& path) {
   if (!Shares(*node, kShareWrite)) return nullptr;
   node->bytes.clear();
   ++node->uses;
-  ++open_streams_;
   auto* stream = new Stream;
+  streams_.insert(stream);
   stream->path = path;
   stream->node = std::move(node);
   return stream;
@@ -170,9 +171,23 @@ bool Files::Close(Stream& stream) {
   if (!stream.open) Die("an output file was closed twice");
   stream.open = false;
   --stream.node->uses;
-  --open_streams_;
   PutIntoFile(stream, std::exchange(stream.kept, {}));
   return !stream.failed;
+}
+
+void Files::Free(Stream* stream) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  streams_.erase(stream);
+  delete stream;
+}
+
+void Files::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (Stream* stream : streams_) {
+    if (stream->open) --stream->node->uses;
+    stream->open = false;
+  }
+  streams_.clear();
 }
 
 std::uint32_t Files::WhyMissing(const std::wstring& path) const {
@@ -226,12 +241,6 @@ bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& 
   node->access = entries;
   access_sets_.push_back({path, entries});
   return true;
-}
-
-void Files::EndProcess() {
-  const std::lock_guard<std::mutex> lock(core_.mutex);
-  for (const auto& [key, node] : nodes_) node->uses = 0;
-  open_streams_ = 0;
 }
 
 std::shared_ptr<Files::Node> Files::Find(const std::wstring& path) const {

@@ -92,6 +92,8 @@ class Files {
   // Close will answer false, and of what is not in the file yet only so many bytes will get there.
   void SpoilStream(Stream& stream, std::size_t kept);
   bool Close(Stream& stream);
+  void Free(Stream* stream);
+  void EndProcess();  // what the streams have kept back is lost
 
   // 0 when something is at this path, else the Win32 error: 2, or 3 without the folder above.
   std::uint32_t WhyMissing(const std::wstring& path) const;
@@ -106,7 +108,6 @@ class Files {
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);
   bool SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
-  void EndProcess();
 
  private:
   std::shared_ptr<Node> Find(const std::wstring& path) const;
@@ -119,7 +120,7 @@ class Files {
   std::map<std::wstring, std::shared_ptr<Node>> nodes_;
   std::set<std::wstring> denied_;
   std::vector<AccessSet> access_sets_;
-  int open_streams_ = 0;
+  std::set<Stream*> streams_;  // open and closed
 };
 
 }  // namespace veltrane::simulated

@@ -58,6 +58,11 @@ void Libraries::Free(File& file) {
   ++file.frees;
 }
 
+void Libraries::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (auto& [name, file] : files_) file.frees = file.loads;
+}
+
 std::wstring Libraries::ExecutablePath() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   return executable_path_.substr(0, kLongestPath);

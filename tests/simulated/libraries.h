@@ -42,6 +42,7 @@ class Libraries {
   File* Load(const std::wstring& library);  // null: not there
   LibraryFunction Find(const File& file, const std::string& name) const;
   void Free(File& file);
+  void EndProcess();
   std::wstring ExecutablePath() const;
 
  private:

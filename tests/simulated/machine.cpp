@@ -31,10 +31,12 @@ Machine::~Machine() {
 
 void Machine::EndProcess() {
   files.EndProcess();
+  libraries.EndProcess();
   pipes.EndProcess();
   security.EndProcess();
   service_host.EndProcess();
   services.EndProcess();
+  console.Install(nullptr);
   core_.blocked_threads = 0;
 }
 

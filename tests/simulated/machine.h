@@ -66,13 +66,17 @@ class Machine {
   static bool Exists();
 
   // The program's process ends, as by a crash, and the next one has not been started: the system
-  // closes whatever the program had open, and what its streams had kept back is lost. Call it in a
-  // fork, where the program's threads are gone.
+  // closes whatever the program had open, and what its streams had kept back is lost. Call it where
+  // the program's threads are gone, as in a fork, or never come back from the call that they are
+  // in.
   void EndProcess();
 
   // Forks while no other thread is in the middle of a change of the machine: in the child the
   // machine is whole, and only the calling thread exists. Returns as fork does.
   int Fork();
+
+  // From now on the conductor decides (see Conductor); null: nobody.
+  void Conduct(Conductor* conductor) { core_.conductor = conductor; }
 
   // Short forms of the members of `calls`.
   std::vector<std::string> Changes() const { return calls.Changes(); }

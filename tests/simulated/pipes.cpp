@@ -28,6 +28,21 @@ std::size_t Pipes::OpenInstances() const {
   return instances_.size();
 }
 
+std::size_t Pipes::Reads() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return reads_;
+}
+
+std::string Pipes::LastRead() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return last_read_;
+}
+
+std::string Pipes::LastWritten() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return last_written_;
+}
+
 void Pipes::WaitUntilServerWaits() {
   std::unique_lock<std::mutex> lock(core_.mutex);
   core_.Await(lock, "a pipe server to wait for a client", [this] { return ServerWaitsLocked(); });
@@ -100,12 +115,15 @@ std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffe
     message.erase(0, size);
     return std::nullopt;
   }
+  ++reads_;
+  last_read_.assign(buffer.data(), size);
   connection->to_server.pop_front();
   return size;
 }
 
 void Pipes::Write(Instance& instance, std::string_view bytes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
+  last_written_ = bytes;
   if (instance.connection == nullptr || !instance.connection->client_open) return;
   instance.connection->to_client.emplace_back(bytes);
   core_.changed.notify_all();
@@ -141,6 +159,7 @@ void Pipes::EndProcess() {
     if (instance->connection != nullptr) instance->connection->server_open = false;
   }
   instances_.clear();
+  core_.changed.notify_all();
 }
 
 bool Pipes::IsServed(const std::wstring& name) const {

@@ -39,6 +39,12 @@ class Pipes {
   // The instances that are open, of all names.
   std::size_t OpenInstances() const;
 
+  // What the program has read last, and what it has written last, whether or not there was a client
+  // to receive it.
+  std::size_t Reads() const;  // how many messages it has read
+  std::string LastRead() const;
+  std::string LastWritten() const;
+
   // Waits until a thread of the program is blocked in WaitForClient (see kPatience), so that the
   // next client is served by that wait.
   void WaitUntilServerWaits();
@@ -104,6 +110,9 @@ class Pipes {
   Core& core_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::vector<CreatedPipe> created_;
+  std::size_t reads_ = 0;
+  std::string last_read_;
+  std::string last_written_;
   std::span<const char> read_buffer_;
   std::size_t refused_ = 0;
 };

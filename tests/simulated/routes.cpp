@@ -127,9 +127,14 @@ void Routes::KeepTableOrder() {
   keep_order_ = true;
 }
 
-void Routes::SetMetricOfCreatedRows(std::uint32_t metric) {
+void Routes::SetMetricOfCreatedRows(std::optional<std::uint32_t> metric) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   created_metric_ = metric;
+}
+
+std::optional<std::uint32_t> Routes::MetricOfCreatedRows() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return created_metric_;
 }
 
 void Routes::AddInterface(std::uint32_t index, const std::wstring& alias,

@@ -71,8 +71,10 @@ class Routes {
   // Reads return the rows in table order, not sorted.
   void KeepTableOrder();
 
-  // Rows that the program creates get this metric in the table, whatever it asked for.
-  void SetMetricOfCreatedRows(std::uint32_t metric);
+  // Rows that the program creates get this metric in the table, whatever it asked for; nullopt: the
+  // one that it asked for.
+  void SetMetricOfCreatedRows(std::optional<std::uint32_t> metric);
+  std::optional<std::uint32_t> MetricOfCreatedRows() const;
 
   // Adding an interface that is there replaces its names. It is hardware until SetHardware says
   // that it is not.

@@ -71,12 +71,6 @@ void ServiceHost::Run(const std::wstring& name, void (*service_main)()) {
   handler_ = nullptr;
 }
 
-void ServiceHost::EndProcess() {
-  const std::lock_guard<std::mutex> lock(core_.mutex);
-  dispatching_ = false;
-  handler_ = nullptr;
-}
-
 void ServiceHost::HandleControls(const bool& ended) {
   std::unique_lock<std::mutex> lock(core_.mutex);
   for (;;) {
@@ -84,7 +78,7 @@ void ServiceHost::HandleControls(const bool& ended) {
       return std::find_if(controls_.begin(), controls_.end(),
                           [](const Control& control) { return !control.handled; });
     };
-    core_.changed.wait(lock, [&] { return ended || due() != controls_.end(); });
+    core_.Block(lock, [&] { return ended || due() != controls_.end(); });
     const auto control = due();
     if (control == controls_.end()) return;
     const auto handler = handler_;
@@ -109,6 +103,14 @@ void ServiceHost::Report(ServiceStatusHandle handle, const ServiceStatus& status
   if (handle != this) return;
   const std::lock_guard<std::mutex> lock(core_.mutex);
   statuses_.push_back(status);
+  core_.changed.notify_all();
+}
+
+void ServiceHost::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (Control& control : controls_) control.handled = true;
+  dispatching_ = false;
+  handler_ = nullptr;
   core_.changed.notify_all();
 }
 

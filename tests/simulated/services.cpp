@@ -80,7 +80,7 @@ void Services::ReleaseHandle(const std::wstring& name) {
 
 int Services::OpenHandles() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return program_handles_;
+  return static_cast<int>(program_handles_.size());
 }
 
 void Services::DenyManagerAccess(std::uint32_t mask) {
@@ -169,12 +169,21 @@ std::pair<Services::Handle*, std::uint32_t> Services::Create(const Handle& manag
 
 void Services::Close(Handle* handle) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  --program_handles_;
+  if (program_handles_.erase(handle) != 0) CloseLocked(handle);
+  delete handle;
+}
+
+void Services::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (Handle* handle : program_handles_) CloseLocked(handle);
+  program_handles_.clear();
+}
+
+void Services::CloseLocked(Handle* handle) {
   if (handle->service != nullptr) {
     --handle->service->record.open_handles;
     DropIfGone(*handle->service);
   }
-  delete handle;
 }
 
 std::uint32_t Services::ChangeCommandLine(const Handle& handle, const std::wstring& command_line) {
@@ -245,20 +254,9 @@ std::uint32_t Services::Delete(const Handle& handle) {
   return 0;
 }
 
-void Services::EndProcess() {
-  const std::lock_guard<std::mutex> lock(core_.mutex);
-  program_handles_ = 0;
-  const auto installed = services_;  // closing the last handle of one may remove it
-  for (const auto& [key, service] : installed) {
-    service->record.open_handles = 0;
-    DropIfGone(*service);
-  }
-}
-
 Services::Handle* Services::OpenLocked(std::shared_ptr<Installed> service, std::uint32_t access) {
-  ++program_handles_;
   if (service != nullptr) ++service->record.open_handles;
-  return new Handle{std::move(service), access};
+  return *program_handles_.insert(new Handle{std::move(service), access}).first;
 }
 
 Services::Installed& Services::Known(const std::wstring& name) const {

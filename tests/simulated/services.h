@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -104,13 +105,13 @@ class Services {
   Handle* Open(const std::wstring& name, std::uint32_t access);  // null: not there, or denied
   std::pair<Handle*, std::uint32_t> Create(const Handle& manager, const ServiceSettings& settings);
   void Close(Handle* handle);
+  void EndProcess();
   std::uint32_t ChangeCommandLine(const Handle& handle, const std::wstring& command_line);
   std::uint32_t SetSidType(const Handle& handle, std::uint32_t sid_type);
   std::uint32_t Start(const Handle& handle);
   std::uint32_t SendStop(const Handle& handle);
   std::optional<std::uint32_t> QueryState(const Handle& handle);
   std::uint32_t Delete(const Handle& handle);
-  void EndProcess();
 
  private:
   enum class AfterStart { kRun, kRunLater, kStop };
@@ -118,6 +119,7 @@ class Services {
 
   Handle* OpenLocked(std::shared_ptr<Installed> service, std::uint32_t access);
   Installed& Known(const std::wstring& name) const;
+  void CloseLocked(Handle* handle);
   void DropIfGone(const Installed& service);
   std::uint32_t CheckChange(const Handle& handle, std::uint32_t right) const;
   // Sets the state and returns the hook call that is due, to be made without the lock.
@@ -125,7 +127,7 @@ class Services {
 
   Core& core_;
   std::map<std::wstring, std::shared_ptr<Installed>> services_;
-  int program_handles_ = 0;
+  std::set<Handle*> program_handles_;
   std::uint32_t denied_manager_access_ = 0;
   std::uint32_t denied_service_access_ = 0;
   AfterStart after_start_ = AfterStart::kRun;

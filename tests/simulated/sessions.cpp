@@ -34,6 +34,11 @@ void Sessions::AddActive(std::uint32_t id, const std::string& client_address) {
   SetClientAddress(id, client_address);
 }
 
+void Sessions::Clear() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  list_.clear();
+}
+
 void Sessions::SetClientAddress(std::uint32_t id, const std::string& ipv4) {
   ClientAddress address;
   address.family = kInternetFamily;

@@ -27,6 +27,8 @@ class Sessions {
   // Appends to the list; states of WTS_CONNECTSTATE_CLASS: 0 active, 1 connected, 4 disconnected.
   void AddSession(std::uint32_t id, std::uint32_t state);
 
+  void Clear();  // the list alone
+
   // An active session with an IPv4 client: AddSession and SetClientAddress at once.
   void AddActive(std::uint32_t id, const std::string& client_address);
 

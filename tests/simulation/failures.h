@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace veltrane::simulation {
+
+// The calls that the dice let fail, and the statuses with which each may. Status 0 of a function
+// that returns a status is a success that does nothing.
+struct FailingCall {
+  std::string name;
+  std::vector<std::uint32_t> statuses;
+};
+const std::vector<FailingCall>& FailingCalls();
+
+}  // namespace veltrane::simulation

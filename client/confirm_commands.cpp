@@ -15,8 +15,7 @@ ExitCode RunConfirm(const Options& options, Display& display) {
     case ConfirmEnd::kConfirmed:
       break;
     case ConfirmEnd::kNobody:
-      return fail(kExitUnreachable,
-                  "nothing waits for a confirmation: veltranectl status");
+      return fail(kExitUnreachable, "nothing waits for a confirmation: veltranectl status");
     case ConfirmEnd::kEarly:
       return fail(kExitUnreachable,
                   "the service has not answered the connect yet: try again when it has");

@@ -13,8 +13,7 @@ function(add_host_tests folder)
   add_test(NAME ${folder} COMMAND ${folder}_tests)
 endfunction()
 
-foreach(folder contract simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios
-    allocations)
+foreach(folder contract simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios)
   add_host_tests(${folder})
 endforeach()
 add_host_tests(client client)
@@ -27,7 +26,12 @@ target_sources(client_tests PRIVATE
   tests/client/forecast/random_situation.cpp
   tests/client/forecast/withheld_pieces.cpp)
 target_sources(ipc_tests PRIVATE tests/support/allocation_hook.cpp)
-target_sources(allocations_tests PRIVATE tests/allocations/live_memory.cpp)
+
+# Replaces every operator new of the executable, as the sanitizers do.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  add_host_tests(allocations)
+  target_sources(allocations_tests PRIVATE tests/allocations/live_memory.cpp)
+endif()
 
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.

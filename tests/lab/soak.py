@@ -1,5 +1,6 @@
-"""300 connects and disconnects with an administrator connected throughout: `run_all soak`, or inside a
-lab `soak.py [CONNECTS]`. The last line says "soak: lab: ..." and the verdict."""
+"""300 connects and disconnects, with an administrator connected throughout, and what the service
+holds afterwards. Runs inside a lab: `soak.py [CONNECTS]`. Its lines begin with "soak: lab: ", and the
+last one says whether it passed."""
 
 import dataclasses
 import pathlib

@@ -110,5 +110,6 @@ suite_soak() {
   local patience=(timeout --foreground --kill-after=10 5400)
   build_preset windows
   # Its progress is shown while it runs.
-  summary_suite soak bash -o pipefail -c 'tests/lab/run_all soak | tee >(grep --line-buffered "^soak:" >&3)' 3>&1
+  summary_suite soak bash -o pipefail -c \
+    'tests/lab/run_all soak | tee >(grep --line-buffered "^soak:" >&3)' 3>&1
 }

@@ -122,6 +122,7 @@ TEST_F(FullHouse, GetsEveryReplyWhateverSomeClientsDo) {
   TakeThePipeOver();
   PrepareForCrowd();
   Disturb();
+  ASSERT_FALSE(HasFailure());
   const ProcessUsage usage = UsageOfWaitingServer();
 
   int rounds = 0;

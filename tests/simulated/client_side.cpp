@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/ancestors.h"
 #include "platform/clock.h"
 #include "platform/file_input.h"
 #include "platform/interface_metric.h"
@@ -219,6 +220,8 @@ Result<std::int64_t> ReadProcessStart(std::uint32_t process_id) {
   if (failure) return Result<std::int64_t>::Failure(*failure);
   return ClientSide::Current().ProcessStart(process_id);
 }
+
+std::optional<std::vector<std::wstring>> ReadAncestors() { return ClientSide::Current().ancestors; }
 
 Result<AccessList> ReadAccessList(const std::wstring& path) {
   if (const auto set = ClientSide::Current().AccessListOf(path)) return *set;

@@ -27,6 +27,12 @@ target_sources(client_tests PRIVATE
   tests/client/forecast/withheld_pieces.cpp)
 target_sources(ipc_tests PRIVATE tests/support/allocation_hook.cpp)
 
+# Replaces every operator new of the executable, as the sanitizers do.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  add_host_tests(allocations)
+  target_sources(allocations_tests PRIVATE tests/allocations/live_memory.cpp)
+endif()
+
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.
 target_sources(contract_tests PRIVATE

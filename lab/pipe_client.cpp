@@ -11,14 +11,12 @@
 
 #include <windows.h>
 
-#include <tlhelp32.h>
-
 #include <cstdio>
 #include <iostream>
 #include <string>
-#include <vector>
 
 #include "ipc/pipe_name.h"
+#include "lab/process_usage.h"
 #include "tunnel/tunnel_manager.h"
 
 namespace {
@@ -61,68 +59,15 @@ std::string Send(const std::string& request) {
   return replied ? reply.substr(0, size) : NoReply(error);
 }
 
-// Returns the id of the process that serves the pipe; 0 when there is none.
-DWORD FindServer() {
-  const HANDLE pipe = OpenPipe();
-  if (pipe == INVALID_HANDLE_VALUE) return 0;
-  ULONG process = 0;
-  GetNamedPipeServerProcessId(pipe, &process);
-  CloseHandle(pipe);
-  return process;
-}
-
-unsigned CountThreads(DWORD process) {
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-  THREADENTRY32 thread{};
-  thread.dwSize = sizeof(thread);
-  unsigned count = 0;
-  for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
-    if (thread.th32OwnerProcessID == process) ++count;
-  }
-  CloseHandle(snapshot);
-  return count;
-}
-
-// Counts them in the system's list of all handles, because Wine 8 does not count them per process.
-unsigned CountHandles(DWORD process) {
-  struct Entry {
-    void* object;
-    ULONG_PTR process;
-    ULONG_PTR handle;
-    ULONG access;
-    USHORT trace_index;
-    USHORT type;
-    ULONG attributes;
-    ULONG reserved;
-  };
-  struct List {
-    ULONG_PTR count;
-    ULONG_PTR reserved;
-    Entry entries[1];
-  };
-  // winternl.h does not declare this information class (SystemExtendedHandleInformation).
-  using Query = LONG NTAPI(int information, void* buffer, ULONG size, ULONG* needed);
-  constexpr int kExtendedHandleInformation = 64;
-  auto* const query = reinterpret_cast<Query*>(reinterpret_cast<void*>(
-      GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-  std::vector<char> buffer(1 << 20);
-  ULONG size = 0;
-  if (query(kExtendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &size) !=
-      0) {
-    return 0;
-  }
-  const auto* list = reinterpret_cast<const List*>(buffer.data());
-  unsigned count = 0;
-  for (ULONG_PTR i = 0; i < list->count; ++i) {
-    if (list->entries[i].process == process) ++count;
-  }
-  return count;
-}
-
+// Counts while it holds the pipe: the service then waits for a request. Between two clients it
+// closes one handle and opens another.
 std::string Usage() {
-  const DWORD process = FindServer();
-  return "handles=" + std::to_string(CountHandles(process)) +
-         " threads=" + std::to_string(CountThreads(process));
+  const HANDLE pipe = OpenPipe();
+  ULONG server = 0;
+  if (!GetNamedPipeServerProcessId(pipe, &server)) return NoReply(GetLastError());
+  const veltrane::ProcessUsage usage = veltrane::SettledUsageOf(server);
+  CloseHandle(pipe);
+  return "handles=" + std::to_string(usage.handles) + " threads=" + std::to_string(usage.threads);
 }
 
 std::string TunnelState() {

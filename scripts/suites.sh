@@ -4,6 +4,7 @@
 
 host_suites=()
 windows_suites=()
+long_suites=()
 declare -A suite_about suite_packages
 
 # host_suite NAME DESCRIPTION PACKAGE... and windows_suite add a suite to one of the two lists, which
@@ -14,6 +15,11 @@ host_suite() {
 }
 windows_suite() {
   windows_suites+=("$1")
+  describe "$@"
+}
+# long_suite adds one that takes minutes, and therefore runs only when it is named, behind the others.
+long_suite() {
+  long_suites+=("$1")
   describe "$@"
 }
 describe() {
@@ -107,3 +113,13 @@ suite_plain-run() { check plain-run ./run --plain; }
 windows_suite lab "real packets around the real executable, in network namespaces (root only)" \
   "${windows_packages[@]}" "${wine_packages[@]}" "${lab_packages[@]}"
 suite_lab() { build_preset windows && summary_suite lab tests/lab/run_all all; }
+
+long_suite soak "300 connects in the lab, and what the service holds afterwards (root only)" \
+  "${windows_packages[@]}" "${wine_packages[@]}" "${lab_packages[@]}"
+suite_soak() {
+  local patience=(timeout --foreground --kill-after=10 5400)
+  build_preset windows
+  # Its progress is shown while it runs.
+  summary_suite soak bash -o pipefail -c \
+    'tests/lab/run_all soak | tee >(grep --line-buffered "^soak:" >&3)' 3>&1
+}

@@ -1,6 +1,7 @@
 #include "tests/simulated/client_side.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "platform/ancestors.h"
@@ -179,7 +180,7 @@ void RestoreTerminals() { ClientSide::Current().RestoreTerminals(); }
 
 void WipeMemory(std::span<std::byte> memory) {
   ClientSide::NoteWiped({reinterpret_cast<const char*>(memory.data()), memory.size()});
-  for (volatile std::byte& byte : memory) byte = std::byte(0);
+  std::memset(memory.data(), 0, memory.size());
 }
 
 std::uint32_t ReadFileBytes(const std::string& path, std::size_t limit, const ByteSink& sink) {

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "ipc/pipe_name.h"
-#include "tests/windows/wait.h"
 
 namespace veltrane::windows_tests {
 namespace {
+
+constexpr DWORD kPatienceMilliseconds = 120'000;
+constexpr DWORD kRetryMilliseconds = 20;
 
 HANDLE OpenPipe() {
   return CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
@@ -16,11 +18,12 @@ HANDLE OpenPipe() {
 }  // namespace
 
 PipeConnection::PipeConnection() {
-  const bool open = WaitUntil([this] {
-    handle_ = OpenPipe();
-    return handle_ != INVALID_HANDLE_VALUE;
-  });
-  if (!open) ADD_FAILURE() << "the control pipe is not there";
+  const ULONGLONG deadline = GetTickCount64() + kPatienceMilliseconds;
+  while ((handle_ = OpenPipe()) == INVALID_HANDLE_VALUE && GetTickCount64() < deadline) {
+    const bool busy = GetLastError() == ERROR_PIPE_BUSY;
+    if (!busy || !WaitNamedPipeW(kPipeName, kPatienceMilliseconds)) Sleep(kRetryMilliseconds);
+  }
+  if (handle_ == INVALID_HANDLE_VALUE) ADD_FAILURE() << "the control pipe is not there";
   DWORD mode = PIPE_READMODE_MESSAGE;
   SetNamedPipeHandleState(handle_, &mode, nullptr, nullptr);
 }

@@ -12,7 +12,8 @@ namespace veltrane::windows_tests {
 // One connection in message mode. Closed with the object.
 class PipeConnection {
  public:
-  // Waits until the server takes a client; fails the test when it never does.
+  // Waits while the server serves others, and while there is none, as docs/protocol.md tells
+  // clients; fails the test when two minutes are not enough. On any thread.
   PipeConnection();
   PipeConnection(const PipeConnection&) = delete;
   PipeConnection& operator=(const PipeConnection&) = delete;

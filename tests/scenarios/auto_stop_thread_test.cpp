@@ -1,6 +1,7 @@
 // A timer whose thread cannot be created, which is known only once the connection is up.
 
 #include <csignal>
+#include <future>
 #include <optional>
 #include <system_error>
 
@@ -62,7 +63,8 @@ TEST_F(AutoStopWithoutThreadsDeathTest, AConnectOverThePipeEndsTheProcess) {
       {
         server.Start();
         RunOutOfThreadsAtTheDeadline();
-        simulated::Exchange(kConnect);
+        simulated::Exchange(kConnect);  // the pipe is closed before the process has ended
+        std::promise<void>().get_future().wait_for(simulated::kPatience);
       },
       testing::KilledBySignal(SIGABRT), "terminate called after throwing .*system_error");
 }

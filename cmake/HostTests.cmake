@@ -13,7 +13,8 @@ function(add_host_tests folder)
   add_test(NAME ${folder} COMMAND ${folder}_tests)
 endfunction()
 
-foreach(folder contract simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios)
+foreach(folder contract simulated service ipc bypass bypass_local_addresses guard tunnel text scenarios
+    internal_calls)
   add_host_tests(${folder})
 endforeach()
 add_host_tests(client client)
@@ -32,6 +33,16 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_host_tests(allocations)
   target_sources(allocations_tests PRIVATE tests/allocations/live_memory.cpp)
 endif()
+
+# The calls between files of the program that a test watches, by the names that the linker has for
+# them: MarkStopRequested, InstallService, UninstallService, WriteActiveConf, TunnelManager::Start.
+target_sources(internal_calls_tests PRIVATE tests/internal_calls/watched_calls.cpp)
+target_link_options(internal_calls_tests PRIVATE
+  -Wl,--wrap=_ZN8veltrane17MarkStopRequestedEv
+  -Wl,--wrap=_ZN8veltrane14InstallServiceERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEEPS5_
+  -Wl,--wrap=_ZN8veltrane16UninstallServiceEPNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE
+  -Wl,--wrap=_ZN8veltrane15WriteActiveConfERKNS_17ConnectionProfileEPNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE
+  -Wl,--wrap=_ZN8veltrane13TunnelManager5StartERKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEEPNS2_IcS3_IcESaIcEEE)
 
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.

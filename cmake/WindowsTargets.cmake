@@ -23,4 +23,4 @@ target_precompile_headers(contract_tests PRIVATE
 # What platform/windows/ makes of answers that the real system gives at no other time.
 file(GLOB platform_windows_sources CONFIGURE_DEPENDS tests/platform_windows/*.cpp)
 add_executable(platform_windows_tests ${platform_windows_sources})
-target_link_libraries(platform_windows_tests PRIVATE platform gmock_main)
+target_link_libraries(platform_windows_tests PRIVATE rooms gmock_main)

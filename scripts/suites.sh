@@ -34,7 +34,7 @@ host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nloh
 # The test executables that note replies for the suite docs, and those that use threads.
 noting_tests=(scenarios_tests ipc_tests client_tests)
 threaded_tests=(contract_tests simulated_tests service_tests ipc_tests scenarios_tests
-  bypass_local_addresses_tests)
+  bypass_local_addresses_tests internal_calls_tests)
 
 host_suite rules "the include rules of the folders (scripts/check_rooms)" git
 suite_rules() { check rules scripts/check_rooms; }
@@ -81,7 +81,8 @@ suite_asan() { build_preset host-asan && gtests asan build/host-asan/*_tests; }
 host_suite tsan "the host tests that use threads, with ThreadSanitizer" "${host_packages[@]}"
 suite_tsan() {
   build_preset host-tsan "${threaded_tests[@]}"
-  gtests tsan "${threaded_tests[@]/#/build/host-tsan/}"
+  TSAN_OPTIONS="suppressions=$root/tests/tsan.supp" \
+    gtests tsan "${threaded_tests[@]/#/build/host-tsan/}"
 }
 
 windows_suite imports "the executables import only DLLs that ship with Windows" "${windows_packages[@]}"

@@ -135,6 +135,17 @@ TEST_F(BypassCandidates, WhenSessionsCannotBeListedOnlyTheConsoleCounts) {
   EXPECT_EQ(Collect(), Strings{"203.0.113.5 WTS optional"});
 }
 
+TEST_F(BypassCandidates, Ipv6ContributesNothing) {
+  SetVariable(L"ADMIN_BYPASS_IPS", L"2001:db8::5, ::ffff:203.0.113.5");
+  machine.connections.AddEstablishedIpv6(3389, "2001:db8::5", "2001:db8::1");
+  machine.connections.AddEstablishedIpv6(3389, "::ffff:203.0.113.5", "::ffff:192.168.1.10");
+  machine.sessions.AddSession(2, 0);
+  machine.sessions.SetClientAddress(
+      2, ClientAddress{.family = 23, .bytes = {0, 0, 203, 0, 113, 5, 1, 1}});
+  EXPECT_EQ(Collect(), Strings{});
+  EXPECT_EQ(machine.calls.Count("ReadEstablishedConnections"), 0U);
+}
+
 TEST_F(BypassCandidates, SourcesThatCannotBeReadDoNotHideTheOthers) {
   SetVariable(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   machine.connections.AddEstablished(3389, "9.9.9.9");

@@ -47,10 +47,10 @@ bool OnSimulatedMachine();
 #define NOT_SIMULATED(reason) \
   if (OnSimulatedMachine()) GTEST_SKIP() << "not simulated: " << (reason)
 
-// Tries until the condition holds; false when it still does not after two minutes.
+// Tries until the condition holds; false when it still does not after half a minute.
 template <typename Condition>
 bool Eventually(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -208,3 +208,22 @@ def no_buffer_of_the_session_list_is_kept(lab):
     expect(counts["out"] >= 9, f"fewer buffers than sessions were asked for: {counts}")
     expect_equal((counts["back"], counts["unknown"]), (counts["out"], 0), "(given back, unknown)")
     lab.expect_as_at_first()
+
+
+@scenario
+def a_name_beyond_ascii_cuts_the_startup_report_on_standard_output_short(lab):
+    """Standard error carries the bytes of the name."""
+    def plug_in():
+        places.plug_in("tunnel-\u00fc", 40, "to-umlaut")
+        places.check_in(places.MACHINE, "ip", "link", "set", "tunnel-\u00fc", "up")
+        places.check_in(places.MACHINE, "ip", "route", "add", "default", "dev", "tunnel-\u00fc",
+                        "metric", "7")
+
+    lab.change_machine(plug_in, lambda: places.check_in(places.MACHINE, "ip", "link", "delete",
+                                                        "tunnel-\u00fc"))
+    tell("knob interface-metric 1")
+    output, error = windows.dry_run()
+    beginning, end = b'@if40:tunnel-', '\u00fc:metric=8"}\n'.encode()
+    expect_equal(output[-len(beginning):], beginning, "the end of standard output")
+    expect_equal(error[-len(beginning + end):], beginning + end, "the end of standard error")
+    expect_equal(error[:len(output)], output, "standard error up to there")

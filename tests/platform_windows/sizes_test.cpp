@@ -138,7 +138,7 @@ class OwnAddressOfTheMachine : public Answer {
 
   // What they find when Windows says that the address has that many bytes.
   Found FindWith(void* address, int bytes) {
-    answers.adapter_address = {static_cast<sockaddr*>(address), bytes};
+    answers.adapters = {{{static_cast<sockaddr*>(address), bytes}}};
     return {ReadAdapterAddresses().value().size(), ReadOwnAddresses().value().size()};
   }
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <future>
 #include <string>
 #include <utility>
@@ -38,6 +39,20 @@ class AutoStopScenario : public Scenario {
   void PassTheLastSecond() { PassTheLastSleeps(10); }
   void AwaitTheTimersEnd() {
     Await("the timer to disconnect", [this] { return PhaseAndNode() == "disconnected"; });
+  }
+
+  // Handles a request that is not to wait for the timer. One that cancels it fails the test.
+  std::string HandleBesideTheTimer(const std::string& request) {
+    auto reply = std::async(std::launch::async, [&] { return Handle(request); });
+    Await("the reply", [&] {
+      return server.auto_stop_cancel.load() ||
+             reply.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    if (server.auto_stop_cancel) {
+      ADD_FAILURE() << "the timer was cancelled";
+      machine.clock.RunFreely();
+    }
+    return reply.get();
   }
 
   // Runs something that cancels the timer and therefore waits for it, on a thread of its own, up to

@@ -73,6 +73,15 @@ TEST_F(AutoStop, WithTheGuardTheBypassRecordKeepsItsOwnDelayWhenTheGuardReadNone
               HasSubstr(R"("skipped_for_safe_mode":true,"auto_stop_seconds":60,)"));
 }
 
+TEST_F(AutoStop, ADelayOf1ThatTheGuardReadGoesBeforeThatOfTheBypass) {
+  SetGuard();
+  SetAutoStop(L"1");
+  machine.OnCall("ReadProcessVariable", 3, [this] { SetAutoStop(L"60"); });
+  const std::string reply = Handle(kConnect);
+  EXPECT_THAT(reply, HasSubstr(R"("skipped_for_safe_mode":true,"auto_stop_seconds":1,)"));
+  EXPECT_THAT(reply, HasSubstr(R"("auto_stop_deadline_utc":"2026-11-16T02:25:08Z"}})"));
+}
+
 TEST_F(AutoStop, WithoutADelayOrWithADelayOfZeroThereIsNoTimer) {
   for (const wchar_t* seconds : {L"", L"0"}) {
     SetAutoStop(seconds);

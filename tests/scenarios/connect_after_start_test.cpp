@@ -83,6 +83,26 @@ TEST_F(TunnelWithDefaultRoute, OnAnInterfaceWithAnotherNameItIsAllowedUnderTheGu
   EXPECT_EQ(PhaseAndNode(), "connected fra-1");
 }
 
+// Of the reads of the table, with the bypass off, the first two are the snapshots before the tunnel
+// and the next two those after its start; the last is the check.
+TEST_F(TunnelWithDefaultRoute, IsFoundUnderTheGuardEvenWhenTheSnapshotCouldNotBeTaken) {
+  SetGuard();
+  machine.Fail("ReadForwardTable", 3, 5);
+  machine.Fail("ReadForwardTable", 4, 5);
+  const std::string reply = Handle(kConnect);
+  EXPECT_THAT(reply, testing::StartsWith(R"({"ok":false,"error":"poc_default_route_detected",)"));
+  EXPECT_THAT(reply, testing::HasSubstr(Snapshots(kOffice, "unavailable", "none", "unavailable") +
+                                        R"(,"offending_default_route":")" + kTaken + "\""));
+  EXPECT_EQ(PhaseAndNode(), "disconnected");
+}
+
+TEST_F(TunnelWithDefaultRoute, IsNotFoundUnderTheGuardWhenTheCheckItselfCannotReadTheTable) {
+  SetGuard();
+  machine.Fail("ReadForwardTable", 5, 5);
+  EXPECT_EQ(Handle(kConnect),
+            Reply(kConnected, kBypassOffUnderGuard, With(kGuardOn, {kBothDefaultRoutes, kSafe})));
+}
+
 TEST_F(AfterStart, AnUnreadableTableIsReportedAndIsNoRefusalUnderTheGuard) {
   SetGuard();
   OnStart(Failing("ReadForwardTable"));

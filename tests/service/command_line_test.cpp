@@ -60,6 +60,27 @@ const Arguments kUnknown[] = {
 
 INSTANTIATE_TEST_SUITE_P(With, UnknownCommandLine, testing::ValuesIn(kUnknown), NameOf<Arguments>);
 
+// The program of this name, without an argument.
+class ProgramNamedLikeASwitch : public OnMachine,
+                                public testing::WithParamInterface<const wchar_t*> {};
+
+TEST_P(ProgramNamedLikeASwitch, PrintsTheUsageText) {
+  const wchar_t* const argv[] = {GetParam(), nullptr};
+  EXPECT_EQ(RunCommandLine(1, argv), 1);
+  EXPECT_TRUE(machine.console.Output().starts_with(L"VeltraneVpnService\n"));
+  EXPECT_EQ(machine.calls.All().size(), 2u);  // the time of the start, and the text
+}
+
+TEST_P(ProgramNamedLikeASwitch, ObeysItsFirstArgument) {
+  const wchar_t* const argv[] = {GetParam(), L"--uninstall", nullptr};
+  EXPECT_EQ(RunCommandLine(2, argv), 0);
+  EXPECT_EQ(machine.console.Output(), L"service uninstalled\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(The, ProgramNamedLikeASwitch,
+                         testing::Values(L"--dry-run-startup", L"-dry-run-startup", L"--install",
+                                         L"--console", L"/service"));
+
 class DryRun : public OnMachine, public testing::WithParamInterface<Arguments> {};
 
 TEST_P(DryRun, PrintsTheReportTwiceReturns0AndDoesNothingElse) {

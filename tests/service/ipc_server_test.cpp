@@ -1,13 +1,12 @@
 #include "service/ipc_server.h"
 
-#include <pthread.h>
-
 #include <atomic>
 #include <functional>
 #include <system_error>
 
 #include "tests/service/program.h"
 #include "tests/simulated/pipe_client.h"
+#include "tests/support/no_more_threads.h"
 
 namespace veltrane {
 namespace {
@@ -69,23 +68,16 @@ TEST_F(IpcServerTest, StartDoesNothingWhenRunningIsSet) {
   EXPECT_FALSE(server.server_thread.joinable());
 }
 
-// Lets every new thread ask for more stack than there can be.
 TEST_F(IpcServerTest, StartThrowsWhenTheThreadCannotBeCreated) {
-  pthread_attr_t usual;
-  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
-  pthread_attr_t greedy;
-  ASSERT_EQ(pthread_attr_init(&greedy), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&greedy, std::size_t{1} << 62), 0);
-  ASSERT_EQ(pthread_setattr_default_np(&greedy), 0);
   std::error_code thrown;
-  try {
-    server.Start();
-  } catch (const std::system_error& error) {
-    thrown = error.code();
+  {
+    const NoMoreThreads no_more_threads;
+    try {
+      server.Start();
+    } catch (const std::system_error& error) {
+      thrown = error.code();
+    }
   }
-  ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
-  pthread_attr_destroy(&greedy);
-  pthread_attr_destroy(&usual);
   EXPECT_EQ(thrown, std::errc::resource_unavailable_try_again);
   EXPECT_TRUE(server.running);
   EXPECT_FALSE(server.server_thread.joinable());

@@ -26,6 +26,29 @@ TEST_F(ServerSlot, ANewServerReplacesARunningOneWhichIsStopped) {
   EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
 }
 
+// The server that is registered while a running one is destroyed, which connects to its own pipe.
+class ServerSlotMeanwhile : public ServerSlot {
+ protected:
+  ServerSlotMeanwhile() {
+    first->Start();
+    machine.pipes.WaitUntilServerWaits();
+    machine.OnCall("OpenAndClosePipe", 1, [this] { registered = RegisteredServer(); });
+  }
+
+  IpcServer* const first = &RegisterNewServer();
+  std::optional<IpcServer*> registered;
+};
+
+TEST_F(ServerSlotMeanwhile, HoldsTheOldServerUntilThatIsDestroyedAndANewOneComes) {
+  RegisterNewServer();
+  EXPECT_EQ(registered, first);
+}
+
+TEST_F(ServerSlotMeanwhile, IsEmptyBeforeAReleasedServerIsDestroyed) {
+  ReleaseServer();
+  EXPECT_EQ(registered, nullptr);
+}
+
 TEST_F(ServerSlot, ReleasingStopsTheServerAndEmptiesTheSlot) {
   RegisterNewServer().Start();
   machine.pipes.WaitUntilServerWaits();

@@ -75,6 +75,20 @@ TEST_F(ServiceHost, RecordsTheStartTimeAgainForItsReport) {
       L"[Veltrane] passive startup report: {\"service_started_utc\":\"2026-12-31T23:59:59Z\","));
 }
 
+TEST_F(ServiceHost, RecordsTheStartTimeAfterItHasReportedStartPending) {
+  std::string record_at_start_pending;
+  machine.OnCall("ReportServiceStatus", 1, [&] {
+    record_at_start_pending = StartupRecord();
+    machine.clock.SetTime(1798761599);
+  });
+  Serve();
+  Stop();
+  EXPECT_EQ(record_at_start_pending,
+            "connect 0 stop 0 routes 0 tunnel 0 config 0 since 2026-11-16T02:25:07Z");
+  EXPECT_TRUE(machine.console.Output().starts_with(
+      L"[Veltrane] passive startup report: {\"service_started_utc\":\"2026-12-31T23:59:59Z\","));
+}
+
 TEST_F(ServiceHost, WithoutAControlHandlerReturnsAtOnceAndReportsNothing) {
   machine.Fail("RegisterControlHandler", 1, 5);
   Start();
@@ -120,6 +134,16 @@ TEST_F(ServiceHost, AStopThatComesAsSoonAsRunningIsReportedEndsTheService) {
   EXPECT_EQ(Join(), 0);
   EXPECT_EQ(machine.clock.Sleeps(), std::vector<std::uint32_t>{});
   EXPECT_EQ(RegisteredServer(), nullptr);
+}
+
+TEST_F(ServiceHost, AStopIsReportedPendingBeforeTheMainFunctionIsTold) {
+  Serve();
+  machine.OnCall("ReportServiceStatus", 1, [this] {
+    Poll();
+    WaitUntilServing();  // the service polls on
+  });
+  EXPECT_EQ(Stop(), 0);
+  EXPECT_EQ(machine.service_host.States(), (std::vector<std::uint32_t>{2, 4, 3, 1}));
 }
 
 TEST_F(ServiceHost, TheMainFunctionEndsWithoutAServerInTheSlot) {

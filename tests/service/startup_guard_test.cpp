@@ -49,6 +49,16 @@ TEST_F(StartupGuard, ACheckDuringThePassivePhaseLogsTheOperationAndReturns) {
   EXPECT_EQ(machine.console.Log().size(), 1u);
 }
 
+TEST_F(StartupGuard, ACheckLogsTheOperationBeforeItReadsWhetherItIsForbidden) {
+  CheckStartupMutation("AnyOperation");
+  EXPECT_EQ(machine.calls.All(),
+            (Texts{"PrintErrorLine [Veltrane][startup_guard] forbidden during passive startup: "
+                   "AnyOperation",
+                   "ReadProcessVariable VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
+                   "ReadRegistryText HKLM VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP",
+                   "ReadRegistryText HKCU VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP"}));
+}
+
 // Creates a route; removes one that is there and recorded.
 void AddRoute() { AddHostRoute({.ip = "203.0.113.5", .source = "env", .required = true}); }
 void RemoveRoute() {

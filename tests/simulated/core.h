@@ -14,8 +14,9 @@
 namespace veltrane::simulated {
 
 // How long a test waits for another thread before the process is ended with a message. Far longer
-// than anything takes, so that only a real deadlock reaches it.
-inline constexpr std::chrono::seconds kPatience{120};
+// than any single step takes, also on a busy machine, so that only a real deadlock reaches it;
+// short enough to be waited for, because some death tests that fail wait for it to the end.
+inline constexpr std::chrono::seconds kPatience{20};
 
 // Prints "simulated machine: " and the message to the real standard error and aborts. Used for
 // mistakes of a test, never for anything the program under test may do.

@@ -23,7 +23,7 @@
 //
 // Threads: everything may be called on any thread at any time. Hooks run with no lock held.
 // Waiting: tests wait for a state by the members called Wait... or by a pipe client; these end the
-// process with a message when nothing happens for two minutes.
+// process with a message when nothing happens for kPatience.
 //
 // The names of the boundary calls, for Fail, OnCall, Calls::Of and the like, and their texts in the
 // log are listed in boundary_calls.h.

@@ -20,16 +20,22 @@ std::string ToText(char* local_text) {
   return local_text;
 }
 
-// The pipe's access list in the security descriptor definition language.
-std::string AccessListOf(HANDLE pipe) {
+using Descriptor = std::unique_ptr<void, decltype(&LocalFree)>;
+
+Descriptor DescriptorOf(HANDLE pipe) {
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   EXPECT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                             nullptr, nullptr, &descriptor),
             DWORD{ERROR_SUCCESS});
-  const std::unique_ptr<void, decltype(&LocalFree)> owner(descriptor, &LocalFree);
+  return {descriptor, &LocalFree};
+}
+
+// The pipe's access list in the security descriptor definition language.
+std::string AccessListOf(HANDLE pipe) {
+  const Descriptor descriptor = DescriptorOf(pipe);
   char* text = nullptr;
   EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(
-      descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
+      descriptor.get(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
   return ToText(text);
 }
 
@@ -50,6 +56,17 @@ TEST_F(PipeAccess, IsGivenToSystemAdministratorsAndTheConsoleUserInThisOrder) {
   const PipeConnection connection;
   EXPECT_EQ(AccessListOf(connection.Handle()),
             "D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;0xc0100000;;;" + OwnSid() + ")");
+}
+
+// The bits are those of Windows for a list that somebody has set; a copy that is read is in one
+// piece.
+TEST_F(PipeAccess, IsNeitherDefaultedNorInheritedNorProtected) {
+  const PipeConnection connection;
+  const Descriptor descriptor = DescriptorOf(connection.Handle());
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  EXPECT_TRUE(GetSecurityDescriptorControl(descriptor.get(), &control, &revision));
+  EXPECT_EQ(control, SE_DACL_PRESENT | SE_SELF_RELATIVE);
 }
 
 }  // namespace

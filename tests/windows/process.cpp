@@ -11,7 +11,7 @@
 namespace veltrane::windows_tests {
 namespace {
 
-constexpr DWORD kPatienceMilliseconds = 120'000;
+constexpr DWORD kPatienceMilliseconds = 30'000;
 
 HANDLE OpenForChild(const std::wstring& path) {
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};

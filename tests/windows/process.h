@@ -45,7 +45,7 @@ class Process {
   Process& operator=(const Process&) = delete;
   ~Process();
 
-  // Waits until the process has ended; fails the test after two minutes.
+  // Waits until the process has ended; fails the test after half a minute.
   Outcome Wait();
 
   // Ends the process at once, as a kill would.

@@ -122,6 +122,15 @@ class Service(Requests):
         self._log.close()
 
 
+def dry_run():
+    """Runs the passive startup check; returns what it writes to standard output and to standard
+    error, as bytes without carriage returns."""
+    done = subprocess.run(
+        command_in(MACHINE, WINE, PROGRAM / "VeltraneVpnService.exe", "--dry-run-startup"),
+        stdin=subprocess.DEVNULL, capture_output=True, timeout=ANSWER_SECONDS, check=True)
+    return done.stdout.replace(b"\r", b""), done.stderr.replace(b"\r", b"")
+
+
 def end_process(process):
     os.kill(process, signal.SIGKILL)
 

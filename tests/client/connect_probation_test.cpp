@@ -284,10 +284,12 @@ TEST_F(ConnectAndWait, AsksAgainWhenAReplyTakesLongerThanFiveSeconds) {
 
 TEST_F(ConnectAndWait, FailsInTimeWhileThePipeIsBusy) {
   StartService();
-  machine.OnCall("ServerPipe.Write", 1, [this] { side.FailOpen(231); });
-  side.OnWaitForPipe([this](std::uint32_t milliseconds) {
-    machine.clock.Advance(milliseconds);
-    return 121;
+  machine.OnCall("ServerPipe.Write", 1, [this] {
+    side.FailOpen(231);
+    side.OnWaitForPipe([this](std::uint32_t milliseconds) {
+      machine.clock.Advance(milliseconds);
+      return 121;
+    });
   });
   const double began = Seconds();
   EXPECT_EQ(Run({"connect", kConfPath, "--wait", "7"}), 13);

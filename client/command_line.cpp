@@ -191,12 +191,14 @@ constexpr Command kCommands[] = {
      .any_server_help = "Check a service in console mode"},
     {.name = "confirm",
      .description = "Keep the connection that waits for its confirmation",
-     .footer = "Run it in any session of the user who connected, or from an elevated prompt.\n"
-               "Exit codes: 0 confirmed, 4 nothing waits for a confirmation, 8 too late\n"
-               "\n"
-               "Examples:\n"
-               "  veltranectl connect office.conf --confirm 120\n"
-               "  veltranectl confirm\n",
+     .footer =
+         "Run it in any session of the user who connected, or from an elevated prompt.\n"
+         "Exit codes: 0 confirmed, 6 no answer, 8 too late, and 4 when nothing waits, when the "
+         "service has not answered yet, and when another user connected\n"
+         "\n"
+         "Examples:\n"
+         "  veltranectl connect office.conf --confirm 120\n"
+         "  veltranectl confirm\n",
      .run = RunConfirm,
      .json_help = "Print the outcome as JSON",
      .any_server_help = nullptr},

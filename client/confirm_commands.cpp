@@ -15,7 +15,8 @@ ExitCode RunConfirm(const Options& options, Display& display) {
     case ConfirmEnd::kConfirmed:
       break;
     case ConfirmEnd::kNobody:
-      return fail(kExitUnreachable, "nothing waits for a confirmation: veltranectl status");
+      return fail(kExitUnreachable,
+                  "nothing waits for a confirmation: veltranectl status");
     case ConfirmEnd::kEarly:
       return fail(kExitUnreachable,
                   "the service has not answered the connect yet: try again when it has");
@@ -26,7 +27,8 @@ ExitCode RunConfirm(const Options& options, Display& display) {
     case ConfirmEnd::kLate:
       return fail(kExitUndone, "too late, the connection is being undone: veltranectl status");
     case ConfirmEnd::kNoReply:
-      return fail(kExitNoReply, "the watchdog did not answer: veltranectl status");
+      return fail(kExitNoReply,
+                  "whatever serves the watchdog's pipe did not answer: veltranectl status");
   }
   display.Print(options.json ? "{\"ok\":true}\n" : "confirmed, the connection stays\n");
   return kExitDone;
@@ -39,6 +41,7 @@ ExitCode RunWatchdog(const Options& options, Display& display) {
       break;
     case WatchEnd::kNotArmed:
       return kExitUnreachable;
+    case WatchEnd::kNotSent:
     case WatchEnd::kRefused:
     case WatchEnd::kConfirmed:
       return kExitDone;

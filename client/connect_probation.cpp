@@ -39,12 +39,12 @@ ExitCode UndoNow(Confirmation& confirmation, Display& display) {
 }
 
 // Sends the request and waits for the reply. Nothing is printed meanwhile: a console in which
-// somebody selects text would hold it up. Sends nothing when the watchdog does not watch any more.
+// somebody selects text would hold it up. Sends nothing when the watchdog does not hear of it.
 ExchangeResult AskQuietly(const SecretText& request, bool any_server, Confirmation& confirmation) {
   const WaitObserver nobody = [](std::uint32_t) {};
   ServicePipe service = OpenServicePipe(any_server, kBusySeconds, nobody);
   if (!service.pipe) return {std::nullopt, std::move(service.failure)};
-  if (!confirmation.IsWatched()) {
+  if (!confirmation.SaySending()) {
     return {std::nullopt,
             {.kind = FailureKind::kUnreachable,
              .what = "nothing was sent, because the watchdog has ended",
@@ -99,7 +99,9 @@ ExitCode ConnectOnProbation(const SecretText& request, const Profile& profile,
   if (answer == Answer::kLost || !heard) return UndoNow(confirmation, display);
   if (answer != Answer::kConnected) return shown;
   if (!confirmation.HasLeftJob()) {
-    display.Complain("warning: the watchdog could not leave this program's job and ends with it");
+    display.Complain(
+        "warning: the watchdog runs in the same job as this program, as in some remote shells and "
+        "schedulers: whatever ends that job leaves the connection up");
   }
   if (AwaitTunnel(options, display) != kExitDone) {
     const ExitCode undone = UndoNow(confirmation, display);

@@ -25,6 +25,7 @@ target_sources(client_tests PRIVATE
   tests/client/forecast/naive_machine.cpp
   tests/client/forecast/random_situation.cpp
   tests/client/forecast/withheld_pieces.cpp)
+target_sources(ipc_tests PRIVATE tests/support/allocation_hook.cpp)
 
 # The contract of platform/*.h, over the simulated machine; cmake/WindowsTargets.cmake has it over
 # Windows.

@@ -19,3 +19,8 @@ target_compile_definitions(contract_tests PRIVATE NTDDI_VERSION=0x0A000006)  # p
 target_compile_options(contract_tests PRIVATE -O0)
 target_precompile_headers(contract_tests PRIVATE
   <gmock/gmock.h> <gtest/gtest.h> <optional> <string> <vector>)
+
+# What platform/windows/ makes of answers that the real system gives at no other time.
+file(GLOB platform_windows_sources CONFIGURE_DEPENDS tests/platform_windows/*.cpp)
+add_executable(platform_windows_tests ${platform_windows_sources})
+target_link_libraries(platform_windows_tests PRIVATE platform gmock_main)

@@ -1,26 +1,20 @@
 #include "guard/allowed_ips.h"
 
-#include <cstdio>
 #include <string>
 
+#include "text/dotted_numbers.h"
 #include "tunnel/wireguard_config.h"
 
 namespace veltrane {
 namespace {
 
-// Returns the /24 network of the client's own address. The octets are not range-checked.
+// Returns the /24 network of the client's own address. The numbers are not range-checked.
 std::string ClientNetwork(const std::string& address_cidr) {
-  unsigned first = 0;
-  unsigned second = 0;
-  unsigned third = 0;
-  unsigned fourth = 0;
-  unsigned prefix_length = 32;
-  const int converted = std::sscanf(address_cidr.c_str(), "%u.%u.%u.%u/%u", &first, &second, &third,
-                                    &fourth, &prefix_length);
-  if (converted < 4) return "10.66.66.0/24";
-  char network[48];
-  std::snprintf(network, sizeof(network), "%u.%u.%u.0/24", first, second, third);
-  return network;
+  const auto numbers = ReadDottedNumbers(address_cidr);
+  if (!numbers) return "10.66.66.0/24";
+  const auto [first, second, third, fourth] = *numbers;
+  return std::to_string(first) + "." + std::to_string(second) + "." + std::to_string(third) +
+         ".0/24";
 }
 
 void Fail(RouteGuardResult& result, const char* message) {

@@ -34,7 +34,9 @@ std::string Status(IpcServer& server) {
   reply.pop_back();  // the closing brace: one more member follows
   reply += std::string(",\"tunnel_running\":") + (TunnelManager::IsRunning() ? "true" : "false");
   reply += "}";
-  return AppendReports(reply, CurrentAdminBypassState(), RouteGuardResult{});
+  // The timer may replace the record while the reply is written.
+  const AdminBypassState bypass = CurrentAdminBypassState();
+  return AppendReports(reply, bypass, RouteGuardResult{});
 }
 
 // Runs the steps of Teardown one by one, because the reply reports the outcome of the second.

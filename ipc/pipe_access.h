@@ -13,8 +13,8 @@ using PipeSecurity = SecurityAttributesOwner;
 
 // Builds the security attributes of the control pipe: full access for Local System and the
 // Administrators group, read and write access for the user of the active console session. Leaves
-// out an entry whose SID cannot be obtained. Null when the access list cannot be built; the pipe
-// then gets the default security descriptor.
+// out an entry whose SID cannot be obtained. Null when the access list cannot be built, as without
+// any SID; the pipe then gets the default security descriptor.
 PipeSecurity BuildPipeSecurity();
 
 // Frees the security attributes now.

@@ -11,6 +11,7 @@
 #include "ipc/pipe_name.h"
 #include "platform/clock.h"
 #include "platform/pipes.h"
+#include "platform/secret_memory.h"
 
 namespace veltrane {
 namespace {
@@ -45,6 +46,7 @@ void ServeOneClient(IpcServer& server, const PipeParameters& parameters,
   const std::uint32_t status = pipe->WaitForClient();
   if (status != 0 && status != kErrorPipeConnected) return;
   AnswerRequest(server, *pipe, buffer);
+  WipeMemory(std::as_writable_bytes(buffer));  // a client that does not read makes the flush last
   pipe->Flush();
   pipe->Disconnect();
 }

@@ -23,7 +23,8 @@ struct TcpConnection {
 
 // Reads the connections in table order (GetExtendedTcpTable, unsorted, class
 // TCP_TABLE_OWNER_PID_CONNECTIONS). nullopt unless the size query returns
-// ERROR_INSUFFICIENT_BUFFER (122) and the second call succeeds.
+// ERROR_INSUFFICIENT_BUFFER (122) and the second call succeeds with as many rows as the table
+// claims.
 std::optional<std::vector<TcpConnection>> ReadTcpConnections();
 
 }  // namespace veltrane

@@ -5,6 +5,7 @@
 // Threads: any; an OutputFile belongs to one thread.
 // Windows: "File Management Functions".
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ inline bool IsThere(const std::wstring& path) {
 
 void CloseOutputStream(void* stream) noexcept;  // for OutputFile only
 
+// How many bytes an OutputFile keeps back before it writes to its file.
+inline constexpr std::size_t kOutputBufferBytes = 8192;
+
 // A buffered output stream to a file, which is opened in binary mode and truncated. While it is
 // open, others may open the file for reading and writing but not delete it. The destructor closes
 // it if Close has not.
@@ -39,8 +43,8 @@ class OutputFile {
   // Opens the file; nullopt on failure.
   static std::optional<OutputFile> Open(const std::wstring& path);
 
-  // Appends bytes to the stream. A write of 1024 bytes or more reaches the file at once; smaller
-  // ones are buffered until they come to about 4 KB, or until Close. Errors show in Close.
+  // Appends bytes to the stream. They are kept back until there are more than kOutputBufferBytes,
+  // all of which then reach the file, or until Close. Errors show in Close.
   void Write(std::string_view bytes);
 
   // Flushes and closes the stream. Returns false when any write or the close failed. Call it once.

@@ -43,8 +43,8 @@ struct ForwardRow {
 };
 
 // Reads the forward table in the system's sorted order (GetIpForwardTable). nullopt unless the size
-// query returns ERROR_INSUFFICIENT_BUFFER (122) and the second call succeeds; a size query that
-// succeeds counts as a failure.
+// query returns ERROR_INSUFFICIENT_BUFFER (122) and the second call succeeds with as many rows as
+// the table claims; a size query that succeeds counts as a failure.
 std::optional<std::vector<ForwardRow>> ReadForwardTable();
 
 inline constexpr std::uint32_t kErrorObjectAlreadyExists = 5010;  // ERROR_OBJECT_ALREADY_EXISTS
@@ -72,8 +72,8 @@ struct InterfaceNames {
 std::optional<InterfaceNames> ReadInterfaceNames(std::uint32_t interface_index);
 
 // Reads the IPv4 unicast addresses of every adapter, in adapter order (GetAdaptersAddresses,
-// AF_INET). nullopt unless the size query returns ERROR_BUFFER_OVERFLOW (111) and the second call
-// succeeds.
+// AF_INET). Leaves out an address that is shorter than its family needs. nullopt unless the size
+// query returns ERROR_BUFFER_OVERFLOW (111) and the second call succeeds.
 std::optional<std::vector<std::uint32_t>> ReadAdapterAddresses();
 
 }  // namespace veltrane

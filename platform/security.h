@@ -66,7 +66,8 @@ void FreeSecurityAttributes(SecurityAttributes* attributes) noexcept;
 using SecurityAttributesOwner = Owner<SecurityAttributes, FreeSecurityAttributes>;
 
 // Builds an access list from the entries, in their order (SetEntriesInAclW without an old list),
-// and a descriptor that holds it, marked present and not defaulted. Null on any failure.
+// and a descriptor that holds it, marked present and not defaulted. Null on any failure, and
+// without entries, of which Windows makes no list: a descriptor without one would admit everybody.
 SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& entries);
 
 // Replaces the access list of a file or folder with exactly these entries, and protects it from

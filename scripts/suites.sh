@@ -76,7 +76,8 @@ suite_imports() {
 windows_suite contract "platform/windows/ keeps the contracts of platform/, under Wine" \
   "${windows_packages[@]}" "${wine_packages[@]}" jq
 suite_contract() {
-  build_preset windows contract_tests && summary_suite contract tests/contract/run_all build/windows
+  build_preset windows contract_tests platform_windows_tests &&
+    summary_suite contract tests/contract/run_all build/windows
 }
 
 windows_suite windows "the real executable under Wine" "${windows_packages[@]}" "${wine_packages[@]}" jq

@@ -22,7 +22,10 @@ void IpcServer::Stop() {
   CancelAutoStop(*this);
   if (!running.exchange(false)) return;
   MarkStopRequested();
-  // The pipe loop is blocked waiting for a client; connecting as one wakes it.
+  // The pipe loop is blocked waiting for a client; connecting as one wakes it. A loop that has just
+  // seen `running` set and is about to create its pipe is not reached: it takes one more client,
+  // and the join waits for it. Whoever destroys the server meanwhile ends the process, because the
+  // thread is still joinable.
   OpenAndClosePipe(kPipeName);
   if (server_thread.joinable()) server_thread.join();
 }

@@ -52,7 +52,8 @@ struct IpcServer {
 
   // Cancels and joins the auto-stop thread, even when the server is not running; then ends the pipe
   // loop and joins its thread, which takes until the request that is being served has been answered
-  // or the client that has sent nothing has gone. A second call does not wait for the first. Leaves
+  // or the client that has sent nothing has gone; a call that comes while the next pipe is being
+  // created waits for the next client. A second call does not wait for the first. Leaves
   // the tunnel, the bypass routes and the configuration file as they are. Throws std::system_error
   // when called on a thread that it joins.
   void Stop();

@@ -68,8 +68,9 @@ bool DeleteActiveConf(std::string* error) {
         std::error_code(static_cast<int>(exists.Error()), std::system_category()));
   }
   if (!*exists) return true;
-  // The stream overwrites the key at once and is still open when the file is deleted. Windows does
-  // not delete a file that is open without delete sharing, so a file of zeros remains.
+  // Opening the stream empties the file, and closing it writes the zeros, after the deletion was
+  // tried. Windows does not delete a file that is open without delete sharing, so a file of zeros
+  // remains.
   std::optional<OutputFile> scrub = OutputFile::Open(active);
   if (scrub) scrub->Write(std::string(kScrubBytes, '\0'));
   if (!RemoveFile(active)) return Fail(error, "delete active.conf failed");

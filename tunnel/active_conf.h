@@ -22,11 +22,12 @@ std::wstring ActiveConfPath();
 // failure to restrict access is not reported.
 bool WriteActiveConf(const ConnectionProfile& profile, std::string* error);
 
-// Overwrites active.conf with zeros and deletes it. Returns true when the file has been deleted or
-// did not exist. When the deletion fails, returns false and, unless `error` is null, sets it to
-// "delete active.conf failed"; on Windows that happens whenever the file could be overwritten, and
-// a file of zeros remains. Throws std::filesystem::filesystem_error ("exists") when it cannot be
-// determined whether the file exists.
+// Opens active.conf, which empties it, tries to delete it, and writes 4096 zero bytes with the
+// close. Returns true when the file has been deleted or did not exist. When the deletion fails,
+// returns false and, unless `error` is null, sets it to "delete active.conf failed"; on Windows
+// that happens whenever the file could be opened, and a file of zeros remains. Throws
+// std::filesystem::filesystem_error ("exists") when it cannot be determined whether the file
+// exists.
 bool DeleteActiveConf(std::string* error);
 
 // Gives Local System and the Administrators group full access to a file or folder, and no one else

@@ -14,8 +14,9 @@ struct TunnelWait {
 };
 
 // Asks the service once a second until its tunnel service has run for three answers in a row
-// (tunnel_running). Fails when it does not within so many seconds, when it has run and stops, and
-// when the service is no longer connected.
+// (tunnel_running). Fails when it does not within so many seconds, of which a question without an
+// answer takes 5 at most, when it has run and stops, and when the service is no longer connected. A
+// tunnel service that begins to run at the end has the time for its three answers.
 TunnelWait WaitForTunnel(std::uint32_t seconds, bool any_server, const WaitObserver& observer);
 
 }  // namespace veltrane

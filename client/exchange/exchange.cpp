@@ -10,7 +10,6 @@ namespace veltrane {
 namespace {
 
 constexpr std::uint32_t kRoundMilliseconds = 1000;
-constexpr std::int64_t kReplySeconds = 120;
 constexpr std::size_t kLargestReply = std::size_t{1} << 20;
 
 ExchangeResult NoReply(std::string what, std::string next) {
@@ -19,7 +18,8 @@ ExchangeResult NoReply(std::string what, std::string next) {
 
 }  // namespace
 
-ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitObserver& observer) {
+ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitObserver& observer,
+                        std::uint32_t reply_seconds) {
   if (!pipe.Send(request.View())) {
     return NoReply("the service closed the connection before it took the request", "try again");
   }
@@ -27,7 +27,7 @@ ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitO
   std::string reply;
   std::int64_t waited = 0;  // in ticks
   std::uint32_t seconds = 0;
-  while (waited < kReplySeconds * kTicksPerSecond) {
+  while (waited < reply_seconds * kTicksPerSecond) {
     const std::int64_t before = UtcTicks();
     if (pipe.Receive(kRoundMilliseconds, reply) == ClientPipe::Progress::kEnded) {
       if (!reply.empty()) return {std::move(reply), {}};
@@ -41,7 +41,8 @@ ExchangeResult Exchange(ClientPipe& pipe, const SecretText& request, const WaitO
     waited += std::clamp<std::int64_t>(UtcTicks() - before, 0, kTicksPerSecond);
     while (seconds < waited / kTicksPerSecond) observer(++seconds);
   }
-  return NoReply(reply.empty() ? "no reply within 120 s" : "the reply did not end within 120 s",
+  const std::string time = std::to_string(reply_seconds) + " s";
+  return NoReply(reply.empty() ? "no reply within " + time : "the reply did not end within " + time,
                  "veltranectl doctor");
 }
 

@@ -13,7 +13,7 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kArmMilliseconds = 15'000;
+constexpr std::uint32_t kWatchdogMilliseconds = 15'000;
 constexpr std::uint32_t kRoundMilliseconds = 1000;
 
 constexpr char kTryAgain[] = ": try again";
@@ -46,11 +46,10 @@ Arming Confirmation::Arm(std::uint32_t seconds, const std::string& node_id, bool
     return NotArmed("the watchdog cannot be started" + WindowsError(watchdog.Error()) + kTryAgain);
   }
   std::string line;
-  switch (watchdog->Hear(kArmMilliseconds, line)) {
+  switch (watchdog->Hear(kWatchdogMilliseconds, line)) {
     case Watchdog::Progress::kLine:
       break;
     case Watchdog::Progress::kNothing:
-      watchdog->Say(kWordRefused);  // or it would undo, when it comes to it, what is not ours
       return NotArmed(std::string("the watchdog did not report within 15 s") + kTryAgain);
     case Watchdog::Progress::kEnded:
       return NotArmed(std::string("the watchdog ended at once") + kTryAgain);
@@ -62,22 +61,26 @@ Arming Confirmation::Arm(std::uint32_t seconds, const std::string& node_id, bool
   if (word == kWordAnother) {
     return NotArmed(
         "another connect waits for its confirmation: confirm that one with veltranectl confirm, or "
-        "wait until it has been undone");
+        "wait until it has been undone (if there is none, another program holds the watchdog's "
+        "pipe)");
   }
   return NotArmed("the watchdog cannot watch: " + text + kTryAgain);
 }
 
-bool Confirmation::IsWatched() {
+bool Confirmation::SaySending() {
   std::string line;
-  return watchdog_.Hear(0, line) == Watchdog::Progress::kNothing;
+  return watchdog_.Say(kWordSending) &&
+         watchdog_.Hear(kWatchdogMilliseconds, line) == Watchdog::Progress::kLine &&
+         line == kWordWatching;
 }
 
-bool Confirmation::SayAnswered() { return watchdog_.Say(kWordAnswered); }
+bool Confirmation::SayAnswered() { return heard_answer_ = watchdog_.Say(kWordAnswered); }
 void Confirmation::SayRefused() { watchdog_.Say(kWordRefused); }
 void Confirmation::SayLost() { watchdog_.Say(kWordLost); }
 void Confirmation::SayConfirmed() { watchdog_.Say(kWordConfirmed); }
 
 std::optional<Outcome> Confirmation::Hear(std::uint32_t milliseconds) {
+  if (!heard_answer_) return UndoHere("the watchdog ended before the service answered");
   std::string line;
   switch (watchdog_.Hear(milliseconds, line)) {
     case Watchdog::Progress::kLine:
@@ -87,9 +90,13 @@ std::optional<Outcome> Confirmation::Hear(std::uint32_t milliseconds) {
     case Watchdog::Progress::kEnded:
       break;
   }
+  return UndoHere("the watchdog ended without a word");
+}
+
+Outcome Confirmation::UndoHere(const std::string& why) {
   const Undoing undoing = Undo(made_, SleepMilliseconds);
-  return Outcome{undoing.undone ? OutcomeKind::kUndone : OutcomeKind::kNotUndone,
-                 "the watchdog ended without a word; " + undoing.text};
+  return {undoing.undone ? OutcomeKind::kUndone : OutcomeKind::kNotUndone,
+          why + "; " + undoing.text};
 }
 
 Outcome Confirmation::AwaitOutcome(const WaitObserver& observer) {

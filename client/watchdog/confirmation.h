@@ -4,13 +4,16 @@
 //
 //   Arming arming = Confirmation::Arm(seconds, node_id, any_server);  // before the request is sent
 //   if (!arming.confirmation) ...                                     // nothing may be sent
+//   ... opens the service's pipe ...
+//   if (!confirmation.SaySending()) ...    // nothing may be sent
 //   ... the exchange ...
 //   confirmation.SayAnswered();            // before anything is printed: a console may block
 //   AskAtConsole(confirmation, seconds, display)  // client/watchdog/question.h; or AwaitOutcome
 //
-// The connection is undone unless SayRefused or SayConfirmed was called in time. A Confirmation
-// that is destroyed, or ends with the process, stands for an end of the client. When the watchdog
-// ends without a word, as when somebody kills it, this process undoes the connection itself.
+// From SaySending on, the connection is undone unless SayRefused or SayConfirmed was called in
+// time. A Confirmation that is destroyed, or ends with the process, stands for an end of the
+// client. When the watchdog ends without a word, as when somebody kills it, or before it has heard
+// of the service's answer, this process undoes the connection itself.
 
 #include <cstdint>
 #include <optional>
@@ -47,14 +50,16 @@ class Confirmation {
   // False when the watchdog would be killed together with the job that this process is in.
   bool HasLeftJob() const { return watchdog_.HasLeftJob(); }
 
-  // Whether the watchdog still watches: it has neither ended nor said anything. To be asked last
-  // before anything is sent.
-  bool IsWatched();
+  // The request is about to be sent. Waits up to 15 s until the watchdog has heard it; false when
+  // it has not, and then nothing may be sent. To be called last before that, with the service's
+  // pipe open: the watchdog needs that pipe to undo anything, so that it undoes nothing before the
+  // request has come through.
+  bool SaySending();
 
   // What the service answered, said once: the connection is made, and the time runs from now; an
-  // explicit refusal, after which the watchdog leaves; no reply, or none that can be read. The
-  // first returns false when the watchdog does not hear it any more: the outcome then says what
-  // came of the connection.
+  // explicit refusal, or that nothing could be sent, after which the watchdog leaves; no reply, or
+  // none that can be read. The first returns false when the watchdog does not hear it any more: the
+  // outcome is then that of an undoing by this process.
   bool SayAnswered();
   void SayRefused();
   void SayLost();
@@ -74,8 +79,12 @@ class Confirmation {
   Confirmation(Watchdog watchdog, MadeConnection made)
       : watchdog_(std::move(watchdog)), made_(std::move(made)) {}
 
+  // Undoes the connection without the watchdog; `why` says what became of that.
+  Outcome UndoHere(const std::string& why);
+
   Watchdog watchdog_;
   MadeConnection made_;
+  bool heard_answer_ = true;  // false when the watchdog did not hear of the answer
 };
 
 // An armed watchdog, or why there is none and what to do, without a full stop.

@@ -27,7 +27,9 @@ Outcome Await(Confirmation& confirmation, const char* what, Display& display) {
 Outcome AskAtConsole(Confirmation& confirmation, std::uint32_t seconds, Display& display) {
   const std::string question =
       "Type " + std::string(kKeepWord) + " and press Enter to keep the connection: ";
-  display.Print("Within " + std::to_string(seconds) + " s it will be undone.\n" + question);
+  display.Print("Within " + std::to_string(seconds) +
+                " s it will be undone, unless you confirm it here or by veltranectl confirm.\n" +
+                question);
   DiscardTypedInput();
   const std::uint64_t until = UptimeMilliseconds() + std::uint64_t{seconds} * 1000;
   TypedLine line;

@@ -22,9 +22,27 @@ constexpr std::uint32_t kBusySeconds = 2;
 constexpr int kPolls = 30;
 constexpr std::uint32_t kPollMilliseconds = 1000;
 
+constexpr char kThenDisconnect[] = ".\\veltranectl disconnect";
+
 constexpr char kPinsStay[] =
     "; the service did not know that tunnel (it had been restarted, or had refused a connect over "
     "it), so host routes that were pinned for it may stay until Windows restarts: route print -4";
+
+// The tunnel's service, as Windows knows it.
+enum class TunnelService {
+  kGone,  // it has stopped, or does not exist
+  kThere,
+  kUnknown,  // Windows does not say: somebody has forbidden it
+};
+
+// The service says that a tunnel does not run while it starts, and while it stops. Windows knows
+// better.
+TunnelService ReadTunnelService() {
+  const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
+  if (tunnel.Error() == kErrorServiceDoesNotExist) return TunnelService::kGone;
+  if (!tunnel) return TunnelService::kUnknown;
+  return tunnel->state == kServiceStopped ? TunnelService::kGone : TunnelService::kThere;
+}
 
 class Undoer {
  public:
@@ -37,37 +55,38 @@ class Undoer {
     if (!text) return std::nullopt;
     const std::optional<Reply> status = ReadReply(*text);
     if (std::optional<Undoing> done = Judge(status)) return done;
-    if (status && status->ok && !IsConnected(*status) && !disconnected_) tunnel_unknown_ = true;
+    if (KnowsNothingOfIt(status)) tunnel_unknown_ = true;
     return Disconnect() ? AwaitEnd() : std::nullopt;
   }
 
   Undoing GiveUp() const {
     return {false, "the connection to " + Quoted(made_.node_id) +
-                       " could not be undone within 5 minutes, because " + problem_ +
-                       ": sc.exe start VeltraneVpnTunnel, then .\\veltranectl disconnect"};
+                       " could not be undone within 5 minutes, because " + problem_ + ": " +
+                       advice_};
   }
 
  private:
   static bool IsConnected(const Reply& status) { return status.phase == "connected"; }
 
+  // Whether there is a tunnel that the service says it has not made, and never said that it had.
+  bool KnowsNothingOfIt(const std::optional<Reply>& status) const {
+    return status && status->ok && !IsConnected(*status) && !disconnected_ &&
+           (status->tunnel_running == true || ReadTunnelService() == TunnelService::kThere);
+  }
+
   // Whether the reply says that nothing is left to undo, or that it is not ours to undo.
   std::optional<Undoing> Judge(const std::optional<Reply>& status) const {
     if (!status || !status->ok) return std::nullopt;
     if (IsConnected(*status)) {
-      if (!disconnected_ && status->node_id == made_.node_id) return std::nullopt;
+      if (status->node_id == made_.node_id) return std::nullopt;
       return Undoing{true, (disconnected_ ? Undone() : "that connection has gone") +
                                "; somebody has connected to " + Quoted(status->node_id) +
                                " since, which was left alone"};
     }
-    if (status->tunnel_running != false || TunnelIsOnItsWay()) return std::nullopt;
+    if (status->tunnel_running != false || ReadTunnelService() != TunnelService::kGone) {
+      return std::nullopt;
+    }
     return Undoing{true, disconnected_ ? Undone() : "there is no connection any more"};
-  }
-
-  // The service says that a tunnel does not run while it starts, and while it stops. Windows knows
-  // better, and tells every user unless somebody has forbidden it.
-  static bool TunnelIsOnItsWay() {
-    const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
-    return tunnel && tunnel->state != kServiceStopped;
   }
 
   std::string Undone() const {
@@ -80,7 +99,7 @@ class Undoer {
     if (!text) return false;
     const std::optional<Reply> reply = ReadReply(*text);
     if (reply && !reply->ok) {
-      problem_ = "the service refused: " + Shown(reply->message);
+      Note("the service refused: " + Shown(reply->message), kThenDisconnect);
       return false;
     }
     disconnected_ = true;
@@ -91,11 +110,14 @@ class Undoer {
     for (int poll = 0; poll < kPolls; ++poll) {
       const std::optional<std::string> text = Ask("status");
       if (!text) return std::nullopt;
-      if (std::optional<Undoing> done = Judge(ReadReply(*text))) return done;
+      const std::optional<Reply> status = ReadReply(*text);
+      if (std::optional<Undoing> done = Judge(status)) return done;
+      Note("the tunnel has not stopped after a disconnect", kThenDisconnect);
+      if (!status || status->tunnel_running != false || IsConnected(*status)) return std::nullopt;
       meanwhile_(kPollMilliseconds);
     }
-    problem_ = "the tunnel has not stopped 30 s after a disconnect";
-    return std::nullopt;
+    if (ReadTunnelService() != TunnelService::kUnknown) return std::nullopt;
+    return Undoing{true, Undone()};
   }
 
   // A whole exchange; nullopt when no reply came, which is in problem_ then.
@@ -103,19 +125,27 @@ class Undoer {
     const WaitObserver observer = [this](std::uint32_t) { meanwhile_(0); };
     ServicePipe service = OpenServicePipe(made_.any_server, kBusySeconds, observer);
     if (!service.pipe) {
-      problem_ = service.failure.what;
+      const bool unreachable = service.failure.kind == FailureKind::kUnreachable;
+      Note(service.failure.what,
+           (unreachable ? service.failure.next + ", then " : "") + kThenDisconnect);
       return std::nullopt;
     }
     ExchangeResult result = Exchange(*service.pipe, PlainRequest(op), observer);
-    if (!result.reply) problem_ = result.failure.what;
+    if (!result.reply) Note(result.failure.what, kThenDisconnect);
     return std::move(result.reply);
+  }
+
+  void Note(std::string problem, std::string advice) {
+    problem_ = std::move(problem);
+    advice_ = std::move(advice);
   }
 
   const MadeConnection& made_;
   const Meanwhile& meanwhile_;
   bool disconnected_ = false;    // the service has taken our disconnect
   bool tunnel_unknown_ = false;  // a tunnel ran that the service did not know
-  std::string problem_;
+  std::string problem_;          // what was in the way last
+  std::string advice_;           // what to do about it
 };
 
 }  // namespace

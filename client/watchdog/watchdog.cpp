@@ -43,7 +43,7 @@ class Watcher {
   Watcher(WatchPost post, const Watch& watch) : post_(std::move(post)), watch_(watch) {}
 
   WatchEnd Run() {
-    SetDeadline(kAnswerSeconds);
+    SetDeadline(kSendSeconds);
     post_.Tell(kWordArmed);
     while (!end_) {
       const std::uint64_t now = UptimeMilliseconds();
@@ -51,7 +51,7 @@ class Watcher {
       const WatchEvent event = post_.Wait(static_cast<std::uint32_t>(std::min(left, kLongestWait)));
       if (UptimeMilliseconds() >= deadline_) {
         if (event.kind == WatchEventKind::kRequest) post_.Answer(kWordLate);
-        UndoNow();
+        End();
       } else {
         Heed(event);
       }
@@ -72,18 +72,23 @@ class Watcher {
         return HeedRequest(event.line);
       case WatchEventKind::kClientEnded:
       case WatchEventKind::kMustEnd:
-        return UndoNow();
+        return End();
       case WatchEventKind::kTimeUp:
         break;
     }
   }
 
   void HeedClient(const std::string& word) {
-    if (word == kWordLost) return UndoNow();
+    if (word == kWordLost) return End();
     if (word == kWordRefused) end_ = WatchEnd::kRefused;
     if (word == kWordConfirmed) Confirm();
+    if (word == kWordSending && !sent_) {
+      sent_ = true;
+      SetDeadline(kAnswerSeconds);
+      post_.Tell(kWordWatching);
+    }
     if (word == kWordAnswered && !answered_) {
-      answered_ = true;
+      sent_ = answered_ = true;
       SetDeadline(watch_.seconds);
     }
   }
@@ -98,6 +103,12 @@ class Watcher {
   void Confirm() {
     end_ = WatchEnd::kConfirmed;
     post_.Tell(kWordConfirmed);
+  }
+
+  // What is made is undone; before that there is nothing to undo.
+  void End() {
+    if (sent_) return UndoNow();
+    end_ = WatchEnd::kNotSent;
   }
 
   void UndoNow() {
@@ -121,6 +132,7 @@ class Watcher {
   WatchPost post_;
   const Watch watch_;
   std::uint64_t deadline_ = 0;
+  bool sent_ = false;
   bool answered_ = false;
   std::optional<WatchEnd> end_;
 };

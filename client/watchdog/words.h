@@ -7,6 +7,8 @@
 //                      armed           it watches; or
 //                      another         it does not, because another one does; or
 //                      failed TEXT     it cannot
+//   sending                            the request is about to be sent, and nothing was before
+//                      watching        the watchdog knows: every end from now on is undone
 //   answered                           the service has made the connection: the deadline counts
 //   refused                            the service has refused: the watchdog leaves, undoing
 //   nothing lost                               whether there is a connection is unknown: undo it
@@ -31,6 +33,8 @@ inline constexpr wchar_t kConfirmPipe[] = L"\\\\.\\pipe\\VeltraneVpnConfirm";
 
 inline constexpr std::string_view kWordArmed = "armed";
 inline constexpr std::string_view kWordAnother = "another";
+inline constexpr std::string_view kWordSending = "sending";
+inline constexpr std::string_view kWordWatching = "watching";
 inline constexpr std::string_view kWordAnswered = "answered";
 inline constexpr std::string_view kWordRefused = "refused";
 inline constexpr std::string_view kWordLost = "lost";

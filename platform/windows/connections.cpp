@@ -6,6 +6,7 @@
 #include <iphlpapi.h>
 
 #include "platform/windows/sized_fetch.h"
+#include "platform/windows/table_rows.h"
 
 namespace veltrane {
 
@@ -16,11 +17,11 @@ std::optional<std::vector<TcpConnection>> ReadTcpConnections() {
     return GetExtendedTcpTable(table, size, FALSE, AF_INET, TCP_TABLE_OWNER_PID_CONNECTIONS, 0);
   });
   if (!buffer) return std::nullopt;
-  const auto* table = reinterpret_cast<const MIB_TCPTABLE_OWNER_PID*>(buffer->data());
+  const auto rows = RowsOf<MIB_TCPTABLE_OWNER_PID>(*buffer);
+  if (!rows) return std::nullopt;
   std::vector<TcpConnection> connections;
-  connections.reserve(table->dwNumEntries);
-  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
-    const MIB_TCPROW_OWNER_PID& row = table->table[i];
+  connections.reserve(rows->size());
+  for (const MIB_TCPROW_OWNER_PID& row : *rows) {
     connections.push_back({row.dwState, row.dwLocalPort, row.dwRemoteAddr});
   }
   return connections;

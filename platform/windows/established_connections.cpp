@@ -12,6 +12,7 @@
 #include "platform/ip_network.h"
 #include "platform/windows/ip_address.h"
 #include "platform/windows/sized_fetch.h"
+#include "platform/windows/table_rows.h"
 
 namespace veltrane {
 namespace {
@@ -65,13 +66,11 @@ std::optional<std::vector<IpConnection>> Read(ULONG family) {
   const auto buffer = FetchGrowing(ERROR_INSUFFICIENT_BUFFER, [family](void* memory, ULONG* size) {
     return GetExtendedTcpTable(memory, size, FALSE, family, TCP_TABLE_OWNER_PID_CONNECTIONS, 0);
   });
-  if (!buffer || buffer->size() < offsetof(Table, table)) return std::nullopt;
-  const auto* table = reinterpret_cast<const Table*>(buffer->data());
-  const std::size_t room = (buffer->size() - offsetof(Table, table)) / sizeof(table->table[0]);
-  if (table->dwNumEntries > room) return std::nullopt;
+  if (!buffer) return std::nullopt;
+  const auto rows = RowsOf<Table>(*buffer);
+  if (!rows) return std::nullopt;
   std::vector<IpConnection> connections;
-  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
-    const auto& row = table->table[i];
+  for (const auto& row : *rows) {
     if (row.dwState == MIB_TCP_STATE_ESTAB) connections.push_back(ConnectionFrom(row));
   }
   return connections;

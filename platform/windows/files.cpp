@@ -14,8 +14,21 @@ namespace {
 static_assert(kMoveReplaceExisting == MOVEFILE_REPLACE_EXISTING);
 static_assert(kMoveWriteThrough == MOVEFILE_WRITE_THROUGH);
 
-std::ofstream& AsStream(const Owner<void, CloseOutputStream>& stream) {
-  return *static_cast<std::ofstream*>(stream.get());
+// The library's own stream hands a write of 1024 bytes on at once, whatever the size of its buffer.
+struct BufferedStream {
+  std::ofstream file;
+  std::string kept;
+
+  ~BufferedStream() { Flush(); }
+
+  void Flush() {
+    file.write(kept.data(), static_cast<std::streamsize>(kept.size()));
+    kept.clear();
+  }
+};
+
+BufferedStream& AsStream(const Owner<void, CloseOutputStream>& stream) {
+  return *static_cast<BufferedStream*>(stream.get());
 }
 
 // The errors that mean that the path does not exist, or cannot exist because it is malformed.
@@ -64,22 +77,27 @@ Result<bool> TestExistence(const std::wstring& path) {
 }
 
 std::optional<OutputFile> OutputFile::Open(const std::wstring& path) {
+  auto stream = std::make_unique<BufferedStream>();
   // The C library opens the file with read and write sharing.
-  auto stream = std::make_unique<std::ofstream>(std::filesystem::path(path),
-                                                std::ios::out | std::ios::binary | std::ios::trunc);
-  if (!stream->is_open()) return std::nullopt;
+  stream->file.open(std::filesystem::path(path),
+                    std::ios::out | std::ios::binary | std::ios::trunc);
+  if (!stream->file.is_open()) return std::nullopt;
   return OutputFile(stream.release());
 }
 
-void CloseOutputStream(void* stream) noexcept { delete static_cast<std::ofstream*>(stream); }
+void CloseOutputStream(void* stream) noexcept { delete static_cast<BufferedStream*>(stream); }
 
 void OutputFile::Write(std::string_view bytes) {
-  AsStream(stream_).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  BufferedStream& stream = AsStream(stream_);
+  stream.kept += bytes;
+  if (stream.kept.size() > kOutputBufferBytes) stream.Flush();
 }
 
 bool OutputFile::Close() {
-  AsStream(stream_).close();
-  return !AsStream(stream_).fail();
+  BufferedStream& stream = AsStream(stream_);
+  stream.Flush();
+  stream.file.close();
+  return !stream.file.fail();
 }
 
 bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::uint32_t flags) {

@@ -6,6 +6,7 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "platform/ip_network.h"
@@ -25,6 +26,15 @@ inline IpAddress AddressFrom(const IN6_ADDR& ipv6) {
   IpAddress address{.family = IpFamily::kIpv6};
   std::memcpy(address.bytes.data(), &ipv6, sizeof(ipv6));
   return address;
+}
+
+// Returns the address as one of this family; null when it is of another, or too short for it.
+template <typename SocketAddress>
+const SocketAddress* AsSocketAddress(const SOCKET_ADDRESS& address, ADDRESS_FAMILY family) {
+  const bool is_whole = address.lpSockaddr != nullptr && address.iSockaddrLength >= 0 &&
+                        static_cast<std::size_t>(address.iSockaddrLength) >= sizeof(SocketAddress);
+  if (!is_whole || address.lpSockaddr->sa_family != family) return nullptr;
+  return reinterpret_cast<const SocketAddress*>(address.lpSockaddr);
 }
 
 }  // namespace veltrane

@@ -51,12 +51,9 @@ std::optional<std::vector<OwnAddress>> ReadOwnAddresses() {
   for (; adapter != nullptr; adapter = adapter->Next) {
     const auto* unicast = adapter->FirstUnicastAddress;
     for (; unicast != nullptr; unicast = unicast->Next) {
-      const sockaddr* address = unicast->Address.lpSockaddr;
-      if (address->sa_family == AF_INET) {
-        const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address);
+      if (const auto* ipv4 = AsSocketAddress<sockaddr_in>(unicast->Address, AF_INET)) {
         addresses.push_back({AddressFrom(ipv4->sin_addr), adapter->IfIndex});
-      } else if (address->sa_family == AF_INET6) {
-        const auto* ipv6 = reinterpret_cast<const sockaddr_in6*>(address);
+      } else if (const auto* ipv6 = AsSocketAddress<sockaddr_in6>(unicast->Address, AF_INET6)) {
         addresses.push_back({AddressFrom(ipv6->sin6_addr), adapter->Ipv6IfIndex});
       }
     }

@@ -9,7 +9,9 @@
 #include <bit>
 #include <cstddef>
 
+#include "platform/windows/ip_address.h"
 #include "platform/windows/sized_fetch.h"
+#include "platform/windows/table_rows.h"
 
 namespace veltrane {
 namespace {
@@ -43,12 +45,11 @@ std::optional<std::vector<ForwardRow>> ReadForwardTable() {
     return GetIpForwardTable(static_cast<MIB_IPFORWARDTABLE*>(table), size, TRUE);
   });
   if (!buffer) return std::nullopt;
-  const auto* table = reinterpret_cast<const MIB_IPFORWARDTABLE*>(buffer->data());
+  const auto table = RowsOf<MIB_IPFORWARDTABLE>(*buffer);
+  if (!table) return std::nullopt;
   std::vector<ForwardRow> rows;
-  rows.reserve(table->dwNumEntries);
-  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
-    rows.push_back(std::bit_cast<ForwardRow>(table->table[i]));
-  }
+  rows.reserve(table->size());
+  for (const MIB_IPFORWARDROW& row : *table) rows.push_back(std::bit_cast<ForwardRow>(row));
   return rows;
 }
 
@@ -87,9 +88,8 @@ std::optional<std::vector<std::uint32_t>> ReadAdapterAddresses() {
   for (; adapter != nullptr; adapter = adapter->Next) {
     const auto* unicast = adapter->FirstUnicastAddress;
     for (; unicast != nullptr; unicast = unicast->Next) {
-      const sockaddr* address = unicast->Address.lpSockaddr;
-      if (address->sa_family != AF_INET) continue;
-      addresses.push_back(reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr);
+      const auto* ipv4 = AsSocketAddress<sockaddr_in>(unicast->Address, AF_INET);
+      if (ipv4 != nullptr) addresses.push_back(ipv4->sin_addr.s_addr);
     }
   }
   return addresses;

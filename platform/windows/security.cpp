@@ -37,7 +37,7 @@ std::optional<Sid> CopyOfSid(PSID source) {
 std::optional<Sid> UserOf(const UniqueHandle& token) {
   DWORD size = 0;
   GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
-  if (size == 0) return std::nullopt;
+  if (size < sizeof(TOKEN_USER)) return std::nullopt;
   std::vector<std::byte> buffer(size);
   if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return std::nullopt;
   return CopyOfSid(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);

@@ -204,22 +204,24 @@ INSTANTIATE_TEST_SUITE_P(
             "  veltranectl doctor office.conf --from 203.0.113.5\n"
             "  veltranectl doctor --json\n"
             "\n"},
-        HelpScreen{"Confirm",
-                   {"confirm", "--help"},
-                   "Keep the connection that waits for its confirmation\n"
-                   "Usage: veltranectl confirm [OPTIONS]\n"
-                   "\n"
-                   "Options:\n"
-                   "  -h,--help                   Print this help message and exit\n"
-                   "  --json                      Print the outcome as JSON\n"
-                   "\n"
-                   "Run it in any session of the user who connected, or from an elevated prompt.\n"
-                   "Exit codes: 0 confirmed, 4 nothing waits for a confirmation, 8 too late\n"
-                   "\n"
-                   "Examples:\n"
-                   "  veltranectl connect office.conf --confirm 120\n"
-                   "  veltranectl confirm\n"
-                   "\n"}),
+        HelpScreen{
+            "Confirm",
+            {"confirm", "--help"},
+            "Keep the connection that waits for its confirmation\n"
+            "Usage: veltranectl confirm [OPTIONS]\n"
+            "\n"
+            "Options:\n"
+            "  -h,--help                   Print this help message and exit\n"
+            "  --json                      Print the outcome as JSON\n"
+            "\n"
+            "Run it in any session of the user who connected, or from an elevated prompt.\n"
+            "Exit codes: 0 confirmed, 6 no answer, 8 too late, and 4 when nothing waits, when the "
+            "service has not answered yet, and when another user connected\n"
+            "\n"
+            "Examples:\n"
+            "  veltranectl connect office.conf --confirm 120\n"
+            "  veltranectl confirm\n"
+            "\n"}),
     [](const auto& help) { return help.param.name; });
 
 using CommandLines = OnClientMachine;

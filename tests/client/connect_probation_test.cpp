@@ -13,6 +13,7 @@ class ConnectOnProbation : public OnWatchedMachine {
   ConnectOnProbation() {
     side.console_is_interactive = true;
     side.watchdogs.first_words = {"armed"};
+    side.watchdogs.answers["sending"] = {"watching"};
     side.watchdogs.answers["confirmed"] = {"confirmed"};
     side.watchdogs.answers["lost"] = {"undone the connection to \"office\" has been undone"};
   }
@@ -32,10 +33,10 @@ TEST_F(ConnectOnProbation, StaysWhenTheWordIsTyped) {
   EXPECT_EQ(ConnectAndConfirm(), 0);
   EXPECT_EQ(side.watchdogs.started,
             (std::vector<Texts>{{"watchdog", "--seconds=60", "--node-id=office"}}));
-  EXPECT_EQ(side.watchdogs.heard, (Texts{"answered", "confirmed"}));
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "answered", "confirmed"}));
   const std::string output = side.Output();
   EXPECT_EQ(output.substr(output.find("Within 60 s")),
-            "Within 60 s it will be undone.\n"
+            "Within 60 s it will be undone, unless you confirm it here or by veltranectl confirm.\n"
             "Type keep and press Enter to keep the connection: keep\r\n"
             "the connection stays\n");
 }
@@ -46,7 +47,7 @@ TEST_F(ConnectOnProbation, IsUndoneWhenTheTimeIsUp) {
     side.watchdogs.WatchdogSays("undone the connection to \"office\" has been undone");
   });
   EXPECT_EQ(ConnectAndConfirm(), 8);
-  EXPECT_EQ(side.watchdogs.heard, Texts{"answered"});
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "answered"}));
   EXPECT_EQ(LastError(), "veltranectl: the connection to \"office\" has been undone\n");
 }
 
@@ -62,7 +63,7 @@ TEST_F(ConnectOnProbation, ARefusalLeavesNothingToUndo) {
   machine.environment.SetProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
   StartService();
   EXPECT_EQ(ConnectAndConfirm(), 1);
-  EXPECT_EQ(side.watchdogs.heard, Texts{"refused"});
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "refused"}));
 }
 
 TEST_F(ConnectOnProbation, ARequestThatWasNotSentLeavesNothingToUndo) {
@@ -75,7 +76,7 @@ TEST_F(ConnectOnProbation, AReplyThatIsLostIsUndoneAtOnce) {
   InstallService(simulated::kRunning);
   ScriptedServer silent("");
   EXPECT_EQ(ConnectAndConfirm(), 8);
-  EXPECT_EQ(side.watchdogs.heard, Texts{"lost"});
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "lost"}));
   EXPECT_EQ(LastError(), "veltranectl: the connection to \"office\" has been undone\n");
 }
 
@@ -83,7 +84,7 @@ TEST_F(ConnectOnProbation, AReplyThatCannotBeReadIsUndoneAtOnce) {
   InstallService(simulated::kRunning);
   ScriptedServer other("nonsense");
   EXPECT_EQ(ConnectAndConfirm(), 8);
-  EXPECT_EQ(side.watchdogs.heard, Texts{"lost"});
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "lost"}));
 }
 
 TEST_F(ConnectOnProbation, NothingIsSentWithoutAWatchdog) {
@@ -112,12 +113,12 @@ TEST_F(ConnectOnProbation, AWatchdogThatDidNotLeaveTheJobIsAWarning) {
   EXPECT_EQ(ConnectAndConfirm(), 0);
   EXPECT_EQ(side.Error(),
             "veltranectl: waiting for the service's reply (connecting can take 20 s)\n"
-            "veltranectl: warning: the watchdog could not leave this program's job and ends with "
-            "it\n");
+            "veltranectl: warning: the watchdog runs in the same job as this program, as in some "
+            "remote shells and schedulers: whatever ends that job leaves the connection up\n");
 }
 
 TEST_F(ConnectOnProbation, NothingIsSentWhenTheWatchdogHasEnded) {
-  side.watchdogs.first_words = {"armed", "undone there is no connection any more"};
+  side.watchdogs.answers["sending"] = {};
   StartService();
   EXPECT_EQ(ConnectAndConfirm(), 4);
   EXPECT_EQ(LastError(),
@@ -129,7 +130,7 @@ TEST_F(ConnectOnProbation, TheWaitIsPartOfTheTime) {
   StartService();
   At(20, [this] { side.Type("keep\r"); });
   EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait"}), 0);
-  EXPECT_NE(side.Output().find("Within 58 s it will be undone.\n"), std::string::npos);
+  EXPECT_NE(side.Output().find("Within 58 s it will be undone, "), std::string::npos);
 }
 
 TEST_F(ConnectOnProbation, AWaitThatTakesAllTheTimeIsNoUse) {
@@ -148,7 +149,7 @@ TEST_F(ConnectOnProbation, ATunnelThatDoesNotRunIsUndone) {
   machine.OnCall("ServerPipe.Write", 1,
                  [this] { machine.services.SetState(kTunnel, simulated::kStopped); });
   EXPECT_EQ(Run({"connect", kConfPath, "--confirm", "60", "--wait", "5"}), 8);
-  EXPECT_EQ(side.watchdogs.heard, (Texts{"answered", "lost"}));
+  EXPECT_EQ(side.watchdogs.heard, (Texts{"sending", "answered", "lost"}));
 }
 
 TEST_F(ConnectOnProbation, ATunnelThatDoesNotRunIsAFailureThoughSomebodyHasConfirmed) {
@@ -167,6 +168,16 @@ TEST_F(ConnectOnProbation, AnObjectionArmsNoWatchdog) {
   StartService();
   EXPECT_EQ(Run({"connect", "C:\\profiles\\all.json", "--confirm", "60"}), 7);
   EXPECT_EQ(side.watchdogs.started, std::vector<Texts>());
+}
+
+TEST_F(ConnectOnProbation, AConnectionThatIsMadeAfterTheWatchdogHasEndedIsUndone) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 1, [this] { side.watchdogs.WatchdogEnds(); });
+  EXPECT_EQ(ConnectAndConfirm(), 8);
+  EXPECT_EQ(LastError(),
+            "veltranectl: the watchdog ended before the service answered; the connection to "
+            "\"office\" has been undone\n");
+  EXPECT_FALSE(TunnelRuns());
 }
 
 class ConnectAndWait : public OnWatchedMachine {};
@@ -201,6 +212,42 @@ TEST_F(ConnectAndWait, FailsWhenTheTunnelGoesAwayAgain) {
   EXPECT_EQ(side.Error(),
             "waiting for the service's reply (connecting can take 20 s)\n"
             "veltranectl: the tunnel service ran and has stopped: veltranectl status\n");
+}
+
+TEST_F(ConnectAndWait, FailsWhenTheServiceIsStoppedMeanwhile) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 2, [this] {
+    side.FailOpen(2);
+    machine.services.SetState(L"VeltraneVpnTunnel", simulated::kStopped);
+  });
+  const double began = Seconds();
+  EXPECT_EQ(Run({"connect", kConfPath, "--wait", "7"}), 13);
+  EXPECT_LE(Seconds() - began, 8);
+  EXPECT_EQ(side.Error(),
+            "waiting for the service's reply (connecting can take 20 s)\n"
+            "veltranectl: the service did not say that its tunnel service runs within 7 s: "
+            "veltranectl status\n");
+}
+
+TEST_F(ConnectAndWait, AsksAgainWhenAReplyTakesLongerThanFiveSeconds) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 2, [this] { side.DelayReply(60); });
+  machine.OnCall("ServerPipe.Write", 3, [this] { side.DelayReply(0); });
+  const double began = Seconds();
+  EXPECT_EQ(Run({"connect", kConfPath, "--wait", "20"}), 0);
+  EXPECT_LE(Seconds() - began, 10);
+}
+
+TEST_F(ConnectAndWait, FailsInTimeWhileThePipeIsBusy) {
+  StartService();
+  machine.OnCall("ServerPipe.Write", 1, [this] { side.FailOpen(231); });
+  side.OnWaitForPipe([this](std::uint32_t milliseconds) {
+    machine.clock.Advance(milliseconds);
+    return 121;
+  });
+  const double began = Seconds();
+  EXPECT_EQ(Run({"connect", kConfPath, "--wait", "7"}), 13);
+  EXPECT_LE(Seconds() - began, 10);
 }
 
 TEST_F(ConnectAndWait, FailsWhenTheServiceIsNoLongerConnected) {

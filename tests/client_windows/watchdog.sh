@@ -21,6 +21,13 @@ start_watch() {
   await "a watchdog's first word" grep -q . "$work/told"
 }
 
+# The same, and the client is about to send.
+start_sending() {
+  start_watch "$@"
+  say_to_watchdog sending
+  await "the watchdog to know of the sending" grep -q watching "$work/told"
+}
+
 say_to_watchdog() { echo "$1" >>"$work/words"; }
 
 kill_watch_client() {
@@ -57,7 +64,7 @@ disconnect() {
   await "the end of the tunnel" tunnel_is false
 }
 
-# How the client can end.
+# How the client can end, once it is about to send.
 end_kill() { kill_watch_client; }
 end_kill_after_reply() { say_to_watchdog answered && kill_watch_client; }
 end_lost() { say_to_watchdog lost; }
@@ -96,47 +103,59 @@ table_of_ends() {
   for happening in connected nothing other restart; do
     for end in kill kill_after_reply lost deadline session window_closed; do
       "happen_$happening"
-      start_watch 1 "fra 1"
+      start_sending 1 "fra 1"
       "end_$end"
-      watch_ends "$end x $happening" "$runs" armed "$told" 'exit 8'
+      watch_ends "$end x $happening" "$runs" armed watching "$told" 'exit 8'
     done
     disconnect
+  done
+}
+
+# Every end before anything is sent leaves a connection to the same node alone.
+early_ends() {
+  local end
+  connect_to "fra 1"
+  for end in kill lost session window_closed; do
+    start_watch 60 "fra 1"
+    "end_$end"
+    watch_ends "$end before anything is sent" true armed 'exit 0'
   done
 }
 
 watchdog_tests() {
   : >"$work/words"
   table_of_ends
+  early_ends
 
   connect_to "fra 1"
-  start_watch 60 "fra 1"
+  start_sending 60 "fra 1"
   say_to_watchdog refused
-  watch_ends "a refusal" true armed 'exit 0'
+  watch_ends "a refusal" true armed watching 'exit 0'
 
-  start_watch 60 "fra 1"
+  start_sending 60 "fra 1"
   say_to_watchdog answered
   say_to_watchdog confirmed
-  watch_ends "a confirmation" true armed confirmed 'exit 0'
+  watch_ends "a confirmation" true armed watching confirmed 'exit 0'
 
   screen confirm_nobody 4 confirm
   report confirm_nobody client-error 4 confirm --json
-  start_watch 60 "fra 1"
+  start_sending 60 "fra 1"
   screen confirm_early 4 confirm
   say_to_watchdog answered
   start_actor hold release '\\.\pipe\VeltraneVpnConfirm'
   release_pipe_later
   screen confirm 0 confirm
   await_release
-  watch_ends "a confirmation from another session" true armed confirmed 'exit 0'
+  watch_ends "a confirmation from another session" true armed watching confirmed 'exit 0'
 
-  start_watch 2 "fra 1"
+  start_sending 2 "fra 1"
   start_actor hold release '\\.\pipe\VeltraneVpnConfirm'
   say_to_watchdog answered
-  watch_ends "a program that says nothing" false armed "$undone" 'exit 8'
+  watch_ends "a program that says nothing" false armed watching "$undone" 'exit 8'
   release_pipe
 
   connect_to "fra 1"
-  start_watch 60 "fra 1"
+  start_sending 60 "fra 1"
   mkfifo "$work/second_says"
   exec 6<>"$work/second_says"
   "$wine64_binary" veltranectl.exe watchdog --seconds=60 --node-id=second <&6 2>&1 |
@@ -150,14 +169,14 @@ watchdog_tests() {
   screen confirm_late 8 confirm
   report confirm_late client-error 8 confirm --json
   release_pipe
-  watch_ends "a busy pipe" false armed "$undone" 'exit 8'
+  watch_ends "a busy pipe" false armed watching "$undone" 'exit 8'
 
   connect_to "fra 1"
-  start_watch 60 "fra 1"
+  start_sending 60 "fra 1"
   stop_service
   kill_watch_client
   sleep 3
   start_service
   await_pipe
-  watch_ends "a service that was stopped in the middle" false armed "$undone_unknown" 'exit 8'
+  watch_ends "a service that was stopped in the middle" false armed watching "$undone_unknown" 'exit 8'
 }

@@ -113,34 +113,27 @@ TEST_F(OutputStream, TruncatesTheFileAtOnce) {
   EXPECT_EQ(stage.Bytes(stage.Path(L"file")), "");
 }
 
-TEST_F(OutputStream, KeepsSmallWritesBackUntilClose) {
+TEST_F(OutputStream, Keeps4096BytesBackUntilClose) {
   OutputFile file = OutputFile::Open(stage.Path(L"file")).value();
-  file.Write(std::string(1023, 'x'));
+  file.Write(std::string(4096, 'x'));
   EXPECT_EQ(Size(stage, stage.Path(L"file")), 0U);
   file.Close();
-  EXPECT_EQ(Size(stage, stage.Path(L"file")), 1023U);
+  EXPECT_EQ(Size(stage, stage.Path(L"file")), 4096U);
 }
 
-TEST_F(OutputStream, PassesLongWritesOnBehindWhatItKept) {
+TEST_F(OutputStream, PassesOnAllThatItKeptWhenThatComesToMoreThan8192Bytes) {
+  OutputFile file = OutputFile::Open(stage.Path(L"file")).value();
+  for (int i = 0; i < 8; ++i) file.Write(std::string(1024, 'x'));
+  EXPECT_EQ(Size(stage, stage.Path(L"file")), 0U);
+  file.Write("y");
+  EXPECT_EQ(stage.Bytes(stage.Path(L"file")) == std::string(8192, 'x') + "y", true);
+}
+
+TEST_F(OutputStream, PassesALongWriteOnBehindWhatItKept) {
   OutputFile file = OutputFile::Open(stage.Path(L"file")).value();
   file.Write("kept");
-  file.Write(std::string(1024, 'x'));
-  EXPECT_EQ(stage.Bytes(stage.Path(L"file")), "kept" + std::string(1024, 'x'));
-}
-
-TEST_F(OutputStream, Has4096BytesOnDiskAfterAWriteOf4096) {
-  OutputFile file = OutputFile::Open(stage.Path(L"file")).value();
-  file.Write(std::string(4096, '\0'));
-  EXPECT_EQ(stage.Bytes(stage.Path(L"file")) == std::string(4096, '\0'), true);
-}
-
-TEST_F(OutputStream, PassesOnWhatItKeptWhenThatComesTo4095Bytes) {
-  OutputFile file = OutputFile::Open(stage.Path(L"file")).value();
-  for (int i = 0; i < 4; ++i) file.Write(std::string(1000, 'x'));
-  file.Write(std::string(94, 'x'));
-  EXPECT_EQ(Size(stage, stage.Path(L"file")), 0U);
-  file.Write("x");
-  EXPECT_EQ(Size(stage, stage.Path(L"file")), 4095U);
+  file.Write(std::string(8192, 'x'));
+  EXPECT_EQ(stage.Bytes(stage.Path(L"file")) == "kept" + std::string(8192, 'x'), true);
 }
 
 TEST_F(OutputStream, IsWrittenAndClosedWithTheObject) {
@@ -216,7 +209,7 @@ TEST_F(OutputStream, KeepsItsFileFromBeingDeletedMovedAndReplaced) {
 TEST_F(OutputStream, FailsToCloseWhenALongWriteFailed) {
   OutputFile file = OutputFile::Open(stage.PathOnSmallDisk()).value();
   stage.FillDisk();
-  file.Write(std::string(5000, 'x'));
+  file.Write(std::string(10000, 'x'));
   EXPECT_FALSE(file.Close());
 }
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "bypass/records.h"
+#include "tests/support/allocation_hook.h"
 #include "tests/support/name_of.h"
 #include "tests/support/on_server.h"
 #include "tests/support/report_texts.h"
@@ -230,6 +231,26 @@ TEST_F(Status, PhaseIsThatOfTheMomentBeforeTheTunnelServiceIsAskedAndBypassThatO
     CurrentAdminBypassState().enabled = true;
   });
   EXPECT_EQ(Ask(), Reply(kConnectedButDown, With(kFreshBypass, {"enabled"})));
+}
+
+TEST_F(Status, BypassIsThatOfOneMomentThoughTheRecordChangesWhileTheReplyIsWritten) {
+  std::string addresses = R"(["198.51.100.1")";
+  for (int i = 0; i < 100; ++i) addresses += R"(,"203.0.113.5")";
+  addresses += "]";
+  AdminBypassState& bypass = CurrentAdminBypassState();
+  bypass.rdp_tcp_remote_addresses = addresses;
+  bypass.route_verify_after_tunnel = "203.0.113.5:ok(metric=1);";
+  // A copy of the record needs one byte more than its longest text has; only the reply needs more.
+  const AllocationHook writing(addresses.size() + 1, [&bypass] {
+    bypass.route_verify_after_tunnel = "203.0.113.5:missing;";
+  });
+  const std::string reply = Ask();
+  EXPECT_TRUE(writing.HasRun());
+  EXPECT_EQ(bypass.route_verify_after_tunnel, "203.0.113.5:missing;");
+  EXPECT_EQ(reply,
+            Reply(kIdle, With(kFreshBypass,
+                              {R"("rdp_tcp_remote_addresses":)" + addresses +
+                               R"(,"route_verify_after_tunnel":"203.0.113.5:ok(metric=1);")"})));
 }
 
 TEST_F(Status, NeverMixesThePhaseOfOneMomentWithTheNodeOfAnother) {

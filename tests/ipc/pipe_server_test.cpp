@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/ipc/on_pipe_server.h"
+#include "tests/support/name_of.h"
 
 using namespace std::string_literals;
 
@@ -46,6 +47,16 @@ TEST_F(PipeServer, WithoutAnAccessListThePipeHasDefaultSecurityAndNothingIsPrint
   server.Start();
   EXPECT_EQ(Exchange(kRegister), kRegistered);
   EXPECT_EQ(machine.pipes.Created().at(0).access, std::nullopt);
+  EXPECT_EQ(machine.console.Log().size(), 0u);
+}
+
+TEST_F(PipeServer, WithoutAnySidThePipeHasDefaultSecurityAndServesOn) {
+  machine.FailAlways("MakeNtSid", 1337);
+  server.Start();
+  EXPECT_EQ(Exchange(kRegister), kRegistered);
+  machine.pipes.WaitUntilServerWaits();
+  ASSERT_EQ(machine.pipes.Created().size(), 2u);
+  for (const auto& created : machine.pipes.Created()) EXPECT_EQ(created.access, std::nullopt);
   EXPECT_EQ(machine.console.Log().size(), 0u);
 }
 
@@ -147,6 +158,28 @@ TEST_F(PipeServer, ShorterRequestDoesNotSeeTheBytesOfAnEarlierOne) {
   Exchange(RequestOfSize(1000));
   EXPECT_EQ(Exchange(R"({"padding":)"), kUnknown);
 }
+
+struct Unneeded {
+  const char* name;
+  std::string request;
+};
+
+class RequestInMemory : public PipeServer, public testing::WithParamInterface<Unneeded> {};
+
+TEST_P(RequestInMemory, IsWipedBeforeTheClientHasReadTheReply) {
+  std::string memory;
+  machine.OnCall("ServerPipe.Flush", 1, [&] { memory = machine.pipes.LastReadBuffer(); });
+  server.Start();
+  Exchange(GetParam().request);
+  machine.pipes.WaitUntilServerWaits();
+  EXPECT_EQ(memory, std::string(65535, '\0'));
+}
+
+INSTANTIATE_TEST_SUITE_P(PipeServer, RequestInMemory,
+                         testing::Values(Unneeded{"Answered", kRegister},
+                                         Unneeded{"OfEverySize", RequestOfSize(65535)},
+                                         Unneeded{"TooLongToBeAnswered", RequestOfSize(65536)}),
+                         NameOf<Unneeded>);
 
 // ---- clients
 

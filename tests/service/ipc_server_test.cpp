@@ -145,6 +145,28 @@ TEST_F(IpcServerTest, StopWaitsForTheClientThatIsBeingServed) {
   EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
 }
 
+TEST_F(IpcServerTest, StopThatFindsNoPipeBecauseTheNextIsJustBeingMadeWaitsForTheNextClient) {
+  std::thread stopper;
+  std::atomic<bool> stopped = false;
+  StartAndWait();
+  machine.OnCall("ServerPipe.Create", 1, [&] {
+    stopper = std::thread([&] {
+      server.Stop();
+      stopped = true;
+    });
+    machine.pipes.WaitUntilRefused(1);
+  });
+  simulated::Exchange("{}");
+  machine.pipes.WaitUntilServerWaits();
+  EXPECT_FALSE(server.running);
+  EXPECT_FALSE(stopped);
+  EXPECT_EQ(simulated::Exchange("{}"),
+            "{\"ok\":false,\"error\":\"unknown_op\",\"message\":\"unsupported operation\"}");
+  stopper.join();
+  EXPECT_EQ(machine.pipes.Created().size(), 2u);
+  EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
+}
+
 TEST_F(IpcServerTest, StopEndsALoopThatCannotCreateItsPipe) {
   machine.FailAlways("ServerPipe.Create", 231);
   server.Start();

@@ -186,6 +186,53 @@ TEST_F(ServiceHost, AStopWithoutAStatusHandleStopsTheServerAndReportsNothing) {
   EXPECT_EQ(machine.pipes.OpenInstances(), 0u);
 }
 
+// A stop whose own connection comes just before the next pipe has been made, so that it waits for a
+// client.
+class StopThatMissesThePipe : public ServiceHost {
+ protected:
+  ~StopThatMissesThePipe() override {
+    if (dispatcher_.joinable()) dispatcher_.join();
+  }
+
+  void Begin() {
+    Serve();
+    machine.OnCall("ServerPipe.Create", 1, [this] {
+      dispatcher_ = std::thread([this] { machine.service_host.SendControl(1); });
+      machine.pipes.WaitUntilRefused(1);
+    });
+    simulated::Exchange("{}");
+    machine.pipes.WaitUntilServerWaits();
+  }
+
+  void AwaitTheHandler() { dispatcher_.join(); }
+
+ private:
+  std::thread dispatcher_;
+};
+
+TEST_F(StopThatMissesThePipe, IsReleasedByAnyClientThatComesBeforeThePoll) {
+  Begin();
+  EXPECT_EQ(machine.service_host.States(), (std::vector<std::uint32_t>{2, 4, 3}));
+  EXPECT_TRUE(simulated::Exchange(R"({"op":"status"})").starts_with(R"({"ok":true,)"));
+  AwaitTheHandler();
+  EXPECT_EQ(machine.service_host.States(), (std::vector<std::uint32_t>{2, 4, 3, 1}));
+  Poll();
+  EXPECT_EQ(Join(), 0);
+}
+
+using StopThatMissesThePipeDeathTest = StopThatMissesThePipe;
+
+TEST_F(StopThatMissesThePipeDeathTest, EndsTheProcessAtTheNextPollWithoutAClient) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        Begin();
+        Poll();
+        Join();
+      },
+      testing::KilledBySignal(SIGABRT), "terminate called");
+}
+
 using ServiceHostDeathTest = ServiceHost;
 
 // The main function frees the server at its next poll, whether or not the handler still waits for

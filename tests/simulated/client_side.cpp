@@ -16,17 +16,20 @@ namespace simulated {
 namespace {
 
 ClientSide* current_side = nullptr;
+thread_local ClientSide* side_of_this_thread = nullptr;
 
 }  // namespace
 
 ClientSide::ClientSide() {
   if (current_side != nullptr) Die("there are two client sides");
   current_side = this;
+  side_of_this_thread = this;
 }
 
 ClientSide::~ClientSide() {
   watchdogs.Join();
   current_side = nullptr;
+  side_of_this_thread = nullptr;
 }
 
 ClientSide& ClientSide::Current() {
@@ -73,6 +76,10 @@ bool ClientSide::HasWiped(std::string_view text) const {
   return std::any_of(wiped_.begin(), wiped_.end(), [text](const std::string& block) {
     return block.find(text) != std::string::npos;
   });
+}
+
+void ClientSide::NoteWiped(std::string_view bytes) {
+  if (side_of_this_thread != nullptr) side_of_this_thread->wiped_.emplace_back(bytes);
 }
 
 Result<std::int64_t> ClientSide::ProcessStart(std::uint32_t process_id) const {
@@ -170,7 +177,7 @@ std::optional<std::size_t> TerminalColumns(Stream stream) {
 void RestoreTerminals() { ClientSide::Current().RestoreTerminals(); }
 
 void WipeMemory(std::span<std::byte> memory) {
-  ClientSide::Current().NoteWiped({reinterpret_cast<const char*>(memory.data()), memory.size()});
+  ClientSide::NoteWiped({reinterpret_cast<const char*>(memory.data()), memory.size()});
   for (volatile std::byte& byte : memory) byte = std::byte(0);
 }
 

@@ -88,7 +88,8 @@ class ClientSide {
   void SetAccessList(const std::wstring& path, const Result<AccessList>& reading);
   void MakeReparsePoint(const std::wstring& path);
 
-  // Whether memory that held this text has been wiped.
+  // Whether the thread of the test has wiped memory that held this text, as the client does; the
+  // threads of a service wipe theirs unseen.
   bool HasWiped(std::string_view text) const;
 
   // For the boundary functions.
@@ -102,7 +103,7 @@ class ClientSide {
   std::shared_ptr<Pipes::Connection> OpenPipe(const std::wstring& name, std::uint32_t& error);
   std::uint32_t WaitForPipe(const std::wstring& name, std::uint32_t milliseconds);
   bool KeepWaiting(std::string& received);
-  void NoteWiped(std::string_view bytes) { wiped_.emplace_back(bytes); }
+  static void NoteWiped(std::string_view bytes);
   std::optional<Result<AccessList>> AccessListOf(const std::wstring& path) const;
   bool IsReparsePoint(const std::wstring& path) const;
 

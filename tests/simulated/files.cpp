@@ -14,10 +14,6 @@ constexpr std::uint32_t kPathNotFound = 3;       // ERROR_PATH_NOT_FOUND
 constexpr std::uint32_t kAccessDenied = 5;       // ERROR_ACCESS_DENIED
 constexpr std::uint32_t kSharingViolation = 32;  // ERROR_SHARING_VIOLATION
 
-// The stream of the product's C++ library holds this much back, and hands longer writes on at once.
-constexpr std::size_t kStreamBuffer = 4095;
-constexpr std::size_t kDirectWrite = 1024;
-
 std::wstring Tidy(std::wstring path) {
   std::replace(path.begin(), path.end(), L'/', L'\\');
   while (!path.empty() && path.back() == L'\\') path.pop_back();
@@ -159,13 +155,8 @@ Files::Stream* Files::Open(const std::wstring& path) {
 void Files::Write(Stream& stream, std::string_view bytes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   if (!stream.open || stream.failed) return;
-  const std::size_t room = kStreamBuffer - stream.kept.size();
-  if (bytes.size() < std::min(kDirectWrite, room)) {
-    stream.kept += bytes;
-    return;
-  }
-  PutIntoFile(stream, std::exchange(stream.kept, {}));
-  PutIntoFile(stream, bytes);
+  stream.kept += bytes;
+  if (stream.kept.size() > kOutputBufferBytes) PutIntoFile(stream, std::exchange(stream.kept, {}));
 }
 
 void Files::SpoilStream(Stream& stream, bool lose_kept) {

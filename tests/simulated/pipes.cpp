@@ -37,6 +37,16 @@ void Pipes::WaitUntilServerWaits() {
   });
 }
 
+void Pipes::WaitUntilRefused(std::size_t count) {
+  std::unique_lock<std::mutex> lock(core_.mutex);
+  core_.Await(lock, "a client to find no free pipe", [&] { return refused_ >= count; });
+}
+
+std::string Pipes::LastReadBuffer() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return {read_buffer_.data(), read_buffer_.size()};
+}
+
 Pipes::Instance* Pipes::Create(const PipeParameters& parameters,
                                const SecurityAttributes* attributes) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
@@ -72,6 +82,7 @@ std::uint32_t Pipes::WaitForClient(Instance& instance) {
 
 std::optional<std::size_t> Pipes::Read(Instance& instance, std::span<char> buffer) {
   std::unique_lock<std::mutex> lock(core_.mutex);
+  read_buffer_ = buffer;
   const std::shared_ptr<Connection> connection = instance.connection;
   if (connection == nullptr) return std::nullopt;
   core_.Block(lock, [&] { return !connection->to_server.empty() || !connection->client_open; });
@@ -159,7 +170,12 @@ Pipes::Opened Pipes::OpenLocked(const std::wstring& name) {
 
 Pipes::Opened Pipes::TryOpen(const std::wstring& name) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
-  return OpenLocked(name);
+  Opened opened = OpenLocked(name);
+  if (opened.connection == nullptr) {
+    ++refused_;
+    core_.changed.notify_all();
+  }
+  return opened;
 }
 
 std::shared_ptr<Pipes::Connection> Pipes::WaitAndOpen(const std::wstring& name) {

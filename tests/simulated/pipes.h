@@ -43,6 +43,12 @@ class Pipes {
   // next client is served by that wait.
   void WaitUntilServerWaits();
 
+  // Waits until that many attempts to open a pipe have found no free instance (see kPatience).
+  void WaitUntilRefused(std::size_t count);
+
+  // What is now in the memory that a server last read into: for a hook on the server's own thread.
+  std::string LastReadBuffer() const;
+
   // For the boundary functions and PipeClient.
   struct Connection {
     bool client_open = true;
@@ -95,6 +101,8 @@ class Pipes {
   Core& core_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::vector<CreatedPipe> created_;
+  std::span<const char> read_buffer_;
+  std::size_t refused_ = 0;
 };
 
 }  // namespace veltrane::simulated

@@ -97,7 +97,9 @@ TEST_F(ConfirmCommand, IsNotForOtherUsers) {
 TEST_F(ConfirmCommand, SaysWhenNoAnswerCame) {
   PlayedWatchdog watchdog("");
   EXPECT_EQ(Run({"confirm"}), 6);
-  EXPECT_EQ(side.Error(), "veltranectl: the watchdog did not answer: veltranectl status\n");
+  EXPECT_EQ(
+      side.Error(),
+      "veltranectl: whatever serves the watchdog's pipe did not answer: veltranectl status\n");
 }
 
 TEST_F(ConfirmCommand, WaitsWhileAnotherProgramTalksToTheWatchdog) {

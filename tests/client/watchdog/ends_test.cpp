@@ -41,7 +41,7 @@ const End kEnds[] = {
     {"ProcessEndsBeforeTheReply", [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.ClientEnds(); }); },
      5},
     {"ReplyIsLost", [](Ends& t) { t.Say(120, "lost"); }, 120},
-    {"ClientHangsBeforeTheReply", [](Ends&) {}, 200},
+    {"ClientHangsBeforeTheReply", [](Ends&) {}, 170},
     {"SessionEndsBeforeTheReply", [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.MustEnd(); }); },
      5},
     {"ProcessEndsAfterTheReply",
@@ -119,19 +119,48 @@ const Happening kHappenings[] = {
 TEST_P(Ends, AreFollowedByAnUndoing) {
   const auto& [end, happening] = GetParam();
   happening.arrange(*this);
+  side.watchdogs.ClientSays("sending");
   end.arrange(*this);
   EXPECT_EQ(KeepWatch({{"office", false}, 60}), happening.end);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", happening.told}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", happening.told}));
   EXPECT_EQ(TunnelRuns(), happening.tunnel_runs);
   EXPECT_DOUBLE_EQ(Seconds(), end.seconds + happening.seconds);
 }
 
+// Before anything is sent.
+const End kEarlyEnds[] = {
+    {"ProcessEndsAtOnce", [](Ends& t) { t.side.watchdogs.ClientEnds(); }, 0},
+    {"ProcessEndsWhileThePipeIsBusy",
+     [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.ClientEnds(); }); }, 5},
+    {"SessionEnds", [](Ends& t) { t.At(5, [&t] { t.side.watchdogs.MustEnd(); }); }, 5},
+    {"ReplyIsSaidToBeLost", [](Ends& t) { t.Say(5, "lost"); }, 5},
+    {"ClientHangs", [](Ends&) {}, 60},
+};
+
+class EarlyEnds : public Ends {};
+
+TEST_P(EarlyEnds, LeaveEverythingAsItWas) {
+  const auto& [end, happening] = GetParam();
+  happening.arrange(*this);
+  const bool ran = TunnelRuns();
+  end.arrange(*this);
+  EXPECT_EQ(KeepWatch({{"office", false}, 60}), WatchEnd::kNotSent);
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed"}));
+  EXPECT_EQ(TunnelRuns(), ran);
+  EXPECT_DOUBLE_EQ(Seconds(), end.seconds);
+}
+
+std::string NameOf(const testing::TestParamInfo<std::tuple<End, Happening>>& test) {
+  return std::string(std::get<0>(test.param).name) + "_" + std::get<1>(test.param).name;
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryEnd, Ends,
                          testing::Combine(testing::ValuesIn(kEnds), testing::ValuesIn(kHappenings)),
-                         [](const auto& test) {
-                           return std::string(std::get<0>(test.param).name) + "_" +
-                                  std::get<1>(test.param).name;
-                         });
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(EveryEarlyEnd, EarlyEnds,
+                         testing::Combine(testing::ValuesIn(kEarlyEnds),
+                                          testing::ValuesIn(kHappenings)),
+                         NameOf);
 
 }  // namespace
 }  // namespace veltrane

@@ -9,7 +9,11 @@ namespace {
 constexpr char kUndone[] = "the connection to \"office\" has been undone";
 constexpr char kNotUndone[] =
     "the connection to \"office\" could not be undone within 5 minutes, because ";
-constexpr char kAdvice[] = ": sc.exe start VeltraneVpnTunnel, then .\\veltranectl disconnect";
+constexpr char kAdvice[] = ": .\\veltranectl disconnect";
+
+constexpr char kPinsStay[] =
+    "; the service did not know that tunnel (it had been restarted, or had refused a connect over "
+    "it), so host routes that were pinned for it may stay until Windows restarts: route print -4";
 
 class Undoings : public OnWatchedMachine {
  protected:
@@ -49,7 +53,7 @@ TEST_F(Undoings, DisconnectAgainAndAgainWhileTheTunnelRunsOn) {
   ConnectTo("office");
   machine.services.NeverStop();
   Expect(UndoOffice(), false,
-         std::string(kNotUndone) + "the tunnel has not stopped 30 s after a disconnect" + kAdvice);
+         std::string(kNotUndone) + "the tunnel has not stopped after a disconnect" + kAdvice);
   EXPECT_GE(machine.calls.Count("Service.SendStop"), 5U);
 }
 
@@ -62,10 +66,22 @@ TEST_F(Undoings, UndoATunnelThatHasOnlyBegunToStart) {
   EXPECT_FALSE(machine.services.Find(kTunnel).has_value());
 }
 
-TEST_F(Undoings, BelieveTheServiceWhenWindowsDoesNotSayHowTheTunnelIs) {
+TEST_F(Undoings, DisconnectAtOnceWhenATunnelComesUpLate) {
+  machine.services.Add(kTunnel, simulated::kStartPending);
   StartService();
+  At(20, [this] { machine.services.SetState(kTunnel, simulated::kRunning); });
+  Expect(UndoOffice(), true, std::string(kUndone) + kPinsStay);
+  EXPECT_FALSE(machine.services.Find(kTunnel).has_value());
+  EXPECT_LT(Seconds(), 25);
+}
+
+TEST_F(Undoings, BelieveTheServiceAfterADisconnectWhenWindowsDoesNotSayHowTheTunnelIs) {
+  StartService();
+  ConnectTo("office");
   side.service_facts_error = 5;
-  Expect(UndoOffice(true), true, "there is no connection any more");
+  Expect(UndoOffice(true), true, kUndone);
+  EXPECT_FALSE(TunnelRuns());
+  EXPECT_DOUBLE_EQ(Seconds(), 30);
 }
 
 TEST_F(Undoings, TryAgainWhileTheServiceIsStopped) {
@@ -73,11 +89,7 @@ TEST_F(Undoings, TryAgainWhileTheServiceIsStopped) {
   ConnectTo("office");
   StopService();
   At(100, [this] { StartServiceAgain(); });
-  Expect(UndoOffice(), true,
-         std::string(kUndone) +
-             "; the service did not know that tunnel (it had been restarted, or had refused a "
-             "connect over it), so host routes that were pinned for it may stay until Windows "
-             "restarts: route print -4");
+  Expect(UndoOffice(), true, std::string(kUndone) + kPinsStay);
   EXPECT_FALSE(TunnelRuns());
   EXPECT_DOUBLE_EQ(Seconds(), 100);
 }
@@ -86,7 +98,10 @@ TEST_F(Undoings, TryAgainEveryTwoSecondsForFiveMinutes) {
   StartService();
   ConnectTo("office");
   StopService();
-  Expect(UndoOffice(), false, std::string(kNotUndone) + "the service is not running" + kAdvice);
+  Expect(UndoOffice(), false,
+         std::string(kNotUndone) +
+             "the service is not running: sc.exe start VeltraneVpnTunnel, then .\\veltranectl "
+             "disconnect");
   EXPECT_DOUBLE_EQ(Seconds(), 300);
   EXPECT_EQ(calls, 150);
 }
@@ -146,15 +161,31 @@ TEST_F(Undoings, LeaveAloneWhatSomebodyElseHasConnectedTo) {
   EXPECT_TRUE(TunnelRuns());
 }
 
-TEST_F(Undoings, LeaveAloneWhatIsMadeAfterTheDisconnect) {
+TEST_F(Undoings, LeaveAloneWhatSomebodyElseConnectsToAfterTheDisconnect) {
   StartService();
   ConnectTo("office");
   machine.services.NeverStop();
   // The service itself waits 15 s for the tunnel to stop.
-  At(25, [this] { server.SetPhase(kPhaseConnected, "office"); });
+  At(15.5, [this] { server.SetPhase(kPhaseConnected, "fra-1"); });
   Expect(
       UndoOffice(), true,
-      std::string(kUndone) + "; somebody has connected to \"office\" since, which was left alone");
+      std::string(kUndone) + "; somebody has connected to \"fra-1\" since, which was left alone");
+}
+
+TEST_F(Undoings, UndoAlsoAConnectionToTheSameNodeThatIsMadeAfterTheDisconnect) {
+  StartService();
+  ConnectTo("office");
+  machine.services.NeverStop();
+  At(15.5, [this] { server.SetPhase(kPhaseConnected, "office"); });
+  At(20, [this] { machine.services.SetState(kTunnel, simulated::kStopped); });
+  Expect(UndoOffice(), true, kUndone);
+  EXPECT_FALSE(TunnelRuns());
+}
+
+TEST_F(Undoings, DisconnectWhenWindowsDoesNotSayWhetherThereIsATunnel) {
+  StartService();
+  side.service_facts_error = 5;
+  Expect(UndoOffice(true), true, kUndone);
 }
 
 TEST_F(Undoings, DisconnectWhenNoReplyCanBeRead) {

@@ -15,6 +15,7 @@ class Watching : public OnWatchedMachine {
   Watching() {
     StartService();
     ConnectTo("office");
+    side.watchdogs.ClientSays("sending");
   }
 
   WatchEnd Watch() { return KeepWatch({{"office", false}, 60}); }
@@ -35,7 +36,7 @@ TEST_F(Watching, EndsWithAConfirmationUpToTheLastMoment) {
   Say(5, "answered");
   Say(64.999, "confirmed");
   EXPECT_EQ(Watch(), WatchEnd::kConfirmed);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "confirmed"}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", "confirmed"}));
   EXPECT_TRUE(TunnelRuns());
   EXPECT_DOUBLE_EQ(Seconds(), 64.999);
 }
@@ -44,7 +45,7 @@ TEST_F(Watching, UndoesWhenTheConfirmationComesWithTheDeadline) {
   Say(5, "answered");
   Say(65, "confirmed");
   EXPECT_EQ(Watch(), WatchEnd::kUndone);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", kUndone}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", kUndone}));
   EXPECT_FALSE(TunnelRuns());
 }
 
@@ -60,7 +61,7 @@ TEST_F(Watching, EndsWithARefusalAndUndoesNothing) {
   Say(5, "refused");
   At(5, [this] { side.watchdogs.ClientEnds(); });
   EXPECT_EQ(Watch(), WatchEnd::kRefused);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed"}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching"}));
   EXPECT_TRUE(TunnelRuns());
 }
 
@@ -68,6 +69,13 @@ TEST_F(Watching, CountsFromTheAnswerHoweverLateThatIs) {
   Say(159, "answered");
   EXPECT_EQ(Watch(), WatchEnd::kUndone);
   EXPECT_DOUBLE_EQ(Seconds(), 219);
+}
+
+TEST_F(Watching, IsNotProlongedByASecondAnnouncement) {
+  Say(100, "sending");
+  EXPECT_EQ(Watch(), WatchEnd::kUndone);
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", kUndone}));
+  EXPECT_DOUBLE_EQ(Seconds(), 170);
 }
 
 TEST_F(Watching, IsNotProlongedByASecondAnswer) {
@@ -99,7 +107,7 @@ TEST_F(Watching, UndoesWhenTheMachineWakesUpAfterTheDeadlineAndAConfirmationAwai
     side.watchdogs.ClientSays("confirmed");
   });
   EXPECT_EQ(Watch(), WatchEnd::kUndone);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", kUndone}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", kUndone}));
 }
 
 TEST_F(Watching, EndsWithAConfirmationFromAnotherProgram) {
@@ -107,7 +115,7 @@ TEST_F(Watching, EndsWithAConfirmationFromAnotherProgram) {
   Ask(64.999, program, "confirm\n");
   EXPECT_EQ(Watch(), WatchEnd::kConfirmed);
   EXPECT_EQ(program.Receive(), "confirmed\n");
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "confirmed"}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", "confirmed"}));
   EXPECT_TRUE(TunnelRuns());
 }
 
@@ -189,12 +197,22 @@ TEST_F(Watching, DoesNotBeginWhenItIsUnknownWhoMayConfirm) {
   EXPECT_EQ(side.watchdogs.told, (Texts{"failed Windows does not say who may confirm"}));
 }
 
+class WatchingUnannounced : public OnWatchedMachine {};
+
+TEST_F(WatchingUnannounced, UndoesAnAnsweredConnectionAllTheSame) {
+  StartService();
+  ConnectTo("office");
+  Say(5, "answered");
+  EXPECT_EQ(KeepWatch({{"office", false}, 60}), WatchEnd::kUndone);
+  EXPECT_FALSE(TunnelRuns());
+}
+
 using WatchdogCommand = Watching;
 
 TEST_F(WatchdogCommand, WatchesOverTheNodeThatItNames) {
   Say(5, "answered");
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 8);
-  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", kUndone}));
+  EXPECT_EQ(side.watchdogs.told, (Texts{"armed", "watching", kUndone}));
   EXPECT_DOUBLE_EQ(Seconds(), 65);
   EXPECT_EQ(side.Output() + side.Error(), "");
 }
@@ -204,18 +222,22 @@ TEST_F(WatchdogCommand, TakesANodeThatLooksLikeAnOption) {
   side.watchdogs.ClientEnds();
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=--help"}), 8);
   EXPECT_EQ(side.watchdogs.told,
-            (Texts{"armed", "undone the connection to \"--help\" has been undone"}));
+            (Texts{"armed", "watching", "undone the connection to \"--help\" has been undone"}));
 }
 
 TEST_F(WatchdogCommand, HasAnExitCodeForEachEnd) {
   Say(5, "refused");
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 0);
+  Say(9, "sending");
   Say(10, "confirmed");
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 0);
   side.watchdogs.begin_error = 5;
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 4);
   side.watchdogs.begin_error = 0;
+  side.watchdogs.MustEnd();
+  EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 0);
   StopService();
+  side.watchdogs.ClientSays("sending");
   side.watchdogs.ClientEnds();
   EXPECT_EQ(Run({"watchdog", "--seconds=60", "--node-id=office"}), 9);
 }

@@ -58,6 +58,8 @@ class Story {
   void CheckConnect(const std::string& request, const std::string& reply);
   void CheckConnected(const naive::Profile& profile, const std::string& reply);
   void CheckRefused(const naive::Profile& profile, const std::string& reply);
+  void CheckCandidates(const ReportMembers& bypass) const;
+  std::string AdminAddresses() const;
   std::string ExpectedError(const naive::Profile& profile) const;
   void CheckGuardReport(const naive::Profile& profile, const ReportMembers& guard) const;
   void CheckMachine() const;

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <set>
 
+#include "tests/fuzz/naive_addresses.h"
 #include "tests/fuzz/report_members.h"
 #include "tests/fuzz/require.h"
 #include "tests/fuzz/story.h"
@@ -33,6 +35,38 @@ void Story::CheckReply(const std::string& request, const std::string& reply) {
   if (naive::IsForbidden(request) || (op != "connect" && op != "disconnect")) {
     Require(machine_.Changes().empty(), "only connect and disconnect change the machine");
   }
+}
+
+// The text of a setting as the service reads it: its bytes are characters below U+0100, and 512 of
+// them are too many.
+std::string Story::AdminAddresses() const {
+  if (surroundings_.admin_addresses.size() >= 512) return "";
+  std::string utf8;
+  for (const char c : surroundings_.admin_addresses) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x80) utf8 += byte < 0xC0 ? '\xC2' : '\xC3';
+    utf8 += static_cast<char>(byte < 0xC0 ? byte : byte - 0x40);
+  }
+  return utf8;
+}
+
+// The addresses that a connect found.
+void Story::CheckCandidates(const ReportMembers& bypass) const {
+  if (!NothingFails()) return;
+  const bool enabled = surroundings_.administrator || !AdminAddresses().empty();
+  Require((bypass.at("enabled") == "true") == enabled, "an address enables the bypass");
+  if (!enabled) return;
+  std::vector<std::string> tokens = naive::Tokens(AdminAddresses());
+  if (surroundings_.administrator) tokens.insert(tokens.begin(), "203.0.113.5");
+  RequireEqual(bypass.at("admin_env_ips"), naive::ArrayOf(tokens), "the tokens of the settings");
+
+  std::set<std::string> addresses;
+  for (const std::string& token : tokens) {
+    if (naive::IsPublicAddress(token)) addresses.insert(token);
+  }
+  if (surroundings_.remote_desktop) addresses.insert({"198.51.100.7", "198.51.100.8"});
+  RequireEqual(bypass.at("selected_admin_bypass_ips"),
+               naive::ArrayOf({addresses.begin(), addresses.end()}), "the addresses to pin");
 }
 
 void Story::CheckStatus(const std::string& reply) {
@@ -90,6 +124,7 @@ void Story::CheckConnect(const std::string& request, const std::string& reply) {
 void Story::CheckConnected(const naive::Profile& profile, const std::string& reply) {
   const ReplyReports reports = ReadReports(reply);
   CheckGuardReport(profile, reports.guard);
+  CheckCandidates(reports.bypass);
   Require(!reports.guard.contains("failure_reason"), "a connect that succeeds was not refused");
   Require(reports.bypass.at("enabled") == "false" || GuardIsInForce() ||
               reports.bypass.at("applied") == "true",
@@ -144,6 +179,7 @@ void Story::CheckRefused(const naive::Profile& profile, const std::string& reply
   }
   const ErrorReply refusal = ReadErrorReply(reply);
   CheckGuardReport(profile, refusal.reports.guard);
+  if (refusal.error != "poc_env_read_failed") CheckCandidates(refusal.reports.bypass);
   if (!NothingFails()) return;
   const bool bypass_may_refuse =
       surroundings_.administrator || !surroundings_.admin_addresses.empty();

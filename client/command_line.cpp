@@ -24,7 +24,7 @@ constexpr char kFooter[] =
     "  4  the service cannot be reached; nothing was sent\n"
     "  5  another program serves the pipe; nothing was sent\n"
     "  6  no readable reply came back\n"
-    "  7  somebody would be cut off; nothing was sent\n"
+    "  7  somebody would be cut off, or packets would leak; nothing was sent\n"
     "  8  the connection was not confirmed in time and has been undone\n"
     "  9  it was not confirmed in time and could not be undone\n"
     "  13 connected, but the tunnel did not come up in time\n"
@@ -61,6 +61,17 @@ void AddStatusOptions(CLI::App& sub, Options& options) {
       ->needs(watch);
 }
 
+void AddFromOption(CLI::App& sub, Options& options, const char* help) {
+  sub.add_option("--from", options.from, help)
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return ParseAddress(text) ? std::string() : "takes an IPv4 or IPv6 address";
+          },
+          ""));
+}
+
 void AddConnectOptions(CLI::App& sub, Options& options) {
   sub.add_option("PROFILE", options.profile,
                  "A WireGuard .conf, a JSON profile, or - for standard input")
@@ -68,6 +79,9 @@ void AddConnectOptions(CLI::App& sub, Options& options) {
   sub.add_option("--node-id", options.node_id,
                  "Node name; for a .conf the default is its file name");
   sub.add_option("--session", options.session, "The registered session nonce");
+  AddFromOption(sub, options,
+                "Somebody at this address is connected too, such as over SSH, WinRM or VNC; may be "
+                "repeated");
   sub.add_option("--accept-risk", options.accepted_risks,
                  "Connect although somebody who is connected would be cut off "
                  "(lose-remote-administration), or although packets would go past the tunnel "
@@ -103,15 +117,8 @@ void AddRegisterOptions(CLI::App& sub, Options& options) {
 void AddDoctorOptions(CLI::App& sub, Options& options) {
   sub.add_option("PROFILE", options.profile,
                  "The profile to be asked about, as for connect; without one a catch-all");
-  sub.add_option("--from", options.from,
-                 "Also say what a connect does to somebody at this address; may be repeated")
-      ->type_name("ADDRESS")
-      ->allow_extra_args(false)
-      ->check(CLI::Validator(
-          [](const std::string& text) {
-            return ParseAddress(text) ? std::string() : "takes an IPv4 or IPv6 address";
-          },
-          ""));
+  AddFromOption(sub, options,
+                "Also say what a connect does to somebody at this address; may be repeated");
 }
 
 void AddWatchdogOptions(CLI::App& sub, Options& options) {
@@ -145,7 +152,9 @@ constexpr Command kCommands[] = {
      .footer =
          "Before anything is sent, it is forecast who would still reach this machine. Exit "
          "code 7, and\n"
-         "nothing sent, when somebody who is connected now would not stay.\n"
+         "nothing sent, when somebody who is connected now would not stay, and when packets "
+         "would leak\n"
+         "past the halves of --split-default.\n"
          "\n"
          "With --confirm the connection is undone unless the word that is asked for is typed "
          "here, or\n"
@@ -158,6 +167,7 @@ constexpr Command kCommands[] = {
          "Examples:\n"
          "  veltranectl connect office.conf\n"
          "  veltranectl connect profile.json --session 5c0e7a\n"
+         "  veltranectl connect office.conf --from 203.0.113.5\n"
          "  veltranectl connect office.conf --split-default --wait\n"
          "  veltranectl connect office.conf --accept-risk lose-remote-administration --confirm "
          "120\n"

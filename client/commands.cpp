@@ -81,7 +81,7 @@ ExitCode RunDoctor(const Options& options, Display& display) {
     question.allowed_ips = (*file.profile)[ProfileKey::kAllowedIps].View();
     question.address = (*file.profile)[ProfileKey::kAddress].View();
   }
-  for (const std::string& text : options.from) question.asked.push_back(*ParseAddress(text));
+  question.asked = ParseAddresses(options.from);
   const Examination examination = Examine(question);
   display.Print(options.json ? ExaminationJson(examination)
                              : FindingsScreen(examination.findings, display.OutputPainter()));

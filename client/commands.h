@@ -23,7 +23,8 @@ struct Options {
   std::uint32_t times = 0;  // 0: until interrupted
 
   // For connect and doctor.
-  std::string profile;  // a path, or "-"; doctor does without one
+  std::string profile;            // a path, or "-"; doctor does without one
+  std::vector<std::string> from;  // addresses
 
   // For connect.
   std::string node_id;
@@ -35,9 +36,6 @@ struct Options {
 
   // For register.
   std::string nonce;
-
-  // For doctor.
-  std::vector<std::string> from;  // addresses
 
   // For watchdog, whose node is in node_id.
   std::uint32_t seconds = 0;

@@ -30,6 +30,10 @@ ExitCode RunConnect(const Options& options, Display& display) {
   SplitList split;
   if (options.split_default) {
     split = SplitDefault(profile[ProfileKey::kAllowedIps].View());
+    if (!split.problem.empty()) {
+      return Fail(kExitProfile, Printable(options.profile) + ": " + split.problem, options.json,
+                  display);
+    }
     profile[ProfileKey::kAllowedIps].text = SecretText(split.allowed_ips);
   }
   const RequestBuilding building = ConnectRequest(profile, options.session);

@@ -7,27 +7,22 @@
 #include <nlohmann/json.hpp>
 
 #include "client/connect/caution.h"
+#include "client/connect/prompt.h"
 #include "client/failure.h"
+#include "client/forecast/networks.h"
 #include "client/screens/forecast_texts.h"
 #include "client/text/split.h"
 #include "client/text/utf8.h"
-#include "platform/environment.h"
-#include "platform/sessions.h"
-#include "platform/text.h"
 
 namespace veltrane {
 namespace {
 
-constexpr std::size_t kSshCapacity = 512;
+constexpr char kAcceptTheRisk[] =
+    "--accept-risk lose-remote-administration, better with --confirm SECONDS";
 
 bool Accepts(const Options& options, const std::string& risk) {
   return std::find(options.accepted_risks.begin(), options.accepted_risks.end(), risk) !=
          options.accepted_risks.end();
-}
-
-Prompt ReadPrompt() {
-  return PromptOf(IsRemoteSession(),
-                  WideToUtf8(ReadProcessVariable(L"SSH_CONNECTION", kSshCapacity)));
 }
 
 bool GuardIsProvedOff(const Situation& situation) {
@@ -45,11 +40,12 @@ Objection CheckSplit(const SplitList& split, const Situation& situation, const O
         "veltranectl doctor says which setting decides",
         nlohmann::ordered_json::array(), options.json, display);
   }
-  if (Leaks(split, situation) && !Accepts(options, "leaks")) {
-    return FailAtRisk(std::string("--split-default: ") + (split.split_ipv4 ? "IPv6" : "IPv4") +
+  const std::optional<IpFamily> leak = FindLeak(split, situation);
+  if (leak && !Accepts(options, "leaks")) {
+    const bool ipv6 = *leak == IpFamily::kIpv6;
+    return FailAtRisk(std::string("--split-default: ") + (ipv6 ? "IPv6" : "IPv4") +
                           " would go past the tunnel, where the catch-all blocks it: add " +
-                          (split.split_ipv4 ? "::/0" : "0.0.0.0/0") +
-                          " to AllowedIPs, or --accept-risk leaks",
+                          (ipv6 ? "::/0" : "0.0.0.0/0") + " to AllowedIPs, or --accept-risk leaks",
                       nlohmann::ordered_json::array(), options.json, display);
   }
   display.Complain(
@@ -76,9 +72,10 @@ void ShowOutlooks(const std::vector<Outlook>& outlooks, bool assumed, Display& d
 Objection CheckForecast(const Caution& caution, const Options& options, Display& display) {
   if (caution.stops && !Accepts(options, "lose-remote-administration")) {
     if (!options.json) ShowOutlooks(caution.outlooks, options.any_server, display);
-    return FailAtRisk("nothing was sent: " + caution.reason +
-                          ": veltranectl doctor PROFILE, or --accept-risk "
-                          "lose-remote-administration",
+    return FailAtRisk("nothing was sent: " + caution.reason + ": " +
+                          (caution.origin_is_missing ? "say it with --from ADDRESS"
+                                                     : "veltranectl doctor PROFILE") +
+                          ", or " + kAcceptTheRisk,
                       ForecastJson(caution.outlooks, options.any_server), options.json, display);
   }
   if (caution.stops) display.Complain("warning: " + caution.reason);
@@ -94,12 +91,13 @@ Objection CheckForecast(const Caution& caution, const Options& options, Display&
 
 Objection CheckRisks(const Profile& profile, const SplitList& split, const Options& options,
                      Display& display) {
-  const Prompt prompt = ReadPrompt();
+  const Prompt prompt = ReadPrompt(ParseAddresses(options.from));
   SurveyQuestion question;
   question.any_server = options.any_server;
   question.allowed_ips = profile[ProfileKey::kAllowedIps].View();
   question.address = profile[ProfileKey::kAddress].View();
-  if (prompt.ssh_peer) question.asked.push_back(*prompt.ssh_peer);
+  question.asked = prompt.named;
+  question.prompt = prompt.connections;
   const Survey survey = SurveyMachine(question);
   if (const Objection objection = CheckSplit(split, survey.situation, options, display)) {
     return objection;

@@ -11,7 +11,7 @@ enum ExitCode : int {
   kExitUnreachable = 4,  // the service cannot be reached; nothing was sent
   kExitUntrusted = 5,    // another program serves the pipe; nothing was sent
   kExitNoReply = 6,      // no readable reply came back
-  kExitRisk = 7,         // somebody would be cut off; nothing was sent
+  kExitRisk = 7,         // somebody would be cut off, or packets would leak; nothing was sent
   kExitUndone = 8,       // the connection was not confirmed in time and has been undone
   kExitNotUndone = 9,    // it was not confirmed in time and could not be undone
 

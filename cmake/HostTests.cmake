@@ -31,3 +31,13 @@ target_sources(ipc_tests PRIVATE tests/support/allocation_hook.cpp)
 # Windows.
 target_sources(contract_tests PRIVATE
   tests/contract/stage_simulated.cpp tests/contract/stage_simulated_network.cpp)
+
+# The runs in which every boundary call fails once, and the tests of what judges them.
+file(GLOB fault_sources CONFIGURE_DEPENDS tests/faults/*.cpp)
+list(FILTER fault_sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$")
+add_library(fault_runs STATIC ${fault_sources})
+target_link_libraries(fault_runs PUBLIC rooms)
+target_compile_options(fault_runs PRIVATE -O1)  # thousands of replies are read
+add_executable(faults tests/faults/main.cpp)
+target_link_libraries(faults PRIVATE fault_runs)
+add_host_tests(faults fault_runs)

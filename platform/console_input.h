@@ -23,7 +23,7 @@ class TypedLine {
  public:
   // Waits at most this long, and never until a line is complete. Returns the line once Enter has
   // been pressed, and begins a new one; nullopt before that, and when standard input is not a
-  // console.
+  // console, or is closed, which takes the whole time too.
   std::optional<std::string> Read(std::uint32_t milliseconds);
 
  private:

@@ -5,7 +5,7 @@
 // Errors: Win32 errors.
 // Threads: an object belongs to one thread.
 // Windows: "CreateProcessW function", "Job Objects", "Named Pipe Operations", "WM_QUERYENDSESSION
-// message", "Parsing C++ command-line arguments".
+// message", "Application Shutdown Changes in Windows Vista", "Parsing C++ command-line arguments".
 
 #include <cstddef>
 #include <cstdint>
@@ -75,7 +75,7 @@ struct WatchEvent {
 class WatchPost {
  public:
   // Takes standard input and output for the connection to the client. Fails with 222 when one of
-  // them is not a pipe.
+  // them is not a pipe, and with 8 when the system has no event or thread to spare.
   static Result<WatchPost> Open();
 
   // Watches for requests and for the end of the session too from now on. Creates a named pipe
@@ -100,7 +100,10 @@ class WatchPost {
  private:
   explicit WatchPost(void* post) : post_(post) {}
 
-  // Its end lets the session end, which waits for this process as long as Windows lets it.
+  // Its end lets the session end. Until then the session waits: from the question whether it may
+  // end (WM_QUERYENDSESSION), Windows has a reason to show the user (ShutdownBlockReasonCreate),
+  // and he decides after some seconds whether to wait for this process or to end it. Without a
+  // reason, Windows would end a process that has no visible window after 5 seconds.
   Owner<void, CloseWatchPost> post_;
 };
 

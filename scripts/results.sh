@@ -74,3 +74,18 @@ summary_suite() {
     "$([ "${skipped:-0}" -eq 0 ] || grep -ai 'skip' "$log" | head -1)"
   [ "${failed:-0}" -eq 0 ] || show_failure "$log"
 }
+
+# counting_suite NAME GOOD BAD COMMAND...: a suite whose last line is "NAME: N GOOD, N BAD", such as
+# "faults: 3291 runs, 0 surprises".
+counting_suite() {
+  local name=$1 good=$2 bad=$3 log=$logs/$1.log status=0 line count wrong
+  shift 3
+  "${patience[@]}" "$@" >"$log" 2>&1 || status=$?
+  line=$(tail -1 "$log")
+  count=$(sed -nE "s/^$name: ([0-9]+) $good, [0-9]+ $bad\$/\1/p" <<<"$line")
+  wrong=$(sed -nE "s/^$name: [0-9]+ $good, ([0-9]+) $bad\$/\1/p" <<<"$line")
+  if { [ "$status" -ne 0 ] || [ -z "$count" ]; } && [ "${wrong:-0}" -eq 0 ]; then wrong=1; fi
+  count=$((${count:-0} - ${wrong:-0}))
+  record "$name" "$((count > 0 ? count : 0))" "${wrong:-0}" 0 "$line"
+  [ "${wrong:-0}" -eq 0 ] || head -150 "$log"
+}

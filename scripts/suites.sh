@@ -22,7 +22,7 @@ describe() {
 }
 
 # "./test quick": the suites that need neither Wine nor root. clang-tidy takes longer than all of these.
-quick_suites=(rules format shell docs host)
+quick_suites=(rules format shell docs host faults)
 
 host_packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev)
 # The test executables that note replies for the suite docs, and those that use threads.
@@ -54,6 +54,10 @@ suite_docs() {
 
 host_suite host "the logic over the simulated machine" "${host_packages[@]}"
 suite_host() { build_preset host && gtests host build/host/*_tests; }
+
+host_suite faults "every boundary call of every story failed once, over the simulated machine" \
+  "${host_packages[@]}"
+suite_faults() { build_preset host faults && counting_suite faults runs surprises build/host/faults; }
 
 host_suite tidy "the C++ sources (clang-tidy)" git "${host_packages[@]}" clang-tidy
 suite_tidy() { build_preset host rooms && check tidy scripts/tidy; }

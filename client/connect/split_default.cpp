@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "client/forecast/networks.h"
+#include "client/text/quoting.h"
 #include "client/text/split.h"
 
 namespace veltrane {
@@ -24,6 +25,12 @@ bool HasRoutes(const std::optional<std::vector<IpRoute>>& routes) {
   return !routes || std::any_of(routes->begin(), routes->end(), LeadsSomewhere);
 }
 
+std::string MappedText(std::string_view item) {
+  return "AllowedIPs contains " + Quoted(item) +
+         ", an IPv4-mapped network, which is IPv4 to one program and IPv6 to another, so that "
+         "--split-default cannot replace it: write it as one of the two";
+}
+
 }  // namespace
 
 SplitList SplitDefault(std::string_view list) {
@@ -31,8 +38,13 @@ SplitList SplitDefault(std::string_view list) {
   for (const std::string_view item : Split(list, ',')) {
     const std::string_view text = Trimmed(item);
     const std::optional<IpNetwork> network = ParseNetwork(text);
+    if (!network) {
+      split = {};
+      split.problem = MappedText(text);
+      return split;
+    }
     if (!split.allowed_ips.empty()) split.allowed_ips += ", ";
-    if (!network || network->prefix_length > 0) {
+    if (network->prefix_length > 0) {
       split.allowed_ips += text;
       continue;
     }
@@ -43,9 +55,17 @@ SplitList SplitDefault(std::string_view list) {
   return split;
 }
 
-bool Leaks(const SplitList& split, const Situation& situation) {
-  return (split.split_ipv4 && !split.split_ipv6 && HasRoutes(situation.ipv6_routes)) ||
-         (split.split_ipv6 && !split.split_ipv4 && HasRoutes(situation.ipv4_routes));
+std::optional<IpFamily> FindLeak(const SplitList& split, const Situation& situation) {
+  if (!split.split_ipv4 && !split.split_ipv6) return std::nullopt;
+  const std::vector<IpNetwork> networks = ParseNetworks(split.allowed_ips).value();
+  for (const IpFamily family : {IpFamily::kIpv6, IpFamily::kIpv4}) {
+    const bool ipv6 = family == IpFamily::kIpv6;
+    if (!CoverFamily(networks, family) &&
+        HasRoutes(ipv6 ? situation.ipv6_routes : situation.ipv4_routes)) {
+      return family;
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace veltrane

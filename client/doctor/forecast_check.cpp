@@ -30,16 +30,14 @@ void AddQuestion(const Preflight& preflight, Findings& findings) {
   }
 }
 
-// Two halves that together are a catch-all, which the guard does not see as one.
+// Halves, or smaller pieces, that together are a catch-all, which the guard does not see as one.
 bool HasHalves(const std::string& allowed_ips) {
-  const auto has = [&allowed_ips](const char* half) {
-    const std::optional<IpNetwork> wanted = ParseNetwork(half);
-    const std::vector<std::string_view> items = Split(allowed_ips, ',');
-    return std::any_of(items.begin(), items.end(), [&wanted](std::string_view item) {
-      return ParseNetwork(Trimmed(item)) == wanted;
-    });
-  };
-  return (has("0.0.0.0/1") && has("128.0.0.0/1")) || (has("::/1") && has("8000::/1"));
+  std::vector<IpNetwork> pieces;
+  for (const std::string_view item : Split(allowed_ips, ',')) {
+    const std::optional<IpNetwork> network = ParseNetwork(Trimmed(item));
+    if (network && network->prefix_length > 0) pieces.push_back(*network);
+  }
+  return CoverFamily(pieces, IpFamily::kIpv4) || CoverFamily(pieces, IpFamily::kIpv6);
 }
 
 void CheckHalves(const Preflight& preflight, Findings& findings) {
@@ -49,7 +47,7 @@ void CheckHalves(const Preflight& preflight, Findings& findings) {
     return;
   }
   findings.Warn("halves",
-                "the default-route guard is on, or may be: it does not see a catch-all in two "
+                "the default-route guard is on, or may be: it does not see a catch-all in "
                 "halves, and nobody is pinned under it",
                 "");
 }
@@ -73,16 +71,17 @@ void Add(const Outlook& outlook, Findings& findings) {
   }
 }
 
-// Somebody sits at the other end of this session, though no connection shows him.
-void AddOwnSession(const Preflight& preflight, Findings& findings) {
-  const std::vector<Outlook>& forecast = preflight.forecast;
-  const bool found = std::any_of(forecast.begin(), forecast.end(), [](const Outlook& outlook) {
-    return outlook.subject.reason == SubjectReason::kRdpConnection;
-  });
-  if (found || !preflight.guard.rdp_session_active) return;
-  findings.Risk(
-      "this session",
-      "a Remote Desktop session, but the connection that it comes over is not to be found", "");
+// Somebody sits at the other end of a session, though no connection shows him.
+void AddSessions(const Preflight& preflight, Findings& findings) {
+  const Survey& survey = preflight.survey;
+  const std::string unseen = UnseenGuestText(survey);
+  if (preflight.guard.rdp_session_active && survey.rdp_connections == 0) {
+    findings.Risk(
+        "this session",
+        "a Remote Desktop session, but the connection that it comes over is not to be found", "");
+  } else if (!unseen.empty()) {
+    findings.Risk("sessions", unseen, "");
+  }
 }
 
 }  // namespace
@@ -92,7 +91,7 @@ void CheckForecast(const Preflight& preflight, Findings& findings) {
   AddQuestion(preflight, findings);
   CheckHalves(preflight, findings);
   for (const Outlook& outlook : preflight.forecast) Add(outlook, findings);
-  AddOwnSession(preflight, findings);
+  AddSessions(preflight, findings);
   if (preflight.forecast.empty()) {
     findings.Note("nobody",
                   "no Remote Desktop connection, and no setting names an address: ask for one with "

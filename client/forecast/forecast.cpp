@@ -100,8 +100,7 @@ std::optional<Cause> FindOddity(const Situation& situation, const Subject& subje
 Judgement Compare(const Situation& situation, const Subject& subject, const LookUp& today,
                   const LookUp& after) {
   if (!today.best) {
-    return Unknown(subject.reason == SubjectReason::kRdpConnection ? Cause::kArrivalUnclear
-                                                                   : Cause::kNoWayToday);
+    return Unknown(IsConnection(subject) ? Cause::kArrivalUnclear : Cause::kNoWayToday);
   }
   const KnownWay way = DescribeWay(after.best, situation);
   if (!after.best) {
@@ -166,7 +165,7 @@ Judgement JudgeWorld(const Situation& situation, const World& world, const Subje
 // of the connection's own address alone.
 bool MaySurvive(const Situation& situation, const Subject& subject, ForecastVerdict verdict) {
   if (verdict != ForecastVerdict::kTunnel && verdict != ForecastVerdict::kMoves) return false;
-  if (subject.reason != SubjectReason::kRdpConnection) return false;
+  if (!IsConnection(subject)) return false;
   const auto rows = RowsToday(situation, subject.address.family);
   if (!rows) return false;
   const LookUp today = FindWayToday(situation, subject, *rows);

@@ -123,6 +123,23 @@ std::optional<std::uint32_t> ParseLength(std::string_view text) {
   return length;
 }
 
+// Whether the networks have every address of this one: one of them has them all, or they have those
+// of both its halves.
+bool Cover(const std::vector<IpNetwork>& networks, const IpNetwork& whole) {
+  bool any_inside = false;
+  for (const IpNetwork& network : networks) {
+    if (network.prefix_length <= whole.prefix_length && network.Contains(whole.address))
+      return true;
+    any_inside = any_inside || whole.Contains(network.address);
+  }
+  if (!any_inside) return false;
+  IpNetwork half{.address = whole.address, .prefix_length = whole.prefix_length + 1};
+  if (!Cover(networks, half)) return false;
+  half.address.bytes[whole.prefix_length / 8] |=
+      static_cast<std::uint8_t>(0x80 >> whole.prefix_length % 8);
+  return Cover(networks, half);
+}
+
 // The byte of a mask of this length.
 std::uint8_t MaskByte(std::uint32_t prefix_length, std::size_t index) {
   const std::size_t before = 8 * index;
@@ -146,6 +163,12 @@ std::optional<IpAddress> ParseAddress(std::string_view text) {
   if (!IsIpv6(text)) return std::nullopt;
   const IpAddress address = ParseColons(text);
   return IsIpv4Mapped(address) ? Unmapped(address) : address;
+}
+
+std::vector<IpAddress> ParseAddresses(const std::vector<std::string>& texts) {
+  std::vector<IpAddress> addresses;
+  for (const std::string& text : texts) addresses.push_back(ParseAddress(text).value());
+  return addresses;
 }
 
 std::optional<IpNetwork> ParseNetwork(std::string_view text) {
@@ -175,6 +198,10 @@ std::optional<std::vector<IpNetwork>> ParseNetworks(std::string_view list) {
     networks.push_back(*network);
   }
   return networks;
+}
+
+bool CoverFamily(const std::vector<IpNetwork>& networks, IpFamily family) {
+  return Cover(networks, {.address = {.family = family, .bytes = {}}, .prefix_length = 0});
 }
 
 std::string AddressText(const IpAddress& address) {

@@ -26,6 +26,9 @@ struct IpNetwork {
 // An IPv4-mapped IPv6 address is one of IPv4. nullopt for any other text.
 std::optional<IpAddress> ParseAddress(std::string_view text);
 
+// The same for texts that are addresses.
+std::vector<IpAddress> ParseAddresses(const std::vector<std::string>& texts);
+
 // Parses an address with a prefix length; without one the network is the address alone. The length
 // is read as a number, and the bits behind it are cleared: "1.2.3.4/00" is 0.0.0.0/0. nullopt for
 // any other text, and for an IPv4-mapped IPv6 address, which some programs take for IPv4.
@@ -34,6 +37,9 @@ std::optional<IpNetwork> ParseNetwork(std::string_view text);
 // Parses a comma-separated list with optional white space around the items. nullopt when one of
 // them is not a network.
 std::optional<std::vector<IpNetwork>> ParseNetworks(std::string_view list);
+
+// Whether these networks together have every address of the family.
+bool CoverFamily(const std::vector<IpNetwork>& networks, IpFamily family);
 
 // "203.0.113.5", or an IPv6 address as RFC 5952 recommends it: "2001:db8::5".
 std::string AddressText(const IpAddress& address);

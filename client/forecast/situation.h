@@ -15,10 +15,12 @@ namespace veltrane {
 
 // Why an address is asked about.
 enum class SubjectReason {
-  kRdpConnection,  // an established Remote Desktop connection comes from it
-  kSetting,        // ADMIN_BYPASS_IP or ADMIN_BYPASS_IPS names it
-  kAsked,          // the command line names it
-  kRdpSession,     // the client of a session says that it has it
+  kRdpConnection,    // an established Remote Desktop connection comes from it
+  kSetting,          // ADMIN_BYPASS_IP or ADMIN_BYPASS_IPS names it
+  kAsked,            // the command line names it
+  kRdpSession,       // the client of a session says that it has it
+  kSshConnection,    // this prompt's SSH connection comes from it
+  kWinRmConnection,  // an established WinRM connection comes from it, perhaps this prompt's
 };
 
 // An address from which the machine is administered.
@@ -30,6 +32,21 @@ struct Subject {
 
   bool operator==(const Subject&) const = default;
 };
+
+// Whether it is about an established connection.
+inline bool IsConnection(const Subject& subject) {
+  return subject.reason == SubjectReason::kRdpConnection ||
+         subject.reason == SubjectReason::kSshConnection ||
+         subject.reason == SubjectReason::kWinRmConnection;
+}
+
+// The subject of an established connection.
+inline Subject ConnectedSubject(const IpConnection& connection, SubjectReason reason) {
+  return {.address = connection.remote,
+          .reason = reason,
+          .local = connection.local,
+          .scope_id = connection.scope_id};
+}
 
 struct InterfaceFacts {
   std::uint32_t index = 0;

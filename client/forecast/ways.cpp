@@ -7,10 +7,6 @@ namespace {
 
 using Kind = KnownWay::Kind;
 
-bool IsConnection(const Subject& subject) {
-  return subject.reason == SubjectReason::kRdpConnection;
-}
-
 // Marks the host route that is there, or adds the one that the service creates.
 void AddPin(const IpAddress& address, const Way& gateway, std::vector<TableRow>& rows) {
   const IpNetwork host{.address = address, .prefix_length = 32};

@@ -223,13 +223,14 @@ const char* VerdictWord(ForecastVerdict verdict) {
 }
 
 const char* ReasonWord(SubjectReason reason) {
-  constexpr const char* kWords[] = {"rdp_connection", "setting", "asked", "rdp_session"};
+  constexpr const char* kWords[] = {"rdp_connection", "setting",        "asked",
+                                    "rdp_session",    "ssh_connection", "winrm_connection"};
   return kWords[static_cast<std::size_t>(reason)];
 }
 
 bool Endangers(const Outlook& outlook) {
-  return outlook.subject.reason == SubjectReason::kRdpConnection &&
-         outlook.verdict != ForecastVerdict::kStays && outlook.verdict != ForecastVerdict::kRefused;
+  return IsConnection(outlook.subject) && outlook.verdict != ForecastVerdict::kStays &&
+         outlook.verdict != ForecastVerdict::kRefused;
 }
 
 std::vector<Outlook> WorstFirst(std::vector<Outlook> outlooks) {
@@ -240,15 +241,15 @@ std::vector<Outlook> WorstFirst(std::vector<Outlook> outlooks) {
 }
 
 std::string SummaryOf(const Outlook& outlook) {
-  const std::string connected = "connected over Remote Desktop";
-  const std::string reasons[] = {
-      outlook.subject.local ? connected + " to " + AddressText(*outlook.subject.local) : connected,
-      "named by the settings", "asked about", "address that a session's client claims"};
+  constexpr const char* kReasons[] = {
+      "connected over Remote Desktop",          "named by the settings", "asked about",
+      "address that a session's client claims", "connected over SSH",    "connected over WinRM"};
   constexpr const char* kVerdicts[] = {
       "would be blocked",     "would be lost to the tunnel",  "would move", "not known",
       "would be interrupted", "the connect would be refused", "stays"};
-  return reasons[static_cast<std::size_t>(outlook.subject.reason)] + ": " +
-         kVerdicts[static_cast<std::size_t>(outlook.verdict)];
+  std::string text = kReasons[static_cast<std::size_t>(outlook.subject.reason)];
+  if (outlook.subject.local) text += " to " + AddressText(*outlook.subject.local);
+  return text + ": " + kVerdicts[static_cast<std::size_t>(outlook.verdict)];
 }
 
 std::string DetailOf(const Outlook& outlook, bool assumed) {

@@ -14,7 +14,7 @@ namespace veltrane {
 // "stays", "tunnel", ...: the words that programs read.
 const char* VerdictWord(ForecastVerdict verdict);
 
-// "rdp_connection", "setting", "asked" or "rdp_session".
+// "rdp_connection", "setting", "asked", "rdp_session", "ssh_connection" or "winrm_connection".
 const char* ReasonWord(SubjectReason reason);
 
 // Whether somebody who is connected now would be in danger: every verdict but stays and refused.

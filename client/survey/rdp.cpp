@@ -30,16 +30,19 @@ std::vector<IpAddress> ListServicePeers(const std::vector<IpConnection>& ipv4_co
   return peers;
 }
 
-// Reads the sessions; false when the list is unreadable.
-bool ReadSessionIds(std::set<std::uint32_t>& ids) {
+// Reads the sessions that the service reads. Returns how many of them are remote and active;
+// nullopt when the list is unreadable.
+std::optional<std::size_t> ReadSessionIds(std::set<std::uint32_t>& ids) {
   const std::uint32_t console = ActiveConsoleSession();
   if (console != kNoSession) ids.insert(console);
   const std::optional<std::vector<Session>> sessions = ReadSessions();
-  if (!sessions) return false;
+  if (!sessions) return std::nullopt;
+  std::size_t remote = 0;
   for (const Session& session : *sessions) {
     if (session.state <= kSessionConnected) ids.insert(session.id);
+    if (session.state == kSessionActive && session.id != console) ++remote;
   }
-  return true;
+  return remote;
 }
 
 }  // namespace
@@ -83,7 +86,8 @@ RdpConnections SurveyRdpConnections() {
 SessionClients SurveySessionClients() {
   SessionClients result;
   std::set<std::uint32_t> ids;
-  result.complete = ReadSessionIds(ids);
+  result.remote = ReadSessionIds(ids);
+  result.complete = result.remote.has_value();
   for (const std::uint32_t id : ids) {
     const std::optional<ClientAddress> client = ReadClientAddress(id);
     if (!client) result.complete = false;

@@ -2,6 +2,7 @@
 
 // Who is connected over Remote Desktop.
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -33,6 +34,9 @@ RdpConnections SurveyRdpConnections();
 struct SessionClients {
   std::vector<IpAddress> clients;  // the IPv4 addresses of clients, each once
   bool complete = false;           // the sessions and the clients of all could be read
+  // How many sessions are active without being that of the console: somebody is connected to each,
+  // by whatever protocol. nullopt when the sessions cannot be read.
+  std::optional<std::size_t> remote;
 };
 
 // Reads the sessions that the service reads: that of the console, and those in a state up to

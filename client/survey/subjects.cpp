@@ -8,15 +8,9 @@
 namespace veltrane {
 namespace {
 
-void AddConnections(const std::vector<IpConnection>& connections, std::vector<Subject>& subjects) {
-  for (const IpConnection& connection : connections) {
-    const Subject subject{.address = connection.remote,
-                          .reason = SubjectReason::kRdpConnection,
-                          .local = connection.local,
-                          .scope_id = connection.scope_id};
-    if (std::find(subjects.begin(), subjects.end(), subject) == subjects.end()) {
-      subjects.push_back(subject);
-    }
+void AddOnce(const Subject& subject, std::vector<Subject>& subjects) {
+  if (std::find(subjects.begin(), subjects.end(), subject) == subjects.end()) {
+    subjects.push_back(subject);
   }
 }
 
@@ -31,7 +25,10 @@ void AddAddress(const IpAddress& address, SubjectReason reason, std::vector<Subj
 
 std::vector<Subject> ListSubjects(const SubjectSources& sources) {
   std::vector<Subject> subjects;
-  AddConnections(sources.connections, subjects);
+  for (const IpConnection& connection : sources.connections) {
+    AddOnce(ConnectedSubject(connection, SubjectReason::kRdpConnection), subjects);
+  }
+  for (const Subject& subject : sources.prompt) AddOnce(subject, subjects);
   for (const std::string& value : sources.setting_values) {
     for (const std::string& token : SplitAddressList(value)) {
       const std::optional<IpAddress> address = ParseAddress(token);

@@ -60,9 +60,19 @@ Survey SurveyMachine(const SurveyQuestion& question) {
   situation.subjects = ListSubjects({.connections = rdp.connections,
                                      .setting_values = settings.addresses,
                                      .asked = question.asked,
-                                     .session_clients = sessions.clients});
-  survey.all_connections_read = rdp.complete;
+                                     .session_clients = sessions.clients,
+                                     .prompt = question.prompt});
+  survey.all_connections_read = rdp.complete && sessions.remote.has_value();
+  survey.rdp_connections = rdp.connections.size();
+  survey.remote_sessions = sessions.remote.value_or(0);
   return survey;
+}
+
+std::string UnseenGuestText(const Survey& survey) {
+  if (survey.rdp_connections >= survey.remote_sessions) return {};
+  return "somebody is connected whom the forecast does not see (active remote sessions: " +
+         std::to_string(survey.remote_sessions) +
+         ", Remote Desktop connections: " + std::to_string(survey.rdp_connections) + ")";
 }
 
 }  // namespace veltrane

@@ -39,6 +39,20 @@ bool Take(wchar_t key, std::wstring& line) {
   return false;
 }
 
+// Takes the next event of the console, if there is one, and the key that it says was pressed. False
+// when standard input cannot be read as a console.
+bool ReadEvent(std::optional<wchar_t>& key) {
+  DWORD count = 0;
+  if (!GetNumberOfConsoleInputEvents(Input(), &count)) return false;
+  if (count == 0) return true;
+  INPUT_RECORD record{};
+  if (!ReadConsoleInputW(Input(), &record, 1, &count)) return false;
+  if (count > 0 && record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown) {
+    key = record.Event.KeyEvent.uChar.UnicodeChar;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool IsConsoleInteractive() { return IsConsole(STD_INPUT_HANDLE) && IsConsole(STD_OUTPUT_HANDLE); }
@@ -50,18 +64,14 @@ std::optional<std::string> TypedLine::Read(std::uint32_t milliseconds) {
   for (;;) {
     const ULONGLONG now = GetTickCount64();
     const DWORD left = until > now ? static_cast<DWORD>(until - now) : 0;
-    DWORD count = 0;
-    if (WaitForSingleObject(Input(), left) != WAIT_OBJECT_0) return std::nullopt;
-    if (!GetNumberOfConsoleInputEvents(Input(), &count)) {
+    const DWORD waited = WaitForSingleObject(Input(), left);
+    if (waited == WAIT_TIMEOUT) return std::nullopt;
+    std::optional<wchar_t> key;
+    if (waited != WAIT_OBJECT_0 || !ReadEvent(key)) {
       Sleep(left);
       return std::nullopt;
     }
-    INPUT_RECORD record{};
-    if (count > 0 && ReadConsoleInputW(Input(), &record, 1, &count) && count > 0 &&
-        record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown &&
-        Take(record.Event.KeyEvent.uChar.UnicodeChar, typed_)) {
-      return WideToUtf8(std::exchange(typed_, {}));
-    }
+    if (key && Take(*key, typed_)) return WideToUtf8(std::exchange(typed_, {}));
     if (GetTickCount64() >= until) return std::nullopt;
   }
 }

@@ -1,7 +1,8 @@
 #include "platform/windows/line_reader.h"
 
+#include <process.h>
+
 #include <array>
-#include <thread>
 
 #include "platform/mutex.h"
 #include "platform/watchdog.h"
@@ -30,6 +31,7 @@ bool LineSplitter::Take(std::string& line) {
 
 // What the thread may use even after the reader has gone.
 struct LineReader::Shared {
+  HANDLE pipe = nullptr;
   UniqueHandle event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   Mutex mutex;
   LineSplitter lines VELTRANE_GUARDED_BY(mutex);
@@ -49,7 +51,7 @@ struct LineReader::Shared {
     SetEvent(event.get());
   }
 
-  void Read(HANDLE pipe) {
+  void Read() {
     std::array<char, 512> piece{};
     DWORD size = 0;
     while (ReadFile(pipe, piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr) &&
@@ -59,20 +61,26 @@ struct LineReader::Shared {
   }
 };
 
-LineReader::LineReader(HANDLE pipe) : shared_(std::make_shared<Shared>()) {
-  HANDLE thread = nullptr;
-  const UniqueHandle started(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  std::thread([shared = shared_, pipe, &thread, begun = started.get()] {
-    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
-                    DUPLICATE_SAME_ACCESS);
-    SetEvent(begun);
-    shared->Read(pipe);
-  }).detach();
-  WaitForSingleObject(started.get(), INFINITE);
-  thread_.reset(thread);
+unsigned __stdcall LineReader::Run(void* shared) {
+  const std::unique_ptr<std::shared_ptr<Shared>> own(static_cast<std::shared_ptr<Shared>*>(shared));
+  (*own)->Read();
+  return 0;
+}
+
+DWORD LineReader::Begin(HANDLE pipe) {
+  shared_ = std::make_shared<Shared>();
+  if (!shared_->event) return ERROR_NOT_ENOUGH_MEMORY;
+  shared_->pipe = pipe;
+  auto for_thread = std::make_unique<std::shared_ptr<Shared>>(shared_);
+  thread_.reset(
+      reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, Run, for_thread.get(), 0, nullptr)));
+  if (!thread_) return ERROR_NOT_ENOUGH_MEMORY;
+  static_cast<void>(for_thread.release());  // the thread has it
+  return ERROR_SUCCESS;
 }
 
 LineReader::~LineReader() {
+  if (!thread_) return;
   // Again and again, because the thread may be about to read rather than reading.
   for (int i = 0; i < kCancelTries; ++i) {
     CancelSynchronousIo(thread_.get());

@@ -28,8 +28,10 @@ class LineSplitter {
 // its read cannot be cancelled.
 class LineReader {
  public:
-  // The pipe stays the caller's.
-  explicit LineReader(HANDLE pipe);
+  // 0, or the Win32 error. Called once, and before the others; the pipe stays the caller's.
+  DWORD Begin(HANDLE pipe);
+
+  LineReader() = default;
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
   ~LineReader();
@@ -42,6 +44,8 @@ class LineReader {
 
  private:
   struct Shared;
+
+  static unsigned __stdcall Run(void* shared);
 
   std::shared_ptr<Shared> shared_;
   UniqueHandle thread_;

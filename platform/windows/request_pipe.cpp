@@ -69,13 +69,11 @@ std::optional<std::string> RequestPipe::Advance() {
 void RequestPipe::Answer(std::string_view line) {
   if (state_ != State::kAwaitingAnswer) return;
   const std::string answer = std::string(line) + "\n";
-  Operation write;
-  write.event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   // The program has read nothing yet, so the buffer takes the answer at once, or nobody does.
   if (!WriteFile(pipe_.get(), answer.data(), static_cast<DWORD>(answer.size()), nullptr,
-                 write.Begin()) &&
+                 step_.Begin()) &&
       GetLastError() == ERROR_IO_PENDING) {
-    write.Cancel(pipe_.get());
+    step_.Cancel(pipe_.get());
   }
   limit_ = GetTickCount64() + kRequestMilliseconds;
   BeginReading(State::kLeaving);

@@ -4,6 +4,7 @@ namespace veltrane {
 namespace {
 
 constexpr wchar_t kWindowClass[] = L"VeltraneWatchdog";
+constexpr wchar_t kReason[] = L"VeltraneVpn: the connection is being undone";
 constexpr UINT kLeave = WM_APP;
 
 UniqueHandle MakeEvent() { return UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)); }
@@ -52,6 +53,7 @@ LRESULT CALLBACK SessionEnd::Receive(HWND window, UINT message, WPARAM wparam, L
   if (self == nullptr) return DefWindowProcW(window, message, wparam, lparam);
   switch (message) {
     case WM_QUERYENDSESSION:
+      ShutdownBlockReasonCreate(window, kReason);
       SetEvent(self->must_end_.get());
       return TRUE;
     case WM_ENDSESSION:
@@ -59,12 +61,14 @@ LRESULT CALLBACK SessionEnd::Receive(HWND window, UINT message, WPARAM wparam, L
       if (wparam != FALSE) {
         SetEvent(self->must_end_.get());
         WaitForSingleObject(self->done_.get(), INFINITE);
+        ShutdownBlockReasonDestroy(window);
       }
       return 0;
     case WM_CLOSE:
       SetEvent(self->must_end_.get());
       return 0;
     case kLeave:
+      ShutdownBlockReasonDestroy(window);
       PostQuitMessage(0);
       return 0;
     default:

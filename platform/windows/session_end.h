@@ -11,7 +11,8 @@
 namespace veltrane {
 
 // A hidden top-level window and the thread that serves it, so that the window answers whatever the
-// rest of the process does. A message-only window would not be told.
+// rest of the process does. A message-only window would not be told. While the window has a reason
+// (ShutdownBlockReasonCreate), Windows does not end the process because it is hidden and slow.
 class SessionEnd {
  public:
   // 0 once the window is there, or the Win32 error. Called once.

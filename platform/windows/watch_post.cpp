@@ -19,7 +19,7 @@ struct Post {
   SessionEnd session;
   bool session_end_taken = false;
   RequestPipe requests;
-  LineReader client{GetStdHandle(STD_INPUT_HANDLE)};
+  LineReader client;
 
   bool WatchesSession() const { return !session_end_taken && session.Event() != nullptr; }
 };
@@ -66,7 +66,10 @@ Result<WatchPost> WatchPost::Open() {
   if (!IsPipe(STD_INPUT_HANDLE) || !IsPipe(STD_OUTPUT_HANDLE)) {
     return Result<WatchPost>::Failure(ERROR_BAD_FILE_TYPE);
   }
-  return WatchPost(std::make_unique<Post>().release());
+  auto post = std::make_unique<Post>();
+  const DWORD error = post->client.Begin(GetStdHandle(STD_INPUT_HANDLE));
+  if (error != ERROR_SUCCESS) return Result<WatchPost>::Failure(error);
+  return WatchPost(post.release());
 }
 
 void CloseWatchPost(void* post) noexcept { delete static_cast<Post*>(post); }

@@ -35,7 +35,8 @@ TEST_F(ConnectAtRisk, NothingIsSentWhenSomebodyWhoIsConnectedWouldBeLost) {
             "keep its network out of AllowedIPs and Address\n");
   EXPECT_EQ(side.Error(),
             "veltranectl: nothing was sent: somebody who is connected now would not stay: "
-            "veltranectl doctor PROFILE, or --accept-risk lose-remote-administration\n");
+            "veltranectl doctor PROFILE, or --accept-risk lose-remote-administration, better with "
+            "--confirm SECONDS\n");
   EXPECT_FALSE(IsConnected());
 }
 
@@ -49,7 +50,7 @@ TEST_F(ConnectAtRisk, AsJsonTheForecastIsInTheObject) {
       side.Output(),
       R"({"ok":false,"error":"client_risk","message":"nothing was sent: somebody who is connected )"
       R"(now would not stay: veltranectl doctor PROFILE, or --accept-risk )"
-      R"(lose-remote-administration","forecast":[{"address":"203.0.113.5",)"
+      R"(lose-remote-administration, better with --confirm SECONDS","forecast":[{"address":"203.0.113.5",)"
       R"("reason":"rdp_connection","local":"192.168.1.10","now":{"kind":"physical",)"
       R"("interface":12,"next_hop":"192.168.1.1"},"after":{"kind":"tunnel"},"verdict":"tunnel",)"
       R"("detail":"its packets would leave by the tunnel, which takes 128.0.0.0/1; on Windows an )"
@@ -87,7 +88,8 @@ TEST_F(ConnectAtRisk, AnUnreadableTableOfConnectionsStopsIt) {
   EXPECT_EQ(Run({"connect", kConfPath}), 7);
   EXPECT_EQ(side.Error(),
             "veltranectl: nothing was sent: it cannot be read who is connected over Remote "
-            "Desktop: veltranectl doctor PROFILE, or --accept-risk lose-remote-administration\n");
+            "Desktop: veltranectl doctor PROFILE, or --accept-risk lose-remote-administration, "
+            "better with --confirm SECONDS\n");
 }
 
 TEST_F(ConnectAtRisk, AnUnreadableTableOfRoutesStopsItWhenSomebodyIsConnected) {
@@ -102,7 +104,90 @@ TEST_F(ConnectAtRisk, ThePeerOfSshStopsIt) {
   machine.environment.SetProcess(L"SSH_CONNECTION", L"203.0.113.5 50123 192.168.1.10 22");
   StartService();
   EXPECT_EQ(Run({"connect", kAll}), 7);
-  EXPECT_EQ(side.Output().substr(0, 24), "203.0.113.5, asked about");
+  EXPECT_EQ(side.Output(),
+            "203.0.113.5, connected over SSH to 192.168.1.10: would be lost to the tunnel: its "
+            "packets would leave by the tunnel, which takes 128.0.0.0/1; on Windows an established "
+            "connection may survive all the same, a new one would not\n"
+            "  fix: pin it, by naming it in ADMIN_BYPASS_IP with the default-route guard off, or "
+            "keep its network out of AllowedIPs and Address\n");
+}
+
+TEST_F(ConnectAtRisk, ThePeersOfWinRmStopAPromptThatIsReachedOverIt) {
+  TakeEverything();
+  side.ancestors = {{L"wsmprovhost.exe"}};
+  machine.connections.AddEstablished(5985, "203.0.113.5");
+  StartService();
+  EXPECT_EQ(Run({"connect", kAll, "--json"}), 7);
+  RecordProperty("client_error", side.Output());
+  EXPECT_EQ(
+      side.Output(),
+      R"({"ok":false,"error":"client_risk","message":"nothing was sent: somebody who is connected )"
+      R"(now would not stay: veltranectl doctor PROFILE, or --accept-risk )"
+      R"(lose-remote-administration, better with --confirm SECONDS","forecast":[)"
+      R"({"address":"203.0.113.5","reason":"winrm_connection","local":"192.168.1.10",)"
+      R"("now":{"kind":"physical","interface":12,"next_hop":"192.168.1.1"},)"
+      R"("after":{"kind":"tunnel"},"verdict":"tunnel",)"
+      R"("detail":"its packets would leave by the tunnel, which takes 128.0.0.0/1; on Windows an )"
+      R"(established connection may survive all the same, a new one would not","fix":"pin it, by )"
+      R"(naming it in ADMIN_BYPASS_IP with the default-route guard off, or keep its network out )"
+      R"(of AllowedIPs and Address"}]})"
+      "\n");
+}
+
+TEST_F(ConnectAtRisk, APromptOverWinRmFromNobodyKnowsWhereStopsIt) {
+  side.ancestors = {{L"wsmprovhost.exe"}};
+  StartService();
+  EXPECT_EQ(Run({"connect", kConfPath}), 7);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: nothing was sent: this prompt is reached over WinRM, and it cannot be "
+            "found out from where: say it with --from ADDRESS, or --accept-risk "
+            "lose-remote-administration, better with --confirm SECONDS\n");
+  EXPECT_EQ(Run({"connect", kConfPath, "--from", "203.0.113.5"}), 0);
+}
+
+TEST_F(ConnectAtRisk, WhoeverIsAtANamedAddressIsConnected) {
+  TakeEverything();
+  StartService();
+  EXPECT_EQ(Run({"connect", kAll, "--from", "192.168.1.50", "--from", "203.0.113.5"}), 7);
+  EXPECT_EQ(side.Output(),
+            "203.0.113.5, asked about: would be lost to the tunnel: its packets would leave by the "
+            "tunnel, which takes 128.0.0.0/1\n"
+            "  fix: pin it, by naming it in ADMIN_BYPASS_IP with the default-route guard off, or "
+            "keep its network out of AllowedIPs and Address\n");
+  EXPECT_EQ(Run({"connect", kAll, "--from", "192.168.1.50"}), 0);
+}
+
+TEST_F(ConnectAtRisk, ARemoteSessionWithoutAConnectionStopsIt) {
+  machine.connections.AddEstablished(3389, "192.168.1.50");
+  machine.sessions.AddActive(2, "192.168.1.50");
+  machine.sessions.AddActive(3, "10.0.0.7");
+  StartService();
+  EXPECT_EQ(Run({"connect", kConfPath}), 7);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: nothing was sent: somebody is connected whom the forecast does not see "
+            "(active remote sessions: 2, Remote Desktop connections: 1): veltranectl doctor "
+            "PROFILE, or --accept-risk lose-remote-administration, better with --confirm "
+            "SECONDS\n");
+}
+
+// Two people behind one router have one address.
+TEST_F(ConnectAtRisk, TwoConnectionsOfOnePeerAreEnoughForTwoRemoteSessions) {
+  machine.connections.AddEstablished(3389, "192.168.1.50");
+  machine.connections.AddEstablished(3389, "192.168.1.50");
+  machine.sessions.AddActive(2, "192.168.1.50");
+  machine.sessions.AddActive(3, "10.0.0.7");
+  StartService();
+  EXPECT_EQ(Run({"connect", kConfPath}), 0);
+}
+
+TEST_F(ConnectAtRisk, SessionsThatCannotBeReadStopIt) {
+  StartService();
+  machine.FailAlways("ReadSessions", 5);
+  EXPECT_EQ(Run({"connect", kConfPath}), 7);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: nothing was sent: it cannot be read who is connected over Remote "
+            "Desktop: veltranectl doctor PROFILE, or --accept-risk lose-remote-administration, "
+            "better with --confirm SECONDS\n");
 }
 
 TEST_F(ConnectAtRisk, WithNobodyConnectedItWarnsAndGoesOn) {
@@ -174,6 +259,25 @@ TEST_F(ConnectAtRisk, HalvesPastWhichIpv6WouldLeakNeedToBeAccepted) {
             "veltranectl: --split-default: IPv6 would go past the tunnel, where the catch-all "
             "blocks it: add ::/0 to AllowedIPs, or --accept-risk leaks\n");
   EXPECT_EQ(Run({"connect", kAll, "--split-default", "--accept-risk", "leaks"}), 0);
+}
+
+TEST_F(ConnectAtRisk, NothingLeaksPastAFamilyThatIsInHalvesAlready) {
+  TakeEverything("0.0.0.0/0, ::/1, 8000::/1");
+  machine.routes.AddIpv6("::/0", "fe80::1", 12, 25);
+  side.ipv6_interface_metrics[12] = 25;
+  StartService();
+  EXPECT_EQ(Run({"connect", kAll, "--split-default"}), 0);
+}
+
+TEST_F(ConnectAtRisk, AnIpv4MappedNetworkIsNotSplit) {
+  TakeEverything("::ffff:0.0.0.0/0");
+  StartService();
+  EXPECT_EQ(Run({"connect", kAll, "--split-default"}), 3);
+  EXPECT_EQ(side.Error(),
+            "veltranectl: C:\\profiles\\all.json: AllowedIPs contains \"::ffff:0.0.0.0/0\", an "
+            "IPv4-mapped network, which is IPv4 to one program and IPv6 to another, so that "
+            "--split-default cannot replace it: write it as one of the two\n");
+  EXPECT_FALSE(IsConnected());
 }
 
 TEST_F(ConnectAtRisk, AListWithoutACatchAllIsSentAsItIs) {

@@ -33,7 +33,9 @@ normalise() {
     -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z/TIME/g'
 }
 
-client() { "$wine64_binary" veltranectl.exe "$@" <"${input:-/dev/null}"; }
+# The client, started by the words of `through` when there are some.
+through=()
+client() { "$wine64_binary" "${through[@]}" veltranectl.exe "$@" <"${input:-/dev/null}"; }
 
 # compare NAME FILE: what differs from the recorded screen.
 compare() {

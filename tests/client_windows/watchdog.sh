@@ -122,10 +122,28 @@ early_ends() {
   done
 }
 
+# Wine does not show the reason, but it notes that it has been asked to.
+session_waits() {
+  connect_to "fra 1"
+  WINEDEBUG=-all,fixme+graphics start_sending 60 "fra 1"
+  end_session
+  await "the end of the watchdog" watch_has_ended
+  sed -nE 's/^.*(ShutdownBlockReason[A-Z][a-z]+) \([0-9A-Fa-f]+(, L".*")?\): stub.*$/\1\2/p' \
+    "$work/told" >"$work/reasons"
+  sed -i '/fixme:graphics/d' "$work/told"
+  watch_ends "a session that is to wait" false armed watching "$undone" 'exit 8'
+  verdict "the reason why it is to wait" "$(diff "$work/reasons" - <<'REASONS'
+ShutdownBlockReasonCreate, L"VeltraneVpn: the connection is being undone"
+ShutdownBlockReasonDestroy
+REASONS
+)"
+}
+
 watchdog_tests() {
   : >"$work/words"
   table_of_ends
   early_ends
+  session_waits
 
   connect_to "fra 1"
   start_sending 60 "fra 1"

@@ -229,6 +229,7 @@ class Stage {
   // Standard input is a file, or a pipe whose writer has gone.
   void SetInputFile(const std::string& bytes);
   void SetInputPipe(const std::string& bytes);
+  void CloseInput();
 
   // Sends a console event to this process. True when the handler that was installed last takes it,
   // false when it is passed on; nullopt when this machine cannot send it.
@@ -289,7 +290,7 @@ class Stage {
   // Whether a handle of this process that can be inherited is, by a process that this starts.
   bool IsInheritedBy(const std::function<void()>& start);
 
-  // A job that processes may leave, or may not.
+  // A job that processes may leave, or may not. The guest is a child of this process.
   GuestRun RunInJob(bool may_leave, const Guest& guest);
 
   // From now on this is a process that the control manager has not started.

@@ -160,6 +160,7 @@ Printed Stage::Capture(const std::function<void()>& act) {
 
 void Stage::SetInputFile(const std::string& bytes) { state_->client.input = bytes; }
 void Stage::SetInputPipe(const std::string& bytes) { state_->client.input = bytes; }
+void Stage::CloseInput() {}
 
 std::optional<bool> Stage::SendConsoleEvent(std::uint32_t control_type) {
   return state_->machine.console.SendEvent(control_type);
@@ -287,7 +288,9 @@ GuestRun Stage::RunFromLongPath(const Guest& guest) {
 
 GuestRun Stage::RunInJob(bool may_leave, const Guest& guest) {
   state_->client.watchdogs.leaves_job = may_leave;
+  state_->client.ancestors->insert(state_->client.ancestors->begin(), ExecutableFile());
   guest.run();
+  state_->client.ancestors->erase(state_->client.ancestors->begin());
   return {.told = TakeTold()};
 }
 

@@ -74,7 +74,7 @@ void ReadInputFrom(Stage::State& state, HANDLE handle) {
   SetStdHandle(STD_INPUT_HANDLE, handle);
   state.undo.push_back([=] {
     SetStdHandle(STD_INPUT_HANDLE, earlier);
-    CloseHandle(handle);
+    if (handle != nullptr) CloseHandle(handle);
   });
 }
 
@@ -121,6 +121,8 @@ void Stage::SetInputPipe(const std::string& bytes) {
   WriteFile(writer.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
   ReadInputFrom(*state_, read);
 }
+
+void Stage::CloseInput() { ReadInputFrom(*state_, nullptr); }
 
 // Starts the thread that an event starts in the process.
 std::optional<bool> Stage::SendConsoleEvent(std::uint32_t control_type) {

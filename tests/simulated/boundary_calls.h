@@ -29,11 +29,14 @@ inline constexpr std::array kBoundaryCalls{
     Unfailing("UtcTicks"),
     Unfailing("UptimeMilliseconds"),
     Unfailing("Sleep"),                      // 1000
-    Reading("ReadTcpConnections"),
-    Unfailing("PrintOutput"),                // service installed (without the line feed)
-    Unfailing("PrintError"),                 // install failed: OpenSCManager failed
-    Unfailing("PrintErrorLine"),             // [Veltrane] passive startup report: {}
-    Unfailing("PrintDebugger"),              // [Veltrane][admin_bypass] {...}
+    Unlogged("Thread.Start"),                // see threads.h
+    Unlogged("Mutex.Lock"),                  // see threads.h
+    Reading("ReadTcpConnections"),           //   also answers a part of the list
+    Reading("PrintOutput"),                  // service installed (without the line feed)
+                                             //   failed, like the next three: the text is lost
+    Reading("PrintError"),                   // install failed: OpenSCManager failed
+    Reading("PrintErrorLine"),               // [Veltrane] passive startup report: {}
+    Reading("PrintDebugger"),                // [Veltrane][admin_bypass] {...}
     Unfailing("InstallConsoleHandler"),
     Reading("ReadProcessVariable"),          // ADMIN_BYPASS_IP
     Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
@@ -48,34 +51,36 @@ inline constexpr std::array kBoundaryCalls{
     Reading("TestExistence"),                // C:\...\active.conf
     Changing("OutputFile.Open"),             // C:\...\active.conf.tmp
     Changing("OutputFile.Write"),            // C:\...\active.conf.tmp 312 bytes
-                                             //   failed: they are lost, and Close answers false
+                                             //   failed: they, or the second half of them, are
+                                             //   lost, and Close answers false
     Changing("OutputFile.Close"),            // C:\...\active.conf.tmp
                                              //   also the end of a stream that was never closed
-                                             //   failed: what the stream has kept back is lost
+                                             //   failed: what the stream has kept back, or the
+                                             //   second half of it, is lost
     Changing("MoveFileWithFlags"),           // C:\...\a.tmp to C:\...\a flags 9
     Changing("RemoveFile"),                  // C:\...\active.conf
     Changing("SetProtectedAccess"),          // C:\...\active.conf
-    Unlogged("ParseIpv4"),
-    Unlogged("FormatIpv4"),
-    Unlogged("WideToUtf8"),
+    Unlogged("ParseIpv4"),                   // 203.0.113.5
+    Unlogged("FormatIpv4"),                  // 203.0.113.5
+    Unlogged("WideToUtf8"),                  // Ethernet
     Reading("Library.Load"),                 // tunnel.dll
     Reading("Library.Find"),                 // tunnel.dll WireGuardTunnelService
     Unfailing("Library.Free"),               // tunnel.dll
     Unfailing("ExecutablePath"),
     Reading("ServerPipe.Create"),            // \\.\pipe\VeltraneVpn
     Reading("ServerPipe.WaitForClient"),
-    Reading("ServerPipe.Read"),              // 65535
+    Reading("ServerPipe.Read"),              // 65535; also answers an empty message
     Reading("ServerPipe.Write"),             // 120 bytes; failed: they are lost
     Unfailing("ServerPipe.Flush"),
     Unfailing("ServerPipe.Disconnect"),
     Unfailing("ServerPipe.Close"),           // the end of the object
     Reading("OpenAndClosePipe"),             // \\.\pipe\VeltraneVpn
-    Reading("ReadForwardTable"),
+    Reading("ReadForwardTable"),             //   also answers a part of the list
     Changing("CreateForwardRow"),            // 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
     Changing("DeleteForwardRow"),            // 203.0.113.5/32 via 192.0.2.1 if 12 metric 1
     Reading("FindBestRoute"),                // 203.0.113.5
     Reading("ReadInterfaceNames"),           // 12
-    Reading("ReadAdapterAddresses"),
+    Reading("ReadAdapterAddresses"),         //   also answers a part of the list
     Reading("ReadIpv6Routes"),
     Reading("ReadEstablishedConnections"),   // IPv6
     Reading("ReadOwnAddresses"),
@@ -99,10 +104,10 @@ inline constexpr std::array kBoundaryCalls{
                                              //   fails with 1063 where the manager did not start
                                              //   the program
     Reading("RegisterControlHandler"),       // VeltraneVpnTunnel
-    Unfailing("ReportServiceStatus"),        // 4
+    Reading("ReportServiceStatus"),          // 4; failed: nobody learns of it
     Unfailing("IsRemoteSession"),
     Unfailing("ActiveConsoleSession"),
-    Reading("ReadSessions"),
+    Reading("ReadSessions"),                 //   also answers a part of the list
     Reading("ReadClientAddress"),            // 2
 };
 // clang-format on

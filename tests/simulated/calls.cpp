@@ -112,6 +112,11 @@ void Calls::OnEveryCall(const std::string& name, std::function<void()> hook) {
   plans_[name].hooks_of_all.push_back(std::move(hook));
 }
 
+void Calls::Observe(Observer observer) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  observer_ = std::move(observer);
+}
+
 std::optional<std::uint32_t> Calls::TakeFailure(Plan& plan, const std::string& text) const {
   if (const auto single = plan.failures.find(plan.calls); single != plan.failures.end()) {
     const std::uint32_t status = single->second;
@@ -142,6 +147,7 @@ std::optional<std::uint32_t> Calls::Begin(const std::string& name, const std::st
     plan.hooks.erase(first, last);
     core_.changed.notify_all();
   }
+  if (observer_) observer_(name, text);
   for (const auto& hook : hooks) hook();
   return failure;
 }

@@ -15,6 +15,20 @@
 
 namespace veltrane::simulated {
 
+// Stand in the place of a status. The first half, rounded down, of a list is answered, or of the
+// bytes of a file is written; an empty list is answered, or an empty message read. For the calls
+// that boundary_calls.h names; all others take them for any status.
+inline constexpr std::uint32_t kOnlyHalf = 0xE0000001;
+inline constexpr std::uint32_t kNothingAtAll = 0xE0000002;
+
+// What reading a list answers when the call is to fail with this status: nullopt, or a part of it.
+template <typename Row>
+std::optional<std::vector<Row>> FailedList(std::vector<Row> rows, std::uint32_t status) {
+  if (status != kOnlyHalf && status != kNothingAtAll) return std::nullopt;
+  rows.resize(status == kOnlyHalf ? rows.size() / 2 : 0);
+  return rows;
+}
+
 // Every member may be called on any thread, also from a hook.
 class Calls {
  public:
@@ -55,6 +69,12 @@ class Calls {
   void OnCall(const std::string& name, std::size_t nth, std::function<void()> hook);
   void OnEveryCall(const std::string& name, std::function<void()> hook);
 
+  // Runs at every call of any function, the unlogged ones included, before all other hooks, on the
+  // calling thread and with no lock held, with the name and the text of the call. Replaces an
+  // earlier observer; set it while no other thread makes calls.
+  using Observer = std::function<void(const std::string& name, const std::string& text)>;
+  void Observe(Observer observer);
+
   // For the boundary functions: logs the call and runs its hooks. The text of the call is the name,
   // a blank and the details, or the name alone. Returns the status when the call is to fail.
   std::optional<std::uint32_t> Begin(const std::string& name, const std::string& details = {});
@@ -85,6 +105,7 @@ class Calls {
   Core& core_;
   std::vector<Entry> log_;
   std::map<std::string, Plan> plans_;
+  Observer observer_;
 };
 
 }  // namespace veltrane::simulated

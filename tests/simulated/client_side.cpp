@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/ancestors.h"
 #include "platform/clock.h"
 #include "platform/file_input.h"
 #include "platform/interface_metric.h"
@@ -218,6 +219,8 @@ Result<std::int64_t> ReadProcessStart(std::uint32_t process_id) {
   if (failure) return Result<std::int64_t>::Failure(*failure);
   return ClientSide::Current().ProcessStart(process_id);
 }
+
+std::optional<std::vector<std::wstring>> ReadAncestors() { return ClientSide::Current().ancestors; }
 
 Result<AccessList> ReadAccessList(const std::wstring& path) {
   if (const auto set = ClientSide::Current().AccessListOf(path)) return *set;

@@ -51,6 +51,9 @@ class ClientSide {
   // services were started a minute after Windows unless it is said here; others do not exist.
   std::map<std::uint32_t, std::int64_t> process_starts;
 
+  // The processes that the program descends from, nearest first; nullopt: they are unreadable.
+  std::optional<std::vector<std::wstring>> ancestors = {{L"cmd.exe", L"explorer.exe"}};
+
   // Somebody types this at the console; "\r" is Enter, "\b" is Backspace.
   void Type(const std::string& keys) { typed_ += keys; }
 

@@ -86,7 +86,8 @@ std::vector<IpConnection> Connections::Established(IpFamily family) const {
 
 std::optional<std::vector<TcpConnection>> ReadTcpConnections() {
   simulated::Machine& machine = simulated::Machine::Current();
-  if (machine.calls.Begin("ReadTcpConnections")) return std::nullopt;
+  const auto failure = machine.calls.Begin("ReadTcpConnections");
+  if (failure) return simulated::FailedList(machine.connections.Rows(), *failure);
   return machine.connections.Rows();
 }
 

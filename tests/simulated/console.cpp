@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tests/simulated/machine.h"
+#include "tests/simulated/threads.h"
 
 namespace veltrane {
 namespace simulated {
@@ -43,7 +44,10 @@ bool Console::SendEvent(std::uint32_t control_type) {
     handler = handler_;
   }
   bool handled = false;
-  if (handler != nullptr) std::thread([&] { handled = handler(control_type); }).join();
+  if (handler != nullptr) {
+    const NotOfTheProgram threads;
+    std::thread([&] { handled = handler(control_type); }).join();
+  }
   return handled;
 }
 
@@ -77,7 +81,7 @@ void Print(const char* name, Outlet outlet, const std::wstring& text) {
   Machine& machine = Machine::Current();
   std::string logged = simulated::Narrow(text);
   if (logged.ends_with('\n')) logged.pop_back();
-  machine.calls.Begin(name, logged);
+  if (machine.calls.Begin(name, logged)) return;
   machine.console.Print(outlet, text);
 }
 

@@ -18,8 +18,9 @@ Files::Stream& Open(const Owner<void, CloseOutputStream>& stream) {
 
 bool CloseStream(Files::Stream& stream) {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("OutputFile.Close", Narrow(stream.path))) {
-    machine.files.SpoilStream(stream, true);
+  if (const auto failure = machine.calls.Begin("OutputFile.Close", Narrow(stream.path))) {
+    machine.files.SpoilStream(stream,
+                              *failure == simulated::kOnlyHalf ? stream.kept.size() / 2 : 0);
   }
   return machine.files.Close(stream);
 }
@@ -57,8 +58,11 @@ void OutputFile::Write(std::string_view bytes) {
   Machine& machine = Machine::Current();
   Files::Stream& stream = veltrane::Open(stream_);
   const std::string details = Narrow(stream.path) + " " + std::to_string(bytes.size()) + " bytes";
-  if (machine.calls.Begin("OutputFile.Write", details)) {
-    machine.files.SpoilStream(stream, false);
+  const auto failure = machine.calls.Begin("OutputFile.Write", details);
+  if (failure == simulated::kOnlyHalf)
+    machine.files.Write(stream, bytes.substr(0, bytes.size() / 2));
+  if (failure) {
+    machine.files.SpoilStream(stream, stream.kept.size());
   } else {
     machine.files.Write(stream, bytes);
   }

@@ -159,10 +159,10 @@ void Files::Write(Stream& stream, std::string_view bytes) {
   if (stream.kept.size() > kOutputBufferBytes) PutIntoFile(stream, std::exchange(stream.kept, {}));
 }
 
-void Files::SpoilStream(Stream& stream, bool lose_kept) {
+void Files::SpoilStream(Stream& stream, std::size_t kept) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   stream.failed = true;
-  if (lose_kept) stream.kept.clear();
+  stream.kept.resize(kept);
 }
 
 bool Files::Close(Stream& stream) {
@@ -226,6 +226,12 @@ bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& 
   node->access = entries;
   access_sets_.push_back({path, entries});
   return true;
+}
+
+void Files::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (const auto& [key, node] : nodes_) node->uses = 0;
+  open_streams_ = 0;
 }
 
 std::shared_ptr<Files::Node> Files::Find(const std::wstring& path) const {

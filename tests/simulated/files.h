@@ -89,7 +89,8 @@ class Files {
   bool CreateFolders(const std::wstring& path);
   Stream* Open(const std::wstring& path);  // null: failed
   void Write(Stream& stream, std::string_view bytes);
-  void SpoilStream(Stream& stream, bool lose_kept);  // Close will answer false
+  // Close will answer false, and of what is not in the file yet only so many bytes will get there.
+  void SpoilStream(Stream& stream, std::size_t kept);
   bool Close(Stream& stream);
 
   // 0 when something is at this path, else the Win32 error: 2, or 3 without the folder above.
@@ -105,6 +106,7 @@ class Files {
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);
   bool SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
+  void EndProcess();
 
  private:
   std::shared_ptr<Node> Find(const std::wstring& path) const;

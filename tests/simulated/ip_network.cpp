@@ -80,7 +80,8 @@ using simulated::Machine;
 
 std::optional<std::vector<std::uint32_t>> ReadAdapterAddresses() {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ReadAdapterAddresses")) return std::nullopt;
+  const auto failure = machine.calls.Begin("ReadAdapterAddresses");
+  if (failure) return simulated::FailedList(machine.routes.AdapterAddresses(), *failure);
   return machine.routes.AdapterAddresses();
 }
 

@@ -1,6 +1,9 @@
 #include "tests/simulated/machine.h"
 
+#include <unistd.h>
+
 #include <atomic>
+#include <new>
 
 namespace veltrane::simulated {
 namespace {
@@ -25,6 +28,25 @@ Machine::~Machine() {
   }
   current_machine.store(nullptr);
 }
+
+void Machine::EndProcess() {
+  files.EndProcess();
+  pipes.EndProcess();
+  security.EndProcess();
+  service_host.EndProcess();
+  services.EndProcess();
+  core_.blocked_threads = 0;
+}
+
+int Machine::Fork() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const int child = fork();
+  // Threads that do not exist in the child may be waiting for the signal there for ever.
+  if (child == 0) new (&core_.changed) std::condition_variable;
+  return child;
+}
+
+bool Machine::Exists() { return current_machine.load() != nullptr; }
 
 Machine& Machine::Current() {
   Machine* machine = current_machine.load();

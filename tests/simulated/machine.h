@@ -63,6 +63,16 @@ class Machine {
 
   // The machine that exists; dies when there is none.
   static Machine& Current();
+  static bool Exists();
+
+  // The program's process ends, as by a crash, and the next one has not been started: the system
+  // closes whatever the program had open, and what its streams had kept back is lost. Call it in a
+  // fork, where the program's threads are gone.
+  void EndProcess();
+
+  // Forks while no other thread is in the middle of a change of the machine: in the child the
+  // machine is whole, and only the calling thread exists. Returns as fork does.
+  int Fork();
 
   // Short forms of the members of `calls`.
   std::vector<std::string> Changes() const { return calls.Changes(); }

@@ -30,10 +30,17 @@ std::size_t Pipes::OpenInstances() const {
 
 void Pipes::WaitUntilServerWaits() {
   std::unique_lock<std::mutex> lock(core_.mutex);
-  core_.Await(lock, "a pipe server to wait for a client", [this] {
-    return std::any_of(instances_.begin(), instances_.end(), [](const auto& instance) {
-      return instance->waiting && instance->connection == nullptr;
-    });
+  core_.Await(lock, "a pipe server to wait for a client", [this] { return ServerWaitsLocked(); });
+}
+
+bool Pipes::ServerWaits() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return ServerWaitsLocked();
+}
+
+bool Pipes::ServerWaitsLocked() const {
+  return std::any_of(instances_.begin(), instances_.end(), [](const auto& instance) {
+    return instance->waiting && instance->connection == nullptr;
   });
 }
 
@@ -126,6 +133,14 @@ void Pipes::Close(Instance* instance) {
   if (instance->connection != nullptr) instance->connection->server_open = false;
   std::erase_if(instances_, [instance](const auto& other) { return other.get() == instance; });
   core_.changed.notify_all();
+}
+
+void Pipes::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  for (const auto& instance : instances_) {
+    if (instance->connection != nullptr) instance->connection->server_open = false;
+  }
+  instances_.clear();
 }
 
 bool Pipes::IsServed(const std::wstring& name) const {
@@ -273,7 +288,9 @@ std::uint32_t ServerPipe::WaitForClient() {
 
 std::optional<std::size_t> ServerPipe::Read(std::span<char> buffer) {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ServerPipe.Read", std::to_string(buffer.size()))) return std::nullopt;
+  const auto failure = machine.calls.Begin("ServerPipe.Read", std::to_string(buffer.size()));
+  if (failure == simulated::kNothingAtAll) return 0;
+  if (failure) return std::nullopt;
   return machine.pipes.Read(Open(handle_), buffer);
 }
 

@@ -42,6 +42,7 @@ class Pipes {
   // Waits until a thread of the program is blocked in WaitForClient (see kPatience), so that the
   // next client is served by that wait.
   void WaitUntilServerWaits();
+  bool ServerWaits() const;
 
   // Waits until that many attempts to open a pipe have found no free instance (see kPatience).
   void WaitUntilRefused(std::size_t count);
@@ -69,6 +70,7 @@ class Pipes {
   void Flush(Instance& instance);
   void Disconnect(Instance& instance);
   void Close(Instance* instance);
+  void EndProcess();
 
   // For a server that waits for other things too, and so never blocks here.
   bool IsServed(const std::wstring& name) const;
@@ -96,6 +98,7 @@ class Pipes {
   void CloseClient(Connection& connection);
 
  private:
+  bool ServerWaitsLocked() const;
   Opened OpenLocked(const std::wstring& name);
 
   Core& core_;

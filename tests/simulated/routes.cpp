@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <tuple>
+#include <utility>
 
 #include "tests/simulated/machine.h"
 
@@ -152,6 +153,20 @@ void Routes::ClearBestRouteOverride() {
   best_.reset();
 }
 
+void Routes::OnAnswer(AnswerHook hook) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  on_answer_ = std::move(hook);
+}
+
+void Routes::Answer(const char* change, const std::string& row, std::uint32_t status) {
+  AnswerHook hook;
+  {
+    const std::lock_guard<std::mutex> lock(core_.mutex);
+    hook = on_answer_;
+  }
+  if (hook) hook(change, row, status);
+}
+
 std::vector<ForwardRow> Routes::Read() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   std::vector<ForwardRow> rows = rows_;
@@ -208,20 +223,27 @@ using simulated::Machine;
 
 std::optional<std::vector<ForwardRow>> ReadForwardTable() {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ReadForwardTable")) return std::nullopt;
+  const auto failure = machine.calls.Begin("ReadForwardTable");
+  if (failure) return simulated::FailedList(machine.routes.Read(), *failure);
   return machine.routes.Read();
 }
 
 std::uint32_t CreateForwardRow(const ForwardRow& row) {
   Machine& machine = Machine::Current();
-  const auto failure = machine.calls.Begin("CreateForwardRow", simulated::RouteText(row));
-  return failure ? *failure : machine.routes.Create(row);
+  const std::string text = simulated::RouteText(row);
+  const auto failure = machine.calls.Begin("CreateForwardRow", text);
+  const std::uint32_t status = failure ? *failure : machine.routes.Create(row);
+  machine.routes.Answer("create", text, status);
+  return status;
 }
 
 std::uint32_t DeleteForwardRow(const ForwardRow& row) {
   Machine& machine = Machine::Current();
-  const auto failure = machine.calls.Begin("DeleteForwardRow", simulated::RouteText(row));
-  return failure ? *failure : machine.routes.Delete(row);
+  const std::string text = simulated::RouteText(row);
+  const auto failure = machine.calls.Begin("DeleteForwardRow", text);
+  const std::uint32_t status = failure ? *failure : machine.routes.Delete(row);
+  machine.routes.Answer("delete", text, status);
+  return status;
 }
 
 Result<BestRoute> FindBestRoute(std::uint32_t dest) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -90,7 +91,15 @@ class Routes {
   void OverrideBestRoute(const BestRoute& answer);
   void ClearBestRouteOverride();
 
+  // Runs after every create and delete of the program, on its thread and with no lock held, with
+  // "create" or "delete", the text of the row and the status that the program gets. Replaces an
+  // earlier hook.
+  using AnswerHook =
+      std::function<void(const char* change, const std::string& row, std::uint32_t status)>;
+  void OnAnswer(AnswerHook hook);
+
   // For the boundary functions.
+  void Answer(const char* change, const std::string& row, std::uint32_t status);
   std::vector<ForwardRow> Read() const;
   std::uint32_t Create(ForwardRow row);
   std::uint32_t Delete(const ForwardRow& row);
@@ -115,6 +124,7 @@ class Routes {
   std::map<std::uint32_t, Interface> interfaces_;
   std::vector<OwnAddress> adapter_addresses_;
   std::optional<BestRoute> best_;
+  AnswerHook on_answer_;
 };
 
 }  // namespace veltrane::simulated

@@ -88,6 +88,11 @@ void Security::CountRecord(bool made) {
   }
 }
 
+void Security::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  live_ = 0;
+}
+
 }  // namespace simulated
 
 using simulated::Machine;

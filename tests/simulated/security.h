@@ -43,6 +43,7 @@ class Security {
 
   // For the boundary functions.
   void CountRecord(bool made);
+  void EndProcess();
 
  private:
   Core& core_;

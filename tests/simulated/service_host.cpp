@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tests/simulated/machine.h"
+#include "tests/simulated/threads.h"
 
 namespace veltrane {
 namespace simulated {
@@ -54,14 +55,23 @@ void ServiceHost::Run(const std::wstring& name, void (*service_main)()) {
     dispatching_ = true;
   }
   bool ended = false;
-  std::thread service([&] {
-    service_main();
-    const std::lock_guard<std::mutex> lock(core_.mutex);
-    ended = true;
-    core_.changed.notify_all();
-  });
+  std::thread service = [&] {
+    const NotOfTheProgram threads;
+    return std::thread([&] {
+      service_main();
+      const std::lock_guard<std::mutex> lock(core_.mutex);
+      ended = true;
+      core_.changed.notify_all();
+    });
+  }();
   HandleControls(ended);
   service.join();
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  dispatching_ = false;
+  handler_ = nullptr;
+}
+
+void ServiceHost::EndProcess() {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   dispatching_ = false;
   handler_ = nullptr;
@@ -123,7 +133,7 @@ ServiceStatusHandle RegisterControlHandler(const std::wstring& name,
 
 void ReportServiceStatus(ServiceStatusHandle handle, const ServiceStatus& status) {
   Machine& machine = Machine::Current();
-  machine.calls.Begin("ReportServiceStatus", std::to_string(status.state));
+  if (machine.calls.Begin("ReportServiceStatus", std::to_string(status.state))) return;
   machine.service_host.Report(handle, status);
 }
 

@@ -38,6 +38,7 @@ class ServiceHost {
   void Run(const std::wstring& name, void (*service_main)());
   ServiceStatusHandle Register(const std::wstring& name, void (*handler)(std::uint32_t));
   void Report(ServiceStatusHandle handle, const ServiceStatus& status);
+  void EndProcess();  // see Machine::EndProcess; the same member of other parts too
 
  private:
   struct Control {

@@ -245,6 +245,16 @@ std::uint32_t Services::Delete(const Handle& handle) {
   return 0;
 }
 
+void Services::EndProcess() {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  program_handles_ = 0;
+  const auto installed = services_;  // closing the last handle of one may remove it
+  for (const auto& [key, service] : installed) {
+    service->record.open_handles = 0;
+    DropIfGone(*service);
+  }
+}
+
 Services::Handle* Services::OpenLocked(std::shared_ptr<Installed> service, std::uint32_t access) {
   ++program_handles_;
   if (service != nullptr) ++service->record.open_handles;

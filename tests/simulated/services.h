@@ -110,6 +110,7 @@ class Services {
   std::uint32_t SendStop(const Handle& handle);
   std::optional<std::uint32_t> QueryState(const Handle& handle);
   std::uint32_t Delete(const Handle& handle);
+  void EndProcess();
 
  private:
   enum class AfterStart { kRun, kRunLater, kStop };

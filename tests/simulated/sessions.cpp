@@ -99,7 +99,8 @@ std::uint32_t ActiveConsoleSession() {
 
 std::optional<std::vector<Session>> ReadSessions() {
   Machine& machine = Machine::Current();
-  if (machine.calls.Begin("ReadSessions")) return std::nullopt;
+  const auto failure = machine.calls.Begin("ReadSessions");
+  if (failure) return simulated::FailedList(machine.sessions.List(), *failure);
   return machine.sessions.List();
 }
 

@@ -113,8 +113,9 @@ IpAddress Unmapped(const IpAddress& address) {
 }  // namespace simulated
 
 std::string WideToUtf8(const std::wstring& wide) {
-  if (simulated::Machine::Current().calls.Begin("WideToUtf8")) return {};
-  return simulated::Narrow(wide);
+  const std::string narrow = simulated::Narrow(wide);
+  if (simulated::Machine::Current().calls.Begin("WideToUtf8", narrow)) return {};
+  return narrow;
 }
 
 std::optional<std::uint32_t> ParseIpv4(const std::string& text) {

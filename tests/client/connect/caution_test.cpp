@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "client/forecast/networks.h"
+
 namespace veltrane {
 namespace {
 
@@ -12,13 +14,46 @@ Outlook OutlookOf(const char* address, SubjectReason reason, ForecastVerdict ver
   return outlook;
 }
 
-Survey CompleteSurvey() {
+// Everybody who is connected over Remote Desktop is found.
+Survey CompleteSurvey(std::size_t rdp_connections = 0, std::size_t remote_sessions = 0) {
   Survey survey;
   survey.all_connections_read = true;
+  survey.rdp_connections = rdp_connections;
+  survey.remote_sessions = remote_sessions;
   return survey;
 }
 
-Prompt AtTheMachine() { return PromptOf(false, ""); }
+const Prompt kAtTheMachine;
+
+Prompt InARemoteSession() {
+  Prompt prompt;
+  prompt.remote_session = true;
+  return prompt;
+}
+
+Prompt OverSsh() {
+  Prompt prompt;
+  prompt.over_ssh = true;
+  return prompt;
+}
+
+Prompt OverWinRm() {
+  Prompt prompt;
+  prompt.over_winrm = true;
+  return prompt;
+}
+
+// The same prompt when a connection of this kind has been found.
+Prompt From(const char* address, SubjectReason reason, Prompt prompt) {
+  prompt.connections.push_back({.address = *ParseAddress(address), .reason = reason, .local = {}});
+  return prompt;
+}
+
+// The same prompt when the command line names an address.
+Prompt Named(const char* address, Prompt prompt) {
+  prompt.named.push_back(*ParseAddress(address));
+  return prompt;
+}
 
 std::vector<std::string> Addresses(const Caution& caution) {
   std::vector<std::string> addresses;
@@ -38,10 +73,9 @@ struct ConnectedCase {
 class ConnectedPeer : public testing::TestWithParam<ConnectedCase> {};
 
 TEST_P(ConnectedPeer, StopsTheConnectUnlessItStaysOrIsRefused) {
-  const Caution caution =
-      Weigh(CompleteSurvey(),
-            {OutlookOf("203.0.113.5", SubjectReason::kRdpConnection, GetParam().verdict)},
-            AtTheMachine());
+  const Caution caution = Weigh(
+      CompleteSurvey(),
+      {OutlookOf("203.0.113.5", SubjectReason::kRdpConnection, GetParam().verdict)}, kAtTheMachine);
   EXPECT_EQ(caution.stops, GetParam().stops);
   EXPECT_EQ(caution.reason, GetParam().stops ? "somebody who is connected now would not stay" : "");
 }
@@ -62,7 +96,7 @@ TEST(Caution, IsAboutThoseWhoAreConnectedWhenThatStopsTheConnect) {
              OutlookOf("203.0.113.5", SubjectReason::kRdpConnection, ForecastVerdict::kUnknown),
              OutlookOf("203.0.113.6", SubjectReason::kRdpConnection, ForecastVerdict::kTunnel),
              OutlookOf("203.0.113.7", SubjectReason::kRdpConnection, ForecastVerdict::kStays)},
-            AtTheMachine());
+            kAtTheMachine);
   EXPECT_TRUE(caution.stops);
   EXPECT_EQ(Addresses(caution), (Strings{"203.0.113.6", "203.0.113.5"}));
 }
@@ -74,14 +108,14 @@ TEST(Caution, IsAWarningAboutThoseWhoAreNotConnected) {
              OutlookOf("203.0.113.6", SubjectReason::kSetting, ForecastVerdict::kRefused),
              OutlookOf("203.0.113.7", SubjectReason::kSetting, ForecastVerdict::kStays),
              OutlookOf("192.168.0.9", SubjectReason::kRdpSession, ForecastVerdict::kTunnel)},
-            AtTheMachine());
+            kAtTheMachine);
   EXPECT_FALSE(caution.stops);
   EXPECT_EQ(caution.reason, "");
   EXPECT_EQ(Addresses(caution), Strings{"203.0.113.5"});
 }
 
 TEST(Caution, StopsWhenItCannotBeReadWhoIsConnected) {
-  const Caution caution = Weigh(Survey(), {}, AtTheMachine());
+  const Caution caution = Weigh(Survey(), {}, kAtTheMachine);
   EXPECT_TRUE(caution.stops);
   EXPECT_EQ(caution.reason, "it cannot be read who is connected over Remote Desktop");
 }
@@ -90,48 +124,114 @@ TEST(Caution, StopsInARemoteSessionWhoseConnectionIsNotFound) {
   const Caution caution =
       Weigh(CompleteSurvey(),
             {OutlookOf("203.0.113.5", SubjectReason::kSetting, ForecastVerdict::kStays)},
-            PromptOf(true, ""));
+            InARemoteSession());
   EXPECT_TRUE(caution.stops);
   EXPECT_EQ(caution.reason,
             "this is a Remote Desktop session, but the connection that it comes over is not to be "
             "found");
+  EXPECT_FALSE(caution.origin_is_missing);
 }
 
 TEST(Caution, GoesOnInARemoteSessionWhoseConnectionStays) {
   EXPECT_FALSE(
-      Weigh(CompleteSurvey(),
+      Weigh(CompleteSurvey(1, 1),
             {OutlookOf("203.0.113.5", SubjectReason::kRdpConnection, ForecastVerdict::kStays)},
-            PromptOf(true, ""))
+            InARemoteSession())
           .stops);
 }
 
-TEST(Caution, StopsWhenThePeerOfSshWouldNotStay) {
+TEST(Caution, StopsWhenThereAreFewerConnectionsThanRemoteSessions) {
+  const Caution caution =
+      Weigh(CompleteSurvey(1, 2),
+            {OutlookOf("203.0.113.5", SubjectReason::kRdpConnection, ForecastVerdict::kStays)},
+            InARemoteSession());
+  EXPECT_TRUE(caution.stops);
+  EXPECT_EQ(caution.reason,
+            "somebody is connected whom the forecast does not see (active remote sessions: 2, "
+            "Remote Desktop connections: 1)");
+  EXPECT_FALSE(caution.origin_is_missing);
+}
+
+TEST(Caution, StopsForARemoteSessionAlsoAtTheMachine) {
+  EXPECT_TRUE(Weigh(CompleteSurvey(0, 1), {}, kAtTheMachine).stops);
+}
+
+TEST(Caution, GoesOnWithMoreConnectionsThanRemoteSessions) {
+  EXPECT_FALSE(Weigh(CompleteSurvey(2, 1), {}, InARemoteSession()).stops);
+}
+
+struct OverCase {
+  const char* name;
+  SubjectReason reason;
+  Prompt (*prompt)();
+};
+
+class ThePromptsConnection : public testing::TestWithParam<OverCase> {};
+
+TEST_P(ThePromptsConnection, StopsTheConnectWhenItWouldNotStay) {
+  const SubjectReason reason = GetParam().reason;
+  const Caution caution =
+      Weigh(CompleteSurvey(), {OutlookOf("203.0.113.5", reason, ForecastVerdict::kTunnel)},
+            From("203.0.113.5", reason, GetParam().prompt()));
+  EXPECT_TRUE(caution.stops);
+  EXPECT_EQ(caution.reason, "somebody who is connected now would not stay");
+  EXPECT_EQ(Addresses(caution), Strings{"203.0.113.5"});
+}
+
+TEST_P(ThePromptsConnection, DoesNotStopItWhenItStays) {
+  const SubjectReason reason = GetParam().reason;
+  EXPECT_FALSE(Weigh(CompleteSurvey(), {OutlookOf("2001:db8::5", reason, ForecastVerdict::kStays)},
+                     From("2001:db8::5", reason, GetParam().prompt()))
+                   .stops);
+}
+
+TEST_P(ThePromptsConnection, IsMissingUnlessTheCommandLineSaysFromWhere) {
+  EXPECT_TRUE(Weigh(CompleteSurvey(), {}, GetParam().prompt()).stops);
+  EXPECT_TRUE(Weigh(CompleteSurvey(), {}, GetParam().prompt()).origin_is_missing);
+  EXPECT_FALSE(Weigh(CompleteSurvey(),
+                     {OutlookOf("203.0.113.5", SubjectReason::kAsked, ForecastVerdict::kStays)},
+                     Named("203.0.113.5", GetParam().prompt()))
+                   .stops);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, ThePromptsConnection,
+                         testing::Values(OverCase{"Ssh", SubjectReason::kSshConnection, OverSsh},
+                                         OverCase{"WinRm", SubjectReason::kWinRmConnection,
+                                                  OverWinRm}),
+                         [](const auto& each) { return each.param.name; });
+
+TEST(Caution, StopsWhenSshDoesNotSayWhereItsPeerIs) {
+  EXPECT_EQ(Weigh(CompleteSurvey(), {}, OverSsh()).reason,
+            "this prompt is reached over SSH, and SSH_CONNECTION does not say from where");
+}
+
+TEST(Caution, StopsWhenNoConnectionOfWinRmIsFound) {
+  EXPECT_EQ(Weigh(CompleteSurvey(), {}, OverWinRm()).reason,
+            "this prompt is reached over WinRM, and it cannot be found out from where");
+}
+
+TEST(Caution, StopsWhenTheProcessesCannotBeRead) {
+  Prompt prompt;
+  prompt.over_winrm.reset();
+  const Caution caution = Weigh(CompleteSurvey(), {}, prompt);
+  EXPECT_TRUE(caution.stops);
+  EXPECT_EQ(caution.reason,
+            "the processes cannot be read, so this prompt may be reached over WinRM from anywhere");
+}
+
+TEST(Caution, StopsWhenSomebodyWhomTheCommandLineNamesWouldNotStay) {
   const Caution caution = Weigh(
       CompleteSurvey(), {OutlookOf("203.0.113.5", SubjectReason::kAsked, ForecastVerdict::kTunnel)},
-      PromptOf(false, "203.0.113.5 50123 192.168.1.10 22"));
+      Named("203.0.113.5", kAtTheMachine));
   EXPECT_TRUE(caution.stops);
   EXPECT_EQ(Addresses(caution), Strings{"203.0.113.5"});
 }
 
-TEST(Caution, StopsWhenThePeerOfSshIsNamedByTheSettingsToo) {
+TEST(Caution, StopsWhenHeIsNamedByTheSettingsToo) {
   EXPECT_TRUE(Weigh(CompleteSurvey(),
                     {OutlookOf("203.0.113.5", SubjectReason::kSetting, ForecastVerdict::kTunnel)},
-                    PromptOf(false, "203.0.113.5 50123 192.168.1.10 22"))
+                    Named("203.0.113.5", kAtTheMachine))
                   .stops);
-}
-
-TEST(Caution, GoesOnWhenThePeerOfSshStays) {
-  EXPECT_FALSE(Weigh(CompleteSurvey(),
-                     {OutlookOf("2001:db8::5", SubjectReason::kAsked, ForecastVerdict::kStays)},
-                     PromptOf(false, "2001:db8::5 50123 2001:db8::10 22"))
-                   .stops);
-}
-
-TEST(Caution, StopsWhenSshDoesNotSayWhereItsPeerIs) {
-  const Caution caution = Weigh(CompleteSurvey(), {}, PromptOf(false, "UNKNOWN 65535 UNKNOWN 22"));
-  EXPECT_TRUE(caution.stops);
-  EXPECT_EQ(caution.reason,
-            "this prompt is reached over SSH, and SSH_CONNECTION does not say from where");
 }
 
 }  // namespace

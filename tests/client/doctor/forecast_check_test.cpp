@@ -83,7 +83,8 @@ TEST_F(DoctorForecast, ARefusalIsNoRiskToSomebodyWhoIsConnected) {
 }
 
 TEST_F(DoctorForecast, WhatAClientSaysOfItselfIsANote) {
-  machine.sessions.AddActive(2, "198.51.100.9");
+  machine.sessions.AddSession(2, 1);
+  machine.sessions.SetClientAddress(2, "198.51.100.9");
   EXPECT_EQ(ExamineProfile(kHalves), 0);
   EXPECT_EQ(
       Group("forecast"),
@@ -137,6 +138,27 @@ TEST_F(DoctorForecast, ASessionWhoseConnectionIsNotFoundIsARisk) {
             std::string::npos);
 }
 
+TEST_F(DoctorForecast, ARemoteSessionWithoutAConnectionIsARisk) {
+  machine.connections.AddEstablished(3389, "192.168.1.50");
+  machine.sessions.AddActive(2, "192.168.1.50");
+  machine.sessions.AddActive(3, "192.168.1.51");
+  EXPECT_EQ(ExamineProfile("10.66.66.0/24"), 12);
+  EXPECT_NE(Group("forecast")
+                .find("  RISK  sessions      somebody is connected whom the forecast does not see "
+                      "(active remote sessions: 2, Remote Desktop connections: 1)\n"),
+            std::string::npos);
+}
+
+TEST_F(DoctorForecast, SessionsThatCannotBeReadAreARisk) {
+  machine.FailAlways("ReadSessions", 5);
+  EXPECT_EQ(ExamineProfile("10.66.66.0/24"), 12);
+  EXPECT_NE(
+      Group("forecast")
+          .find("  RISK  connections  not everyone who is connected over Remote Desktop can be "
+                "found\n"),
+      std::string::npos);
+}
+
 TEST_F(DoctorForecast, InConsoleModeTheSettingsAreAssumed) {
   machine.environment.SetProcess(L"ADMIN_BYPASS_IP", L"203.0.113.5");
   machine.files.AddFile(L"C:\\profiles\\fra.json", JsonProfileText("fra-1", kHalves));
@@ -162,9 +184,15 @@ TEST_F(DoctorForecast, HalvesUnderTheGuardAreAWarning) {
       Group("forecast"),
       "  ok    profile  AllowedIPs ::/1, 8000::/1, Address 10.7.3.9/32\n"
       "  warn  halves   the default-route guard is on, or may be: it does not see a catch-all "
-      "in two halves, and nobody is pinned under it\n"
+      "in halves, and nobody is pinned under it\n"
       "  note  nobody   no Remote Desktop connection, and no setting names an address: ask for "
       "one with --from ADDRESS\n");
+}
+
+TEST_F(DoctorForecast, HalvesMayBeInPiecesThemselves) {
+  machine.environment.SetMachine(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
+  EXPECT_EQ(ExamineProfile("0.0.0.0/2, 64.0.0.0/2, 128.0.0.0/1"), 10);
+  EXPECT_NE(Group("forecast").find("  warn  halves "), std::string::npos);
 }
 
 TEST_F(DoctorForecast, OneHalfIsNoCatchAll) {

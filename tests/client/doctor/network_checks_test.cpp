@@ -37,7 +37,8 @@ TEST_F(DoctorOnNetwork, AddressesThatTheServiceDoesNotSeeAreNotPinned) {
 
 TEST_F(DoctorOnNetwork, ABypassThatIsOnWithoutARequiredAddress) {
   machine.environment.SetMachine(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
-  machine.sessions.AddActive(2, "198.51.100.9");
+  machine.sessions.AddSession(2, 1);
+  machine.sessions.SetClientAddress(2, "198.51.100.9");
   EXPECT_EQ(ExamineService(), 11);
   EXPECT_EQ(Group("bypass"),
             "  ok    198.51.100.9   optional, the client of a Remote Desktop session\n"

@@ -62,7 +62,8 @@ std::string WorldText(const World& world) {
 }  // namespace
 
 std::string Describe(const Subject& subject) {
-  static constexpr const char* kReasons[] = {"rdp_connection", "setting", "asked", "rdp_session"};
+  static constexpr const char* kReasons[] = {
+      "rdp_connection", "setting", "asked", "rdp_session", "ssh_connection", "winrm_connection"};
   return AddressText(subject.address) + "%" + std::to_string(subject.scope_id) + " (" +
          kReasons[static_cast<std::size_t>(subject.reason)] + ", to " +
          OrUnknown(subject.local, AddressText) + ")";

@@ -154,7 +154,10 @@ struct Places {
 // nullopt when it is not clear where the subject is reached now.
 std::optional<Places> FindPlaces(const Machine& machine, const Subject& subject, bool link_local) {
   const std::uint32_t zone = link_local ? subject.scope_id : 0;
-  if (subject.reason != SubjectReason::kRdpConnection) {
+  const bool connected = subject.reason == SubjectReason::kRdpConnection ||
+                         subject.reason == SubjectReason::kSshConnection ||
+                         subject.reason == SubjectReason::kWinRmConnection;
+  if (!connected) {
     return link_local && zone == 0 ? std::nullopt : std::optional(Places{zone, zone});
   }
   const std::set<std::uint32_t> interfaces = ArrivalInterfaces(machine, subject);

@@ -116,6 +116,48 @@ TEST(ParseAddress, ReadsNothingElse) {
   }
 }
 
+bool CoversIpv4(const char* list) {
+  return CoverFamily(ParseNetworks(list).value(), IpFamily::kIpv4);
+}
+
+bool CoversIpv6(const char* list) {
+  return CoverFamily(ParseNetworks(list).value(), IpFamily::kIpv6);
+}
+
+TEST(CoverFamily, IsTrueForACatchAll) {
+  EXPECT_TRUE(CoversIpv4("0.0.0.0/0"));
+  EXPECT_TRUE(CoversIpv6("10.0.0.0/8, ::/0"));
+}
+
+TEST(CoverFamily, IsTrueForItsPiecesInAnyOrder) {
+  EXPECT_TRUE(CoversIpv4("128.0.0.0/1, 0.0.0.0/1"));
+  EXPECT_TRUE(CoversIpv4("192.0.0.0/2, 64.0.0.0/2, 0.0.0.0/2, 128.0.0.0/2"));
+  EXPECT_TRUE(CoversIpv6("8000::/1, ::/2, 4000::/2"));
+}
+
+TEST(CoverFamily, IsTrueForPiecesThatOverlap) {
+  EXPECT_TRUE(CoversIpv4("0.0.0.0/1, 10.0.0.0/8, 128.0.0.0/1, 203.0.113.5"));
+}
+
+TEST(CoverFamily, IsFalseWhenOneAddressIsMissing) {
+  std::string list;
+  std::uint32_t address = 0;
+  for (int length = 1; length <= 32; ++length) {
+    list += std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 255) + "." +
+            std::to_string(address >> 8 & 255) + "." + std::to_string(address & 255) + "/" +
+            std::to_string(length) + ", ";
+    if (length < 32) address |= 1u << (32 - length);
+  }
+  EXPECT_FALSE(CoversIpv4((list + "10.0.0.0/8").c_str()));
+  EXPECT_TRUE(CoversIpv4((list + "255.255.255.255").c_str()));
+}
+
+TEST(CoverFamily, IsFalseForTheOtherFamilyAndForNothing) {
+  EXPECT_FALSE(CoversIpv6("0.0.0.0/0"));
+  EXPECT_FALSE(CoversIpv4("::/1, 8000::/1"));
+  EXPECT_FALSE(CoverFamily({}, IpFamily::kIpv4));
+}
+
 TEST(IsOfMachine, IsFalseForZerosMulticastAndBroadcast) {
   EXPECT_FALSE(IsOfMachine(Ipv4(0, 0, 0, 0)));
   EXPECT_FALSE(IsOfMachine(Ipv4(224, 0, 0, 0)));

@@ -189,12 +189,12 @@ Subject RandomCases::NextSubject() {
   const bool ipv4 = Chance(75);
   Subject subject;
   subject.address = Address(OneOf(ipv4 ? kAdministrators : kIpv6Administrators));
-  subject.reason = static_cast<SubjectReason>(Below(4));
+  subject.reason = static_cast<SubjectReason>(Below(6));
   const bool second = Chance(25);
   if (subject.address == Address("fe80::50") && !Chance(10)) {
     subject.scope_id = second ? kSecond : kFirst;
   }
-  if (subject.reason != SubjectReason::kRdpConnection || Chance(blank_percent_)) return subject;
+  if (!IsConnection(subject) || Chance(blank_percent_)) return subject;
   if (ipv4) {
     subject.local = Address(second ? "10.20.0.2" : "192.168.77.2");
   } else if (subject.address == Address("fe80::50")) {

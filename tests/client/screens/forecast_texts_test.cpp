@@ -32,6 +32,8 @@ TEST(ForecastWords, AreThoseThatProgramsRead) {
   EXPECT_STREQ(ReasonWord(SubjectReason::kSetting), "setting");
   EXPECT_STREQ(ReasonWord(SubjectReason::kAsked), "asked");
   EXPECT_STREQ(ReasonWord(SubjectReason::kRdpSession), "rdp_session");
+  EXPECT_STREQ(ReasonWord(SubjectReason::kSshConnection), "ssh_connection");
+  EXPECT_STREQ(ReasonWord(SubjectReason::kWinRmConnection), "winrm_connection");
 }
 
 TEST(Endangered, IsWhoIsConnectedAndNeitherStaysNorIsLeftAloneByARefusal) {
@@ -100,6 +102,10 @@ TEST(ForecastSummary, SaysWhoItIs) {
   subject.local.reset();
   EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)),
             "connected over Remote Desktop: stays");
+  subject.reason = SubjectReason::kSshConnection;
+  EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)), "connected over SSH: stays");
+  subject.reason = SubjectReason::kWinRmConnection;
+  EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)), "connected over WinRM: stays");
   subject.reason = SubjectReason::kSetting;
   EXPECT_EQ(SummaryOf(Of(subject, ForecastVerdict::kStays)), "named by the settings: stays");
   subject.reason = SubjectReason::kAsked;

@@ -199,6 +199,36 @@ TEST_F(ClientsOfSessions, DoNotIncludeTheUnspecifiedAddress) {
   EXPECT_EQ(SurveySessionClients().clients, Addresses());
 }
 
+using RemoteSessions = RemoteDesktop;
+
+TEST_F(RemoteSessions, AreThoseThatAreActiveWithoutBeingTheConsoles) {
+  machine.sessions.SetConsoleSession(1);
+  machine.sessions.AddSession(0, 4);  // of the services
+  machine.sessions.AddSession(1, 0);
+  machine.sessions.AddSession(2, 0);
+  machine.sessions.AddSession(3, 1);  // nobody has signed in yet
+  machine.sessions.AddSession(4, 4);
+  machine.sessions.AddSession(5, 0);
+  machine.sessions.AddSession(65536, 6);  // the listener
+  EXPECT_EQ(SurveySessionClients().remote, 2u);
+}
+
+TEST_F(RemoteSessions, AreAllThatAreActiveWithoutAConsole) {
+  machine.sessions.AddSession(1, 0);
+  EXPECT_EQ(SurveySessionClients().remote, 1u);
+}
+
+TEST_F(RemoteSessions, AreCountedWhetherOrNotTheirClientsAreKnown) {
+  machine.sessions.AddActive(2, "203.0.113.5");
+  machine.FailAlways("ReadClientAddress", 5);
+  EXPECT_EQ(SurveySessionClients().remote, 1u);
+}
+
+TEST_F(RemoteSessions, AreUnknownWhenTheSessionsCannotBeListed) {
+  machine.FailAlways("ReadSessions", 5);
+  EXPECT_EQ(SurveySessionClients().remote, std::nullopt);
+}
+
 TEST_F(ClientsOfSessions, AreNotCompleteWhenThatOfASessionCannotBeRead) {
   machine.sessions.AddActive(2, "203.0.113.5");
   machine.sessions.AddActive(3, "203.0.113.6");

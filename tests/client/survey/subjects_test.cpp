@@ -66,6 +66,18 @@ TEST(SubjectList, DoesNotRepeatTheAddressOfAConnection) {
             Subjects{Connected("203.0.113.9", "192.168.1.10")});
 }
 
+TEST(SubjectList, HasTheConnectionsOfThePromptAfterThoseOfRemoteDesktop) {
+  const Subject ssh{.address = Address("203.0.113.9"),
+                    .reason = SubjectReason::kSshConnection,
+                    .local = Address("192.168.1.10")};
+  EXPECT_EQ(ListSubjects({.connections = {Connection("203.0.113.9", "192.168.1.10")},
+                          .setting_values = {"203.0.113.9"},
+                          .asked = {},
+                          .session_clients = {},
+                          .prompt = {ssh, ssh}}),
+            (Subjects{Connected("203.0.113.9", "192.168.1.10"), ssh}));
+}
+
 TEST(SubjectList, DoesNotRepeatAnAddressOfTheSettings) {
   EXPECT_EQ(ListSubjects({.connections = {},
                           .setting_values = {"203.0.113.9", "203.0.113.9"},

@@ -42,6 +42,8 @@ TEST_F(Machine, IsSurveyedWhole) {
   const Survey survey = SurveyMachine(kPlain);
   const Situation& situation = survey.situation;
   EXPECT_TRUE(survey.all_connections_read);
+  EXPECT_EQ(survey.rdp_connections, 1u);
+  EXPECT_EQ(survey.remote_sessions, 1u);
   EXPECT_EQ(situation.ipv4_routes.value().size(), 2u);
   EXPECT_EQ(situation.ipv6_routes, std::vector<IpRoute>());
   ASSERT_EQ(situation.interfaces.size(), 1u);
@@ -81,6 +83,23 @@ TEST_F(Machine, IsSurveyedForAProfileAndForAddresses) {
                                                        .scope_id = 0}}));
 }
 
+TEST_F(Machine, IsSurveyedForAPrompt) {
+  const Subject prompt{.address = Address("203.0.113.5"),
+                       .reason = SubjectReason::kSshConnection,
+                       .local = Address("192.168.1.10")};
+  SurveyQuestion question;
+  question.prompt = {prompt};
+  EXPECT_EQ(SurveyMachine(question).situation.subjects, std::vector<Subject>{prompt});
+}
+
+TEST_F(Machine, HasTwoConnectionsOfOnePeer) {
+  machine.connections.AddEstablished(3389, "203.0.113.5");
+  machine.connections.AddEstablished(3389, "203.0.113.5");
+  const Survey survey = SurveyMachine(kPlain);
+  EXPECT_EQ(survey.rdp_connections, 2u);
+  EXPECT_EQ(survey.situation.subjects.size(), 1u);
+}
+
 TEST_F(Machine, HasATunnelUp) {
   machine.services.Add(L"VeltraneVpnTunnel$Active", simulated::kRunning);
   machine.routes.AddInterface(20, L"active");
@@ -97,6 +116,11 @@ TEST_F(UnreadablePiece, MayBeTheIpv4Table) {
   const Situation situation = SurveyMachine(kPlain).situation;
   EXPECT_EQ(situation.ipv4_routes, std::nullopt);
   EXPECT_EQ(situation.interfaces.size(), 1u);
+}
+
+TEST_F(UnreadablePiece, MayBeTheListOfSessions) {
+  machine.FailAlways("ReadSessions", 5);
+  EXPECT_FALSE(SurveyMachine(kPlain).all_connections_read);
 }
 
 TEST_F(UnreadablePiece, MayBeTheIpv6Table) {

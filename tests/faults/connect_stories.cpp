@@ -1,0 +1,68 @@
+// Connects that succeed.
+
+#include "tests/faults/story.h"
+#include "tests/scenarios/connection.h"
+
+namespace veltrane::faults {
+namespace {
+
+void Connect(Scene& scene) { scene.Ask(kConnect); }
+
+}  // namespace
+
+std::vector<Story> ConnectStories() {
+  return {
+      {"connect-bypass-off", "A connect with the bypass off", [](Scene&) {}, Connect},
+      {"connect-addresses-created",
+       "A connect with two administrators whose routes must be created, beside another's route to "
+       "one of them",
+       [](Scene& scene) {
+         scene.SetAdministrators();
+         scene.machine.routes.Add("198.51.100.7/32", "192.168.1.254", 12, 30);
+       },
+       Connect},
+      {"connect-addresses-exist", "A connect with two administrators whose routes are there",
+       [](Scene& scene) {
+         scene.SetAdministrators();
+         scene.machine.routes.Add("203.0.113.5/32", "192.168.1.1", 12, 10);
+         scene.machine.routes.Add("198.51.100.7/32", "192.168.1.1", 12, 15);
+       },
+       Connect},
+      {"connect-guard-on", "A connect with the guard on, and an administrator",
+       [](Scene& scene) {
+         scene.SetAdministrator();
+         scene.SetGuard();
+       },
+       Connect},
+      {"connect-over-remote-desktop",
+       "A connect with two administrators on Remote Desktop, beside one whose client address alone "
+       "is known",
+       [](Scene& scene) {
+         scene.SetOfProcess(L"VELTRANE_POC_ADMIN_BYPASS", L"1");
+         scene.AddRemoteDesktop("203.0.113.5");
+         scene.machine.connections.AddEstablished(3389, "192.168.1.44");
+         scene.AddRemoteDesktop("203.0.113.77");
+         scene.machine.sessions.AddActive(2, "203.0.113.5");
+         scene.machine.sessions.AddActive(3, "198.51.100.7");
+       },
+       Connect},
+      {"connect-auto-stop", "A connect that starts an auto-stop timer",
+       [](Scene& scene) { scene.Set(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"60"); }, Connect},
+      {"connect-routes-added-again",
+       "A connect whose tunnel takes a pinned route away, which is added again",
+       [](Scene& scene) {
+         scene.SetAdministrators();
+         scene.OnTunnelStart(
+             [](simulated::Machine& machine) { machine.routes.Remove("203.0.113.5/32"); });
+       },
+       Connect},
+      {"connect-again", "A second connect over the first",
+       [](Scene& scene) {
+         scene.SetAdministrators();
+         scene.Ask(kConnect);
+       },
+       [](Scene& scene) { scene.Ask(kConnectElsewhere); }},
+  };
+}
+
+}  // namespace veltrane::faults

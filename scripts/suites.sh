@@ -85,6 +85,10 @@ suite_tsan() {
     gtests tsan "${threaded_tests[@]/#/build/host-tsan/}"
 }
 
+host_suite fuzz "what reads foreign text: its corpora, then some seconds of libFuzzer per target" \
+  cmake ninja-build g++ clang libclang-rt-14-dev libcli11-dev nlohmann-json3-dev
+suite_fuzz() { build_preset host-fuzz && summary_suite fuzz tests/fuzz/run_all; }
+
 windows_suite imports "the executables import only DLLs that ship with Windows" "${windows_packages[@]}"
 suite_imports() {
   build_preset windows && check imports bash -c 'scripts/check_imports build/windows/*.exe'

@@ -111,7 +111,7 @@ class JsonReader {
 
   bool TakeEscape(SecretText& text) {
     const char c = Next();
-    if (rest_.empty()) return Fail("the string does not end on this line");
+    if (rest_.empty() || c == '\n') return Fail("the string does not end on this line");
     Advance();
     constexpr std::string_view kEscapes = "\"\\/bfnrt";
     constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
@@ -120,7 +120,7 @@ class JsonReader {
       text.Append(kMeanings.substr(index, 1));
       return true;
     }
-    if (c != 'u') return Fail(std::string("unknown escape \\") + c + ": correct it");
+    if (c != 'u') return Fail("unknown escape \\" + Shown({&c, 1}) + ": correct it");
     return TakeUnicode(text);
   }
 

@@ -167,6 +167,7 @@ std::optional<IpAddress> ParseAddress(std::string_view text) {
 
 std::vector<IpAddress> ParseAddresses(const std::vector<std::string>& texts) {
   std::vector<IpAddress> addresses;
+  addresses.reserve(texts.size());
   for (const std::string& text : texts) addresses.push_back(ParseAddress(text).value());
   return addresses;
 }

@@ -4,7 +4,7 @@
 
 logs=$build/test
 # No suite waits forever: a hang is a failure.
-patience=(timeout --foreground --kill-after=10 1200)
+patience=(timeout --foreground --kill-after=10 2400)
 
 # record NAME PASSED FAILED SKIPPED NOTE: stores and prints the result of a suite.
 record() {

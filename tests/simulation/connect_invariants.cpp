@@ -43,8 +43,10 @@ Verdict TheTunnelIsThisProgram(const Facts& facts) {
   return facts.has_own_sid ? "" : "the tunnel service has no SID of its own";
 }
 
+// A call that sets an access list may fail, and nothing comes of it.
 Verdict KeysAreLockedAway(const Facts& facts) {
-  if (facts.failures || !facts.looked_at_access) return NotAsked();
+  const bool spoilt = Failed(facts, {"MakeNtSid", "SetProtectedAccess", "ReadProcessVariable"});
+  if (spoilt || !facts.looked_at_access) return NotAsked();
   return facts.open_to_others.empty() ? "" : "others may read " + facts.open_to_others;
 }
 

@@ -98,10 +98,14 @@ Verdict ADisconnectLeavesNothing(const Facts& facts) {
   if (!reply || !reply->ok || OperationOf(facts) != "disconnect") return NotAsked();
   if (!facts.recorded_after.empty()) return "the route " + facts.recorded_after.front();
   if (facts.timers_after != 0) return "a timer";
-  if (facts.failures || facts.events) return "";
-  if (!facts.odd_services && facts.tunnel_after.installed) return "the tunnel service";
+  if (facts.events) return "";
+  const bool opened = !Failed(facts, {"ServiceManager.Open", "ServiceManager.OpenExisting"});
+  const bool stays = facts.odd_services || Failed(facts, {"Service.SendStop", "Service.Delete"});
+  if (opened && !stays && facts.tunnel_after.installed) return "the tunnel service";
   const bool scrubbed = !facts.conf_after || *facts.conf_after == std::string(4096, '\0');
-  return scrubbed || facts.odd_files ? "" : "the file " + *facts.conf_after;
+  const bool spoilt = facts.odd_files || Failed(facts, {"ReadProcessVariable", "OutputFile.Open",
+                                                        "OutputFile.Write", "OutputFile.Close"});
+  return scrubbed || spoilt ? "" : "the file " + *facts.conf_after;
 }
 
 // A cancel is seen after the 100 ms that the timer is asleep for.

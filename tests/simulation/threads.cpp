@@ -90,8 +90,9 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
   Baton* baton = BatonOfThisThread();
   if (baton == nullptr || baton->IsQuiet()) return pthread_mutex_lock(mutex);
   if (veltrane::simulated::Machine::Current().calls.Begin("Mutex.Lock")) return EAGAIN;
+  baton->WaitUntil([mutex] { return pthread_mutex_trylock(mutex) == 0; });
   Process::Current()->NoteLocks(1);
-  return pthread_mutex_lock(mutex);
+  return 0;
 }
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {

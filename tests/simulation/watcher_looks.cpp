@@ -28,7 +28,8 @@ std::string Watcher::OnMoment() {
   moment.pipe_threads = baton_.Count(Role::kPipe);
   moment.idle = IsIdle();
   if (!exchange_ && !TimerTearsDown()) late_.clear();
-  moment.has_server = process_.Lives() && RegisteredServer() != nullptr;
+  // Who holds the mutex of the phase between two turns keeps everybody from looking at it.
+  moment.has_server = process_.Lives() && RegisteredServer() != nullptr && process_.Locks() == 0;
   if (moment.has_server) std::tie(moment.phase, moment.node) = ReadPhase();
   if (moment.has_server && moment.idle) moment.phases = phases_.Now();
   moment.open = Open();
@@ -130,7 +131,7 @@ bool Watcher::IsTunnel(std::uint32_t interface_index) const {
 
 Phase Watcher::ReadPhase() const {
   const IpcServer* server = RegisteredServer();
-  if (server == nullptr) return {};
+  if (server == nullptr || process_.Locks() != 0) return {};
   const Baton::Quiet quiet(baton_);
   const ConnectionPhase now = server->Snapshot();
   return {now.phase, now.node_id};

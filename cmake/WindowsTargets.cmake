@@ -2,6 +2,7 @@
 add_executable(VeltraneVpnService service/main.cpp)
 target_link_libraries(VeltraneVpnService PRIVATE rooms)
 target_link_options(VeltraneVpnService PRIVATE -municode)
+describe_executable(VeltraneVpnService "Veltrane VPN service")
 
 include(GoogleTest)
 add_subdirectory(lab)

@@ -131,6 +131,14 @@ def check_recipes():
             verdict(f"{path} of CONTRIBUTING.md exists", "" if (ROOT / path).exists() else "it does not")
 
 
+def check_version():
+    """Everything else takes the version from CMakeLists.txt."""
+    project = re.search(r"^project\(\w+ VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.MULTILINE)
+    change = re.search(r"^## +(\S+)", (ROOT / "CHANGELOG.md").read_text(), re.MULTILINE)
+    verdict("CHANGELOG.md begins with the version of CMakeLists.txt",
+            "" if change[1] == project[1] else f"{change[1]}, {project[1]}")
+
+
 def check_documents():
     for name in names():
         verdict(f"{name} is a valid schema", schema_error(name))
@@ -141,3 +149,4 @@ def check_documents():
     check_errors()
     check_settings()
     check_recipes()
+    check_version()

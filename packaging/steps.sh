@@ -4,6 +4,16 @@
 # product FILTER: asks the product.json of the build.
 product() { jq -r "$1" build/windows/product.json; }
 
+# check_what_was_built: fails unless the executables are protected and import as they should.
+check_what_was_built() {
+  local executables
+  mapfile -t executables < <(product '.executables[]')
+  scripts/check_executables "${executables[@]}" >"$build/check_executables.log" 2>&1 || {
+    grep -v '^  ok ' "$build/check_executables.log" >&2
+    die "the executables are not as they are shipped; see build/check_executables.log"
+  }
+}
+
 # copy_executables: to $stage, and to $setup the library of the installer.
 copy_executables() {
   local file

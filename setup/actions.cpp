@@ -76,8 +76,8 @@ bool RemoveServices(InstallerSession& session) {
   if (plan->ends_tunnel && !DeleteService(kTunnelServiceName)) {
     return Succeeded(session, "The service VeltraneVpnTunnel$Active cannot be deleted");
   }
-  if (!plan->has_service) {
-    session.Note("Veltrane VPN: The service VeltraneVpnTunnel runs another program and stays.");
+  if (plan->before.exists && !plan->has_service) {
+    session.Note("Veltrane VPN: The service VeltraneVpnTunnel runs another program, and stays.");
     return true;
   }
   if (!DeleteService(kServiceName)) {

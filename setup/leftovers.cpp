@@ -39,14 +39,15 @@ void RemoveLeftovers(const std::wstring& conf, InstallerSession& session) {
   const std::wstring temporary = conf + L".tmp";
   for (const std::wstring& path : {folder_above, folder, conf, temporary}) {
     if (!LeadsElsewhere(path)) continue;
-    session.Note(WideToUtf8(path) + " is a reparse point: nothing below it is removed");
+    session.Note("Veltrane VPN: " + WideToUtf8(path) + " is a reparse point; what is in it stays.");
     return;
   }
   ScrubAndRemove(conf);
   ScrubAndRemove(temporary);
   for (const std::wstring& path : {folder, folder_above}) {
     if (IsThere(path) && !RemoveFolder(path)) {
-      session.Note(WideToUtf8(path) + " stays, because something else is in it");
+      session.Note("Veltrane VPN: " + WideToUtf8(path) +
+                   " stays, because something else is in it.");
       return;
     }
   }

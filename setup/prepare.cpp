@@ -115,6 +115,9 @@ bool PrepareInstallation(InstallerSession& session) {
     return Refuse(session, "The registration of the service VeltraneVpnTunnel cannot be read" +
                                WindowsError(before.Error()));
   }
+  if (!session.Property(L"NEWERPRODUCT").empty() && session.Property(L"Installed").empty()) {
+    return Refuse(session, "A newer version is installed; uninstall it first");
+  }
   Plan plan{.program = folder + L"\\" + kServiceProgram,
             .conf = ConfigurationFile(*before),
             .user = InstallingUser(),

@@ -31,7 +31,7 @@ Result<std::vector<std::wstring>> ReadEnvironment() {
 std::string InstallPatiently(const std::wstring& program) {
   std::wstring error;
   for (int tries = 1; !InstallService(program, &error); ++tries) {
-    if (tries == kTries) return "the service cannot be registered: " + WideToUtf8(error);
+    if (tries == kTries) return "The service cannot be registered: " + WideToUtf8(error);
     SleepMilliseconds(kTryAgainMilliseconds);
   }
   return {};
@@ -39,15 +39,15 @@ std::string InstallPatiently(const std::wstring& program) {
 
 std::string Configure(const std::wstring& command_line, std::uint32_t start_type) {
   const Result<ServiceFacts> facts = ReadServiceFacts(kServiceName);
-  if (!facts) return "the registered service cannot be read" + WindowsError(facts.Error());
+  if (!facts) return "The registered service cannot be read" + WindowsError(facts.Error());
   if (facts->command_line == command_line && facts->start_type == start_type) return {};
   std::optional<ServiceManager> manager = ServiceManager::Open(kManagerAllAccess);
-  if (!manager) return "the service control manager cannot be opened";
+  if (!manager) return "The service control manager cannot be opened";
   std::optional<Service> service = manager->OpenExisting(kServiceName, kServiceAllAccess);
-  if (!service) return "the registered service cannot be opened";
+  if (!service) return "The registered service cannot be opened";
   ServiceSettings settings = OwnServiceSettings(kServiceName, command_line);
   settings.start_type = start_type;
-  return service->ChangeSettings(settings) ? "" : "the service cannot be reconfigured";
+  return service->ChangeSettings(settings) ? "" : "The service cannot be reconfigured";
 }
 
 std::string WriteEnvironment(const std::vector<std::wstring>& environment) {
@@ -56,7 +56,7 @@ std::string WriteEnvironment(const std::vector<std::wstring>& environment) {
   const std::uint32_t error = environment.empty()
                                   ? RemoveRegistryValue(ServiceKey(), kEnvironment)
                                   : WriteRegistryTexts(ServiceKey(), kEnvironment, environment);
-  return error == 0 ? "" : "the settings of the service cannot be written" + WindowsError(error);
+  return error == 0 ? "" : "The settings of the service cannot be written" + WindowsError(error);
 }
 
 }  // namespace

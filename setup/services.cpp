@@ -10,9 +10,10 @@
 namespace veltrane {
 namespace {
 
-constexpr std::uint32_t kPollMilliseconds = 1000;
-constexpr int kDeletePolls = 10;
-constexpr int kStartPolls = 15;
+constexpr std::uint32_t kPollMilliseconds = 200;
+constexpr int kPollsPerSecond = 5;
+constexpr int kDeleteSeconds = 10;
+constexpr int kStartSeconds = 15;
 
 bool IsGone(const std::wstring& name) {
   return ReadServiceFacts(name).Error() == kErrorServiceDoesNotExist;
@@ -36,7 +37,7 @@ bool StopService(const std::wstring& name, int seconds) {
   if (HasStopped(name)) return true;
   std::optional<Service> service = Open(name);
   if (service) service->SendStop();
-  for (int poll = 0; poll < seconds; ++poll) {
+  for (int poll = 0; poll < seconds * kPollsPerSecond; ++poll) {
     if (HasStopped(name)) return true;
     SleepMilliseconds(kPollMilliseconds);
   }
@@ -49,7 +50,7 @@ bool DeleteService(const std::wstring& name) {
     std::optional<Service> service = Open(name);
     if (!service || !service->Delete()) return IsGone(name);
   }
-  for (int poll = 0; poll < kDeletePolls && !IsGone(name); ++poll) {
+  for (int poll = 0; poll < kDeleteSeconds * kPollsPerSecond && !IsGone(name); ++poll) {
     SleepMilliseconds(kPollMilliseconds);
   }
   return true;
@@ -60,7 +61,7 @@ std::uint32_t StartServiceAndWait(const std::wstring& name) {
   if (!service) return kErrorServiceDoesNotExist;
   const std::uint32_t error = service->Start();
   if (error != 0 && error != kErrorServiceAlreadyRunning) return error;
-  for (int poll = 0; poll < kStartPolls; ++poll) {
+  for (int poll = 0; poll < kStartSeconds * kPollsPerSecond; ++poll) {
     const std::optional<std::uint32_t> state = service->QueryState();
     if (state == kServiceRunning) return 0;
     if (state == kServiceStopped) break;

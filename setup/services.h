@@ -7,8 +7,8 @@
 
 namespace veltrane {
 
-// Sends the service a stop and waits up to this many seconds, in steps of one, until it has
-// stopped. Returns whether it has; a service that does not exist has.
+// Sends the service a stop and waits up to this many seconds until it has stopped. Returns whether
+// it has; a service that does not exist has.
 bool StopService(const std::wstring& name, int seconds);
 
 // Deletes the service and waits up to 10 s until it is gone. Returns false when it could not be

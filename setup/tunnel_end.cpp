@@ -45,12 +45,13 @@ TunnelState ReadTunnelState() {
 
 std::string BringTunnelDown(InstallerSession& session) {
   if (ReadTunnelState() == TunnelState::kDown) return {};
-  session.Note("a tunnel is up: " +
-               (ServiceChangesNothing() ? std::string(kStartupSwitch) + " is on" : Disconnect()));
+  session.Note("Veltrane VPN: A tunnel is up: " +
+               (ServiceChangesNothing() ? kStartupSwitch + std::string(" is on") : Disconnect()) +
+               ".");
   if (ReadTunnelState() == TunnelState::kDown) return {};
-  session.Note("the tunnel is still up: stopping its service");
+  session.Note("Veltrane VPN: The tunnel is still up: its service is being stopped.");
   if (StopService(kTunnelServiceName, kStopSeconds)) return {};
-  return "the tunnel does not stop; end the process \"VeltraneVpnService.exe /service ...\" and "
+  return "The tunnel does not stop; end the process \"VeltraneVpnService.exe /service ...\" and "
          "try "
          "again";
 }

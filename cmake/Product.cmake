@@ -1,9 +1,6 @@
 # The product: what operators install. The target "product" builds it, and product.json beside the
 # executables tells ./package what it is.
-set(product_targets VeltraneVpnService veltranectl)
-if(TARGET VeltraneSetup)
-  list(APPEND product_targets VeltraneSetup)
-endif()
+set(product_targets VeltraneVpnService veltranectl VeltraneSetup)
 add_custom_target(product DEPENDS ${product_targets})
 
 foreach(target ${product_targets})

@@ -16,18 +16,13 @@ check_what_was_built() {
 
 # copy_executables: to $stage, and to $setup the library of the installer.
 copy_executables() {
-  local file
-  while read -r file; do
-    case $file in
-      *.exe) cp "$file" "$stage" ;;
-      *.dll) setup=$work/$(basename "$file") && cp "$file" "$setup" ;;
-    esac
-  done < <(product '.executables[]')
+  cp build/windows/VeltraneVpnService.exe build/windows/veltranectl.exe "$stage"
+  cp build/windows/VeltraneSetup.dll "$setup"
 }
 
 # copy_documents: to $stage what an operator reads; how the service is made and tested stays here.
 copy_documents() {
-  cp LICENSE "$stage"
+  cp LICENSE SECURITY.md CHANGELOG.md "$stage"
   mkdir "$stage/docs"
   cp docs/*.md "$stage/docs"
   rm "$stage/docs/architecture.md" "$stage/docs/lab.md"

@@ -19,9 +19,9 @@ def licences(expression):
 
 def shipped(file, product):
     """One of our own executables."""
-    return {"type": "application", "bom-ref": file.name, "publisher": product["publisher"],
-            "name": file.name, "version": product["version"], "hashes": hashes(file),
-            "licenses": licences("MIT")}
+    return {"type": "library" if file.suffix == ".dll" else "application", "bom-ref": file.name,
+            "publisher": product["publisher"], "name": file.name, "version": product["version"],
+            "hashes": hashes(file), "licenses": licences("MIT")}
 
 
 def added(library):

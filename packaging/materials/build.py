@@ -30,7 +30,8 @@ def read_map(map_file):
         archives.setdefault(archive, set()).add(member)
     loaded = re.findall(r"^LOAD (.*)$", text, re.MULTILINE)
     objects = {name for name in loaded if name.endswith((".o", ".obj", ".res"))}
-    others = {name for name in loaded if not name.endswith(".a")} - objects - {"dll stuff"}
+    # A .def lists the exports of a DLL; the linker's own tables are "dll stuff".
+    others = {name for name in loaded if not name.endswith((".a", ".def"))} - objects - {"dll stuff"}
     if others or not objects or not archives:
         raise Failure(f"{map_file} is not understood: {sorted(others) or 'nothing was linked'}")
     return objects, archives

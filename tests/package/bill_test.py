@@ -71,7 +71,7 @@ class Bill(unittest.TestCase):
         self.assertEqual(len(list(validator().iter_errors(self.bill))), 2)
 
     def test_names_every_component_with_the_version_that_is_installed(self):
-        libraries = {each["name"]: each for each in self.bill["components"] if each["type"] == "library"}
+        libraries = {each["name"]: each for each in self.bill["components"] if "purl" in each}
         self.assertEqual(libraries.keys(), PACKAGES.keys())
         for name, package in PACKAGES.items():
             installed = subprocess.run(["dpkg-query", "-W", "-f=${Version}", package], check=True,
@@ -91,12 +91,13 @@ class Bill(unittest.TestCase):
     def test_says_which_executable_contains_what(self):
         contains = {each["ref"]: each["dependsOn"] for each in self.bill["dependencies"]}
         self.assertEqual(contains["VeltraneVpnService.exe"], RUNTIME)
-        self.assertEqual(contains["veltranectl.exe"], sorted([*RUNTIME, "CLI11", "nlohmann-json"]))
+        self.assertEqual(contains["veltranectl.exe"], ["CLI11", *RUNTIME[:5], "nlohmann-json", "winpthreads"])
+        self.assertEqual(contains["VeltraneSetup.dll"], [*RUNTIME[:5], "nlohmann-json", "winpthreads"])
 
     def test_has_the_hashes_of_the_executables(self):
-        for name in made.EXECUTABLES:
+        for name in (*made.EXECUTABLES, "VeltraneSetup.dll"):
             self.assertEqual(component(self.bill, name)["hashes"],
-                             [{"alg": "SHA-256", "content": sha256(made.plain_files() / name)}], name)
+                             [{"alg": "SHA-256", "content": sha256(made.installed_files() / name)}], name)
 
     def test_has_the_hash_of_each_file_that_was_linked_or_compiled(self):
         files = [file for each in self.bill["components"] for file in each.get("components", [])]
@@ -111,9 +112,9 @@ class Bill(unittest.TestCase):
     def test_of_a_signed_package_has_what_is_shipped(self):
         bill = read_bill(made.signed())
         self.assertEqual([error.message for error in validator().iter_errors(bill)], [])
-        for name in (*made.EXECUTABLES, "tunnel.dll", "wireguard.dll"):
+        for name in (*made.EXECUTABLES, "tunnel.dll", "wireguard.dll", "VeltraneSetup.dll"):
             self.assertEqual(component(bill, name)["hashes"][0]["content"],
-                             sha256(made.signed_files() / name), name)
+                             sha256(made.signed_installed_files() / name), name)
 
 
 class Unreviewed(unittest.TestCase):

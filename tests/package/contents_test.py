@@ -9,17 +9,12 @@ import pefile
 
 import made
 
-PRODUCT = json.loads((made.ROOT / "build/windows/product.json").read_text())
-HAS_INSTALLER = any(file.endswith(".dll") for file in PRODUCT["executables"])
-
 
 class Package(unittest.TestCase):
     def test_has_installer_zip_bill_and_sums(self):
         names = {file.name for file in made.plain().iterdir()}
-        expected = {"veltrane-vpn-1.0.0-x64.zip", "veltrane-vpn-1.0.0-x64.cdx.json", "SHA256SUMS"}
-        if HAS_INSTALLER:
-            expected.add("veltrane-vpn-1.0.0-x64.msi")
-        self.assertEqual(names, expected)
+        self.assertEqual(names, {"veltrane-vpn-1.0.0-x64.msi", "veltrane-vpn-1.0.0-x64.zip",
+                                 "veltrane-vpn-1.0.0-x64.cdx.json", "SHA256SUMS"})
 
     def test_sums_are_those_of_all_its_files(self):
         sums = (made.plain() / "SHA256SUMS").read_text()
@@ -40,7 +35,7 @@ class Zip(unittest.TestCase):
 
     def test_has_executables_licence_notice_and_documents(self):
         names = {entry.filename.partition("/")[2] for entry in self.entries()}
-        self.assertLessEqual({"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE",
+        self.assertLessEqual({"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE", "SECURITY.md",
                               "docs/limits.md", "docs/operations.md", "docs/protocol.md",
                               "docs/veltranectl.md", "docs/schema/doctor.schema.json"}, names)
 
@@ -48,7 +43,8 @@ class Zip(unittest.TestCase):
         documents = re.compile(r"docs/[a-z]+\.md|docs/schema/[\w-]+\.schema\.json")
         names = {entry.filename.partition("/")[2] for entry in self.entries()}
         self.assertEqual({name for name in names if not documents.fullmatch(name)},
-                         {"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE"})
+                         {"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE", "SECURITY.md",
+                          "CHANGELOG.md"})
         self.assertFalse({"docs/architecture.md", "docs/lab.md"} & names)
 
     def test_has_the_executables_of_the_build(self):
@@ -61,6 +57,21 @@ class Zip(unittest.TestCase):
         self.assertEqual(names, sorted(names))
         self.assertEqual({entry.date_time for entry in self.entries()}, {(2023, 11, 14, 22, 13, 20)})
         self.assertEqual({oct(entry.external_attr >> 16) for entry in self.entries()}, {"0o100644"})
+
+
+class Installer(unittest.TestCase):
+    def test_has_the_files_of_the_zip(self):
+        def contents(folder):
+            return {str(file.relative_to(folder)): file.read_bytes()
+                    for file in folder.rglob("*") if file.is_file()}
+        files = contents(made.installed_files())
+        del files["VeltraneSetup.dll"]
+        self.assertEqual(files.keys(), contents(made.plain_files()).keys())
+        self.assertEqual(files, contents(made.plain_files()))
+
+    def test_has_the_library_of_the_build(self):
+        self.assertEqual((made.installed_files() / "VeltraneSetup.dll").read_bytes(),
+                         (made.ROOT / "build/windows/VeltraneSetup.dll").read_bytes())
 
 
 class Documents(unittest.TestCase):
@@ -90,8 +101,8 @@ class Version(unittest.TestCase):
     """CMakeLists.txt has the version, and everything else has it from there."""
 
     def test_is_in_the_version_resource_of_each_executable(self):
-        for name in made.EXECUTABLES:
-            image = pefile.PE(made.plain_files() / name)
+        for name in (*made.EXECUTABLES, "VeltraneSetup.dll"):
+            image = pefile.PE(made.installed_files() / name)
             texts = {key: value for table in image.FileInfo[0] if table.Key == b"StringFileInfo"
                      for key, value in table.StringTable[0].entries.items()}
             self.assertEqual((texts[b"FileVersion"], texts[b"ProductVersion"]), (b"1.0.0", b"1.0.0"), name)
@@ -106,7 +117,6 @@ class Version(unittest.TestCase):
         bill = json.loads(made.named(made.plain(), ".cdx.json").read_text())
         self.assertEqual(bill["metadata"]["component"]["version"], "1.0.0")
 
-    @unittest.skipUnless(HAS_INSTALLER, "no installer was built")
     def test_is_in_the_installer(self):
         table = subprocess.run(["msiinfo", "export", made.named(made.plain(), ".msi"), "Property"],
                                check=True, text=True, stdout=subprocess.PIPE).stdout

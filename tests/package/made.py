@@ -71,6 +71,23 @@ def plain_files():
     return unpack(plain())
 
 
+def unpack_installer(folder):
+    """Extracts the MSI of a package beside it. Returns the folder of its files, in which the library of
+    its custom actions is an additional one."""
+    target = WORK / f"{folder.name}-extracted"
+    installer = named(folder, ".msi")
+    subprocess.run(["msiextract", "-C", target, installer], check=True, stdout=subprocess.DEVNULL)
+    files = target / "Veltrane VPN"
+    with open(files / "VeltraneSetup.dll", "wb") as library:
+        subprocess.run(["msiinfo", "extract", installer, "Binary.VeltraneSetup"], check=True, stdout=library)
+    return files
+
+
+@once
+def installed_files():
+    return unpack_installer(plain())
+
+
 @once
 def elsewhere():
     """A copy of this tree in another folder, in which nothing was built yet."""
@@ -123,3 +140,8 @@ def signed():
 @once
 def signed_files():
     return unpack(signed())
+
+
+@once
+def signed_installed_files():
+    return unpack_installer(signed())

@@ -36,7 +36,7 @@ class SameBytes(unittest.TestCase):
                              "of the sources\n"))
 
     def test_name_no_folder_of_the_build_machine(self):
-        files = [*made.plain().iterdir(), *made.plain_files().rglob("*")]
+        files = [*made.plain().iterdir(), *made.plain_files().rglob("*"), *made.installed_files().iterdir()]
         found = [(file.name, str(folder)) for file in files if file.is_file()
                  for folder in (made.ROOT, made.WORK, made.elsewhere())
                  if str(folder).encode() in file.read_bytes()

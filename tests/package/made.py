@@ -9,7 +9,9 @@ import zipfile
 import certificates
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-EPOCH = 1700000000  # 2023-11-14 22:13:20 UTC
+# The time of the last commit, which ./package takes where it is not told another one.
+EPOCH = int(subprocess.run(["git", "log", "-1", "--format=%ct"], cwd=ROOT, check=True, text=True,
+                           stdout=subprocess.PIPE).stdout)
 WORK = pathlib.Path(tempfile.mkdtemp(prefix="veltrane-package-"))
 EXECUTABLES = ("VeltraneVpnService.exe", "veltranectl.exe")
 
@@ -33,9 +35,10 @@ def once(make_it):
 
 def run_package(*arguments, tree=ROOT, **environment):
     """Runs ./package of a tree, without the caller's settings. Returns the finished process."""
-    clean = {name: value for name, value in os.environ.items() if not name.startswith("SIGN_")}
+    clean = {name: value for name, value in os.environ.items()
+             if not name.startswith("SIGN_") and name != "SOURCE_DATE_EPOCH"}
     return subprocess.run([tree / "package", *map(str, arguments)], text=True, cwd=WORK,
-                          env=clean | {"SOURCE_DATE_EPOCH": str(EPOCH)} | environment,
+                          env=clean | environment,
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
@@ -90,7 +93,7 @@ def installed_files():
 
 @once
 def elsewhere():
-    """A copy of this tree in another folder, in which nothing was built yet."""
+    """A copy of this tree in another folder, without its history and without anything built."""
     copy = WORK / "another folder" / "with a longer name"
     files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT, check=True,
                            text=True, stdout=subprocess.PIPE).stdout.split("\0")
@@ -104,7 +107,7 @@ def elsewhere():
 @once
 def built_elsewhere():
     """The package that ./package makes there by default, in dist/."""
-    finished = run_package(tree=elsewhere())
+    finished = run_package(tree=elsewhere(), SOURCE_DATE_EPOCH=str(EPOCH))
     if finished.returncode:
         raise AssertionError(f"./package failed: {finished.stdout}{finished.stderr}")
     return elsewhere() / "dist"

@@ -4,10 +4,7 @@ target_compile_definitions(options INTERFACE
 target_compile_options(options INTERFACE -ffunction-sections -fdata-sections)
 target_link_options(options INTERFACE -static -Wl,--gc-sections -s)
 
-# The same sources give the same bytes, whatever the folders are called and whenever they are built.
-target_compile_options(options INTERFACE
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
-target_link_options(options INTERFACE -Wl,--no-insert-timestamp)
+include(WindowsHardening)
 
 file(GLOB platform_sources CONFIGURE_DEPENDS platform/windows/*.cpp)
 add_library(platform STATIC ${platform_sources})

@@ -5,7 +5,7 @@ import re
 from schemas import (ROOT, errors, first_error, names, operations, schema_error, table, takes, validator,
                      verdict, words)
 
-DOCUMENTS = sorted([ROOT / "README.md", *(ROOT / "docs").glob("*.md")])
+DOCUMENTS = sorted([ROOT / "README.md", ROOT / "SECURITY.md", *(ROOT / "docs").glob("*.md")])
 
 
 def with_more_members(value):
@@ -131,6 +131,17 @@ def check_recipes():
             verdict(f"{path} of CONTRIBUTING.md exists", "" if (ROOT / path).exists() else "it does not")
 
 
+def check_evidence():
+    """The tests and files that SECURITY.md names as evidence exist."""
+    text = (ROOT / "SECURITY.md").read_text()
+    written = {f"{suite}.{name}" for path in (ROOT / "tests").rglob("*_test.cpp")
+               for suite, name in re.findall(r"^TEST(?:_F|_P)?\((\w+),\s*(\w+)\)", path.read_text(), re.MULTILINE)}
+    for test in re.findall(r"`([A-Z]\w*[a-z]\w*\.[A-Z]\w+)`", text):
+        verdict(f"{test} of SECURITY.md is a test", "" if test in written else "it is not")
+    for path in re.findall(r"`((?:cmake|scripts|tests)/[\w./]+)", text):
+        verdict(f"{path} of SECURITY.md exists", "" if (ROOT / path).exists() else "it does not")
+
+
 def check_version():
     """Everything else takes the version from CMakeLists.txt."""
     project = re.search(r"^project\(\w+ VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.MULTILINE)
@@ -149,4 +160,5 @@ def check_documents():
     check_errors()
     check_settings()
     check_recipes()
+    check_evidence()
     check_version()

@@ -12,8 +12,10 @@ namespace {
 
 constexpr std::uint32_t kPollMilliseconds = 200;
 constexpr int kPollsPerSecond = 5;
+constexpr int kEndSeconds = 10;
 constexpr int kDeleteSeconds = 10;
 constexpr int kStartSeconds = 15;
+constexpr std::uint32_t kErrorNoSuchProcess = 87;  // ERROR_INVALID_PARAMETER of OpenProcess
 
 bool IsGone(const std::wstring& name) {
   return ReadServiceFacts(name).Error() == kErrorServiceDoesNotExist;
@@ -34,14 +36,25 @@ std::optional<Service> Open(const std::wstring& name) {
 }  // namespace
 
 bool StopService(const std::wstring& name, int seconds) {
-  if (HasStopped(name)) return true;
-  std::optional<Service> service = Open(name);
-  if (service) service->SendStop();
-  for (int poll = 0; poll < seconds * kPollsPerSecond; ++poll) {
-    if (HasStopped(name)) return true;
+  std::uint32_t process_id = 0;
+  for (int poll = 0; !HasStopped(name); ++poll) {
+    if (poll == seconds * kPollsPerSecond) return false;
+    const Result<ServiceFacts> facts = ReadServiceFacts(name);
+    if (facts && facts->process_id != 0) process_id = facts->process_id;
+    if (facts && facts->state == kServiceRunning) {
+      if (std::optional<Service> service = Open(name)) service->SendStop();
+    }
+    if (!HasStopped(name)) SleepMilliseconds(kPollMilliseconds);
+  }
+  AwaitProcessEnd(process_id);
+  return true;
+}
+
+void AwaitProcessEnd(std::uint32_t process_id) {
+  for (int poll = 0; poll < kEndSeconds * kPollsPerSecond; ++poll) {
+    if (process_id == 0 || ReadProcessStart(process_id).Error() == kErrorNoSuchProcess) return;
     SleepMilliseconds(kPollMilliseconds);
   }
-  return HasStopped(name);
 }
 
 bool DeleteService(const std::wstring& name) {

@@ -7,9 +7,14 @@
 
 namespace veltrane {
 
-// Sends the service a stop and waits up to this many seconds until it has stopped. Returns whether
-// it has; a service that does not exist has.
+// Sends the service a stop, again as long as it runs, and waits up to this many seconds until it
+// has stopped and its process has ended. Returns whether it has stopped; a service that does not
+// exist has.
 bool StopService(const std::wstring& name, int seconds);
+
+// Waits up to 10 s until the process has ended, which holds the file that it runs from. Returns at
+// once for 0.
+void AwaitProcessEnd(std::uint32_t process_id);
 
 // Deletes the service and waits up to 10 s until it is gone. Returns false when it could not be
 // marked for deletion; one that is marked and not yet gone goes later.

@@ -45,10 +45,14 @@ TunnelState ReadTunnelState() {
 
 std::string BringTunnelDown(InstallerSession& session) {
   if (ReadTunnelState() == TunnelState::kDown) return {};
+  const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
   session.Note("Veltrane VPN: A tunnel is up: " +
                (ServiceChangesNothing() ? kStartupSwitch + std::string(" is on") : Disconnect()) +
                ".");
-  if (ReadTunnelState() == TunnelState::kDown) return {};
+  if (ReadTunnelState() == TunnelState::kDown) {
+    AwaitProcessEnd(tunnel ? tunnel->process_id : 0);
+    return {};
+  }
   session.Note("Veltrane VPN: The tunnel is still up: its service is being stopped.");
   if (StopService(kTunnelServiceName, kStopSeconds)) return {};
   return "The tunnel does not stop; end the process \"VeltraneVpnService.exe /service ...\" and "

@@ -13,6 +13,15 @@ std::string ErrorReplyText(const std::string& error, const std::string& message)
   return R"({"ok":false,"error":")" + error + R"(","message":")" + message + R"("})";
 }
 
+// Whether an interface of that name counts as a tunnel's.
+bool IsNameOfTunnel(std::string alias) {
+  for (char& c : alias) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return alias.find("wireguard") != std::string::npos ||
+         alias.find("wintun") != std::string::npos || alias.find("tunnel") != std::string::npos;
+}
+
 }  // namespace
 
 void Story::CheckReply(const std::string& request, const std::string& reply) {
@@ -159,7 +168,9 @@ std::string Story::ExpectedError(const naive::Profile& profile) const {
   guarded.allowed_ips = naive::GuardedAllowedIps(profile.allowed_ips, profile.address);
   guarded.dns.clear();
   if (naive::HasCatchAll(naive::ConfigurationOf(guarded))) return "poc_route_guard_failed";
-  return surroundings_.other_tunnel ? "poc_default_route_detected" : "";
+  const bool default_route_of_a_tunnel =
+      surroundings_.other_tunnel || IsNameOfTunnel(surroundings_.adapter_alias);
+  return default_route_of_a_tunnel ? "poc_default_route_detected" : "";
 }
 
 void Story::CheckRefused(const naive::Profile& profile, const std::string& reply) {

@@ -90,6 +90,28 @@ TEST_F(TunnelEnd, WaitsForATunnelThatStopsSlowly) {
   EXPECT_TRUE(UpgradeAnyway());
 }
 
+TEST_F(TunnelEnd, IsAskedAgainOfATunnelThatWasStillStarting) {
+  ASSERT_TRUE(Install());
+  AddTunnel();
+  machine.services.SetState(kTunnel, simulated::kStartPending);
+  int sleeps = 0;
+  machine.clock.OnSleep([this, &sleeps](std::uint32_t) {
+    if (++sleeps == 20) machine.services.SetState(kTunnel, simulated::kRunning);
+  });
+  EXPECT_TRUE(UpgradeAnyway());
+  EXPECT_EQ(State(kTunnel), simulated::kStopped);
+}
+
+TEST_F(TunnelEnd, IsNotOverBeforeTheProcessHasEnded) {
+  ASSERT_TRUE(Install());
+  AddTunnel();
+  machine.OnCall("ReadProcessStart", 2, [this] { side.service_process = 4712; });
+  side.pipe_server = std::nullopt;
+  EXPECT_TRUE(UpgradeAnyway());
+  EXPECT_EQ(machine.calls.Of("ReadProcessStart"),
+            (std::vector<std::string>{"ReadProcessStart 4711", "ReadProcessStart 4711"}));
+}
+
 TEST_F(TunnelEnd, ComesWithEveryRemoval) {
   RunInstalled();
   AddTunnel();

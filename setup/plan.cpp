@@ -43,7 +43,7 @@ class Unpacker {
       whole_ = false;
       return {};
     }
-    const std::wstring field = text_.substr(position_, end - position_);
+    std::wstring field = text_.substr(position_, end - position_);
     position_ = end + 1;
     return field;
   }

@@ -1,5 +1,7 @@
 // Bringing a tunnel down before an upgrade or a removal.
 
+#include <algorithm>
+
 #include "tests/setup/on_installing_machine.h"
 
 namespace veltrane {
@@ -110,6 +112,16 @@ TEST_F(TunnelEnd, IsNotOverBeforeTheProcessHasEnded) {
   EXPECT_TRUE(UpgradeAnyway());
   EXPECT_EQ(machine.calls.Of("ReadProcessStart"),
             (std::vector<std::string>{"ReadProcessStart 4711", "ReadProcessStart 4711"}));
+}
+
+TEST_F(TunnelEnd, WaitsForTheProcessOfATunnelThatTheServiceHasStopped) {
+  RunInstalled();
+  AddTunnel();
+  EXPECT_TRUE(UpgradeAnyway());
+  const std::vector<std::string> calls = machine.calls.All();
+  const auto asked = std::ranges::find(calls, "ReadProcessStart 4711");
+  const auto stopped = std::ranges::find(calls, "Service.SendStop VeltraneVpnTunnel");
+  EXPECT_LT(asked, stopped);
 }
 
 TEST_F(TunnelEnd, ComesWithEveryRemoval) {

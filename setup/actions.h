@@ -3,7 +3,6 @@
 // The custom actions of the MSI; packaging/msi/product.wxs says when each runs. Each returns
 // whether the installation may go on, and explains in the log why not.
 //
-//   FindInstallFolder       immediate  an installed product stays in its folder
 //   PrepareInstallation     immediate  all refusals, before any change; plans what the others do
 //   StopServices            deferred   the tunnel, if it may be stopped, and the control service
 //   RegisterControlService  deferred   registers it, with its start type and settings
@@ -19,7 +18,6 @@
 
 namespace veltrane {
 
-bool FindInstallFolder(InstallerSession& session);
 bool PrepareInstallation(InstallerSession& session);
 bool StopServices(InstallerSession& session);
 bool RegisterControlService(InstallerSession& session);

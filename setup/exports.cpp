@@ -28,9 +28,6 @@ unsigned Run(unsigned long handle, bool (*action)(InstallerSession& session)) {
 using veltrane::Run;
 
 extern "C" {
-unsigned VeltraneFindFolder(unsigned long session) {
-  return Run(session, veltrane::FindInstallFolder);
-}
 unsigned VeltranePrepare(unsigned long session) {
   return Run(session, veltrane::PrepareInstallation);
 }

@@ -8,7 +8,6 @@
 #include "platform/service_codes.h"
 #include "platform/service_facts.h"
 #include "platform/text.h"
-#include "service/service_name.h"
 #include "setup/actions.h"
 #include "setup/folder.h"
 #include "setup/plan.h"
@@ -49,13 +48,20 @@ std::wstring ConfigurationFile(const Registration& registration) {
   return ActiveConfPath();
 }
 
-bool Runs(const std::wstring& service, const std::wstring& program) {
-  const Result<ServiceFacts> facts = ReadServiceFacts(service);
-  return facts && EqualsIgnoreCase(ProgramOf(facts->command_line), program);
+// Whether a command line runs this program, also without the quotes that a path with spaces needs.
+bool Runs(const std::wstring& command_line, const std::wstring& program) {
+  return EqualsIgnoreCase(ProgramOf(command_line), program) ||
+         EqualsIgnoreCase(command_line.substr(0, program.size() + 1), program + L" ");
+}
+
+bool TunnelRuns(const std::wstring& program) {
+  const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
+  return tunnel && Runs(tunnel->command_line, program);
 }
 
 // Why the product cannot be installed, repaired or upgraded now; empty when it can.
-std::string FindRefusal(const Plan& plan, const Wishes& wishes, bool replaces) {
+std::string FindRefusal(const Plan& plan, const Wishes& wishes,
+                        const std::wstring& earlier_program) {
   if (!wishes.problem.empty()) return wishes.problem;
   const TunnelState tunnel = ReadTunnelState();
   if (tunnel == TunnelState::kUnknown) return "It cannot be told whether a tunnel is up";
@@ -66,8 +72,10 @@ std::string FindRefusal(const Plan& plan, const Wishes& wishes, bool replaces) {
            "it "
            "brought down";
   }
-  if (plan.before.exists && !replaces && plan.before.command_line != plan.after.command_line) {
-    return "The service VeltraneVpnTunnel is already registered, with the command line " +
+  if (plan.before.exists && !Runs(plan.before.command_line, plan.program) &&
+      !Runs(plan.before.command_line, earlier_program)) {
+    return "The service VeltraneVpnTunnel is registered for another program, with the command "
+           "line " +
            WideToUtf8(plan.before.command_line) +
            ". Unregister it first, as an administrator: VeltraneVpnService.exe --uninstall";
   }
@@ -96,17 +104,6 @@ bool Refuse(InstallerSession& session, const std::string& why) {
 
 }  // namespace
 
-bool FindInstallFolder(InstallerSession& session) {
-  const Result<Registration> registration = ReadRegistration();
-  if (!registration || !registration->exists) return true;
-  const std::wstring program = ProgramOf(registration->command_line);
-  const std::wstring folder = FolderOf(program);
-  if (EqualsIgnoreCase(program, folder + L"\\" + kServiceProgram)) {
-    session.SetProperty(L"INSTALLFOLDER", folder + L"\\");
-  }
-  return true;
-}
-
 bool PrepareInstallation(InstallerSession& session) {
   const std::wstring folder = WithoutSeparator(session.Property(L"INSTALLFOLDER"));
   if (folder.empty()) return Refuse(session, "INSTALLFOLDER is not set");
@@ -124,14 +121,13 @@ bool PrepareInstallation(InstallerSession& session) {
             .before = *before,
             .after = {}};
   if (!session.Property(L"REMOVE").empty()) {
-    plan.has_service = Runs(kServiceName, plan.program);
-    plan.ends_tunnel = Runs(kTunnelServiceName, plan.program);
+    plan.has_service = before->exists && Runs(before->command_line, plan.program);
+    plan.ends_tunnel = TunnelRuns(plan.program);
   } else {
     const Wishes wishes = ReadWishes(session);
     PlanInstallation(plan, wishes);
-    const bool replaces =
-        !session.Property(L"Installed").empty() || !session.Property(L"OLDERPRODUCT").empty();
-    const std::string why = FindRefusal(plan, wishes, replaces);
+    const std::wstring earlier = WithoutSeparator(session.Property(L"PREVIOUSFOLDER"));
+    const std::string why = FindRefusal(plan, wishes, earlier + L"\\" + kServiceProgram);
     if (!why.empty()) return Refuse(session, why);
   }
   const std::wstring packed = PackPlan(plan);

@@ -10,6 +10,7 @@ import identities
 WIX = "http://schemas.microsoft.com/wix/2006/wi"
 FIXED_VERSION_SIGNATURE = struct.pack("<II", 0xFEEF04BD, 0x00010000)
 TRANSLATION = "Translation\0".encode("utf-16-le")
+TRANSLATION_VALUE = 26  # where its value begins: the next multiple of 4 from the head of 6 bytes on
 
 
 @dataclasses.dataclass
@@ -40,9 +41,7 @@ class StagedFile:
         found = content.find(TRANSLATION)
         if found < 0:
             return "1033"
-        value = found + len(TRANSLATION)
-        value += -value % 4 if (found - 6) % 4 == 0 else (found - 6 - value) % 4
-        return str(struct.unpack_from("<H", content, value)[0])
+        return str(struct.unpack_from("<H", content, found + TRANSLATION_VALUE)[0])
 
 
 def staged_files(stage):

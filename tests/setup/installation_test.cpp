@@ -88,8 +88,7 @@ TEST_F(Installation, KeepsTheSettingsOfAServiceRegisteredByHand) {
 }
 
 TEST_F(Installation, WaitsForAnEarlierServiceThatIsMarkedForDeletion) {
-  machine.services.Add(kControl);
-  machine.installer.Set(L"Installed", L"1");
+  RegisterByHand();
   machine.FailWhere("ServiceManager.Create", "VeltraneVpnTunnel", 1072);
   machine.clock.OnSleep([this](std::uint32_t) { machine.calls.Heal("ServiceManager.Create"); });
   EXPECT_TRUE(Install());
@@ -181,7 +180,7 @@ TEST_F(AnUpgrade, KeepsSettingsStartTypeAndARunningService) {
   ASSERT_TRUE(Install());
   machine.installer.Set(L"AUTO_STOP_SECONDS", L"");
   machine.installer.Set(L"START", L"");
-  EXPECT_TRUE(Upgrade());
+  EXPECT_TRUE(Install());
   EXPECT_THAT(Environment(), Optional(ElementsAre(L"VELTRANE_POC_AUTO_STOP_SECONDS=600")));
   EXPECT_EQ(machine.services.Find(kControl)->settings.start_type, 2U);
   EXPECT_EQ(State(kControl), simulated::kRunning);
@@ -195,7 +194,7 @@ TEST_F(AnUpgrade, KeepsThemAlsoWhenTheOlderVersionHasUnregisteredTheService) {
     UninstallService(nullptr);
     machine.registry.RemoveKey(RegistryRoot::kLocalMachine, kServiceKeyPath);
   });
-  EXPECT_TRUE(Upgrade());
+  EXPECT_TRUE(Install());
   EXPECT_THAT(Environment(), Optional(ElementsAre(L"VELTRANE_POC_AUTO_STOP_SECONDS=600")));
   EXPECT_EQ(machine.services.Find(kControl)->settings.start_type, 2U);
   EXPECT_EQ(State(kControl), simulated::kRunning);
@@ -203,8 +202,9 @@ TEST_F(AnUpgrade, KeepsThemAlsoWhenTheOlderVersionHasUnregisteredTheService) {
 
 TEST_F(AnUpgrade, MayMoveToAnotherFolder) {
   ASSERT_TRUE(Install());
+  machine.installer.Set(L"PREVIOUSFOLDER", kFolder + L"\\");
   machine.installer.Set(L"INSTALLFOLDER", L"C:\\Program Files\\Elsewhere\\");
-  EXPECT_TRUE(Upgrade());
+  EXPECT_TRUE(Install());
   EXPECT_EQ(machine.services.Find(kControl)->settings.command_line,
             L"\"C:\\Program Files\\Elsewhere\\VeltraneVpnService.exe\" --run-as-service");
 }
@@ -213,7 +213,7 @@ TEST_F(AnUpgrade, FailsWhenTheServiceDoesNotStop) {
   RunInstalled();
   machine.services.OnStopped({});
   machine.services.NeverStop();
-  EXPECT_FALSE(Upgrade());
+  EXPECT_FALSE(Install());
   EXPECT_THAT(Log(), testing::Contains(
                          "error: Veltrane VPN: The service VeltraneVpnTunnel does not stop."));
   side.ExpectServer(false);
@@ -222,7 +222,7 @@ TEST_F(AnUpgrade, FailsWhenTheServiceDoesNotStop) {
 TEST_F(AnUpgrade, FailsWhenATunnelComesUpMeanwhile) {
   ASSERT_TRUE(Install());
   machine.OnCall("InstallerSession.SetProperty", 1, [this] { AddTunnel(); });
-  EXPECT_FALSE(Upgrade());
+  EXPECT_FALSE(Install());
   EXPECT_THAT(Log(), ElementsAre("error: Veltrane VPN: A tunnel has come up meanwhile; disconnect "
                                  "it and try again."));
   EXPECT_EQ(State(kTunnel), simulated::kRunning);

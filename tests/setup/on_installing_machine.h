@@ -41,7 +41,7 @@ class OnInstallingMachine : public OnMachine {
     server.Stop();
   }
 
-  // Each returns whether the installation has succeeded.
+  // Each returns whether the installation has succeeded. An upgrade does what Install does.
   bool Install() {
     return Perform(
         {{L"VeltraneStop", StopServices, L"VeltraneStartAgain", RestartControlService},
@@ -51,10 +51,6 @@ class OnInstallingMachine : public OnMachine {
   }
   bool InstallAgain() {
     machine.installer.Set(L"Installed", L"1");
-    return Install();
-  }
-  bool Upgrade() {
-    machine.installer.Set(L"OLDERPRODUCT", L"{6AA21ECB-EF39-5701-984D-99266B3CA5C1}");
     return Install();
   }
   bool Uninstall() {

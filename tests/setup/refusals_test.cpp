@@ -52,7 +52,7 @@ TEST_F(Refusal, IsMadeWhileATunnelIsUp) {
 TEST_F(Refusal, IsMadeWhileATunnelStarts) {
   AddTunnel();
   machine.services.SetState(kTunnel, simulated::kStartPending);
-  EXPECT_EQ(Of([this] { return Upgrade(); }), kTunnelIsUp);
+  EXPECT_EQ(OfInstallation(), kTunnelIsUp);
 }
 
 TEST_F(Refusal, IsMadeOfARepairWhileATunnelIsUp) {
@@ -81,12 +81,25 @@ TEST_F(Refusal, IsMadeOfSettingsOfAnotherType) {
             "(Windows error 1630). Nothing was changed.");
 }
 
-TEST_F(Refusal, IsMadeOfAServiceThatIsRegisteredElsewhere) {
+constexpr char kAnotherProgram[] =
+    "error: Veltrane VPN: The service VeltraneVpnTunnel is registered for another program, with "
+    "the command line \"C:\\Tools\\VeltraneVpnService.exe\" --run-as-service. Unregister it "
+    "first, as an administrator: VeltraneVpnService.exe --uninstall. Nothing was changed.";
+
+TEST_F(Refusal, IsMadeOfAServiceThatRunsAnotherProgram) {
   RegisterByHand(L"C:\\Tools\\VeltraneVpnService.exe");
-  EXPECT_EQ(OfInstallation(),
-            "error: Veltrane VPN: The service VeltraneVpnTunnel is already registered, with the "
-            "command line \"C:\\Tools\\VeltraneVpnService.exe\" --run-as-service. Unregister it "
-            "first, as an administrator: VeltraneVpnService.exe --uninstall. Nothing was changed.");
+  EXPECT_EQ(OfInstallation(), kAnotherProgram);
+}
+
+TEST_F(Refusal, IsMadeOfARepairWhenTheServiceRunsAnotherProgram) {
+  RegisterByHand(L"C:\\Tools\\VeltraneVpnService.exe");
+  EXPECT_EQ(Of([this] { return InstallAgain(); }), kAnotherProgram);
+}
+
+TEST_F(Refusal, IsMadeOfAnUpgradeWhenTheServiceRunsAnotherProgram) {
+  machine.installer.Set(L"PREVIOUSFOLDER", L"C:\\Program Files\\Elsewhere\\");
+  RegisterByHand(L"C:\\Tools\\VeltraneVpnService.exe");
+  EXPECT_EQ(OfInstallation(), kAnotherProgram);
 }
 
 TEST_F(Refusal, IsNotMadeOfAServiceThatIsRegisteredHereByHand) {
@@ -154,28 +167,6 @@ TEST_F(Refusal, IsNeverMadeOfARemoval) {
   machine.installer.Set(L"START", L"never");
   EXPECT_TRUE(Uninstall());
 }
-
-class InstallFolder : public OnInstallingMachine {
- protected:
-  std::wstring Find() {
-    machine.installer.Set(L"INSTALLFOLDER", L"");
-    InstallerSession session(1);
-    EXPECT_TRUE(FindInstallFolder(session));
-    return machine.installer.Get(L"INSTALLFOLDER");
-  }
-};
-
-TEST_F(InstallFolder, IsThatOfTheRegisteredService) {
-  RegisterByHand(L"D:\\Apps\\Veltrane\\veltranevpnservice.exe");
-  EXPECT_EQ(Find(), L"D:\\Apps\\Veltrane\\");
-}
-
-TEST_F(InstallFolder, IsLeftOpenForAnotherProgram) {
-  RegisterByHand(L"D:\\Apps\\other.exe");
-  EXPECT_EQ(Find(), L"");
-}
-
-TEST_F(InstallFolder, IsLeftOpenWithoutAService) { EXPECT_EQ(Find(), L""); }
 
 }  // namespace
 }  // namespace veltrane

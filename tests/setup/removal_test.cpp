@@ -149,9 +149,10 @@ TEST_F(Rollback, OfASettingThatWasNotThereTakesItAway) {
 }
 
 TEST_F(Rollback, OfAnUpgradeToAnotherFolderBringsBackTheOlderCommandLine) {
+  machine.installer.Set(L"PREVIOUSFOLDER", L"C:\\Tools\\");
   RegisterByHand(L"C:\\Tools\\VeltraneVpnService.exe");
   FailAtTheEnd();
-  EXPECT_FALSE(Upgrade());
+  EXPECT_FALSE(Install());
   EXPECT_EQ(machine.services.Find(kControl)->settings.command_line,
             L"\"C:\\Tools\\VeltraneVpnService.exe\" --run-as-service");
 }

@@ -17,7 +17,7 @@ class TunnelEnd : public OnInstallingMachine {
   // An upgrade that may bring the tunnel down.
   bool UpgradeAnyway() {
     machine.installer.Set(L"TUNNEL", L"stop");
-    return Upgrade();
+    return Install();
   }
 };
 

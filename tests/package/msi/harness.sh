@@ -80,9 +80,11 @@ configuration() {
   say "${found:-none}"
 }
 
-# The machine in seven lines.
+# The machine, as what the tests compare.
 machine() {
   printf 'product:  %s\n' "$(products | grep . || say none)"
+  printf 'folder:   %s\n' "$(tool reg query 'HKLM\SOFTWARE\Veltrane' /s |
+    sed -nE 's/^ +InstallFolder +REG_SZ +//p' | grep . || say none)"
   printf 'files:    %s\n' "$(files)"
   printf 'command:  %s\n' "$(service_value ImagePath | grep . || say none)"
   printf 'start:    %s\n' "$(service_value Start | grep . || say none)"
@@ -96,10 +98,10 @@ machine() {
 verdict() {
   if [ -z "$3" ]; then
     passed=$((passed + 1))
-    printf '%-52s| %-44s| passed\n' "$1" "$2" | tee -a "$table"
+    printf '%-70s| %-42s| passed\n' "$1" "$2" | tee -a "$table"
   else
     failed=$((failed + 1))
-    printf '%-52s| %-44s| FAILED\n%s\n' "$1" "$2" "$3" | tee -a "$table"
+    printf '%-70s| %-42s| FAILED\n%s\n' "$1" "$2" "$3" | tee -a "$table"
   fi
 }
 
@@ -120,6 +122,7 @@ expect() {
 expect_nothing() {
   expect "$1" "$2" "$3" <<'END'
 product:  none
+folder:   none
 files:    none
 command:  none
 start:    none

@@ -10,6 +10,7 @@ registered() {
 msi /i "$new"
 expect "an installation registers the service, and starts nothing" 0 "" <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x3
@@ -35,6 +36,7 @@ echo changed >"$drive/Program Files/Veltrane VPN/LICENSE"
 msi /i "$new"
 expect "the same version again is a repair, and changes no setting" 0 "" <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x3
@@ -47,6 +49,7 @@ msi /i "$new" 'ADMIN_BYPASS_IPS=203.0.113.5 198.51.100.7' DISABLE_DEFAULT_ROUTE=
   AUTO_STOP_SECONDS=600 START=auto
 expect "properties become settings beside those of others" 0 "The service has been started." <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x2
@@ -58,6 +61,7 @@ END
 msi /i "$new" ADMIN_BYPASS_IPS=none DISABLE_DEFAULT_ROUTE=0 START=demand
 expect "a repair changes the settings that it names, and no others" 0 "The service has been started." <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x3
@@ -70,6 +74,7 @@ echo "of the operator" >"$drive/Program Files/Veltrane VPN/own.txt"
 msi /x "$new"
 expect "a removal takes the product, and leaves the file of another" 0 "" <<'END'
 product:  none
+folder:   none
 files:    none added:./own.txt
 command:  none
 start:    none

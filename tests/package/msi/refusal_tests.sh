@@ -29,9 +29,10 @@ mkdir "$drive/by_hand"
 cp "$stage/VeltraneVpnService.exe" "$drive/by_hand"
 tool 'C:\by_hand\VeltraneVpnService.exe' --install >/dev/null
 msi /i "$new"
-expect "a service that is registered elsewhere is left alone" 67 \
-  'The service VeltraneVpnTunnel is already registered, with the command line "C:\by_hand\VeltraneVpnService.exe" --run-as-service. Unregister it first, as an administrator: VeltraneVpnService.exe --uninstall. Nothing was changed.' <<'END'
+expect "a service that runs another program is left alone" 67 \
+  'The service VeltraneVpnTunnel is registered for another program, with the command line "C:\by_hand\VeltraneVpnService.exe" --run-as-service. Unregister it first, as an administrator: VeltraneVpnService.exe --uninstall. Nothing was changed.' <<'END'
 product:  none
+folder:   none
 files:    none
 command:  "C:\by_hand\VeltraneVpnService.exe" --run-as-service
 start:    0x3

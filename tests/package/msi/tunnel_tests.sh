@@ -2,6 +2,7 @@
 # shellcheck shell=bash disable=SC2154
 
 with_tunnel='product:  %s
+folder:   C:\\Program Files\\Veltrane VPN\\
 files:    all
 command:  "C:\\Program Files\\Veltrane VPN\\VeltraneVpnService.exe" --run-as-service
 start:    0x2
@@ -25,6 +26,7 @@ msi /i "$new" TUNNEL=stop
 expect "TUNNEL=stop disconnects, and then upgrades" 0 "A tunnel is up: the service has disconnected.
 The service has been started." <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x2
@@ -55,6 +57,7 @@ expect "a removal stops a tunnel without its service, and leaves others' files" 
 The tunnel is still up: its service is being stopped.
 C:\\users\\Public\\Veltrane\\tunnels stays, because something else is in it." <<'END'
 product:  none
+folder:   none
 files:    none
 command:  none
 start:    none

@@ -10,6 +10,7 @@ msi /i "$new"
 expect "an upgrade keeps settings, start type and a service that runs" 0 \
   "The service has been started." <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x2
@@ -26,6 +27,7 @@ msi /i "$old"
 expect "a downgrade is refused" 67 \
   "A newer version is installed; uninstall it first. Nothing was changed." <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x2
@@ -41,6 +43,7 @@ msi /i "$old" AUTO_STOP_SECONDS=600
 msi /i "$new" AUTO_STOP_SECONDS=none ADMIN_BYPASS_IPS=198.51.100.7
 expect "an upgrade with properties changes what they name" 0 "" <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Veltrane VPN\
 files:    all
 command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-service
 start:    0x3
@@ -55,6 +58,7 @@ msi /i "$old" 'INSTALLFOLDER=C:\Program Files\Elsewhere'
 msi /i "$new"
 expect "an upgrade stays in the folder of the older version" 0 "" <<'END'
 product:  1.0.0
+folder:   C:\Program Files\Elsewhere\
 files:    none
 command:  "C:\Program Files\Elsewhere\VeltraneVpnService.exe" --run-as-service
 start:    0x3

@@ -17,6 +17,7 @@ foreach(folder contract simulated service ipc bypass bypass_local_addresses guar
     internal_calls)
   add_host_tests(${folder})
 endforeach()
+add_host_tests(setup setup)
 add_host_tests(client client)
 target_sources(client_tests PRIVATE
   tests/client/forecast/describe_situation.cpp

@@ -8,4 +8,4 @@ include(WindowsHardening)
 
 file(GLOB platform_sources CONFIGURE_DEPENDS platform/windows/*.cpp)
 add_library(platform STATIC ${platform_sources})
-target_link_libraries(platform PUBLIC options advapi32 iphlpapi wtsapi32 ws2_32 user32)
+target_link_libraries(platform PUBLIC options advapi32 iphlpapi wtsapi32 ws2_32 user32 msi)

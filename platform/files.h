@@ -67,4 +67,8 @@ bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::ui
 // without delete sharing.
 bool RemoveFile(const std::wstring& path);
 
+// Removes an empty folder (RemoveDirectoryW). Returns false on failure, for example while anything
+// is in it.
+bool RemoveFolder(const std::wstring& path);
+
 }  // namespace veltrane

@@ -1,8 +1,8 @@
 #pragma once
 
-// Reading the registry where it matters why there is no value.
+// The registry, where it matters why there is no value, and writing to it.
 // Errors: Win32 errors: 2 when the key or the value does not exist, 5 when the caller may not read
-// it, 1630 for a value of another type.
+// or write it, 1630 for a value of another type.
 // Threads: any.
 // Windows: "Registry Functions".
 
@@ -36,5 +36,13 @@ Result<std::vector<std::wstring>> ListRegistryKeys(const std::wstring& key);
 // Returns when a key or one of its values was last written (RegQueryInfoKeyW), in ticks of clock.h
 // since 1970-01-01 00:00:00 UTC.
 Result<std::int64_t> ReadKeyWriteTime(RegistryRoot root, const std::wstring& key);
+
+// Sets a value of type REG_MULTI_SZ in an existing key under HKEY_LOCAL_MACHINE (RegSetValueExW).
+// No text may be empty: an empty one ends the list. Returns 0, or the error.
+std::uint32_t WriteRegistryTexts(const std::wstring& key, const std::wstring& name,
+                                 const std::vector<std::wstring>& texts);
+
+// Deletes a value of a key under HKEY_LOCAL_MACHINE (RegDeleteValueW). Returns 0, or the error.
+std::uint32_t RemoveRegistryValue(const std::wstring& key, const std::wstring& name);
 
 }  // namespace veltrane

@@ -17,6 +17,7 @@ inline constexpr std::uint32_t kDelete = 0x00010000;
 
 // Settings of a service.
 inline constexpr std::uint32_t kServiceOwnProcess = 0x10;
+inline constexpr std::uint32_t kServiceAutoStart = 2;
 inline constexpr std::uint32_t kServiceDemandStart = 3;
 inline constexpr std::uint32_t kServiceErrorNormal = 1;
 inline constexpr std::uint32_t kServiceSidUnrestricted = 1;

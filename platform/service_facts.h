@@ -17,6 +17,7 @@ inline constexpr std::uint32_t kErrorServiceDoesNotExist = 1060;  // ERROR_SERVI
 struct ServiceFacts {
   std::uint32_t state = 0;       // a state of service_codes.h
   std::uint32_t process_id = 0;  // 0 unless the service has a process
+  std::uint32_t start_type = 0;  // of service_codes.h
   std::wstring command_line;
   std::wstring account;  // "LocalSystem", or a user name
 };

@@ -36,6 +36,10 @@ class Service {
   // Changes the command line and nothing else (ChangeServiceConfigW).
   bool ChangeCommandLine(const std::wstring& command_line);
 
+  // Gives the service these settings but for the name and the access (ChangeServiceConfigW). The
+  // account stays.
+  bool ChangeSettings(const ServiceSettings& settings);
+
   // Sets the service SID type (ChangeServiceConfig2W with SERVICE_CONFIG_SERVICE_SID_INFO).
   bool SetSidType(std::uint32_t sid_type);
 

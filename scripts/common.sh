@@ -36,6 +36,10 @@ need_packages() {
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libcli11-dev nlohmann-json3-dev googletest)
 # shellcheck disable=SC2034
 wine_packages=(wine wine64)
+# What ./package makes of the executables, signs and reads them with.
+# shellcheck disable=SC2034
+package_packages=(git jq zip msitools wixl osslsigncode libengine-pkcs11-openssl python3 python3-debian
+  python3-pefile)
 # shellcheck disable=SC2034
 lab_packages=(iproute2 nftables util-linux wireguard-go wireguard-tools iputils-ping python3)
 

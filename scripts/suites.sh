@@ -113,6 +113,12 @@ suite_client() {
   build_preset windows && summary_suite client tests/client_windows/run_all build/windows
 }
 
+windows_suite package "./package: what it makes and refuses, the same bytes again, the installer under Wine" \
+  "${windows_packages[@]}" "${wine_packages[@]}" "${package_packages[@]}" python3-jsonschema openssl softhsm2
+suite_package() {
+  build_preset windows product plain_tunnel && summary_suite package tests/package/run_all
+}
+
 windows_suite plain-run "./run --plain" "${windows_packages[@]}" "${wine_packages[@]}" jq procps
 suite_plain-run() { check plain-run ./run --plain; }
 

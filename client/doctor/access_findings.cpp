@@ -25,16 +25,17 @@ constexpr std::string_view kOwnerRights = "S-1-3-4";  // stands for the owner, w
 constexpr std::uint32_t kWriting =
     0x10000000 | 0x40000000 | 0x80000 | 0x40000 | 0x10000 | 0x100 | 0x40 | 0x10 | 0x4 | 0x2;
 
-bool IsTrusted(const std::string& sid) {
+bool IsTrusted(const std::string& sid, const std::string& administrator) {
+  if (!sid.empty() && sid == administrator) return true;
   return std::find(std::begin(kTrusted), std::end(kTrusted), sid) != std::end(kTrusted);
 }
 
 // Everyone else whom an access list lets write.
-std::vector<std::string> OtherWriters(const AccessList& list) {
+std::vector<std::string> OtherWriters(const AccessList& list, const std::string& administrator) {
   std::vector<std::string> others;
   for (const AccessListEntry& entry : list.entries) {
     if (!entry.allows || entry.only_inherited || (entry.access_mask & kWriting) == 0) continue;
-    if (IsTrusted(entry.sid) || entry.sid == kOwnerRights) continue;
+    if (IsTrusted(entry.sid, administrator) || entry.sid == kOwnerRights) continue;
     if (std::find(others.begin(), others.end(), entry.sid) == others.end()) {
       others.push_back(entry.sid);
     }
@@ -66,7 +67,7 @@ std::string ClosingCommand(const std::string& path, bool is_folder, Readers read
 }
 
 void CheckWriters(const std::string& check, const std::wstring& path, bool is_folder,
-                  Readers readers, Findings& findings) {
+                  Readers readers, Findings& findings, const std::string& administrator) {
   const std::string shown = WideToUtf8(path);
   const Result<bool> leads_elsewhere = TestReparsePoint(path);
   const Result<AccessList> list = ReadAccessList(path);
@@ -80,7 +81,7 @@ void CheckWriters(const std::string& check, const std::wstring& path, bool is_fo
   } else if (*leads_elsewhere) {
     findings.Warn(check, shown + " is a reparse point, which may lead elsewhere",
                   "fsutil reparsepoint query \"" + shown + "\"");
-  } else if (!IsTrusted(list->owner)) {
+  } else if (!IsTrusted(list->owner, administrator)) {
     findings.Warn(check,
                   shown + " belongs to " + (list->owner.empty() ? "nobody known" : list->owner) +
                       ", who may give anyone access",
@@ -88,7 +89,8 @@ void CheckWriters(const std::string& check, const std::wstring& path, bool is_fo
   } else if (!list->has_list) {
     findings.Warn(check, shown + " can be written by everyone",
                   ClosingCommand(shown, is_folder, readers, {}));
-  } else if (const std::vector<std::string> others = OtherWriters(*list); !others.empty()) {
+  } else if (const std::vector<std::string> others = OtherWriters(*list, administrator);
+             !others.empty()) {
     findings.Warn(check, shown + " can be written by " + Joined(others),
                   ClosingCommand(shown, is_folder, readers, others));
   } else {

@@ -25,8 +25,8 @@ std::string ClosingCommand(const std::string& path, bool is_folder, Readers read
 
 // Adds a finding about what is at this path: that it is not a reparse point, belongs to Local
 // System, Administrators or the Windows installer, and that nobody else may write to it. Nothing
-// for a path that does not exist.
+// for a path that does not exist. The account `administrator`, a SID, counts as Administrators do.
 void CheckWriters(const std::string& check, const std::wstring& path, bool is_folder,
-                  Readers readers, Findings& findings);
+                  Readers readers, Findings& findings, const std::string& administrator = {});
 
 }  // namespace veltrane

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "client/screens/forecast_texts.h"
+#include "client/survey/service_command_lines.h"
 #include "guard/settings.h"
 #include "platform/environment.h"
 #include "platform/text.h"
@@ -14,22 +15,6 @@
 
 namespace veltrane {
 namespace {
-
-// The last quoted argument of a command line; empty when there is none.
-std::wstring LastQuoted(const std::wstring& command_line) {
-  const std::size_t end = command_line.rfind(L'"');
-  if (end == std::wstring::npos || end == 0) return {};
-  const std::size_t begin = command_line.rfind(L'"', end - 1);
-  return begin == std::wstring::npos ? L"" : command_line.substr(begin + 1, end - begin - 1);
-}
-
-// The program of a command line: the quoted text at its beginning, or everything up to a space.
-std::wstring ProgramOf(const std::wstring& command_line) {
-  if (command_line.substr(0, 1) == L"\"") {
-    return command_line.substr(1, command_line.find(L'"', 1) - 1);
-  }
-  return command_line.substr(0, command_line.find(L' '));
-}
 
 // Of the switch the machine scope's value counts when Windows starts.
 bool ServiceSwitchesBypassOn(const Preflight& preflight) {

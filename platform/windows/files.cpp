@@ -106,4 +106,6 @@ bool MoveFileWithFlags(const std::wstring& from, const std::wstring& to, std::ui
 
 bool RemoveFile(const std::wstring& path) { return DeleteFileW(path.c_str()) != 0; }
 
+bool RemoveFolder(const std::wstring& path) { return RemoveDirectoryW(path.c_str()) != 0; }
+
 }  // namespace veltrane

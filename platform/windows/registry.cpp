@@ -96,4 +96,22 @@ Result<std::int64_t> ReadKeyWriteTime(RegistryRoot root, const std::wstring& key
   return UnixTicks(time);
 }
 
+std::uint32_t WriteRegistryTexts(const std::wstring& key, const std::wstring& name,
+                                 const std::vector<std::wstring>& texts) {
+  const Result<RegistryKey> opened = OpenKey(HKEY_LOCAL_MACHINE, key, KEY_SET_VALUE);
+  if (!opened) return opened.Error();
+  std::wstring list;  // each text ends in a zero, and so does the list
+  for (const std::wstring& text : texts) list.append(text).push_back(L'\0');
+  list.push_back(L'\0');
+  return static_cast<std::uint32_t>(RegSetValueExW(
+      opened->get(), name.c_str(), 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(list.data()),
+      static_cast<DWORD>(list.size() * sizeof(wchar_t))));
+}
+
+std::uint32_t RemoveRegistryValue(const std::wstring& key, const std::wstring& name) {
+  const Result<RegistryKey> opened = OpenKey(HKEY_LOCAL_MACHINE, key, KEY_SET_VALUE);
+  if (!opened) return opened.Error();
+  return static_cast<std::uint32_t>(RegDeleteValueW(opened->get(), name.c_str()));
+}
+
 }  // namespace veltrane

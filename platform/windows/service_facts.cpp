@@ -39,6 +39,7 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   ServiceFacts facts;
   facts.state = status.dwCurrentState;
   facts.process_id = status.dwProcessId;
+  facts.start_type = config->dwStartType;
   if (config->lpBinaryPathName != nullptr) facts.command_line = config->lpBinaryPathName;
   if (config->lpServiceStartName != nullptr) facts.account = config->lpServiceStartName;
   return facts;

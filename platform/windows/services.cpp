@@ -14,6 +14,7 @@ static_assert(kServiceStop == SERVICE_STOP);
 static_assert(kServiceAllAccess == SERVICE_ALL_ACCESS);
 static_assert(kDelete == DELETE);
 static_assert(kServiceOwnProcess == SERVICE_WIN32_OWN_PROCESS);
+static_assert(kServiceAutoStart == SERVICE_AUTO_START);
 static_assert(kServiceDemandStart == SERVICE_DEMAND_START);
 static_assert(kServiceErrorNormal == SERVICE_ERROR_NORMAL);
 static_assert(kServiceSidUnrestricted == SERVICE_SID_TYPE_UNRESTRICTED);
@@ -59,6 +60,14 @@ bool Service::ChangeCommandLine(const std::wstring& command_line) {
   return ChangeServiceConfigW(AsServiceHandle(handle_), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
                               SERVICE_NO_CHANGE, command_line.c_str(), nullptr, nullptr, nullptr,
                               nullptr, nullptr, nullptr) != 0;
+}
+
+bool Service::ChangeSettings(const ServiceSettings& settings) {
+  const std::wstring dependencies = JoinWithZeros(settings.dependencies);
+  return ChangeServiceConfigW(AsServiceHandle(handle_), settings.type, settings.start_type,
+                              settings.error_control, settings.command_line.c_str(), nullptr,
+                              nullptr, dependencies.c_str(), nullptr, nullptr,
+                              settings.display_name.c_str()) != 0;
 }
 
 bool Service::SetSidType(std::uint32_t sid_type) {

@@ -288,6 +288,21 @@ TEST_F(Removing, FailsOnAFolderAndOnWhatIsNotThere) {
   EXPECT_FALSE(RemoveFile(stage.Path(L"missing")));
 }
 
+TEST_F(Removing, DeletesAnEmptyFolder) {
+  CreateFolders(stage.Path(L"folder"));
+  EXPECT_TRUE(RemoveFolder(stage.Path(L"folder")));
+  EXPECT_FALSE(IsThere(stage.Path(L"folder")));
+}
+
+TEST_F(Removing, FailsOnAFolderInWhichAnythingIs) {
+  stage.PutFile(stage.Path(L"file"), "text");
+  CreateFolders(stage.Path(L"outer\\inner"));
+  EXPECT_FALSE(RemoveFolder(stage.Path(L"outer")));
+  EXPECT_TRUE(IsThere(stage.Path(L"outer\\inner")));
+  EXPECT_FALSE(RemoveFolder(stage.Path(L"file")));
+  EXPECT_FALSE(RemoveFolder(stage.Path(L"missing")));
+}
+
 TEST_F(Removing, FailsWhileTheFileIsHeldWithoutDeleteSharing) {
   const std::wstring path = stage.Path(L"file");
   stage.PutFile(path, "text");

@@ -127,6 +127,55 @@ TEST_F(RegistryNumber, IsError5WhenItMustNotBeRead) {
   EXPECT_EQ(ReadRegistryNumber(kRegistryKey, L"NAME").Error(), 5U);
 }
 
+using RegistryTexts = Contract;
+
+TEST_F(RegistryTexts, AreReadInTheOrderInWhichTheyWereWritten) {
+  stage.PutRegistryNumber(kMachine, L"OTHER", 1);
+  EXPECT_EQ(WriteRegistryTexts(kRegistryKey, L"NAME", {L"B=2", L"A=\u00E9"}), 0U);
+  EXPECT_EQ(Take(ReadRegistryTexts(kRegistryKey, L"name")),
+            (std::vector<std::wstring>{L"B=2", L"A=\u00E9"}));
+}
+
+TEST_F(RegistryTexts, ReplaceEarlierOnesAndAValueOfAnotherType) {
+  stage.PutRegistryNumber(kMachine, L"NAME", 1);
+  EXPECT_EQ(WriteRegistryTexts(kRegistryKey, L"NAME", {L"A=1", L"B=2"}), 0U);
+  EXPECT_EQ(WriteRegistryTexts(kRegistryKey, L"NAME", {L"C=3"}), 0U);
+  EXPECT_EQ(Take(ReadRegistryTexts(kRegistryKey, L"NAME")), std::vector<std::wstring>{L"C=3"});
+}
+
+TEST_F(RegistryTexts, AreNotWrittenWhereThereIsNoKey) {
+  EXPECT_EQ(WriteRegistryTexts(kMissingKey, L"NAME", {L"A=1"}), 2U);
+  EXPECT_EQ(ReadRegistryTexts(kMissingKey, L"NAME").Error(), 2U);
+}
+
+TEST_F(RegistryTexts, AreError1630WhenTheValueIsAText) {
+  stage.PutRegistryText(kMachine, L"NAME", L"A=1");
+  EXPECT_EQ(ReadRegistryTexts(kRegistryKey, L"NAME").Error(), 1630U);
+}
+
+TEST_F(RegistryTexts, AreNotWrittenWhereThatIsForbidden) {
+  NOT_ON_WINE(kNoKeyAccess);
+  stage.PutRegistryNumber(kMachine, L"OTHER", 1);
+  stage.ForbidRegistryKey();
+  EXPECT_EQ(WriteRegistryTexts(kRegistryKey, L"NAME", {L"A=1"}), 5U);
+}
+
+using RegistryValue = Contract;
+
+TEST_F(RegistryValue, IsRemovedAlone) {
+  stage.PutRegistryNumber(kMachine, L"NAME", 1);
+  stage.PutRegistryNumber(kMachine, L"OTHER", 2);
+  EXPECT_EQ(RemoveRegistryValue(kRegistryKey, L"name"), 0U);
+  EXPECT_EQ(ReadRegistryNumber(kRegistryKey, L"NAME").Error(), 2U);
+  EXPECT_EQ(Take(ReadRegistryNumber(kRegistryKey, L"OTHER")), 2U);
+}
+
+TEST_F(RegistryValue, CannotBeRemovedWhenItIsNotThere) {
+  stage.PutRegistryNumber(kMachine, L"OTHER", 2);
+  EXPECT_EQ(RemoveRegistryValue(kRegistryKey, L"NAME"), 2U);
+  EXPECT_EQ(RemoveRegistryValue(kMissingKey, L"NAME"), 2U);
+}
+
 using RegistryKeys = Contract;
 
 std::vector<std::wstring> SortedKeys() {

@@ -98,6 +98,7 @@ TEST_F(Services, AllowNothingThatTheHandleWasNotOpenedFor) {
   EXPECT_FALSE(query.SendStop());
   EXPECT_FALSE(query.Delete());
   EXPECT_FALSE(query.ChangeCommandLine(L"other"));
+  EXPECT_FALSE(query.ChangeSettings(Settings()));
   EXPECT_FALSE(query.SetSidType(kServiceSidUnrestricted));
   Service stop = manager.OpenExisting(name, kServiceStop).value();
   EXPECT_EQ(stop.QueryState(), std::nullopt);
@@ -123,6 +124,23 @@ TEST_F(Services, KeepTheirDependenciesWhenTheirCommandLineIsChanged) {
   EXPECT_TRUE(Take(manager.Create(settings)).ChangeCommandLine(L"other"));
   EXPECT_EQ(stage.FindService(name).value().settings.dependencies,
             std::vector<std::wstring>{L"Nsi"});
+}
+
+TEST_F(Services, HaveAllTheirSettingsChanged) {
+  ServiceSettings settings = Settings();
+  settings.dependencies = {L"Nsi", L"TcpIp"};
+  Service service = Take(manager.Create(settings));
+  settings.start_type = kServiceAutoStart;
+  settings.command_line = L"\"C:\\other.exe\" --run-as-service";
+  EXPECT_TRUE(service.ChangeSettings(settings));
+  const InstalledService installed = stage.FindService(name).value();
+  EXPECT_EQ(installed.settings.command_line, L"\"C:\\other.exe\" --run-as-service");
+  EXPECT_EQ(installed.settings.display_name, L"Contract of Veltrane");
+  EXPECT_EQ(installed.settings.type, kServiceOwnProcess);
+  EXPECT_EQ(installed.settings.start_type, kServiceAutoStart);
+  EXPECT_EQ(installed.settings.error_control, kServiceErrorNormal);
+  EXPECT_EQ(installed.settings.dependencies, (std::vector<std::wstring>{L"Nsi", L"TcpIp"}));
+  EXPECT_EQ(installed.account, L"LocalSystem");
 }
 
 TEST_F(Services, HaveTheSidTypeThatIsSet) {
@@ -248,6 +266,7 @@ TEST_F(ServiceFact, IsWhatWasRegistered) {
   const ServiceFacts facts = Take(ReadServiceFacts(name));
   EXPECT_EQ(facts.state, kServiceStopped);
   EXPECT_EQ(facts.process_id, 0U);
+  EXPECT_EQ(facts.start_type, kServiceDemandStart);
   EXPECT_EQ(facts.command_line, settings.command_line);
   EXPECT_EQ(facts.account, L"LocalSystem");
 }

@@ -132,8 +132,8 @@ void Stage::PutRegistryKey(const std::wstring& name) {
 }
 
 void Stage::ForbidRegistryKey() {
-  for (const char* call :
-       {"FindRegistryText", "ReadRegistryNumber", "ListRegistryKeys", "ReadKeyWriteTime"}) {
+  for (const char* call : {"FindRegistryText", "ReadRegistryNumber", "ListRegistryKeys",
+                           "ReadKeyWriteTime", "WriteRegistryTexts"}) {
     state_->machine.FailWhere(call, "HKLM " + simulated::Narrow(kRegistryKey), 5);
   }
 }

@@ -46,6 +46,8 @@ inline constexpr std::array kBoundaryCalls{
     Reading("ReadRegistryNumber"),           // HKLM SYSTEM\...\RDP-Tcp\PortNumber
     Reading("ListRegistryKeys"),             // HKLM SYSTEM\...\WinStations
     Reading("ReadKeyWriteTime"),             // HKU S-1-5-18\Environment
+    Changing("WriteRegistryTexts"),          // HKLM SYSTEM\...\Environment: A=1; B=2
+    Changing("RemoveRegistryValue"),         // HKLM SYSTEM\...\Environment
     Reading("ReadProcessStart"),             // 4711
     Changing("CreateFolders"),               // C:\ProgramData\Veltrane\tunnels
     Reading("TestExistence"),                // C:\...\active.conf
@@ -59,10 +61,13 @@ inline constexpr std::array kBoundaryCalls{
                                              //   second half of it, is lost
     Changing("MoveFileWithFlags"),           // C:\...\a.tmp to C:\...\a flags 9
     Changing("RemoveFile"),                  // C:\...\active.conf
+    Changing("RemoveFolder"),                // C:\ProgramData\Veltrane\tunnels
     Changing("SetProtectedAccess"),          // C:\...\active.conf
     Unlogged("ParseIpv4"),                   // 203.0.113.5
     Unlogged("FormatIpv4"),                  // 203.0.113.5
     Unlogged("WideToUtf8"),                  // Ethernet
+    Reading("InstallerSession.Property"),    // INSTALLFOLDER
+    Reading("InstallerSession.SetProperty"),  // VeltraneRegister
     Reading("Library.Load"),                 // tunnel.dll
     Reading("Library.Find"),                 // tunnel.dll WireGuardTunnelService
     Unfailing("Library.Free"),               // tunnel.dll
@@ -96,6 +101,7 @@ inline constexpr std::array kBoundaryCalls{
     Reading("ServiceManager.OpenExisting"),  // VeltraneVpnTunnel$Active 0xf01ff
     Changing("ServiceManager.Create"),       // VeltraneVpnTunnel$Active
     Changing("Service.ChangeCommandLine"),   // VeltraneVpnTunnel$Active
+    Changing("Service.ChangeSettings"),      // VeltraneVpnTunnel start type 2
     Changing("Service.SetSidType"),          // VeltraneVpnTunnel$Active 1
     Changing("Service.Start"),               // VeltraneVpnTunnel$Active
     Changing("Service.SendStop"),            // VeltraneVpnTunnel$Active

@@ -209,6 +209,7 @@ Result<ServiceFacts> ReadServiceFacts(const std::wstring& name) {
   ServiceFacts facts;
   facts.state = record->state;
   facts.process_id = record->state == kServiceStopped ? 0 : side.service_process;
+  facts.start_type = record->settings.start_type;
   facts.command_line = record->settings.command_line;
   facts.account = side.account;
   return facts;

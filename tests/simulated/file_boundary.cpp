@@ -84,6 +84,12 @@ bool RemoveFile(const std::wstring& path) {
   return machine.files.Remove(path);
 }
 
+bool RemoveFolder(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  if (machine.calls.Begin("RemoveFolder", Narrow(path))) return false;
+  return machine.files.RemoveFolder(path);
+}
+
 bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   Machine& machine = Machine::Current();
   if (machine.calls.Begin("SetProtectedAccess", Narrow(path))) return false;

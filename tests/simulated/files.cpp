@@ -234,6 +234,17 @@ bool Files::Remove(const std::wstring& path) {
   return true;
 }
 
+bool Files::RemoveFolder(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::shared_ptr<Node> node = Find(path);
+  if (node == nullptr || !node->folder) return false;
+  const std::wstring inside = KeyOf(path) + L"\\";
+  const auto next = nodes_.lower_bound(inside);
+  if (next != nodes_.end() && next->first.starts_with(inside)) return false;
+  nodes_.erase(KeyOf(path));
+  return true;
+}
+
 bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   const std::shared_ptr<Node> node = Find(path);

@@ -107,6 +107,7 @@ class Files {
   void EndReading(Node& node);
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);
+  bool RemoveFolder(const std::wstring& path);
   bool SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
 
  private:

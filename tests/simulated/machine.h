@@ -42,6 +42,7 @@
 #include "tests/simulated/core.h"
 #include "tests/simulated/environment.h"
 #include "tests/simulated/files.h"
+#include "tests/simulated/installer.h"
 #include "tests/simulated/libraries.h"
 #include "tests/simulated/pipes.h"
 #include "tests/simulated/registry.h"
@@ -102,6 +103,7 @@ class Machine {
   Registry registry{core_};
   Environment environment{core_, registry};
   Files files{core_};
+  Installer installer{core_};
   Libraries libraries{core_};
   Pipes pipes{core_};
   Routes routes{core_};

@@ -164,6 +164,12 @@ Result<std::int64_t> Registry::WriteTime(RegistryRoot root, const std::wstring& 
 
 namespace {
 
+std::string ListText(const std::vector<std::wstring>& texts) {
+  std::string list;
+  for (const std::wstring& text : texts) list += (list.empty() ? "" : "; ") + Narrow(text);
+  return list;
+}
+
 bool IsKeyOfService(RegistryRoot root, const std::wstring& key) {
   const std::wstring services = FoldCase(kServicesKey);
   return root == kHklm && FoldCase(key).starts_with(services) &&
@@ -215,6 +221,31 @@ Result<std::int64_t> ReadKeyWriteTime(RegistryRoot root, const std::wstring& key
   if (failure) return Result<std::int64_t>::Failure(*failure);
   const auto time = machine.registry.WriteTime(root, key);
   return !time && simulated::IsKeyOfService(root, key) ? simulated::kLongAgo : time;
+}
+
+std::uint32_t WriteRegistryTexts(const std::wstring& key, const std::wstring& name,
+                                 const std::vector<std::wstring>& texts) {
+  Machine& machine = Machine::Current();
+  const auto failure =
+      machine.calls.Begin("WriteRegistryTexts", PlaceText(simulated::kHklm, key + L"\\" + name) +
+                                                    ": " + simulated::ListText(texts));
+  if (failure) return *failure;
+  if (!machine.registry.WriteTime(simulated::kHklm, key) &&
+      !simulated::IsKeyOfService(simulated::kHklm, key)) {
+    return kErrorFileNotFound;
+  }
+  machine.registry.SetTexts(key, name, texts);
+  return 0;
+}
+
+std::uint32_t RemoveRegistryValue(const std::wstring& key, const std::wstring& name) {
+  Machine& machine = Machine::Current();
+  const auto failure =
+      machine.calls.Begin("RemoveRegistryValue", PlaceText(simulated::kHklm, key + L"\\" + name));
+  if (failure) return *failure;
+  if (!machine.registry.IsExpandable(simulated::kHklm, key, name)) return kErrorFileNotFound;
+  machine.registry.Unset(simulated::kHklm, key, name);
+  return 0;
 }
 
 }  // namespace veltrane

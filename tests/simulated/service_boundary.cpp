@@ -42,6 +42,12 @@ bool Service::ChangeCommandLine(const std::wstring& command_line) {
   return Machine::Current().services.ChangeCommandLine(Open(handle_), command_line) == 0;
 }
 
+bool Service::ChangeSettings(const ServiceSettings& settings) {
+  const std::string details = " start type " + std::to_string(settings.start_type);
+  if (Begin("Service.ChangeSettings", handle_, details)) return false;
+  return Machine::Current().services.ChangeSettings(Open(handle_), settings) == 0;
+}
+
 bool Service::SetSidType(std::uint32_t sid_type) {
   if (Begin("Service.SetSidType", handle_, " " + std::to_string(sid_type))) return false;
   return Machine::Current().services.SetSidType(Open(handle_), sid_type) == 0;

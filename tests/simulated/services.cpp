@@ -193,6 +193,19 @@ std::uint32_t Services::ChangeCommandLine(const Handle& handle, const std::wstri
   return 0;
 }
 
+std::uint32_t Services::ChangeSettings(const Handle& handle, const ServiceSettings& settings) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  if (const std::uint32_t error = CheckChange(handle, kChangeConfig); error != 0) return error;
+  ServiceSettings& current = handle.service->record.settings;
+  current.display_name = settings.display_name;
+  current.type = settings.type;
+  current.start_type = settings.start_type;
+  current.error_control = settings.error_control;
+  current.command_line = settings.command_line;
+  current.dependencies = settings.dependencies;
+  return 0;
+}
+
 std::uint32_t Services::SetSidType(const Handle& handle, std::uint32_t sid_type) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   if (const std::uint32_t error = CheckChange(handle, kChangeConfig); error != 0) return error;

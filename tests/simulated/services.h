@@ -107,6 +107,7 @@ class Services {
   void Close(Handle* handle);
   void EndProcess();
   std::uint32_t ChangeCommandLine(const Handle& handle, const std::wstring& command_line);
+  std::uint32_t ChangeSettings(const Handle& handle, const ServiceSettings& settings);
   std::uint32_t SetSidType(const Handle& handle, std::uint32_t sid_type);
   std::uint32_t Start(const Handle& handle);
   std::uint32_t SendStop(const Handle& handle);

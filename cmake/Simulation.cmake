@@ -8,7 +8,7 @@ add_library(simulated_program SHARED ${room_sources})
 target_link_libraries(simulated_program PRIVATE options Threads::Threads)
 target_compile_options(simulated_program PRIVATE -O2)
 target_link_options(simulated_program PRIVATE
-  -Wl,-z,now -Wl,--wrap=abort -Wl,--wrap=pthread_mutex_lock)
+  -Wl,-z,now -Wl,--wrap=abort -Wl,--wrap=pthread_mutex_lock -Wl,--wrap=pthread_mutex_unlock)
 
 file(GLOB simulation_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/simulation/*.cpp)
 list(FILTER simulation_sources EXCLUDE REGEX "(_test|/simulate)\\.cpp$")

@@ -10,8 +10,9 @@
 namespace veltrane::faults {
 
 // What is on the machine: the texts of the routes, "VeltraneVpnTunnel$Active running for
-// fra-1", by the configuration that it has loaded, "active.conf for fra-1", with ", open to users"
-// when its access list is not that of the configuration.
+// fra-1", by the configuration that it has loaded, with ", marked for deletion" and ", old command
+// line" where that is so, "active.conf for fra-1", with ", open to users" when its access list is
+// not that of the configuration.
 struct Machinery {
   std::vector<std::string> routes;
   std::vector<std::string> services;
@@ -47,16 +48,36 @@ inline constexpr char kSystemError[] = "system error";          // likewise
 inline constexpr char kOtherException[] = "other exception";    // likewise
 inline constexpr char kTerminated[] = "terminated";             // without an exception
 inline constexpr char kAborted[] = "aborted";
+inline constexpr char kKilled[] = "killed by Ctrl+C";  // by the system: nobody handled the event
 inline constexpr char kHung[] = "hung or crashed";
 inline constexpr char kExitBeginning[] = "exit";  // "exit 0": a mode of the program returned this
 
+// A setting that the story made.
+struct Setting {
+  std::string read_by;  // what the call that reads it says: "HKLM ADMIN_BYPASS_IP"; of the process:
+                        // "VELTRANE_POC_ADMIN_BYPASS"
+  std::string value;
+};
+
+// When the auto-stop timer has been let expire.
+inline constexpr char kTimerCounts[] = "";      // it has not, or there is none
+inline constexpr char kTimerFirst[] = "first";  // before the request in which it expires is through
+inline constexpr char kTimerLast[] = "last";    // when everything else was done
+
 struct Account {
-  // What the story arranged: the addresses that a connect must pin, and whether the guard is on.
+  // What the story arranged: where it leads (see Story), the settings, the addresses that a connect
+  // must pin, the remote addresses of all connections to the Remote Desktop port in the system's
+  // order, whether the guard is on, and whether another program has the tunnel service open until
+  // the story ends.
+  std::string leads_to;
+  std::vector<Setting> settings;
   std::vector<std::string> administrators;
+  std::vector<std::string> connections;
   bool guard = false;
+  bool held = false;
 
   std::vector<Call> calls;  // of a story in which nothing fails, in order
-  bool struck = false;      // the call that was to fail has been made
+  Call struck;              // the call that was to fail; without a name until it has been made
 
   Machinery before;
   std::string phase_before;  // "connected fra-1"; empty when there is no server
@@ -64,9 +85,9 @@ struct Account {
   std::string ending = kHung;
   std::vector<Exchange> exchanges;  // of the story, in order
   std::string phase;
-  bool timer_expired = false;
+  std::string timer = kTimerCounts;
   Machinery after;
-  std::vector<std::string> open;    // what the program has not closed: "1 pipes"
+  std::vector<std::string> open;    // what the program has not closed: "1 pipes", "1 locks"
   bool serves = false;              // the server waits for clients on its pipe
   std::vector<std::string> admits;  // the SIDs in that pipe's access list; none: default security
   std::vector<RouteEvent> routes;   // from the start of the machine to the end of the story
@@ -80,6 +101,7 @@ struct Account {
   Machinery after_disconnect;
   Exchange connect;
   Machinery after_connect;
+  std::vector<std::string> open_after_connect;
 };
 
 std::string Serialized(const Account& account);

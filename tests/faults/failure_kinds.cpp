@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/pipes.h"
+#include "platform/sessions.h"
 #include "tests/simulated/calls.h"
 
 namespace veltrane::faults {
@@ -18,6 +20,7 @@ constexpr FailureKind kKinds[] = {
     {"PrintError", "lost", 5},
     {"PrintErrorLine", "lost", 5},
     {"PrintDebugger", "lost", 5},
+    {"InstallConsoleHandler", "not installed", 8},
     // std::thread: an exception
     {"Thread.Start", "no thread", 11},
     // mutex.h: an exception
@@ -51,6 +54,7 @@ constexpr FailureKind kKinds[] = {
     {"ServerPipe.Create", "fails", 231},
     {"ServerPipe.WaitForClient", "232", 232},
     {"ServerPipe.WaitForClient", "5", 5},
+    {"ServerPipe.WaitForClient", "535", kErrorPipeConnected},
     {"ServerPipe.Read", "fails", 234},
     {"ServerPipe.Read", "0 bytes", kNothingAtAll},
     {"ServerPipe.Write", "lost", 232},
@@ -92,6 +96,7 @@ constexpr FailureKind kKinds[] = {
     {"RegisterControlHandler", "fails", 5},
     {"ReportServiceStatus", "lost", 6},
     // sessions.h
+    {"ActiveConsoleSession", "no session", kNoSession},
     {"ReadSessions", "unreadable", 5},
     {"ReadSessions", "empty", kNothingAtAll},
     {"ReadSessions", "half", kOnlyHalf},

@@ -15,6 +15,8 @@ inline const Complaints kNone;
 // A connect with one administrator, and everything as it should be.
 inline Account GoodConnect() {
   Account account;
+  account.leads_to = "connected";
+  account.settings = {{"HKLM ADMIN_BYPASS_IP", "203.0.113.5"}};
   account.administrators = {"203.0.113.5"};
   account.before.routes = {kDefaultRoute};
   account.phase_before = "disconnected";
@@ -36,6 +38,7 @@ inline Account GoodConnect() {
 // A disconnect of that connection.
 inline Account GoodDisconnect() {
   Account account = GoodConnect();
+  account.leads_to = "disconnected";
   account.before = account.after;
   account.phase_before = "connected fra-1";
   account.exchanges = {account.disconnect};
@@ -46,13 +49,20 @@ inline Account GoodDisconnect() {
 }
 
 // A connect that is refused with this reply.
-inline Account Refused(const std::string& reply) {
+inline Account Refused(const std::string& reply, const std::string& leads_to = "") {
   Account account = GoodConnect();
+  account.leads_to = leads_to;
   account.exchanges[0].reply = reply;
   account.phase = "disconnected";
   account.after = account.before;
   account.after_disconnect = account.before;
   account.routes.clear();
+  return account;
+}
+
+// The same account of a run in which this call has failed, the first of its name.
+inline Account Struck(Account account, const std::string& call, const std::string& details = "") {
+  account.struck = {call, details, 1};
   return account;
 }
 

@@ -1,98 +1,99 @@
 #include "tests/faults/judges.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <string>
-#include <string_view>
+
+#include "tests/faults/last_word.h"
 
 namespace veltrane::faults {
 namespace {
 
-bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> others) {
-  return std::find(others.begin(), others.end(), text) != others.end();
-}
+const std::string kStartupSwitch = "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
+const std::string kAbortLine = "[Veltrane][startup_guard] abort " + kStartupSwitch + "=1";
 
 std::string CallOf(const std::optional<Fault>& fault) {
   return fault ? std::string(fault->kind.call) : "";
 }
 
-bool Says(const std::vector<std::string>& lines, const std::string& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
+// How the process comes to its end: docs/protocol.md, "What ends the service", and
+// docs/operations.md, "Modes and exit codes".
+std::string ExpectedEnding(const Account& account, const std::optional<Fault>& fault) {
+  const std::string call = CallOf(fault);
+  const std::string& mode = account.mode;
+  if (call == "TestExistence") return kFilesystemError;
+  if (call == "Thread.Start" || call == "Mutex.Lock") return kSystemError;
+  if (call == "OpenAndClosePipe" && mode == "--run-as-service") return kTerminated;
+  if (call == "RunServiceDispatcher") return "exit " + std::to_string(fault->kind.status);
+  if (call == "RegisterControlHandler") return "exit 0";
+  if (call == "Library.Load") return "exit 2";
+  if (call == "Library.Find") return "exit 3";
+  const bool no_service = call == "ServiceManager.Open" ||
+                          (call == "ServiceManager.Create" && fault->kind.status != 1073);
+  if (no_service && mode == "--install") return "exit 1";
+  const std::string& meant = account.leads_to;
+  if (meant == kAborted) return KnowsOfMachine(account, kStartupSwitch) ? kAborted : kLives;
+  if (!meant.starts_with(kExitBeginning)) return kLives;
+  return call == "InstallConsoleHandler" ? kKilled : meant;
 }
 
-bool IsPinned(const std::string& ip, const Machinery& machinery) {
-  return std::any_of(machinery.routes.begin(), machinery.routes.end(),
-                     [&ip](const std::string& route) {
-                       if (!route.starts_with(ip + "/32 via 192.168.1.1 if 12 ")) return false;
-                       return std::stoul(route.substr(route.rfind(' ') + 1)) <= 15;
-                     });
+// The line that announces an abort, unless this very line was lost.
+bool IsAnnounced(const Account& account) {
+  if (account.struck.name == "PrintError" && account.struck.details == kAbortLine) return true;
+  return std::find(account.error.begin(), account.error.end(), kAbortLine) != account.error.end();
 }
 
-// Why a process may end by itself: docs/protocol.md, "What ends the service".
-bool MayEndLikeThis(const Account& account, const std::string& call) {
-  const std::string& ending = account.ending;
-  if (ending == kFilesystemError) return call == "TestExistence";
-  if (ending == kSystemError) return call == "Thread.Start" || call == "Mutex.Lock";
-  if (ending == kTerminated)
-    return call == "OpenAndClosePipe" && account.mode == "--run-as-service";
-  if (ending == kAborted) {
-    return Says(account.error,
-                "[Veltrane][startup_guard] abort "
-                "VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1") ||
-           call == "PrintError";
+// A request that the pipe has lost has no reply, and every other has one.
+void JudgeAnswers(const Account& account, Complaints& complaints) {
+  const bool may_lose =
+      account.struck.name == "ServerPipe.Read" || account.struck.name == "ServerPipe.Write";
+  for (const Exchange& exchange : account.exchanges) {
+    if (exchange.reply.empty() && !may_lose) {
+      complaints.push_back("no reply to " + exchange.request);
+    }
   }
-  return false;
-}
-
-// The exit codes: docs/operations.md, "Modes and exit codes".
-std::string ExpectedExit(const Account& account, const Fault& fault) {
-  const std::string call(fault.kind.call);
-  if (account.mode == "--install") {
-    const bool fails = call == "ServiceManager.Open" ||
-                       (call == "ServiceManager.Create" && fault.kind.status != 1073);
-    return fails ? "exit 1" : "exit 0";
-  }
-  if (account.mode == "--run-as-service" && call == "RunServiceDispatcher") {
-    return "exit " + std::to_string(fault.kind.status);
-  }
-  if (account.mode == "/service" && call == "Library.Load") return "exit 2";
-  if (account.mode == "/service" && call == "Library.Find") return "exit 3";
-  return "exit 0";
 }
 
 }  // namespace
 
 Complaints JudgeEnd(const Account& account, const std::optional<Fault>& fault) {
-  Complaints complaints;
-  const std::string call = CallOf(fault);
   if (account.ending == kHung) return {"the run hung or crashed"};
-  if (fault && !account.struck) complaints.emplace_back("the call was not made");
-  if (account.ending == kLives) {
-    for (const Exchange& exchange : account.exchanges) {
-      if (exchange.reply.empty() && !IsOneOf(call, {"ServerPipe.Read", "ServerPipe.Write"})) {
-        complaints.push_back("no reply to " + exchange.request);
-      }
-    }
-    if (call == "TestExistence") complaints.emplace_back("the process should have ended");
-  } else if (account.ending.starts_with(kExitBeginning)) {
-    const std::string expected = ExpectedExit(account, fault.value_or(Fault{}));
-    if (account.ending != expected) complaints.push_back(account.ending + ", not " + expected);
-  } else if (!MayEndLikeThis(account, call)) {
-    complaints.push_back("the process ended for no documented reason: " + account.ending);
+  Complaints complaints;
+  if (fault && account.struck.name.empty()) complaints.emplace_back("the call was not made");
+  const std::string expected = ExpectedEnding(account, fault);
+  if (account.ending != expected) {
+    complaints.push_back("the end is " + account.ending + ", not " + expected);
+  } else if (account.ending == kLives) {
+    JudgeAnswers(account, complaints);
+  } else if (account.ending == kAborted && !IsAnnounced(account)) {
+    complaints.emplace_back("the abort was not announced");
+  }
+  const bool tells = !fault && account.ending == kLives && !account.exchanges.empty();
+  const std::string word = WordOfLastReply(account);
+  if (tells && word != account.leads_to) {
+    complaints.push_back("the story leads to " + word + ", not " + account.leads_to);
   }
   return complaints;
 }
 
-Complaints JudgeOpen(const Account& account, const std::optional<Fault>& fault) {
-  // The system closes what a process that ends has open, and a stop that cannot wake the pipe
-  // thread leaves it waiting.
-  const bool ends_by_itself =
-      account.ending != kLives && !account.ending.starts_with(kExitBeginning);
-  if (ends_by_itself || CallOf(fault) == "OpenAndClosePipe") return {};
+Complaints JudgeOpen(const Account& account) {
   Complaints complaints;
-  for (const std::string& open : account.open) {
-    if (account.serves && IsOneOf(open, {"1 pipes", "1 security records"})) continue;
-    complaints.push_back("left open: " + open);
+  const auto judge = [&complaints](const std::vector<std::string>& all, bool serves,
+                                   const char* where) {
+    for (const std::string& open : all) {
+      if (serves && (open == "1 pipes" || open == "1 security records")) continue;
+      complaints.push_back(where + open);
+    }
+  };
+  judge(account.open, account.serves, "left open: ");
+  judge(account.open_after_connect, account.serves && account.ending == kLives,
+        "left open afterwards: ");
+  const bool is_program = account.mode == "--run-as-service" || account.mode == "--console";
+  // A stop that cannot wake the pipe thread leaves it waiting.
+  const bool must_serve =
+      is_program && (account.ending == kLives || (account.struck.name == "OpenAndClosePipe" &&
+                                                  account.ending.starts_with(kExitBeginning)));
+  if (account.serves != must_serve) {
+    complaints.emplace_back(must_serve ? "nobody serves the pipe" : "somebody serves the pipe");
   }
   return complaints;
 }
@@ -122,31 +123,12 @@ Complaints JudgeSecrecy(const Account& account) {
   return complaints;
 }
 
-Complaints JudgeProtection(const Account& account, const std::optional<Fault>& fault) {
-  const bool connected = account.ending == kLives && account.phase.starts_with("connected");
-  const bool unaware =
-      IsOneOf(CallOf(fault), {"ReadProcessVariable", "ReadRegistryText", "WideToUtf8",
-                              "ReadTcpConnections", "FormatIpv4", "ParseIpv4"});
-  if (!connected || account.timer_expired || unaware) return {};
-  Complaints complaints;
-  if (account.guard) {
-    if (!Says(account.after.files, "active.conf for fra-1 under the guard")) {
-      complaints.emplace_back("the guard is on, and the file is another");
-    }
-    return complaints;
-  }
-  for (const std::string& ip : account.administrators) {
-    if (!IsPinned(ip, account.after)) complaints.push_back("connected, and not pinned: " + ip);
-  }
-  return complaints;
-}
-
 Complaints Judge(const Account& account, const std::optional<Fault>& fault) {
   Complaints all = JudgeEnd(account, fault);
   if (account.ending == kHung) return all;
   for (const Complaints& complaints :
        {JudgeReplies(account), JudgeSecrecy(account), JudgeProtection(account, fault),
-        JudgeRoutes(account), JudgeOpen(account, fault), JudgeLeft(account, fault),
+        JudgeRoutes(account), JudgeOpen(account), JudgeLeft(account, fault),
         JudgeAftermath(account)}) {
     all.insert(all.end(), complaints.begin(), complaints.end());
   }

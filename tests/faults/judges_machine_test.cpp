@@ -11,25 +11,6 @@ namespace {
 
 using testing::ElementsAre;
 
-// ---- what is open
-
-TEST(JudgeOpen, ComplainsOfWhatWasNotClosed) {
-  Account account = GoodConnect();
-  account.open = {"1 service handles", "1 files"};
-  EXPECT_THAT(JudgeOpen(account, std::nullopt),
-              ElementsAre("left open: 1 service handles", "left open: 1 files"));
-}
-
-TEST(JudgeOpen, AcceptsThePipeOfAServerThatWaits) {
-  Account account = GoodConnect();
-  account.open = {"1 pipes", "1 security records"};
-  EXPECT_FALSE(JudgeOpen(account, std::nullopt).empty());
-  account.serves = true;
-  EXPECT_EQ(JudgeOpen(account, std::nullopt), kNone);
-  account.open = {"2 pipes"};
-  EXPECT_FALSE(JudgeOpen(account, std::nullopt).empty());
-}
-
 // ---- routes
 
 TEST(JudgeRoutes, ComplainsOfADeletionOfARouteThatIsNotRecorded) {
@@ -56,9 +37,8 @@ TEST(JudgeRoutes, ComplainsOfADeletionByAProcessThatHasNotCreatedTheRoute) {
 TEST(JudgeRoutes, ComplainsOfARouteThatIsNotTakenBack) {
   Account account = GoodDisconnect();
   account.routes.pop_back();
-  EXPECT_THAT(JudgeRoutes(account), ElementsAre("disconnected, and a recorded route was not taken "
-                                                "back: " +
-                                                kPinnedRoute));
+  EXPECT_THAT(JudgeRoutes(account),
+              ElementsAre("a recorded route was not taken back: " + kPinnedRoute));
 }
 
 TEST(JudgeRoutes, ComplainsOfTheLossOfAnothersRoute) {
@@ -67,50 +47,14 @@ TEST(JudgeRoutes, ComplainsOfTheLossOfAnothersRoute) {
   EXPECT_THAT(JudgeRoutes(account), ElementsAre("another's route is gone: " + kDefaultRoute));
 }
 
-// ---- what is left
-
-TEST(JudgeLeft, ComplainsOfATunnelThatADisconnectHasNotStopped) {
-  Account account = GoodDisconnect();
-  account.after.services = {"VeltraneVpnTunnel$Active running for fra-1"};
-  EXPECT_FALSE(JudgeLeft(account, std::nullopt).empty());
-  EXPECT_EQ(JudgeLeft(account, Failing("Service.SendStop")), kNone);
-}
-
-TEST(JudgeLeft, ComplainsOfAKeyThatADisconnectHasLeftWhateverFailed) {
-  Account account = GoodDisconnect();
-  account.after.files = {"active.conf for fra-1"};
-  EXPECT_FALSE(JudgeLeft(account, Failing("OutputFile.Write")).empty());
-}
-
-TEST(JudgeLeft, ComplainsOfARefusalThatHasTouchedTheTunnel) {
-  Account account = Refused(Reply(R"({"ok":false,"error":"admin_bypass_failed","message":"x")"));
-  EXPECT_EQ(JudgeLeft(account, std::nullopt), kNone);
-  account.after.files = {"active.conf for fra-1"};
-  EXPECT_THAT(JudgeLeft(account, std::nullopt), ElementsAre("the tunnel was changed"));
-}
-
-TEST(JudgeLeft, ComplainsOfATunnelWithAnothersConfiguration) {
-  Account account = GoodConnect();
-  account.after.services = {"VeltraneVpnTunnel$Active running for ams-2"};
-  EXPECT_FALSE(JudgeLeft(account, std::nullopt).empty());
-}
-
-TEST(JudgeLeft, ComplainsOfAConnectThatTakesAFailedStartForASuccess) {
-  Account account = GoodConnect();
-  account.after.services = {"VeltraneVpnTunnel$Active stopped"};
-  EXPECT_EQ(JudgeLeft(account, Failing("Service.Start", 1056)), kNone);
-  EXPECT_FALSE(JudgeLeft(account, Failing("Service.Start", 1053)).empty());
-}
-
-TEST(JudgeLeft, ComplainsOfAServiceStopThatHasTouchedTheTunnel) {
-  Account account = GoodConnect();
-  account.exchanges.clear();
-  account.mode = "--run-as-service";
-  account.ending = "exit 0";
-  account.before = account.after;
-  EXPECT_EQ(JudgeLeft(account, std::nullopt), kNone);
-  account.after.services.clear();
-  EXPECT_FALSE(JudgeLeft(account, std::nullopt).empty());
+TEST(JudgeRoutes, ExpectsThemTakenBackBeforeAProcessAsksForTheFileAndEnds) {
+  Account account = Struck(GoodDisconnect(), "TestExistence");
+  account.ending = kFilesystemError;
+  account.routes.push_back({"new process", "", true});
+  EXPECT_EQ(JudgeRoutes(account), kNone);
+  account.routes = {{"create", kPinnedRoute, true}, {"new process", "", true}};
+  EXPECT_THAT(JudgeRoutes(account),
+              ElementsAre("a recorded route was not taken back: " + kPinnedRoute));
 }
 
 // ---- what comes next
@@ -143,6 +87,26 @@ TEST(JudgeAftermath, ComplainsOfAConnectThatFails) {
   account = GoodConnect();
   account.after_connect.services.clear();
   EXPECT_THAT(JudgeAftermath(account), ElementsAre("a connect afterwards left other things"));
+}
+
+TEST(JudgeAftermath, ComplainsOfOtherRoutesThanThePinOfThatConnect) {
+  const Complaints complaint = {"a connect afterwards left other routes"};
+  Account account = GoodConnect();
+  account.after_connect.routes = {kDefaultRoute};
+  EXPECT_EQ(JudgeAftermath(account), complaint);
+  account.after_connect.routes = {kDefaultRoute, kPinnedRoute, kPinnedRoute};
+  EXPECT_EQ(JudgeAftermath(account), complaint);
+  account.after_connect.routes = {kPinnedRoute};
+  EXPECT_EQ(JudgeAftermath(account), complaint);
+  account.after_connect.routes = {kPinnedRoute, kDefaultRoute};
+  EXPECT_EQ(JudgeAftermath(account), kNone);
+}
+
+TEST(JudgeAftermath, AcceptsARouteThatWasThereAsThePin) {
+  Account account = GoodConnect();
+  account.ending = kSystemError;
+  account.after_disconnect.routes = {kDefaultRoute, kPinnedRoute};
+  EXPECT_EQ(JudgeAftermath(account), kNone);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/faults/judges.h"
+#include "tests/faults/last_word.h"
 
 namespace veltrane::faults {
 namespace {
@@ -16,44 +17,32 @@ using Json = nlohmann::json;
 struct ErrorRow {
   std::set<std::string> messages;  // empty: that of a report
   bool has_reports = false;
-  bool leaves_phase = false;  // the phase is unchanged
 };
 
 const std::map<std::string, ErrorRow> kErrors = {
-    {"forbidden_path", {{"config paths not accepted from UI"}, false, true}},
-    {"unknown_op", {{"unsupported operation"}, false, true}},
-    {"session_mismatch", {{"invalid session"}, false, true}},
-    {"invalid_profile", {{"missing required fields"}, false, true}},
+    {"forbidden_path", {{"config paths not accepted from UI"}, false}},
+    {"unknown_op", {{"unsupported operation"}, false}},
+    {"session_mismatch", {{"invalid session"}, false}},
+    {"invalid_profile", {{"missing required fields"}, false}},
     {"poc_env_read_failed",
-     {{"Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid"}, true, false}},
-    {"admin_bypass_failed", {{}, true, false}},
-    {"poc_route_guard_failed", {{}, true, false}},
+     {{"Machine VELTRANE_POC_DISABLE_DEFAULT_ROUTE unreadable or invalid"}, true}},
+    {"admin_bypass_failed", {{}, true}},
+    {"poc_route_guard_failed", {{}, true}},
     {"config_write_failed",
      {{"create_directories failed", "open tmp failed", "write tmp failed",
        "rename active.conf failed"},
-      false,
       false}},
     {"tunnel_start_failed",
      {{"OpenSCManager failed", "CreateService tunnel failed", "StartService tunnel failed",
        "delete active.conf failed"},
-      false,
       false}},
     {"poc_default_route_detected",
-     {{"tunnel installed a default route on WireGuard/Wintun interface"}, true, false}},
+     {{"tunnel installed a default route on WireGuard/Wintun interface"}, true}},
 };
 
 const std::set<std::string> kBypassReasons = {
     "no_admin_bypass_ips", "physical_gateway_missing", "route_add_failed",
     "route_verify_before_tunnel_failed", "route_verify_after_tunnel_failed"};
-
-std::string TextOf(const Json& object, const char* member) {
-  const auto value = object.find(member);
-  return value == object.end() || !value->is_string() ? "" : value->get<std::string>();
-}
-
-std::string Operation(const Exchange& exchange) {
-  return TextOf(Json::parse(exchange.request, nullptr, false), "op");
-}
 
 std::set<std::string> Members(const Json& object) {
   std::set<std::string> members;
@@ -119,14 +108,18 @@ void JudgeFailure(const Json& reply, Complaints& complaints) {
   }
 }
 
-void JudgeSuccess(const Json& reply, const std::string& operation, Complaints& complaints) {
+void JudgeSuccess(const Json& reply, const Json& request, Complaints& complaints) {
+  const std::string operation = TextOf(request, "op");
   std::set<std::string> members = {"ok", "phase"};
   if (operation != "register_session") members.insert({"admin_bypass", "poc_route_guard"});
   if (operation == "status") members.insert("tunnel_running");
-  if (TextOf(reply, "phase") == "connected") members.insert("node_id");
+  if (operation == "connect" || TextOf(reply, "phase") == "connected") members.insert("node_id");
   if (Members(reply) != members) complaints.push_back("other members than " + operation + " has");
   if (operation != "register_session" && !HasWholeReports(reply)) {
     complaints.emplace_back("a report is not whole");
+  }
+  if (operation == "connect" && TextOf(reply, "node_id") != TextOf(request, "node_id")) {
+    complaints.push_back("connected to " + TextOf(reply, "node_id"));
   }
 }
 
@@ -140,15 +133,20 @@ void JudgeConnected(const Json& reply, Complaints& complaints) {
   }
 }
 
-// The phase that the answer to a request leads to.
-std::string PhaseBehind(const Account& account, const Json& reply, const std::string& operation) {
-  if (!reply.value("ok", false)) {
-    const auto row = kErrors.find(TextOf(reply, "error"));
-    const bool leaves = row != kErrors.end() && row->second.leaves_phase;
-    return leaves ? account.phase_before : "disconnected";
+// The phase, and what a status says of it. A program that has ended may have no server any more.
+void JudgePhase(const Account& account, Complaints& complaints) {
+  const bool has_server = account.ending == kLives || !account.phase.empty();
+  if (!has_server) return;
+  const std::string expected = ExpectedPhase(account);
+  if (account.phase != expected) {
+    complaints.push_back("the phase is " + account.phase + ", not " + expected);
   }
-  if (operation == "connect") return "connected " + TextOf(reply, "node_id");
-  return operation == "disconnect" ? "disconnected" : account.phase_before;
+  const Json reply = LastReply(account);
+  if (LastWord(account) != "status" || !reply.is_object()) return;
+  const std::string node = TextOf(reply, "node_id");
+  if (TextOf(reply, "phase") + (node.empty() ? "" : " " + node) != expected) {
+    complaints.push_back("a status says another phase than " + expected);
+  }
 }
 
 }  // namespace
@@ -162,27 +160,19 @@ Complaints JudgeReplies(const Account& account) {
       complaints.push_back("a reply is not whole: " + exchange.reply);
       continue;
     }
-    const std::string operation = Operation(exchange);
+    const Json request = Json::parse(exchange.request, nullptr, false);
+    const std::string operation = TextOf(request, "op");
     if (!reply.at("ok")) {
       JudgeFailure(reply, complaints);
       if (operation == "status" || operation == "disconnect") {
         if (TextOf(reply, "error") != "forbidden_path") complaints.push_back(operation + " failed");
       }
     } else {
-      JudgeSuccess(reply, operation, complaints);
+      JudgeSuccess(reply, request, complaints);
       if (operation == "connect") JudgeConnected(reply, complaints);
     }
   }
-  const Exchange* last = account.exchanges.empty() ? nullptr : &account.exchanges.back();
-  if (last == nullptr || last->reply.empty() || account.ending != kLives) return complaints;
-  const Json reply = Json::parse(last->reply, nullptr, false);
-  if (!reply.is_object()) return complaints;
-  const std::string phase = PhaseBehind(account, reply, Operation(*last));
-  // The timer of an earlier connect may end the new one: docs/limits.md, "Kept by design".
-  const bool ended_by_timer = account.timer_expired && account.phase == "disconnected";
-  if (!account.phase_before.empty() && account.phase != phase && !ended_by_timer) {
-    complaints.push_back("the phase is " + account.phase + ", not " + phase);
-  }
+  JudgePhase(account, complaints);
   return complaints;
 }
 

@@ -17,69 +17,8 @@ TEST(Judges, AcceptAConnectAndADisconnect) {
   EXPECT_EQ(Judge(GoodDisconnect(), std::nullopt), kNone);
 }
 
-// ---- the end of the process
-
-TEST(JudgeEnd, ComplainsOfAProcessThatHangsOrCrashes) {
+TEST(Judges, ComplainOfAProcessThatHangsOrCrashesAndOfNothingElse) {
   EXPECT_THAT(Judge(Account{}, std::nullopt), ElementsAre("the run hung or crashed"));
-}
-
-TEST(JudgeEnd, ComplainsOfACallThatWasNotMade) {
-  EXPECT_THAT(JudgeEnd(GoodConnect(), Failing("RemoveFile")), ElementsAre("the call was not made"));
-}
-
-TEST(JudgeEnd, ComplainsOfARequestWithoutAReplyUnlessThePipeFailed) {
-  Account account = GoodConnect();
-  account.struck = true;
-  account.exchanges[0].reply.clear();
-  EXPECT_THAT(JudgeEnd(account, Failing("RemoveFile")), ElementsAre("no reply to " + kConnect));
-  EXPECT_EQ(JudgeEnd(account, Failing("ServerPipe.Write")), kNone);
-}
-
-struct End {
-  const char* ending;
-  const char* call;
-  const char* mode;
-  bool documented;
-};
-
-class EndOfProcess : public testing::TestWithParam<End> {};
-
-TEST_P(EndOfProcess, IsJudgedByTheCallThatFailed) {
-  Account account = GoodConnect();
-  account.struck = true;
-  account.ending = GetParam().ending;
-  account.mode = GetParam().mode;
-  const Complaints complaints = JudgeEnd(account, Failing(GetParam().call));
-  EXPECT_EQ(complaints.empty(), GetParam().documented) << testing::PrintToString(complaints);
-}
-
-INSTANTIATE_TEST_SUITE_P(JudgeEnd, EndOfProcess,
-                         testing::Values(End{kFilesystemError, "TestExistence", "", true},
-                                         End{kFilesystemError, "RemoveFile", "", false},
-                                         End{kLives, "TestExistence", "", false},
-                                         End{kSystemError, "Thread.Start", "", true},
-                                         End{kSystemError, "Mutex.Lock", "", true},
-                                         End{kSystemError, "OutputFile.Open", "", false},
-                                         End{kOtherException, "Thread.Start", "", false},
-                                         End{kTerminated, "OpenAndClosePipe", "--run-as-service",
-                                             true},
-                                         End{kTerminated, "OpenAndClosePipe", "--console", false},
-                                         End{kAborted, "RemoveFile", "", false},
-                                         End{"exit 0", "RemoveFile", "--console", true},
-                                         End{"exit 3", "RemoveFile", "--console", false},
-                                         End{"exit 1", "ServiceManager.Open", "--install", true},
-                                         End{"exit 0", "ServiceManager.Open", "--install", false},
-                                         End{"exit 0", "Service.SetSidType", "--install", true},
-                                         End{"exit 2", "Library.Load", "/service", true},
-                                         End{"exit 3", "Library.Find", "/service", true},
-                                         End{"exit 4", "Library.Find", "/service", false}));
-
-TEST(JudgeEnd, AcceptsAnAbortBehindTheLineThatAnnouncesIt) {
-  Account account = GoodDisconnect();
-  account.ending = kAborted;
-  account.error = {
-      "[Veltrane][startup_guard] abort VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP=1"};
-  EXPECT_EQ(JudgeEnd(account, std::nullopt), kNone);
 }
 
 // ---- replies
@@ -125,6 +64,18 @@ TEST(JudgeReplies, ComplainsOfAConnectionWithTheBypassOnAndNotApplied) {
               ElementsAre("connected, and the bypass is not as it has to be"));
 }
 
+TEST(JudgeReplies, ComplainsOfAConnectionToAnotherNode) {
+  Account account = GoodConnect();
+  account.exchanges[0].reply = Reply(R"({"ok":true,"phase":"connected","node_id":"ams-2")",
+                                     With(kFreshBypass, {"enabled", "attempted", "applied"}));
+  account.phase = "connected ams-2";
+  EXPECT_THAT(JudgeReplies(account), ElementsAre("connected to ams-2",
+                                                 "the phase is connected ams-2, not connected "
+                                                 "fra-1"));
+}
+
+// ---- the phase
+
 TEST(JudgeReplies, ComplainsOfAPhaseThatDoesNotAgree) {
   Account connected = GoodConnect();
   connected.phase = "connecting";
@@ -142,12 +93,42 @@ TEST(JudgeReplies, AcceptsAPhaseThatARefusedSessionLeaves) {
   EXPECT_EQ(JudgeReplies(account), kNone);
 }
 
-TEST(JudgeReplies, AcceptsAPhaseThatAnExpiredTimerHasSet) {
+TEST(JudgeReplies, ExpectsThePhaseOfAFreshServerWhereNoneWasThereBefore) {
+  Account account = GoodConnect();
+  account.phase_before.clear();
+  account.exchanges = {{kStatus, Reply(kIdle)}};
+  account.phase = "disconnected";
+  EXPECT_EQ(JudgeReplies(account), kNone);
+  account.phase = "connecting";
+  EXPECT_THAT(JudgeReplies(account), ElementsAre("the phase is connecting, not disconnected"));
+}
+
+TEST(JudgeReplies, ComplainsOfAStatusThatSaysAnotherPhase) {
+  Account account = GoodConnect();
+  account.phase_before = "connected fra-1";
+  account.exchanges = {{kStatus, Reply(kIdle)}};
+  EXPECT_THAT(JudgeReplies(account),
+              ElementsAre("a status says another phase than connected fra-1"));
+}
+
+TEST(JudgeReplies, ExpectsThePhaseOfTheStoryWhereNoReplyCame) {
+  Account unread = Struck(GoodConnect(), "ServerPipe.Read");
+  unread.exchanges[0].reply.clear();
+  EXPECT_THAT(JudgeReplies(unread), ElementsAre("the phase is connected fra-1, not disconnected"));
+  Account lost = Struck(unread, "ServerPipe.Write");
+  EXPECT_EQ(JudgeReplies(lost), kNone);
+}
+
+TEST(JudgeReplies, ExpectsThePhaseOfATimerThatExpiresLastAndNotOfAnEarlierOne) {
   Account account = GoodConnect();
   account.phase = "disconnected";
+  account.timer = kTimerFirst;
   EXPECT_FALSE(JudgeReplies(account).empty());
-  account.timer_expired = true;
+  account.timer = kTimerLast;
   EXPECT_EQ(JudgeReplies(account), kNone);
+  account.exchanges.clear();
+  account.phase = "connected fra-1";
+  EXPECT_THAT(JudgeReplies(account), ElementsAre("the phase is connected fra-1, not disconnected"));
 }
 
 // ---- keys
@@ -167,32 +148,6 @@ TEST(JudgeSecrecy, ComplainsOfAFileWithAKeyThatIsOpenToUsers) {
   EXPECT_FALSE(JudgeSecrecy(account).empty());
   account.after.files = {"active.conf of zeros, open to users"};
   EXPECT_EQ(JudgeSecrecy(account), kNone);
-}
-
-// ---- administrators
-
-TEST(JudgeProtection, ComplainsOfAnAdministratorWhoIsNotPinned) {
-  Account account = GoodConnect();
-  account.administrators.emplace_back("198.51.100.7");
-  EXPECT_THAT(JudgeProtection(account, Failing("ReadSessions")),
-              ElementsAre("connected, and not pinned: 198.51.100.7"));
-  EXPECT_EQ(JudgeProtection(account, Failing("ReadRegistryText")), kNone);
-}
-
-TEST(JudgeProtection, CountsAMetricOf15AndNot16) {
-  Account account = GoodConnect();
-  account.after.routes = {"203.0.113.5/32 via 192.168.1.1 if 12 metric 15"};
-  EXPECT_EQ(JudgeProtection(account, std::nullopt), kNone);
-  account.after.routes = {"203.0.113.5/32 via 192.168.1.1 if 12 metric 16"};
-  EXPECT_FALSE(JudgeProtection(account, std::nullopt).empty());
-}
-
-TEST(JudgeProtection, ComplainsOfACatchAllUnderTheGuard) {
-  Account account = GoodConnect();
-  account.guard = true;
-  EXPECT_FALSE(JudgeProtection(account, std::nullopt).empty());
-  account.after.files = {"active.conf for fra-1 under the guard"};
-  EXPECT_EQ(JudgeProtection(account, std::nullopt), kNone);
 }
 
 }  // namespace

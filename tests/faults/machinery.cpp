@@ -32,14 +32,23 @@ const std::string kConfWithCatchAll =
     "Endpoint = ::/0:51820\n"
     "PersistentKeepalive = 25\n";
 
+// The program has moved since the service was configured.
+bool HasOldCommandLine(const Machine& machine, const ServiceSettings& settings) {
+  const std::wstring own =
+      L"\"" + machine.libraries.ExecutablePath() + L"\" /service \"" + kActiveConf + L"\"";
+  return !settings.command_line.empty() && settings.command_line != own;
+}
+
 std::string ServiceText(const Machine& machine, const std::wstring& name,
                         const std::string& loaded) {
   static const Texts kStates = {"?", "stopped", "starting", "stopping", "running"};
   const auto service = machine.services.Find(name);
-  const bool knows = name == kTunnelService && service->state == simulated::kRunning;
+  const bool is_tunnel = name == kTunnelService;
+  const bool knows = is_tunnel && service->state == simulated::kRunning;
   return Narrow(name) + " " + kStates.at(service->state) +
          (knows && !loaded.empty() ? " " + loaded : "") +
-         (service->marked_for_delete ? ", marked for deletion" : "");
+         (service->marked_for_delete ? ", marked for deletion" : "") +
+         (is_tunnel && HasOldCommandLine(machine, service->settings) ? ", old command line" : "");
 }
 
 }  // namespace

@@ -8,10 +8,15 @@ namespace {
 
 bool RunsUntilStopped(const wchar_t*) { return true; }
 
+bool Fails(const wchar_t*) { return false; }
+
+template <bool run(const wchar_t*)>
 void AddTunnelLibrary(Scene& scene) {
   scene.machine.libraries.AddExport(L"tunnel.dll", "WireGuardTunnelService",
-                                    reinterpret_cast<LibraryFunction>(&RunsUntilStopped));
+                                    reinterpret_cast<LibraryFunction>(run));
 }
+
+void RunTunnel(Scene& scene) { scene.Run({L"/service", kActiveConf}); }
 
 void AddConsoleUser(Scene& scene) {
   scene.machine.sessions.SetConsoleSession(1);
@@ -56,27 +61,42 @@ std::vector<Story> ProcessStories() {
          AddConsoleUser(scene);
          LeaveATunnel(scene);
        },
-       [](Scene& scene) { StartAndAsk(scene, L"--run-as-service"); }},
+       [](Scene& scene) { StartAndAsk(scene, L"--run-as-service"); }, "status"},
       {"service-stop", "A stop of the service with a connection and a timer",
        [](Scene& scene) { StartAndConnect(scene, L"--run-as-service"); },
-       [](Scene& scene) { scene.StopService(); }},
+       [](Scene& scene) { scene.StopService(); }, "exit 0"},
       {"console-start", "The start of the console mode, and a status", AddConsoleUser,
-       [](Scene& scene) { StartAndAsk(scene, L"--console"); }},
+       [](Scene& scene) { StartAndAsk(scene, L"--console"); }, "status"},
+      {"console-start-and-stop", "The console mode from its start to Ctrl+C", AddConsoleUser,
+       [](Scene& scene) {
+         scene.Start(L"--console");
+         scene.PressCtrlC();
+       },
+       "exit 0"},
       {"console-stop", "Ctrl+C in the console mode with a connection and a timer",
        [](Scene& scene) { StartAndConnect(scene, L"--console"); },
-       [](Scene& scene) { scene.PressCtrlC(); }},
-      {"install", "An installation", [](Scene&) {}, Install},
+       [](Scene& scene) { scene.PressCtrlC(); }, "exit 0"},
+      {"install", "An installation", [](Scene&) {}, Install, "exit 0"},
       {"install-again", "An installation over an earlier one",
-       [](Scene& scene) { scene.machine.services.Add(L"VeltraneVpnTunnel"); }, Install},
+       [](Scene& scene) { scene.machine.services.Add(L"VeltraneVpnTunnel"); }, Install, "exit 0"},
       {"uninstall", "A removal of the running service",
        [](Scene& scene) { scene.machine.services.Add(L"VeltraneVpnTunnel", simulated::kRunning); },
-       [](Scene& scene) { scene.Run({L"--uninstall"}); }},
+       [](Scene& scene) { scene.Run({L"--uninstall"}); }, "exit 0"},
       {"dry-run", "A dry run over a leftover tunnel", LeaveATunnel,
-       [](Scene& scene) { scene.Run({L"--dry-run-startup"}); }},
-      {"tunnel-service", "The tunnel service", AddTunnelLibrary,
+       [](Scene& scene) { scene.Run({L"--dry-run-startup"}); }, "exit 0"},
+      {"tunnel-service", "The tunnel service", AddTunnelLibrary<RunsUntilStopped>, RunTunnel,
+       "exit 0"},
+      {"tunnel-service-fails", "The tunnel service, whose tunnel library says that it failed",
+       AddTunnelLibrary<Fails>, RunTunnel, "exit 4"},
+      {"tunnel-service-empty-path", "The tunnel service with an empty path",
+       AddTunnelLibrary<RunsUntilStopped>,
        [](Scene& scene) {
-         scene.Run({L"/service", kActiveConf});
-       }},
+         scene.Run({L"/service", L""});
+       },
+       "exit 1"},
+      {"tunnel-service-no-path", "The tunnel service without a path, which prints the usage",
+       AddTunnelLibrary<RunsUntilStopped>, [](Scene& scene) { scene.Run({L"/service"}); },
+       "exit 1"},
   };
 }
 

@@ -36,7 +36,7 @@ const char* EndingByException() {
   std::set_terminate([] { running->EndProcess(EndingByException()); });
   std::signal(SIGABRT, [](int) { running->EndProcess(kAborted); });
   story.arrange(*running);
-  running->BeginStory(fault);
+  running->BeginStory(story.leads_to, fault);
   story.act(*running);
   running->EndStory();
 }

@@ -18,6 +18,8 @@
 #include "platform/files.h"
 #include "platform/routing.h"
 #include "platform/services.h"
+#include "service/server_slot.h"
+#include "tests/faults/good_accounts.h"
 #include "tests/faults/judges.h"
 #include "tests/scenarios/connection.h"
 
@@ -34,6 +36,8 @@ Account RunWithout(const std::function<void(Scene&)>& act) {
 }
 
 void Connect(Scene& scene) { scene.Ask(kConnect); }
+
+void LeaveLocked(Mutex& mutex) VELTRANE_THREAD_SAFETY(no_thread_safety_analysis) { mutex.Lock(); }
 
 TEST(Run, NumbersTheCallsOfEachFunction) {
   const Account account = RunWithout([](Scene&) {
@@ -53,11 +57,11 @@ TEST(Run, MakesOneCallFailAndTellsThatItWasMade) {
   const Story story = {"", "", [](Scene&) {}, Connect};
   const Fault fault = {{"MoveFileWithFlags", "fails", 5}, 1};
   const Account account = faults::Run(story, fault);
-  EXPECT_TRUE(account.struck);
+  EXPECT_EQ(account.struck.name, "MoveFileWithFlags");
   EXPECT_EQ(account.exchanges[0].reply,
             R"({"ok":false,"error":"config_write_failed","message":"rename active.conf failed"})");
   EXPECT_THAT(account.after.files, ElementsAre("active.conf.tmp for fra-1"));
-  EXPECT_FALSE(faults::Run(story, Fault{{"MoveFileWithFlags", "fails", 5}, 2}).struck);
+  EXPECT_EQ(faults::Run(story, Fault{{"MoveFileWithFlags", "fails", 5}, 2}).struck.name, "");
 }
 
 TEST(Run, GoesOnWithADisconnectAndAConnect) {
@@ -119,8 +123,40 @@ TEST(Run, ShowsTheJudgesAProgramThatLeavesSomethingOpen) {
     new std::optional<ServiceManager>(ServiceManager::Open(1));
     new std::optional<OutputFile>(OutputFile::Open(L"C:\\ProgramData\\a"));
   });
-  EXPECT_THAT(JudgeOpen(account, std::nullopt),
-              ElementsAre("left open: 1 service handles", "left open: 1 files"));
+  EXPECT_THAT(JudgeOpen(account), ElementsAre("left open: 1 service handles", "left open: 1 files",
+                                              "left open afterwards: 1 service handles",
+                                              "left open afterwards: 1 files"));
+}
+
+TEST(Run, ShowsTheJudgesALockThatIsLeftLocked) {
+  const Account account = RunWithout([](Scene& scene) {
+    scene.Start(L"--console");
+    LeaveLocked(RegisteredServer()->state_mutex);
+  });
+  EXPECT_THAT(JudgeOpen(account), ElementsAre("left open: 1 locks"));
+}
+
+TEST(Run, LetsTheSystemEndAProgramThatDoesNotHandleCtrlC) {
+  const Story story = {"", "", [](Scene&) {},
+                       [](Scene& scene) {
+                         scene.Start(L"--console");
+                         scene.PressCtrlC();
+                       }};
+  EXPECT_EQ(faults::Run(story, std::nullopt).ending, "exit 0");
+  EXPECT_EQ(faults::Run(story, Failing("InstallConsoleHandler")).ending, "killed by Ctrl+C");
+}
+
+TEST(Run, LetsGoOfAServiceThatAnotherProgramHeldDuringTheStory) {
+  const Account account = faults::Run({"", "",
+                                       [](Scene& scene) {
+                                         scene.Ask(kConnect);
+                                         scene.HoldTunnelService();
+                                       },
+                                       [](Scene& scene) { scene.Ask(kDisconnect); }},
+                                      std::nullopt);
+  EXPECT_THAT(account.after.services,
+              ElementsAre("VeltraneVpnTunnel$Active stopped, marked for deletion"));
+  EXPECT_THAT(account.after_disconnect.services, IsEmpty());
 }
 
 TEST(Run, ShowsTheJudgesAFileThatIsOpenToUsers) {

@@ -53,48 +53,6 @@ Scene::Scene(int account_descriptor)
   machine.clock.OnSleep([this](std::uint32_t milliseconds) { Sleep(milliseconds); });
 }
 
-void Scene::SetAdministrator() {
-  Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
-  account_.administrators = {"203.0.113.5"};
-}
-
-void Scene::SetAdministrators() {
-  SetAdministrator();
-  Set(L"ADMIN_BYPASS_IPS", L"198.51.100.7");
-  account_.administrators.emplace_back("198.51.100.7");
-}
-
-void Scene::SetGuard() {
-  Set(L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"1");
-  account_.guard = true;
-}
-
-void Scene::AddRemoteDesktop(const std::string& address) {
-  machine.connections.AddEstablished(3389, address);
-  account_.administrators.push_back(address);
-}
-
-void Scene::Set(const std::wstring& name, const std::wstring& value) {
-  machine.environment.SetMachine(name, value);
-}
-
-void Scene::SetOfProcess(const std::wstring& name, const std::wstring& value) {
-  machine.environment.SetProcess(name, value);
-}
-
-void Scene::OnTunnelStart(std::function<void(simulated::Machine&)> happen) {
-  machine.services.OnRunning([this, happen = std::move(happen)](const std::wstring&) {
-    NoteLoaded();
-    happen(machine);
-  });
-}
-
-void Scene::LeaveTunnelRunning() {
-  machine.services.Add(kTunnelService, simulated::kRunning);
-  machine.files.AddFile(kActiveConf, kConf);
-  NoteLoaded();
-}
-
 void Scene::NoteLoaded() { loaded_ = Contents(machine.files.Bytes(kActiveConf).value_or("")); }
 
 void Scene::Ask(const std::string& request) {
@@ -118,16 +76,16 @@ std::string Scene::AnswerAsPipeThread(const std::string& request) noexcept {
   return HandleRequest(*server_, request);
 }
 
-void Scene::ExpireTimer() {
+void Scene::ExpireTimer(const char* turn) {
   IpcServer* server = Server();
   if (!server->auto_stop_thread.joinable() || server->auto_stop_cancel) return;
+  account_.timer = turn;
   timer_may_count_ = true;
   Await([server] {
     const NotOfTheProgram locks;
     return server->Snapshot().phase == kPhaseDisconnected;
   });
   timer_has_expired_ = true;
-  account_.timer_expired = true;
   timer_may_count_ = false;
 }
 
@@ -145,17 +103,14 @@ void Scene::Run(const std::vector<std::wstring>& arguments) {
 }
 
 void Scene::Start(const std::wstring& mode) {
-  const auto await_server = [this] {
-    Await([this] { return !program_started_ || machine.pipes.ServerWaits(); });
-  };
   const auto note_main = [this] { program_main_ = std::this_thread::get_id(); };
   // The pipe thread takes its first steps alone, so that the order of all steps is always the same.
   if (mode == L"--run-as-service") {
     machine.OnCall("RegisterControlHandler", 1, note_main);
-    machine.OnCall("ServiceManager.Open", 1, await_server);
+    first_behind_server_ = "ServiceManager.Open";
   } else {
     machine.OnCall("InstallConsoleHandler", 1, note_main);
-    machine.OnCall("PrintOutput", 2, await_server);
+    first_behind_server_ = "PrintOutput VeltraneVpnService IPC on";
   }
   account_.mode = simulated::Narrow(mode);
   program_started_ = true;
@@ -182,7 +137,9 @@ void Scene::StopService() {
 }
 
 void Scene::PressCtrlC() {
-  WaitForStop([this] { machine.console.SendEvent(0); });
+  WaitForStop([this] {
+    if (!machine.console.SendEvent(0)) EndProcess(kKilled);
+  });
 }
 
 void Scene::WaitForStop(const std::function<void()>& tell) {
@@ -220,13 +177,18 @@ void Scene::Sleep(std::uint32_t milliseconds) {
 void Scene::Observe(const std::string& name, const std::string& text) {
   if (text == "ReadProcessVariable VELTRANE_POC_ADMIN_BYPASS") NoteRoute("apply", "", true);
   if (name == "Thread.Start") timer_has_expired_ = false;
+  if (program_started_ && std::this_thread::get_id() == program_main_ &&
+      text.starts_with(first_behind_server_)) {
+    Await([this] { return machine.pipes.ServerWaits(); });
+  }
   if (!acting_) return;
   const std::lock_guard<std::mutex> lock(mutex_);
   const std::size_t nth = ++counts_[name];
+  const Call call = {name, text.substr(std::min(name.size() + 1, text.size())), nth};
   if (!fault_) {
-    account_.calls.push_back({name, text.substr(std::min(name.size() + 1, text.size())), nth});
+    account_.calls.push_back(call);
   } else if (IsToStrike(name) && fault_->nth == nth) {
-    account_.struck = true;
+    account_.struck = call;
   }
 }
 
@@ -238,7 +200,8 @@ void Scene::NoteRoute(const std::string& what, const std::string& route, bool do
 
 IpcServer* Scene::Server() const { return program_started_ ? RegisteredServer() : server_.get(); }
 
-void Scene::BeginStory(const std::optional<Fault>& fault) {
+void Scene::BeginStory(const std::string& leads_to, const std::optional<Fault>& fault) {
+  account_.leads_to = leads_to;
   account_.exchanges.clear();
   account_.before = LeftOn(machine, loaded_);
   account_.phase_before = Phase();

@@ -39,7 +39,8 @@ class Scene {
   void Set(const std::wstring& name, const std::wstring& value);
   void SetOfProcess(const std::wstring& name, const std::wstring& value);
 
-  // An administrator who is there by Remote Desktop, and whom a connect must pin too.
+  // Somebody who is there by Remote Desktop; and an administrator, whom a connect must pin too.
+  void AddConnection(const std::string& address);
   void AddRemoteDesktop(const std::string& address);
 
   // Happens whenever a service begins to run.
@@ -48,12 +49,16 @@ class Scene {
   // A tunnel is running that has loaded kConf.
   void LeaveTunnelRunning();
 
+  // Another program opens the tunnel service, and closes it when the story has ended.
+  void HoldTunnelService();
+
   // Hands the program a request and notes both texts: over its pipe when it serves there, else as
   // its pipe thread does.
   void Ask(const std::string& request);
 
-  // Lets the timer expire and waits until it has done everything; nothing without a timer.
-  void ExpireTimer();
+  // Lets the timer expire and waits until it has done everything; nothing without a timer. The turn
+  // is kTimerFirst or kTimerLast.
+  void ExpireTimer(const char* turn);
 
   // Does this at the first call of that name in the story.
   void DuringStory(const std::string& call, std::function<void()> act);
@@ -64,12 +69,13 @@ class Scene {
   // Runs the program in a mode that lasts, and returns when it serves and polls, or has ended.
   void Start(const std::wstring& mode);
 
-  // Tell it to end, and wait until it has; nothing when it has already ended.
+  // Tell it to end, and wait until it has; nothing when it has already ended. The system ends a
+  // program that does not handle Ctrl+C.
   void StopService();
   void PressCtrlC();
 
-  // The story begins, with this call of it failing, and has come to its end.
-  void BeginStory(const std::optional<Fault>& fault);
+  // The story begins, which leads there, with this call of it failing, and has come to its end.
+  void BeginStory(const std::string& leads_to, const std::optional<Fault>& fault);
   [[noreturn]] void EndStory();
 
   // The process ends in this way, on the calling thread, and the story with it.
@@ -86,6 +92,7 @@ class Scene {
   void WatchServersMutex() const;
   bool IsToStrike(const std::string& call) const { return fault_ && fault_->kind.call == call; }
   IpcServer* Server() const;  // null: there is none
+  std::vector<std::string> WhatIsOpen();
 
   std::string Phase() const;
   void Describe();
@@ -109,6 +116,7 @@ class Scene {
   std::atomic<bool> program_polls_ = false;
   std::atomic<bool> program_may_poll_ = false;
   std::atomic<std::thread::id> program_main_;
+  std::string first_behind_server_;  // the call before which the pipe thread comes to wait
 
   std::atomic<bool> timer_sleeps_ = false;
   std::atomic<bool> timer_may_count_ = false;

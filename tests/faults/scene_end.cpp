@@ -56,10 +56,24 @@ void Scene::EndProcess(const char* ending) {
 }
 
 void Scene::Describe() {
+  account_.open = WhatIsOpen();
   account_.phase = Phase();
-  account_.open = OpenOn(machine);
   account_.serves = machine.pipes.ServerWaits();
   account_.admits = AdmittedBy(machine);
+}
+
+// A lock that is held is noted and replaced, so that it does not hold up what comes next.
+std::vector<std::string> Scene::WhatIsOpen() {
+  std::vector<std::string> open = OpenOn(machine);
+  IpcServer* server = Server();
+  if (server == nullptr) return open;
+  if (server->state_mutex.TryLock()) {
+    server->state_mutex.Unlock();
+  } else {
+    open.emplace_back("1 locks");
+    std::construct_at(&server->state_mutex);
+  }
+  return open;
 }
 
 std::string Scene::Phase() const {
@@ -96,11 +110,17 @@ void Scene::Mend() {
     if (call.fails) machine.calls.Heal(std::string(call.name));
   }
   machine.services.OnRunning([this](const std::wstring&) { NoteLoaded(); });
+  if (account_.held) machine.services.ReleaseHandle(kTunnelService);
   machine.files.AllowOpen(kActiveConf);
   machine.files.AllowOpen(kTemporaryConf);
   machine.routes.SetMetricOfCreatedRows(1);
-  machine.routes.ClearBestRouteOverride();
+  // The office's gateway, also beside a route that a tunnel has left.
+  machine.routes.OverrideBestRoute(
+      {.next_hop = simulated::Ip("192.168.1.1"), .interface_index = 12});
   machine.sessions.SetRemoteSession(false);
+  machine.sessions.SetConsoleSession(kNoSession);
+  machine.sessions.Clear();
+  machine.connections.Clear();
   for (const wchar_t* setting :
        {L"VELTRANE_POC_DISABLE_DEFAULT_ROUTE", L"VELTRANE_POC_AUTO_STOP_SECONDS",
         L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP", L"VELTRANE_POC_ADMIN_BYPASS",
@@ -108,7 +128,7 @@ void Scene::Mend() {
     machine.environment.UnsetProcess(setting);
     machine.environment.UnsetMachine(setting);
   }
-  Set(L"ADMIN_BYPASS_IP", L"203.0.113.5");
+  machine.environment.SetMachine(L"ADMIN_BYPASS_IP", L"203.0.113.5");
 }
 
 void Scene::Conclude() {
@@ -127,6 +147,7 @@ void Scene::Conclude() {
   Answer(R"({"op":"register_session"})");         // no session is checked any more
   account_.connect = {kConnect, Answer(kConnect)};
   account_.after_connect = LeftOn(machine, loaded_);
+  account_.open_after_connect = WhatIsOpen();
   const std::string text = Serialized(account_);
   for (std::size_t written = 0; written < text.size();) {
     const ssize_t count = write(account_descriptor_, text.data() + written, text.size() - written);

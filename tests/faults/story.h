@@ -15,6 +15,9 @@ struct Story {
   std::string title;  // what happens: "A connect with the bypass off"
   std::function<void(Scene&)> arrange;
   std::function<void(Scene&)> act;  // the story: its boundary calls are numbered from here
+  // What the last request leads to when nothing fails (see LastWord), or how the process ends:
+  // kAborted, "exit 1". Empty: that is not judged.
+  std::string leads_to = {};
 };
 
 // Every story, in the order of a reader.

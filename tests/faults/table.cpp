@@ -17,13 +17,14 @@ std::string Padded(std::string text, std::size_t column) {
   return text;
 }
 
-// The folder of the configuration and the end of a long text are left out.
+// The folder of the configuration, further lines and the end of a long text are left out.
 std::string Short(std::string details) {
   const std::string folder = R"(C:\ProgramData\Veltrane\tunnels)";
   for (std::size_t at = details.find(folder); at != std::string::npos; at = details.find(folder)) {
     details.replace(at, folder.size(), "...");
   }
-  if (details.size() > kLongestDetails) details = details.substr(0, kLongestDetails) + "...";
+  const std::size_t longest = std::min(details.find('\n'), kLongestDetails);
+  if (details.size() > longest) details = details.substr(0, longest) + "...";
   return details;
 }
 

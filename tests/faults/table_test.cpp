@@ -65,6 +65,11 @@ TEST(Line, HasTheCallTheFailureAndTheOutcomeInColumns) {
             "as without a failure");
 }
 
+TEST(Line, EndsATextOfSeveralLinesAtTheFirst) {
+  EXPECT_EQ(CallText({"PrintOutput", "VeltraneVpnService\n  --dry-run-startup", 1}),
+            "PrintOutput 1 VeltraneVpnService...");
+}
+
 TEST(Differences, AreLinesThatOnlyOneTableHas) {
   EXPECT_THAT(Differences({"a", "b", "c"}, {"a", "c", "d"}), ElementsAre("- b", "+ d"));
   EXPECT_THAT(Differences({"a", "b"}, {"a", "b"}), IsEmpty());

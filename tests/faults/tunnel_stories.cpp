@@ -19,13 +19,14 @@ void ConnectForASecond(Scene& scene) {
 void Disconnect(Scene& scene) { scene.Ask(kDisconnect); }
 
 // A connect during which, at its first call of this name, the timer of the one before expires.
-Story TimerBesideConnect(const std::string& name, const std::string& when,
-                         const std::string& call) {
+Story TimerBesideConnect(const std::string& name, const std::string& when, const std::string& call,
+                         const char* turn) {
   return {name, "A timer that expires during a connect, " + when, ConnectForASecond,
-          [call](Scene& scene) {
-            scene.DuringStory(call, [&scene] { scene.ExpireTimer(); });
+          [call, turn](Scene& scene) {
+            scene.DuringStory(call, [&scene, turn] { scene.ExpireTimer(turn); });
             scene.Ask(kConnectElsewhere);
-          }};
+          },
+          "connected"};
 }
 
 }  // namespace
@@ -33,36 +34,40 @@ Story TimerBesideConnect(const std::string& name, const std::string& when,
 std::vector<Story> TunnelStories() {
   return {
       {"status", "A status of a connection", ConnectWithAdministrators,
-       [](Scene& scene) { scene.Ask(kStatus); }},
+       [](Scene& scene) { scene.Ask(kStatus); }, "status"},
       {"status-without-connection", "A status before any connect", [](Scene&) {},
-       [](Scene& scene) { scene.Ask(kStatus); }},
+       [](Scene& scene) { scene.Ask(kStatus); }, "status"},
       {"disconnect", "A disconnect of a connection with two pinned addresses",
-       ConnectWithAdministrators, Disconnect},
+       ConnectWithAdministrators, Disconnect, "disconnected"},
       {"disconnect-slow-tunnel", "A disconnect of a tunnel that takes two seconds to stop",
        [](Scene& scene) {
          ConnectWithAdministrators(scene);
          scene.machine.services.StopAfterPolls(2);
        },
-       Disconnect},
+       Disconnect, "disconnected"},
       {"disconnect-twice", "A disconnect, and another", ConnectWithAdministrators,
        [](Scene& scene) {
          scene.Ask(kDisconnect);
          scene.Ask(kDisconnect);
-       }},
+       },
+       "disconnected"},
       {"disconnect-counting-timer", "A disconnect while a timer counts", ConnectForASecond,
-       Disconnect},
-      {"disconnect-first", "A disconnect before any connect", [](Scene&) {}, Disconnect},
+       Disconnect, "disconnected"},
+      {"disconnect-first", "A disconnect before any connect", [](Scene&) {}, Disconnect,
+       "disconnected"},
       {"disconnect-first-forbidden", "A disconnect before any connect, with the startup switch on",
        [](Scene& scene) {
          scene.Set(L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP", L"1");
        },
-       Disconnect},
+       Disconnect, kAborted},
       {"timer-expires", "A timer that expires", ConnectForASecond,
-       [](Scene& scene) { scene.ExpireTimer(); }},
+       [](Scene& scene) { scene.ExpireTimer(kTimerLast); }, "disconnected"},
       TimerBesideConnect("timer-beside-connect-begin", "while it reads the settings",
-                         "IsRemoteSession"),
-      TimerBesideConnect("timer-beside-connect-file", "before it writes the file", "CreateFolders"),
-      TimerBesideConnect("timer-beside-connect-end", "when it is connected", "UtcTicks"),
+                         "IsRemoteSession", kTimerFirst),
+      TimerBesideConnect("timer-beside-connect-file", "before it writes the file", "CreateFolders",
+                         kTimerFirst),
+      TimerBesideConnect("timer-beside-connect-end", "when it is connected", "UtcTicks",
+                         kTimerLast),
   };
 }
 

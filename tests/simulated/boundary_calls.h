@@ -37,7 +37,7 @@ inline constexpr std::array kBoundaryCalls{
     Reading("PrintError"),                   // install failed: OpenSCManager failed
     Reading("PrintErrorLine"),               // [Veltrane] passive startup report: {}
     Reading("PrintDebugger"),                // [Veltrane][admin_bypass] {...}
-    Unfailing("InstallConsoleHandler"),
+    Reading("InstallConsoleHandler"),        //   failed: the handler is not installed
     Reading("ReadProcessVariable"),          // ADMIN_BYPASS_IP
     Reading("ReadRegistryText"),             // HKLM ADMIN_BYPASS_IP
     Reading("ReadRegistryTexts"),            // Environment
@@ -73,7 +73,8 @@ inline constexpr std::array kBoundaryCalls{
     Unfailing("Library.Free"),               // tunnel.dll
     Unfailing("ExecutablePath"),
     Reading("ServerPipe.Create"),            // \\.\pipe\VeltraneVpn
-    Reading("ServerPipe.WaitForClient"),
+    Reading("ServerPipe.WaitForClient"),     //   failed with 535: waits all the same, and answers
+                                             //   that the client had connected before
     Reading("ServerPipe.Read"),              // 65535; also answers an empty message
     Reading("ServerPipe.Write"),             // 120 bytes; failed: they are lost
     Unfailing("ServerPipe.Flush"),
@@ -112,7 +113,7 @@ inline constexpr std::array kBoundaryCalls{
     Reading("RegisterControlHandler"),       // VeltraneVpnTunnel
     Reading("ReportServiceStatus"),          // 4; failed: nobody learns of it
     Unfailing("IsRemoteSession"),
-    Unfailing("ActiveConsoleSession"),
+    Reading("ActiveConsoleSession"),         //   failed: there is none
     Reading("ReadSessions"),                 //   also answers a part of the list
     Reading("ReadClientAddress"),            // 2
 };

@@ -104,7 +104,7 @@ void PrintDebugger(const std::wstring& text) { Print("PrintDebugger", Outlet::kD
 
 void InstallConsoleHandler(bool (*handler)(std::uint32_t control_type)) {
   Machine& machine = Machine::Current();
-  machine.calls.Begin("InstallConsoleHandler");
+  if (machine.calls.Begin("InstallConsoleHandler")) return;
   machine.console.Install(handler);
 }
 

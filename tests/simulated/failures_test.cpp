@@ -55,6 +55,37 @@ TEST(SimulatedLists, OfEveryKindCanBeAnsweredInPart) {
   EXPECT_EQ(ReadSessions()->size(), 1u);
 }
 
+TEST(SimulatedSessions, CanHaveNobodyAtTheConsole) {
+  Machine machine;
+  machine.sessions.SetConsoleSession(1);
+  machine.Fail("ActiveConsoleSession", 1, 5);
+  EXPECT_EQ(ActiveConsoleSession(), kNoSession);
+  EXPECT_EQ(ActiveConsoleSession(), 1u);
+}
+
+TEST(SimulatedConsole, CanRefuseAHandler) {
+  Machine machine;
+  machine.Fail("InstallConsoleHandler", 1, 8);
+  InstallConsoleHandler([](std::uint32_t) { return true; });
+  EXPECT_FALSE(machine.console.SendEvent(kConsoleCtrlC));
+}
+
+TEST(SimulatedPipes, CanSayThatAClientHadConnectedBefore) {
+  Machine machine;
+  machine.Fail("ServerPipe.WaitForClient", 1, kErrorPipeConnected);
+  std::string request(5, ' ');
+  std::thread server([&request] {
+    auto pipe = ServerPipe::Create({.name = L"p", .max_instances = 1}, nullptr);
+    EXPECT_EQ(pipe->WaitForClient(), kErrorPipeConnected);
+    EXPECT_EQ(pipe->Read(request), 5u);
+  });
+  machine.pipes.WaitUntilServerWaits();
+  const Pipes::Opened client = machine.pipes.TryOpen(L"p");
+  machine.pipes.Send(*client.connection, "hello");
+  server.join();
+  EXPECT_EQ(request, "hello");
+}
+
 TEST(SimulatedWrites, CanStopInTheMiddle) {
   Machine machine;
   machine.Fail("OutputFile.Write", 1, kOnlyHalf);

@@ -34,6 +34,13 @@ std::size_t Libraries::Frees(const std::wstring& library) const {
   return file == files_.end() ? 0 : file->second.frees;
 }
 
+std::size_t Libraries::Loaded() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  std::size_t loaded = 0;
+  for (const auto& [name, file] : files_) loaded += file.loads - file.frees;
+  return loaded;
+}
+
 void Libraries::SetExecutablePath(const std::wstring& path) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   executable_path_ = path;

@@ -28,6 +28,9 @@ class Libraries {
   std::size_t Loads(const std::wstring& library) const;
   std::size_t Frees(const std::wstring& library) const;
 
+  // How many loads of any library have not been followed by a free.
+  std::size_t Loaded() const;
+
   // C:\Program Files\Veltrane\VeltraneVpnService.exe at the start. The program sees 259 characters
   // at most.
   void SetExecutablePath(const std::wstring& path);

@@ -156,12 +156,14 @@ TEST(SimulatedResources, AreCountedWhileTheProgramHasThem) {
     EXPECT_EQ(machine.services.OpenHandles(), 1);
     EXPECT_EQ(machine.libraries.Loads(L"tunnel.dll"), 1U);
     EXPECT_EQ(machine.libraries.Frees(L"tunnel.dll"), 0U);
+    EXPECT_EQ(machine.libraries.Loaded(), 1U);
   }
   EXPECT_EQ(machine.files.OpenStreams(), 0);
   EXPECT_EQ(machine.pipes.OpenInstances(), 0U);
   EXPECT_EQ(machine.security.LiveRecords(), 0U);
   EXPECT_EQ(machine.services.OpenHandles(), 0);
   EXPECT_EQ(machine.libraries.Frees(L"tunnel.dll"), 1U);
+  EXPECT_EQ(machine.libraries.Loaded(), 0U);
 }
 
 TEST(SimulatedRoutes, AreMadeAndToldAsTexts) {

@@ -302,7 +302,9 @@ void ClosePipeInstance(void* handle) noexcept {
 std::uint32_t ServerPipe::WaitForClient() {
   Machine& machine = Machine::Current();
   const auto failure = machine.calls.Begin("ServerPipe.WaitForClient");
-  return failure ? *failure : machine.pipes.WaitForClient(Open(handle_));
+  if (failure && *failure != kErrorPipeConnected) return *failure;
+  const std::uint32_t status = machine.pipes.WaitForClient(Open(handle_));
+  return failure.value_or(status);
 }
 
 std::optional<std::size_t> ServerPipe::Read(std::span<char> buffer) {

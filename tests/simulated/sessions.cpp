@@ -98,7 +98,7 @@ bool IsRemoteSession() {
 
 std::uint32_t ActiveConsoleSession() {
   Machine& machine = Machine::Current();
-  machine.calls.Begin("ActiveConsoleSession");
+  if (machine.calls.Begin("ActiveConsoleSession")) return kNoSession;
   return machine.sessions.Console();
 }
 

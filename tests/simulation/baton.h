@@ -61,6 +61,7 @@ struct Thread {
   std::function<bool()> awaited;         // waits for this
   std::optional<std::int64_t> deadline;  // or sleeps until then, in UTC ticks
   std::uint64_t joined = 0;              // waits for the end of this one
+  int locks = 0;                         // mutexes of the program that it holds
   bool done = false;
   ExceptionState exceptions;
   ucontext_t context{};
@@ -114,6 +115,7 @@ class Baton {
    private:
     Baton& baton_;
   };
+  bool IsQuiet() const { return quiet_ != 0; }
   bool Join(std::uint64_t id);  // false when another thread waits for that one
   bool HasEnded(std::uint64_t id) const;
 

@@ -120,5 +120,12 @@ TEST(CallInvariants, TheStartupReportMayNotSayAnythingElse) {
   EXPECT_NE(TheStartIsReportedAsItWas(call), "");
 }
 
+TEST(CallInvariants, NoMutexMayBeHeldInACall) {
+  CallFacts call = Call(Role::kPipe, "Service.QueryState");
+  EXPECT_EQ(NoMutexIsHeldAcrossACall(call), "");
+  call.locks = 1;
+  EXPECT_NE(NoMutexIsHeldAcrossACall(call), "");
+}
+
 }  // namespace
 }  // namespace veltrane::simulation

@@ -76,9 +76,8 @@ void Day::Converse(const std::string& who, const std::string& request) {
   }
   const std::string reply = client.ReceiveAll();
   story_.Tell(Who(who), "receives " + Beginning(reply));
-  Break(Judge(ConversationInvariants(), ConversationFacts{.size = request.size(),
-                                                          .has_reply = !reply.empty(),
-                                                          .disturbed = troubles != troubles_}));
+  Break(watcher_.OnConversation(
+      {.size = request.size(), .has_reply = !reply.empty(), .disturbed = troubles != troubles_}));
 }
 
 std::optional<std::uint32_t> Day::Failure(const Thread& thread, const std::string& name) {

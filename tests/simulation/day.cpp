@@ -54,8 +54,7 @@ void Day::Run(std::uint64_t steps) {
     }
     ++steps_;
     if (surroundings_.TakeMischief()) watcher_.OnEvent();
-    watcher_.SetOddServices(surroundings_.HasOddServices());
-    watcher_.SetOddFiles(surroundings_.HasOddFiles());
+    TellWatcher();
     LookAtTheEnd();
     Break(watcher_.OnMoment());
     if (steps_ % 64 == 0) {
@@ -63,6 +62,11 @@ void Day::Run(std::uint64_t steps) {
       machine_.console.Clear();
     }
   }
+}
+
+void Day::TellWatcher() {
+  watcher_.SetOddServices(surroundings_.HasOddServices());
+  watcher_.SetOddFiles(surroundings_.HasOddFiles());
 }
 
 void Day::Break(const std::string& broken) {
@@ -79,6 +83,7 @@ void Day::LetThingsHappen() {
   if (random_.OneIn(weather_.event)) {
     story_.Tell(Who("machine"), surroundings_.Happen());
     watcher_.OnEvent();
+    TellWatcher();
   }
   if (random_.OneIn(weather_.outage)) {
     outage_.clear();
@@ -101,9 +106,16 @@ void Day::LetThingsHappen() {
   }
 }
 
+Counts Day::Asked() const {
+  Counts counts = watcher_.Asked();
+  counts.push_back({"NobodyWaitsForEver", idle_moments_});
+  return counts;
+}
+
 void Day::LetTimePass() {
   const std::optional<std::int64_t> next = baton_.NextDeadline();
   const std::int64_t now = machine_.clock.Ticks();
+  if (process_.Lives()) ++idle_moments_;
   if (!next) {
     if (process_.Lives()) Break("NobodyWaitsForEver: no thread can go on, and none sleeps");
     return;
@@ -124,8 +136,10 @@ void Day::BeginProcess() {
   if (kind == 6) arguments = {L"--install"};
   if (kind == 7) arguments = {L"--uninstall"};
   if (kind == 8) arguments = {L"/service", L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf"};
+  if (kind == 9) arguments = {L"/service", L""};
   story_.Tell(Who("program"), "begins with " + simulated::Narrow(arguments[0]) + environment);
   watcher_.OnBegin();
+  watcher_.SetLibraryAnswers(surroundings_.LibraryAnswers());
   process_.Begin(arguments);
   if (random_.OneIn(60)) process_.RefuseNextThread();
 }

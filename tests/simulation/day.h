@@ -34,6 +34,7 @@ class Day : private simulated::Conductor {
   std::uint64_t Processes() const { return processes_; }
   const std::string& Broken() const { return broken_; }
   const Story& Told() const { return story_; }
+  Counts Asked() const;  // see Watcher::Asked
 
  private:
   // How often things happen on this day: once in so many steps, or calls; 0 is never.
@@ -55,6 +56,7 @@ class Day : private simulated::Conductor {
   static Weather MakeWeather(Random& random);
   std::optional<std::uint32_t> Failure(const Thread& thread, const std::string& name);
   void LetThingsHappen();
+  void TellWatcher();
   void BeginProcess();
   void EndProcess(const std::string& how);
   void LookAtTheEnd();
@@ -83,6 +85,7 @@ class Day : private simulated::Conductor {
   std::string last_pipe_call_;
   std::uint64_t troubles_ = 0;  // that the pipe had, and that processes ended
   bool stop_is_on_its_way_ = false;
+  std::uint64_t idle_moments_ = 0;  // at which no thread could go on at once
   std::string broken_;
 };
 

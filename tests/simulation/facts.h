@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/simulation/baton.h"
@@ -31,18 +32,18 @@ struct CallFacts {
   bool timer_outlives_stop = false;     // the one that there was when the stop began
   std::vector<std::uint32_t> states;    // that the service has reported, this one included
   int polls = 0;                        // of the tunnel's state since it was told to stop
+  bool tunnel_installed = false;
   bool tunnel_stopped = false;
   bool tunnel_running = false;
-  bool undisturbed = false;  // nothing has failed or happened since the process began
+  bool file_is_there = false;  // of TestExistence
+  bool undisturbed = false;    // nothing has failed or happened since the process began
+  int locks = 0;               // that the calling thread holds
 };
 
-// A timer that has ended.
-struct TimerFacts {
-  std::int64_t sleeps = 0;
-  std::int64_t delay = 0;               // in seconds; 0: not known
-  bool may_be_told = false;             // to give up
-  std::vector<std::string> calls = {};  // but its sleeps
-  std::string phase = {};
+// The call that a thread made last.
+struct LastCall {
+  std::string name = {};
+  std::optional<std::uint32_t> failed = {};
 };
 
 // A client that sent a request and waited for the end of the connection.
@@ -51,6 +52,24 @@ struct ConversationFacts {
   bool has_reply = false;
   bool disturbed = false;  // a call of the pipe failed, or the process ended
 };
+
+// What the program has open.
+struct OpenThings {
+  int service_handles = 0;
+  int streams = 0;
+  std::size_t pipe_instances = 0;
+  std::size_t security_records = 0;
+  std::size_t libraries = 0;
+  int locks = 0;
+
+  bool operator==(const OpenThings&) const = default;
+};
+
+// "1 service handles, 0 files, ...".
+std::string OpenText(const OpenThings& open);
+
+// The phase and the node.
+using Phase = std::pair<std::string, std::string>;
 
 // What is so at one moment, between two turns.
 struct MomentFacts {
@@ -62,11 +81,10 @@ struct MomentFacts {
   std::string node;
   std::size_t timers = 0;
   std::size_t pipe_threads = 0;
-  bool idle = false;  // nothing of the program is between two calls of one errand
-  int service_handles = 0;
-  int streams = 0;
-  std::size_t pipe_instances = 0;
-  std::size_t security_records = 0;
+  bool idle = false;       // nothing of the program is between two calls of one errand
+  std::set<Phase> phases;  // that it can be, after what the program has answered
+  OpenThings open;
+  bool looked_for_keys = false;
   std::vector<std::string> files_with_keys;  // but active.conf and its temporary file
 };
 
@@ -75,6 +93,24 @@ struct TunnelFacts {
   bool running = false;
 
   bool operator==(const TunnelFacts&) const = default;
+};
+
+// A timer that has ended.
+struct TimerFacts {
+  std::int64_t sleeps = 0;            // before its teardown
+  std::int64_t delay = 0;             // in seconds
+  bool may_be_told = false;           // to give up
+  std::vector<CallFacts> calls = {};  // of its teardown
+  Phase phase = {};                   // afterwards, and what else is left
+  TunnelFacts tunnel = {};
+  std::optional<std::string> conf = {};
+  std::vector<std::string> due = {};       // the routes that it found recorded, in order
+  std::vector<std::string> recorded = {};  // and those that still are
+  // What may have come in between.
+  bool beside_connect = false;
+  bool events = false;
+  bool odd_services = false;
+  bool odd_files = false;
 };
 
 // What the rules promise for a request before it is served, from the settings and the machine as
@@ -88,7 +124,34 @@ struct Promise {
   bool guard = false;        // the default-route guard is in force
   std::string conf = {};     // the file that a connect writes
   std::int64_t delay = 0;    // of the auto-stop timer
-  std::set<std::string> administrators = {};  // whose addresses may be pinned
+};
+
+// What the machine has shown to a connect, call by call, and what follows from it by the rules.
+struct ShownFacts {
+  bool remote = false;                  // the process is in a Remote Desktop session
+  bool guard = false;                   // the default-route guard is in force
+  bool guard_of_machine = false;        // the machine's value alone would put it in force
+  bool bypass = false;                  // is on
+  std::int64_t delay = 0;               // of the auto-stop timer, in seconds
+  std::set<std::string> selected = {};  // addresses to be pinned
+  std::set<std::string> required = {};  // those of them that must be
+  std::set<std::string> unsure = {};    // whose text could not be read or written once
+  std::optional<std::string> way = {};  // "192.168.1.1 if 12", the way around the tunnel
+
+  bool Pins() const { return bypass && !guard; }
+};
+
+// One look at the forward table.
+struct Look {
+  std::set<std::string> pinned = {};  // "203.0.113.5 via 192.168.1.1 if 12", metric 15 or less
+  bool tunnel_default = false;        // a default route through an interface with a tunnel's name
+};
+
+// An attempt to pin an address.
+struct Attempt {
+  std::string address;
+  bool succeeded = false;
+  std::size_t looks = 0;  // that came before it
 };
 
 // One request and what was done for it.
@@ -101,7 +164,7 @@ struct ExchangeFacts {
   bool client_names_key = false;  // in a place from which replies are made
   std::string nonce;              // that is registered
   bool counted = false;           // a connect has begun, or a stop
-  std::string phase_before, node_before;
+  std::set<Phase> phases_before;  // that it could be, after what had been answered
   std::string phase_after, node_after;
   TunnelFacts tunnel_before, tunnel_after;
   std::optional<std::string> conf_before, conf_after;
@@ -109,9 +172,10 @@ struct ExchangeFacts {
   std::vector<std::string> recorded_after;  // routes that the next removal must delete
   std::vector<std::string> created;         // routes that were created for this request
   std::vector<std::string> deleted;
-  // The looks at the table, in order: the host routes with a metric of 15 or less that each found.
-  std::vector<std::set<std::string>> looks;
-  std::size_t looks_before_start = 0;  // how many of them came before the tunnel was started
+  ShownFacts shown;
+  std::vector<Look> looks;  // in order
+  std::vector<Attempt> attempts;
+  std::size_t looks_before_start = 0;  // how many of the looks came before the tunnel was started
   bool started = false;                // the tunnel service, with success
   bool stop_sent = false;              // to it, after that
   std::optional<std::string> conf_at_start;
@@ -119,19 +183,18 @@ struct ExchangeFacts {
   std::string command_line;  // of the tunnel service afterwards
   std::string due_command_line;
   bool has_own_sid = false;
-  bool tunnel_default_route = false;  // afterwards, through an interface with a tunnel's name
-  bool key_in_buffer = false;         // of the request, once it has been answered
+  bool key_in_buffer = false;        // of the request, once it has been answered
+  bool looked_at_access = false;     // of a file or folder with a key
   std::string open_to_others;        // the file or folder with a key, when its access list is wrong
   std::int64_t sleeps_of_timer = 0;  // since the request was read
   std::size_t timers_after = 0;
   std::int64_t deadline_counts_from = 0;  // seconds since 1970
   // What may have come in between.
-  bool failures = false;        // a call that failed by the dice
-  bool manager_failed = false;  // among them one of the service control manager
-  bool events = false;          // something on the machine
-  bool beside_timer = false;    // a timer that tore down
-  bool odd_services = false;    // services do not start or stop at once, or are held
-  bool odd_files = false;       // another program has active.conf open
+  bool failures = false;      // a call that failed by the dice
+  bool events = false;        // something on the machine
+  bool beside_timer = false;  // a timer that tore down
+  bool odd_services = false;  // services do not start or stop at once, or are held
+  bool odd_files = false;     // another program has active.conf open
   bool IsCalm() const { return !failures && !events && !beside_timer; }
 };
 
@@ -143,15 +206,18 @@ struct EndFacts {
   std::vector<std::wstring> arguments;
   std::size_t other_threads = 0;        // of the program
   std::optional<ExchangeFacts> served;  // the request that was being served
-  bool passive_guard = false;           // the setting that forbids changes before a connect
-  bool existence_unknown = false;       // the test for active.conf failed on that thread
-  bool thread_refused = false;          // a thread that this one wanted to make
-  bool stop_waits = false;              // somebody has stopped the program
-  bool joined_twice = false;  // this thread waited for one for which another waited already
-  int service_handles = 0;
-  int streams = 0;
-  std::size_t pipe_instances = 0;
-  std::size_t security_records = 0;
+  LastCall last_call;                   // of that thread
+  std::string last_pipe_call;           // of the pipe thread; empty: there is none
+  bool timer_tears_down = false;
+  bool passive_guard = false;   // the setting that forbids changes before a connect, as it was read
+  bool thread_refused = false;  // that this thread wanted to make, and called nothing since
+  bool stop_is_served = false;  // the service has reported that it stops, and not that it has
+  bool console_stops = false;   // the console's handler runs
+  bool cannot_wake = false;     // the stop could not open the pipe
+  bool joined_twice = false;    // this thread waited for one for which another waited already
+  std::vector<CallFacts> calls;  // of the main thread, where nothing is served
+  int library_answers = 0;       // the exit code to which the tunnel's library leads
+  OpenThings open;
 };
 
 }  // namespace veltrane::simulation

@@ -1,21 +1,16 @@
 #pragma once
 
-// What must hold. Each function is one rule of the documents, asked of what was seen; it answers
-// what is broken, or an empty text. A rule that has an exception says which document has it.
+// What must hold. Each function is one rule of the documents, asked of what was seen. A rule that
+// has an exception says which document has it.
 
-#include <string>
 #include <vector>
 
 #include "tests/simulation/facts.h"
+#include "tests/simulation/verdict.h"
 
 namespace veltrane::simulation {
 
-// The rules about the facts, with their names.
-template <typename Facts>
-struct Invariant {
-  const char* name;
-  std::string (*broken)(const Facts&);
-};
+// All rules about facts of one kind.
 const std::vector<Invariant<CallFacts>>& CallInvariants();
 const std::vector<Invariant<MomentFacts>>& MomentInvariants();
 const std::vector<Invariant<ExchangeFacts>>& ExchangeInvariants();
@@ -23,73 +18,70 @@ const std::vector<Invariant<EndFacts>>& EndInvariants();
 const std::vector<Invariant<TimerFacts>>& TimerInvariants();
 const std::vector<Invariant<ConversationFacts>>& ConversationInvariants();
 
-// "NAME: what is broken" of the first that is broken; empty when all hold.
-template <typename Facts>
-std::string Judge(const std::vector<Invariant<Facts>>& invariants, const Facts& facts) {
-  for (const Invariant<Facts>& invariant : invariants) {
-    const std::string broken = invariant.broken(facts);
-    if (!broken.empty()) return std::string(invariant.name) + ": " + broken;
-  }
-  return "";
-}
-
 // Of calls.
-std::string OnlyRecordedRoutesAreDeleted(const CallFacts& call);
-std::string OnlyHostRoutesThroughTheGatewayAreCreated(const CallFacts& call);
-std::string OnlyRequestsAndTimersChangeTheMachine(const CallFacts& call);
-std::string TheTimerWaitsItsTime(const CallFacts& call);
-std::string NoCallCarriesAKey(const CallFacts& call);
-std::string StatesFollowTheirOrder(const CallFacts& call);
-std::string AStoppedServiceHasNoTimer(const CallFacts& call);
-std::string TheTunnelIsGivenTimeToStop(const CallFacts& call);
-std::string TheStartIsReportedAsItWas(const CallFacts& call);
+Verdict OnlyRecordedRoutesAreDeleted(const CallFacts& call);
+Verdict OnlyHostRoutesThroughTheGatewayAreCreated(const CallFacts& call);
+Verdict OnlyRequestsAndTimersChangeTheMachine(const CallFacts& call);
+Verdict TheTimerWaitsItsTime(const CallFacts& call);
+Verdict NoCallCarriesAKey(const CallFacts& call);
+Verdict StatesFollowTheirOrder(const CallFacts& call);
+Verdict AStoppedServiceHasNoTimer(const CallFacts& call);
+Verdict TheTunnelIsGivenTimeToStop(const CallFacts& call);
+Verdict TheStartIsReportedAsItWas(const CallFacts& call);
+Verdict NoMutexIsHeldAcrossACall(const CallFacts& call);
 
 // Of moments.
-std::string ThePhaseIsOneOfThree(const MomentFacts& moment);
-std::string TheNodeBelongsToConnected(const MomentFacts& moment);
-std::string OnlyAConnectIsConnecting(const MomentFacts& moment);
-std::string AConnectIsConnecting(const MomentFacts& moment);
-std::string ThereIsOneTimerAtMost(const MomentFacts& moment);
-std::string ThereIsOnePipeInstanceAtMost(const MomentFacts& moment);
-std::string NothingIsLeftOpen(const MomentFacts& moment);
-std::string KeysAreInActiveConfAlone(const MomentFacts& moment);
+Verdict ThePhaseIsOneOfThree(const MomentFacts& moment);
+Verdict TheNodeBelongsToConnected(const MomentFacts& moment);
+Verdict OnlyAConnectIsConnecting(const MomentFacts& moment);
+Verdict AConnectIsConnecting(const MomentFacts& moment);
+Verdict ThereIsOneTimerAtMost(const MomentFacts& moment);
+Verdict ThereIsOnePipeInstanceAtMost(const MomentFacts& moment);
+Verdict NothingIsLeftOpen(const MomentFacts& moment);
+Verdict ThePhaseIsTheLatestOutcome(const MomentFacts& moment);
+Verdict KeysAreInActiveConfAlone(const MomentFacts& moment);
 
 // Of exchanges.
-std::string TheReplyIsWhole(const ExchangeFacts& exchange);
-std::string TheErrorBelongsToTheOperation(const ExchangeFacts& exchange);
-std::string TheReplyCarriesNoKey(const ExchangeFacts& exchange);
-std::string ThePhaseFollowsTheReply(const ExchangeFacts& exchange);
-std::string TheSessionIsChecked(const ExchangeFacts& exchange);
-std::string ARefusalChangesNothing(const ExchangeFacts& exchange);
-std::string ARefusalKeepsToItsRow(const ExchangeFacts& exchange);
-std::string ARefusalDeletesWhatItCreated(const ExchangeFacts& exchange);
-std::string AnErrorLeavesNoNewTunnel(const ExchangeFacts& exchange);
-std::string AppliedMeansSeen(const ExchangeFacts& exchange);
-std::string RoutesArePinnedBeforeTheTunnelStarts(const ExchangeFacts& exchange);
-std::string TheGuardPinsNothing(const ExchangeFacts& exchange);
-std::string TheTunnelStartsFromItsFile(const ExchangeFacts& exchange);
-std::string ADisconnectLeavesNothing(const ExchangeFacts& exchange);
-std::string TheTimerIsScheduledAsTold(const ExchangeFacts& exchange);
-std::string TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
-std::string TheRequestIsWiped(const ExchangeFacts& exchange);
-std::string AStatusTellsTheTruth(const ExchangeFacts& exchange);
-std::string ConnectedMeansStarted(const ExchangeFacts& exchange);
-std::string EveryLostRouteIsAddedAgain(const ExchangeFacts& exchange);
-std::string OnlyAdministratorsArePinned(const ExchangeFacts& exchange);
-std::string TheTunnelIsThisProgram(const ExchangeFacts& exchange);
-std::string TheGuardSeesADefaultRoute(const ExchangeFacts& exchange);
-std::string KeysAreLockedAway(const ExchangeFacts& exchange);
-std::string ACancelledTimerSleepsNoMore(const ExchangeFacts& exchange);
+Verdict TheReplyIsWhole(const ExchangeFacts& exchange);
+Verdict TheErrorBelongsToTheOperation(const ExchangeFacts& exchange);
+Verdict TheReplyCarriesNoKey(const ExchangeFacts& exchange);
+Verdict ThePhaseFollowsTheReply(const ExchangeFacts& exchange);
+Verdict TheSessionIsChecked(const ExchangeFacts& exchange);
+Verdict ARefusalChangesNothing(const ExchangeFacts& exchange);
+Verdict ARefusalKeepsToItsRow(const ExchangeFacts& exchange);
+Verdict ARefusalDeletesWhatItCreated(const ExchangeFacts& exchange);
+Verdict ARefusalHasItsCause(const ExchangeFacts& exchange);
+Verdict AnErrorLeavesNoNewTunnel(const ExchangeFacts& exchange);
+Verdict ATunnelThatWasNotStartedDoesNotRun(const ExchangeFacts& exchange);
+Verdict AppliedMeansSeen(const ExchangeFacts& exchange);
+Verdict RoutesArePinnedBeforeTheTunnelStarts(const ExchangeFacts& exchange);
+Verdict TheGuardPinsNothing(const ExchangeFacts& exchange);
+Verdict TheTunnelStartsFromItsFile(const ExchangeFacts& exchange);
+Verdict ADisconnectLeavesNothing(const ExchangeFacts& exchange);
+Verdict TheTimerIsScheduledAsTold(const ExchangeFacts& exchange);
+Verdict TheReplyIsThePromisedOne(const ExchangeFacts& exchange);
+Verdict TheRequestIsWiped(const ExchangeFacts& exchange);
+Verdict AStatusTellsTheTruth(const ExchangeFacts& exchange);
+Verdict ConnectedMeansStarted(const ExchangeFacts& exchange);
+Verdict EveryLostRouteIsAddedAgain(const ExchangeFacts& exchange);
+Verdict OnlyAdministratorsArePinned(const ExchangeFacts& exchange);
+Verdict TheReplyNamesWhoIsPinned(const ExchangeFacts& exchange);
+Verdict TheTunnelIsThisProgram(const ExchangeFacts& exchange);
+Verdict TheGuardSeesADefaultRoute(const ExchangeFacts& exchange);
+Verdict KeysAreLockedAway(const ExchangeFacts& exchange);
+Verdict ACancelledTimerSleepsNoMore(const ExchangeFacts& exchange);
 
 // Of timers.
-std::string TheTimerDoesItsWork(const TimerFacts& timer);
-std::string TheTimerLeavesDisconnected(const TimerFacts& timer);
+Verdict TheTimerWaitsToItsEnd(const TimerFacts& timer);
+Verdict TheTimerDoesItsWork(const TimerFacts& timer);
+Verdict TheTimerLeavesNothing(const TimerFacts& timer);
 
 // Of conversations.
-std::string ARequestIsAnswered(const ConversationFacts& conversation);
+Verdict ARequestIsAnswered(const ConversationFacts& conversation);
 
 // Of ends.
-std::string TheProcessEndsForAKnownReason(const EndFacts& end);
-std::string AnOrderlyEndLeavesNothingOpen(const EndFacts& end);
+Verdict TheProcessEndsForAKnownReason(const EndFacts& end);
+Verdict TheExitCodeIsTheDueOne(const EndFacts& end);
+Verdict AnOrderlyEndLeavesNothingOpen(const EndFacts& end);
 
 }  // namespace veltrane::simulation

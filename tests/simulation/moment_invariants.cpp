@@ -1,52 +1,62 @@
+#include <algorithm>
+
 #include "tests/simulation/invariants.h"
 
 namespace veltrane::simulation {
 
-std::string ThePhaseIsOneOfThree(const MomentFacts& moment) {
-  if (!moment.has_server) return "";
+Verdict ThePhaseIsOneOfThree(const MomentFacts& moment) {
+  if (!moment.has_server) return NotAsked();
   for (const char* phase : {"disconnected", "connecting", "connected"}) {
     if (moment.phase == phase) return "";
   }
   return "the phase is \"" + moment.phase + "\"";
 }
 
-std::string TheNodeBelongsToConnected(const MomentFacts& moment) {
-  if (!moment.has_server || (moment.phase == "connected") == !moment.node.empty()) return "";
+Verdict TheNodeBelongsToConnected(const MomentFacts& moment) {
+  if (!moment.has_server) return NotAsked();
+  if ((moment.phase == "connected") == !moment.node.empty()) return "";
   return "in phase " + moment.phase + " the node is \"" + moment.node + "\"";
 }
 
-std::string OnlyAConnectIsConnecting(const MomentFacts& moment) {
-  if (!moment.has_server || moment.phase != "connecting" || moment.serves_connect) return "";
-  return "the phase is connecting, and no connect is served";
+Verdict OnlyAConnectIsConnecting(const MomentFacts& moment) {
+  if (!moment.has_server || moment.phase != "connecting") return NotAsked();
+  return moment.serves_connect ? "" : "the phase is connecting, and no connect is served";
 }
 
-std::string AConnectIsConnecting(const MomentFacts& moment) {
-  if (!moment.prepares_connect || moment.phase == "connecting") return "";
+Verdict AConnectIsConnecting(const MomentFacts& moment) {
+  if (!moment.prepares_connect) return NotAsked();
+  if (moment.phase == "connecting") return "";
   return "a connect is on its way, and the phase is " + moment.phase;
 }
 
-std::string ThereIsOneTimerAtMost(const MomentFacts& moment) {
-  return moment.timers <= 1 ? "" : std::to_string(moment.timers) + " timers run";
+Verdict ThereIsOneTimerAtMost(const MomentFacts& moment) {
+  if (moment.timers == 0) return NotAsked();
+  return moment.timers == 1 ? "" : std::to_string(moment.timers) + " timers run";
 }
 
-std::string ThereIsOnePipeInstanceAtMost(const MomentFacts& moment) {
-  return moment.pipe_instances <= 1 ? "" : std::to_string(moment.pipe_instances) + " instances";
+Verdict ThereIsOnePipeInstanceAtMost(const MomentFacts& moment) {
+  const std::size_t instances = moment.open.pipe_instances;
+  if (instances == 0) return NotAsked();
+  return instances == 1 ? "" : std::to_string(instances) + " instances";
 }
 
-std::string NothingIsLeftOpen(const MomentFacts& moment) {
-  if (!moment.idle) return "";
-  if (moment.service_handles != 0) {
-    return std::to_string(moment.service_handles) + " service handles are open";
-  }
-  if (moment.streams != 0) return std::to_string(moment.streams) + " files are open";
+Verdict NothingIsLeftOpen(const MomentFacts& moment) {
+  if (!moment.idle) return NotAsked();
+  OpenThings due;
+  due.pipe_instances = moment.open.pipe_instances;
   // The access list of the pipe is kept as long as the pipe is served.
-  if (moment.security_records > moment.pipe_threads) {
-    return std::to_string(moment.security_records) + " access lists are kept";
-  }
-  return "";
+  due.security_records = std::min(moment.open.security_records, moment.pipe_threads);
+  return moment.open == due ? "" : "the program has " + OpenText(moment.open) + " open";
 }
 
-std::string KeysAreInActiveConfAlone(const MomentFacts& moment) {
+Verdict ThePhaseIsTheLatestOutcome(const MomentFacts& moment) {
+  if (!moment.has_server || !moment.idle) return NotAsked();
+  if (moment.phases.contains({moment.phase, moment.node})) return "";
+  return "the phase is " + moment.phase + " " + moment.node + " between two requests";
+}
+
+Verdict KeysAreInActiveConfAlone(const MomentFacts& moment) {
+  if (!moment.looked_for_keys) return NotAsked();
   return moment.files_with_keys.empty() ? "" : "a key is in " + moment.files_with_keys.front();
 }
 
@@ -59,6 +69,7 @@ const std::vector<Invariant<MomentFacts>>& MomentInvariants() {
       {"ThereIsOneTimerAtMost", ThereIsOneTimerAtMost},
       {"ThereIsOnePipeInstanceAtMost", ThereIsOnePipeInstanceAtMost},
       {"NothingIsLeftOpen", NothingIsLeftOpen},
+      {"ThePhaseIsTheLatestOutcome", ThePhaseIsTheLatestOutcome},
       {"KeysAreInActiveConfAlone", KeysAreInActiveConfAlone},
   };
   return invariants;

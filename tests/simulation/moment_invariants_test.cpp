@@ -1,5 +1,4 @@
-// Each invariant of moments, timers, conversations and ends holds for what the program does, and
-// breaks when that is doctored.
+// Each invariant of moments holds for what the program does, and breaks when that is doctored.
 
 #include <gtest/gtest.h>
 
@@ -17,21 +16,23 @@ MomentFacts Connected() {
   moment.timers = 1;
   moment.pipe_threads = 1;
   moment.idle = true;
-  moment.pipe_instances = 1;
-  moment.security_records = 1;
+  moment.phases = {{"connected", "fra-1"}};
+  moment.open.pipe_instances = 1;
+  moment.open.security_records = 1;
+  moment.looked_for_keys = true;
   return moment;
 }
 
 // What a rule says of the moment after the change.
 template <typename Change>
-std::string After(Change change, std::string (*rule)(const MomentFacts&)) {
+Verdict After(Change change, Verdict (*rule)(const MomentFacts&)) {
   MomentFacts moment = Connected();
   change(moment);
   return rule(moment);
 }
 
 TEST(MomentInvariants, HoldWhileConnected) {
-  EXPECT_EQ(Judge(MomentInvariants(), Connected()), "");
+  EXPECT_EQ(Court<MomentFacts>(MomentInvariants()).Judge(Connected()), "");
 }
 
 TEST(MomentInvariants, ThePhaseMayNotBeAnotherWord) {
@@ -61,21 +62,36 @@ TEST(MomentInvariants, ThereMayNotBeTwoTimers) {
 }
 
 TEST(MomentInvariants, ThereMayNotBeTwoPipes) {
-  EXPECT_NE(
-      After([](MomentFacts& moment) { moment.pipe_instances = 2; }, ThereIsOnePipeInstanceAtMost),
-      "");
+  EXPECT_NE(After([](MomentFacts& moment) { moment.open.pipe_instances = 2; },
+                  ThereIsOnePipeInstanceAtMost),
+            "");
 }
 
 TEST(MomentInvariants, NothingMayBeOpenBetweenRequests) {
-  EXPECT_NE(After([](MomentFacts& moment) { moment.service_handles = 1; }, NothingIsLeftOpen), "");
-  EXPECT_NE(After([](MomentFacts& moment) { moment.streams = 1; }, NothingIsLeftOpen), "");
-  EXPECT_NE(After([](MomentFacts& moment) { moment.security_records = 2; }, NothingIsLeftOpen), "");
-  EXPECT_EQ(After(
+  const std::vector<void (*)(OpenThings&)> leavings = {
+      [](OpenThings& open) { open.service_handles = 1; },
+      [](OpenThings& open) { open.streams = 1; },
+      [](OpenThings& open) { open.security_records = 2; },
+      [](OpenThings& open) { open.libraries = 1; },
+      [](OpenThings& open) { open.locks = 1; },
+  };
+  for (const auto& leave : leavings) {
+    MomentFacts moment = Connected();
+    leave(moment.open);
+    EXPECT_NE(NothingIsLeftOpen(moment), "") << OpenText(moment.open);
+    moment.idle = false;
+    EXPECT_FALSE(NothingIsLeftOpen(moment).WasAsked());
+  }
+}
+
+TEST(MomentInvariants, ThePhaseMayNotChangeBetweenRequests) {
+  EXPECT_NE(After(
                 [](MomentFacts& moment) {
-                  moment.idle = false;
-                  moment.service_handles = 2;
+                  moment.phases = {{"disconnected", ""}};
                 },
-                NothingIsLeftOpen),
+                ThePhaseIsTheLatestOutcome),
+            "");
+  EXPECT_NE(After([](MomentFacts& moment) { moment.node = "ams-2"; }, ThePhaseIsTheLatestOutcome),
             "");
 }
 
@@ -83,97 +99,6 @@ TEST(MomentInvariants, NoOtherFileMayHaveAKey) {
   EXPECT_NE(After([](MomentFacts& moment) { moment.files_with_keys = {"C:\\log.txt"}; },
                   KeysAreInActiveConfAlone),
             "");
-}
-
-TimerFacts Expired() {
-  return {.sleeps = 20,
-          .delay = 2,
-          .calls = {"ServiceManager.Open", "ServiceManager.OpenExisting", "PrintDebugger",
-                    "PrintError", "ReadProcessVariable", "TestExistence"},
-          .phase = "disconnected"};
-}
-
-TEST(TimerInvariants, ATimerMayNotGiveUpByItself) {
-  TimerFacts timer = Expired();
-  EXPECT_EQ(Judge(TimerInvariants(), timer), "");
-  timer.sleeps = 19;
-  EXPECT_NE(TheTimerDoesItsWork(timer), "");
-  timer.may_be_told = true;
-  EXPECT_EQ(TheTimerDoesItsWork(timer), "");
-}
-
-TEST(TimerInvariants, ATimerMayNotLeaveOutAStepOfTheTeardown) {
-  for (const char* step : {"ServiceManager.Open", "PrintError", "TestExistence"}) {
-    TimerFacts timer = Expired();
-    std::erase(timer.calls, step);
-    EXPECT_NE(TheTimerDoesItsWork(timer), "") << step;
-  }
-}
-
-TEST(TimerInvariants, ATimerMayNotLeaveAConnectionBehind) {
-  TimerFacts timer = Expired();
-  timer.phase = "connected";
-  EXPECT_NE(TheTimerLeavesDisconnected(timer), "");
-}
-
-TEST(ConversationInvariants, ARequestMayNotGoUnanswered) {
-  EXPECT_EQ(ARequestIsAnswered({.size = 65535, .has_reply = true}), "");
-  EXPECT_NE(ARequestIsAnswered({.size = 65535}), "");
-  EXPECT_EQ(ARequestIsAnswered({.size = 65535, .disturbed = true}), "");
-}
-
-TEST(ConversationInvariants, ARequestThatIsEmptyOrTooLongMayNotBeAnswered) {
-  EXPECT_EQ(ARequestIsAnswered({.size = 65536}), "");
-  EXPECT_NE(ARequestIsAnswered({.size = 65536, .has_reply = true}), "");
-  EXPECT_NE(ARequestIsAnswered({.size = 0, .has_reply = true}), "");
-}
-
-EndFacts Terminated() {
-  EndFacts end;
-  end.by = "terminate";
-  end.thread = "pipe";
-  end.served.emplace();
-  end.served->op = "connect";
-  return end;
-}
-
-TEST(EndInvariants, AProcessMayNotEndForNoReason) {
-  EXPECT_NE(TheProcessEndsForAKnownReason(Terminated()), "");
-  EndFacts abort = Terminated();
-  abort.by = "abort";
-  EXPECT_NE(TheProcessEndsForAKnownReason(abort), "");
-}
-
-TEST(EndInvariants, TheReasonsOfTheProtocolAreKnown) {
-  EndFacts bad_port = Terminated();
-  bad_port.served->promise.kind = Promise::Kind::kEnd;
-  EXPECT_EQ(TheProcessEndsForAKnownReason(bad_port), "");
-  EndFacts existence = Terminated();
-  existence.existence_unknown = true;
-  EXPECT_EQ(TheProcessEndsForAKnownReason(existence), "");
-  EndFacts thread = Terminated();
-  thread.thread_refused = true;
-  EXPECT_EQ(TheProcessEndsForAKnownReason(thread), "");
-  EndFacts stop = Terminated();
-  stop.thread = "service main";
-  stop.stop_waits = true;
-  EXPECT_EQ(TheProcessEndsForAKnownReason(stop), "");
-  EndFacts passive = Terminated();
-  passive.by = "abort";
-  passive.served->op = "disconnect";
-  passive.passive_guard = true;
-  EXPECT_EQ(TheProcessEndsForAKnownReason(passive), "");
-  passive.served->counted = true;
-  EXPECT_NE(TheProcessEndsForAKnownReason(passive), "");
-}
-
-TEST(EndInvariants, AnOrderlyEndMayNotLeaveAnythingOpen) {
-  EndFacts end;
-  EXPECT_EQ(AnOrderlyEndLeavesNothingOpen(end), "");
-  end.security_records = 1;
-  EXPECT_NE(AnOrderlyEndLeavesNothingOpen(end), "");
-  end.other_threads = 1;  // the process ends around them
-  EXPECT_EQ(AnOrderlyEndLeavesNothingOpen(end), "");
 }
 
 }  // namespace

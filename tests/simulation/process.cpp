@@ -89,6 +89,7 @@ void Process::Begin(const std::vector<std::wstring>& arguments) {
   refuses_thread_ = false;
   refused_.clear();
   double_joined_.clear();
+  locks_ = 0;
   end_.reset();
   baton_.Start(Role::kMain, "main", [this] {
     const int code = RunCommandLine(static_cast<int>(argv_.size()), argv_.data());
@@ -111,6 +112,15 @@ bool Process::TakeRefusal() {
 }
 
 void Process::NoteDoubleJoin() { double_joined_ = baton_.Running()->name; }
+
+void Process::ForgetRefused(const std::string& thread) {
+  if (refused_ == thread) refused_.clear();
+}
+
+void Process::NoteLocks(int change) {
+  locks_ += change;
+  baton_.Running()->locks += change;
+}
 
 void Process::EndBy(const std::string& by) {
   end_ = End{3, by, baton_.Running()->name};

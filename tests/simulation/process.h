@@ -46,11 +46,14 @@ class Process {
   void RefuseNextThread() { refuses_thread_ = true; }
   bool TakeRefusal();
   const std::string& Refused() const { return refused_; }  // the thread that wanted one
+  void ForgetRefused(const std::string& thread);           // it has gone on
 
   // For the program's threads. The second is told of a thread for whose end two others wait.
   [[noreturn]] void EndBy(const std::string& by);
   void NoteDoubleJoin();
+  void NoteLocks(int change);  // more, or fewer, mutexes are held by the calling thread
   const std::string& DoubleJoined() const { return double_joined_; }  // the thread that came second
+  int Locks() const { return locks_; }  // that are held, also by threads that have ended
 
  private:
   struct Part {
@@ -67,6 +70,7 @@ class Process {
   bool refuses_thread_ = false;
   std::string refused_;
   std::string double_joined_;
+  int locks_ = 0;
 };
 
 }  // namespace veltrane::simulation

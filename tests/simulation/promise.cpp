@@ -2,60 +2,14 @@
 
 #include <map>
 
+#include "tests/simulation/administrators.h"
+#include "tests/simulation/settings.h"
 #include "tests/simulation/wire.h"
 
 namespace veltrane::simulation {
 namespace {
 
 using simulated::Machine;
-
-constexpr std::size_t kProcessCapacity = 512;
-constexpr std::size_t kRegistryBytes = 2048;
-
-std::string StoredSettingOf(const Machine& machine, RegistryRoot root, const wchar_t* key,
-                            const std::wstring& name) {
-  const auto text = machine.registry.ReadText(root, key, name, kRegistryBytes);
-  return text ? simulated::Narrow(*text) : "";
-}
-
-bool BypassIsOn(const Machine& machine) {
-  const std::wstring word =
-      simulated::FoldCase(machine.environment.Process(L"VELTRANE_POC_ADMIN_BYPASS", 16));
-  if (word == L"1" || word == L"true" || word == L"yes") return true;
-  if (word == L"0" || word == L"false" || word == L"no") return false;
-  return !SettingOf(machine, L"ADMIN_BYPASS_IP").empty() ||
-         !SettingOf(machine, L"ADMIN_BYPASS_IPS").empty();
-}
-
-// The addresses to be pinned, and whether each is required.
-std::map<std::string, bool> Candidates(const Machine& machine, const std::set<std::string>& own) {
-  std::map<std::string, bool> candidates;
-  const auto add = [&](const std::string& address, bool required) {
-    if (IsPublic(address) && !own.contains(address)) candidates[address] |= required;
-  };
-  for (const wchar_t* name : {L"ADMIN_BYPASS_IP", L"ADMIN_BYPASS_IPS"}) {
-    for (const std::string& address : Addresses(SettingOf(machine, name))) add(address, true);
-  }
-  for (const IpConnection& connection : machine.connections.Established(IpFamily::kIpv4)) {
-    if (connection.local_port != 3389) continue;
-    std::uint32_t number = 0;
-    std::copy_n(connection.remote.bytes.begin(), sizeof(number),
-                reinterpret_cast<std::uint8_t*>(&number));
-    add(simulated::IpText(number), true);
-  }
-  const auto add_session = [&](std::uint32_t id) {
-    const auto client = machine.sessions.Address(id);
-    if (!client || client->family != 2) return;
-    add(std::to_string(client->bytes[2]) + "." + std::to_string(client->bytes[3]) + "." +
-            std::to_string(client->bytes[4]) + "." + std::to_string(client->bytes[5]),
-        false);
-  };
-  if (machine.sessions.Console() != 0xFFFFFFFF) add_session(machine.sessions.Console());
-  for (const Session& session : machine.sessions.List()) {
-    if (session.state <= 1) add_session(session.id);
-  }
-  return candidates;
-}
 
 // Whether the route is there afterwards and good: one that is there with a metric of 15 or less
 // stays, one that is there otherwise is in the way, and else it is created, with metric 1 unless
@@ -70,7 +24,7 @@ bool CanBePinned(const Machine& machine, const std::string& address, const std::
 
 // The reason for which the bypass refuses; empty when it does not.
 std::string WhyNotPinned(const Machine& machine, const std::set<std::string>& own) {
-  const std::map<std::string, bool> candidates = Candidates(machine, own);
+  const std::map<std::string, bool> candidates = Candidates(AdministrationOf(machine), own);
   bool any = false;
   for (const auto& [address, required] : candidates) any = any || required;
   if (!any) return "no_admin_bypass_ips";
@@ -104,48 +58,23 @@ Promise PromiseForConnect(const Machine& machine, const std::string& request,
   if (guard) wish = Guarded(wish);
   if (guard && HasCatchAll(ConfOf(wish))) return Refusal("poc_route_guard_failed");
   if (remote && !guard) return Refusal("poc_route_guard_failed");
-  const bool bypass = !guard && BypassIsOn(machine);
+  const bool bypass = !guard && BypassIsOn(AdministrationOf(machine));
   if (bypass) {
     const std::string reason = WhyNotPinned(machine, own);
     if (!reason.empty()) return Refusal("admin_bypass_failed", reason);
   }
-  std::set<std::string> administrators;
-  for (const auto& [address, required] : Candidates(machine, own)) administrators.insert(address);
   return {.kind = Promise::Kind::kGoesOn,
           .bypass = bypass,
           .guard = guard,
           .conf = ConfOf(wish),
-          .delay = SecondsOf(SettingOf(machine, L"VELTRANE_POC_AUTO_STOP_SECONDS")),
-          .administrators = administrators};
+          .delay = SecondsOf(SettingOf(machine, L"VELTRANE_POC_AUTO_STOP_SECONDS"))};
 }
 
 }  // namespace
 
-std::string SettingOf(const Machine& machine, const std::wstring& name) {
-  const std::string process =
-      simulated::Narrow(machine.environment.Process(name, kProcessCapacity));
-  if (!process.empty()) return process;
-  const std::string stored = MachineSettingOf(machine, name);
-  if (!stored.empty()) return stored;
-  return StoredSettingOf(machine, RegistryRoot::kCurrentUser, simulated::kUserEnvironmentKey, name);
-}
-
-bool MayBeOn(const Machine& machine, const std::wstring& name, bool unreadable) {
-  if (IsOn(SettingOf(machine, name))) return true;
-  if (!unreadable) return false;
-  return IsOn(MachineSettingOf(machine, name)) ||
-         IsOn(StoredSettingOf(machine, RegistryRoot::kCurrentUser, simulated::kUserEnvironmentKey,
-                              name));
-}
-
-std::string MachineSettingOf(const Machine& machine, const std::wstring& name) {
-  return StoredSettingOf(machine, RegistryRoot::kLocalMachine, simulated::kMachineEnvironmentKey,
-                         name);
-}
-
-std::set<std::string> OwnPublicAddresses(const Machine& machine) {
+std::set<std::string> PublicAddressesIn(const std::vector<std::uint32_t>& addresses) {
   std::set<std::string> own;
-  for (const std::uint32_t address : machine.routes.AdapterAddresses()) {
+  for (const std::uint32_t address : addresses) {
     if (IsPublic(simulated::IpText(address))) own.insert(simulated::IpText(address));
   }
   return own;

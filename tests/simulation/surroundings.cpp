@@ -25,6 +25,10 @@ const std::vector<WideTexts> kValues = {
 
 std::string Text(const std::wstring& wide) { return simulated::Narrow(wide); }
 
+// What the tunnel's library exports, and what it is to answer: the program cannot pass on more.
+bool tunnel_ends_well = true;
+bool RunTunnel(const wchar_t* /*conf_path*/) { return tunnel_ends_well; }
+
 }  // namespace
 
 Surroundings::Surroundings(simulated::Machine& machine, Random& random)
@@ -32,6 +36,13 @@ Surroundings::Surroundings(simulated::Machine& machine, Random& random)
   machine_.routes.AddPhysicalNetwork();
   machine_.routes.AddAdapterAddress("198.51.100.200");
   names_tunnel_ = random_.OneIn(4);
+  library_ = random_.Pick(std::initializer_list<TunnelLibrary>{
+      TunnelLibrary::kNone, TunnelLibrary::kOther, TunnelLibrary::kTunnel, TunnelLibrary::kTunnel});
+  if (library_ == TunnelLibrary::kOther) machine_.libraries.Add(L"tunnel.dll");
+  if (library_ == TunnelLibrary::kTunnel) {
+    machine_.libraries.AddExport(L"tunnel.dll", "WireGuardTunnelService",
+                                 reinterpret_cast<LibraryFunction>(&RunTunnel));
+  }
   for (const WideTexts& values : kValues) {
     const std::uint32_t seldom = random_.Pick(std::initializer_list<std::uint32_t>{0, 1, 1, 4});
     habits_.push_back({seldom, random_.Pick(values)});
@@ -57,9 +68,16 @@ std::string Surroundings::MakeEnvironment() {
     machine_.environment.SetProcess(kNames[i], value);
     told += " " + Text(kNames[i]) + "=" + Text(value);
   }
+  tunnel_ends_well = !random_.OneIn(3);
   machine_.environment.SetProcess(L"ProgramData",
                                   random_.OneIn(8) ? L"C:\\Data" : L"C:\\ProgramData");
   return told;
+}
+
+int Surroundings::LibraryAnswers() const {
+  if (library_ == TunnelLibrary::kNone) return 2;
+  if (library_ == TunnelLibrary::kOther) return 3;
+  return tunnel_ends_well ? 0 : 4;
 }
 
 void Surroundings::Restart() {

@@ -25,6 +25,9 @@ class Surroundings {
   // What the process environment of a new process is.
   std::string MakeEnvironment();
 
+  // The exit code to which the tunnel's library leads, for the process that was prepared last.
+  int LibraryAnswers() const;
+
   // Windows restarts: services are down, marked ones gone, and so are the routes that are not
   // permanent.
   void Restart();
@@ -60,6 +63,8 @@ class Surroundings {
   std::vector<Habit> habits_;  // one a variable
   bool odd_modes_ = false;
   bool holds_service_ = false;
+  enum class TunnelLibrary { kNone, kOther, kTunnel };
+  TunnelLibrary library_;
   bool names_tunnel_ = false;  // the tunnel's adapter has a name that says so
   bool mischief_ = false;
   std::wstring held_file_;

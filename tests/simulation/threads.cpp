@@ -1,5 +1,6 @@
 // What the C library does for the program's threads, done by the baton. The program is linked so
-// that its calls of abort and pthread_mutex_lock come here (cmake/Simulation.cmake).
+// that its calls of abort, pthread_mutex_lock and pthread_mutex_unlock come here
+// (cmake/Simulation.cmake).
 
 #include "tests/simulated/threads.h"
 
@@ -8,7 +9,7 @@
 
 #include <cerrno>
 
-#include "tests/simulated/core.h"
+#include "tests/simulated/machine.h"
 #include "tests/simulation/baton.h"
 #include "tests/simulation/process.h"
 
@@ -49,7 +50,7 @@ Function* Real(const char* name) {
 
 namespace veltrane::simulated {
 
-// The dice decide which threads cannot be made, and no mutex refuses its lock.
+// The dice decide which threads cannot be made, and every mutex of the program is watched.
 NotOfTheProgram::NotOfTheProgram() : outer_(false) {}
 NotOfTheProgram::~NotOfTheProgram() { static_cast<void>(outer_); }
 void WatchMutex(const Mutex* /*mutex*/) {}
@@ -86,8 +87,18 @@ int pthread_join(pthread_t thread, void** result) {
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-  if (Baton* baton = BatonOfThisThread()) baton->Yield();
-  return pthread_mutex_lock(mutex);
+  Baton* baton = BatonOfThisThread();
+  if (baton == nullptr || baton->IsQuiet()) return pthread_mutex_lock(mutex);
+  if (veltrane::simulated::Machine::Current().calls.Begin("Mutex.Lock")) return EAGAIN;
+  baton->WaitUntil([mutex] { return pthread_mutex_trylock(mutex) == 0; });
+  Process::Current()->NoteLocks(1);
+  return 0;
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+  Baton* baton = BatonOfThisThread();
+  if (baton != nullptr && !baton->IsQuiet()) Process::Current()->NoteLocks(-1);
+  return pthread_mutex_unlock(mutex);
 }
 
 [[noreturn]] void __wrap_abort() {

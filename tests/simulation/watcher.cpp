@@ -1,13 +1,14 @@
 #include "tests/simulation/watcher.h"
 
-#include "tests/simulation/invariants.h"
+#include <tuple>
+
+#include "tests/simulation/end_reasons.h"
 #include "tests/simulation/promise.h"
 #include "tests/simulation/wire.h"
 
 namespace veltrane::simulation {
 namespace {
 
-constexpr wchar_t kPassiveGuard[] = L"VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP";
 constexpr wchar_t kTunnel[] = L"VeltraneVpnTunnel$Active";
 
 bool NamesKey(const std::string& request) {
@@ -21,18 +22,20 @@ bool NamesKey(const std::string& request) {
 }  // namespace
 
 Watcher::Watcher(simulated::Machine& machine, Baton& baton, Process& process)
-    : machine_(machine), baton_(baton), process_(process) {}
+    : machine_(machine), baton_(baton), process_(process) {
+  for (const Reason& reason : Reasons()) reasons_[reason.name] = 0;
+}
 
 void Watcher::OnBegin() {
   OnGone();
   own_.reset();
   states_.clear();
   is_stopped_ = false;
+  cannot_wake_ = false;
   undisturbed_ = true;
   nonce_.clear();
   counted_ = false;
-  stop_waits_ = false;
-  existence_unknown_.clear();
+  phases_.OnBegin();
 }
 
 void Watcher::OnGone() {
@@ -40,6 +43,7 @@ void Watcher::OnGone() {
   awaits_request_ = false;
   timers_.clear();
   last_calls_.clear();
+  main_calls_.clear();
   recorded_.clear();
   certain_.clear();
   late_.clear();
@@ -54,15 +58,11 @@ void Watcher::OnStop() {
 void Watcher::OnEvent() {
   undisturbed_ = false;
   if (exchange_) exchange_->events = true;
-}
-
-bool Watcher::TimerTearsDown() const {
-  const Thread* timer = baton_.Find(Role::kTimer);
-  const auto known = timer == nullptr ? timers_.end() : timers_.find(timer->id);
-  return known != timers_.end() && !known->second.calls.empty();
+  for (auto& [id, timer] : timers_) timer.events = timer.events || !timer.calls.empty();
 }
 
 std::string Watcher::OnArrival(const Thread& thread, const std::string& name) {
+  if (!Closes(name)) process_.ForgetRefused(thread.name);
   if (thread.role != Role::kPipe) return "";
   NoticeRequest();
   awaits_request_ = false;
@@ -82,6 +82,7 @@ void Watcher::BeginExchange() {
   undisturbed_ = false;
   connect_has_begun_ = false;
   start_was_called_ = false;
+  shown_ = Shown();
   exchange_.emplace();
   ExchangeFacts& facts = *exchange_;
   const std::string read = machine_.pipes.LastRead();
@@ -91,16 +92,15 @@ void Watcher::BeginExchange() {
   facts.client_names_key = NamesKey(facts.request);
   facts.nonce = nonce_;
   facts.counted = counted_;
-  ReadPhase(facts.phase_before, facts.node_before);
+  facts.phases_before = phases_.Now();
   facts.tunnel_before = Tunnel();
   facts.conf_before = Conf();
   facts.odd_services = odd_services_;
   facts.odd_files = odd_files_;
   facts.events = is_stopped_;
-  was_guarded_ = MayBeOn(machine_, kPassiveGuard, true);
   facts.beside_timer = TimerTearsDown();
   facts.promise = PromiseFor(machine_, facts.request, nonce_, counted_,
-                             own_ ? *own_ : OwnPublicAddresses(machine_));
+                             own_ ? *own_ : PublicAddressesIn(machine_.routes.AdapterAddresses()));
   work_done_ = false;
   reply_lost_ = false;
 }
@@ -109,17 +109,18 @@ void Watcher::FinishWork() {
   if (work_done_) return;
   work_done_ = true;
   ExchangeFacts& facts = *exchange_;
-  ReadPhase(facts.phase_after, facts.node_after);
+  std::tie(facts.phase_after, facts.node_after) = ReadPhase();
   facts.tunnel_after = Tunnel();
   facts.conf_after = Conf();
   facts.recorded_after = certain_;
-  facts.tunnel_default_route = HasTunnelDefaultRoute();
+  facts.shown = shown_.Facts(own_.value_or(std::set<std::string>()));
   facts.due_command_line = simulated::Narrow(L"\"" + machine_.libraries.ExecutablePath() +
                                              L"\" /service \"" + Folder() + L"\\active.conf\"");
   if (const auto tunnel = machine_.services.Find(kTunnel)) {
     facts.command_line = simulated::Narrow(tunnel->settings.command_line);
     facts.has_own_sid = tunnel->sid_type == 1U;
   }
+  NoteTimer();
   facts.timers_after = baton_.Count(Role::kTimer);
   facts.odd_services = facts.odd_services || odd_services_;
   if (!MentionsPath(facts.request) && facts.op == "register_session") {
@@ -134,32 +135,24 @@ std::string Watcher::FinishExchange() {
   ++exchanges_;
   facts.key_in_buffer = machine_.pipes.LastReadBuffer().find(kSecret) != std::string::npos;
   if (!reply_lost_) facts.reply = machine_.pipes.LastWritten();
-  const Reply reply = facts.reply ? ReplyOf(*facts.reply) : Reply();
-  const Thread* timer = baton_.Find(Role::kTimer);
-  if (timer != nullptr && reply.auto_stop_scheduled) {
-    timers_[timer->id].delay = reply.auto_stop_seconds;
-  }
-  return Judge(ExchangeInvariants(), facts);
+  phases_.OnExchange(facts, connect_has_begun_);
+  return exchange_court_.Judge(facts);
 }
 
-std::string Watcher::JudgeEndedTimers() {
-  std::string broken;
-  for (auto timer = timers_.begin(); timer != timers_.end();) {
-    if (!baton_.HasEnded(timer->first)) {
-      ++timer;
-      continue;
-    }
-    TimerFacts facts{
-        .sleeps = timer->second.sleeps, .delay = timer->second.delay, .calls = timer->second.calls};
-    const bool is_served = exchange_ && !work_done_;
-    facts.may_be_told = is_stopped_ || (is_served && exchange_->op == "disconnect") ||
-                        (is_served && exchange_->deadline_counts_from != 0);
-    std::string node;
-    ReadPhase(facts.phase, node);
-    if (broken.empty()) broken = Judge(TimerInvariants(), facts);
-    timer = timers_.erase(timer);
+OpenThings Watcher::Open() const {
+  return {.service_handles = machine_.services.OpenHandles(),
+          .streams = machine_.files.OpenStreams(),
+          .pipe_instances = machine_.pipes.OpenInstances(),
+          .security_records = machine_.security.LiveRecords(),
+          .libraries = machine_.libraries.Loaded(),
+          .locks = process_.Locks()};
+}
+
+LastCall Watcher::LastOf(const std::string& thread) const {
+  for (const auto& [role, call] : last_calls_) {
+    if (RoleText(role) == thread) return call;
   }
-  return broken;
+  return {};
 }
 
 std::string Watcher::OnEnd(const Process::End& end) {
@@ -170,18 +163,32 @@ std::string Watcher::OnEnd(const Process::End& end) {
   facts.arguments = process_.Arguments();
   facts.other_threads = baton_.Count() - baton_.Count(Role::kActor) - 1;
   facts.served = exchange_;
-  // A setting may have changed while its scopes were read.
-  const bool uncertain = exchange_ && (exchange_->failures || exchange_->events);
-  facts.passive_guard = MayBeOn(machine_, kPassiveGuard, uncertain) || (uncertain && was_guarded_);
-  facts.existence_unknown = existence_unknown_ == end.thread;
+  facts.last_call = LastOf(end.thread);
+  if (baton_.Count(Role::kPipe) != 0) facts.last_pipe_call = LastOf("pipe").name;
+  facts.timer_tears_down = TimerTearsDown();
+  facts.passive_guard = shown_.LastIsOn("VELTRANE_POC_DISABLE_ALL_NETWORK_MUTATION_ON_STARTUP");
   facts.thread_refused = process_.Refused() == end.thread;
-  facts.stop_waits = stop_waits_ || is_stopped_;
+  facts.stop_is_served = !states_.empty() && states_.back() == 3;
+  facts.console_stops = baton_.Count(Role::kHandler) != 0;
+  facts.cannot_wake = cannot_wake_;
   facts.joined_twice = process_.DoubleJoined() == end.thread;
-  facts.service_handles = machine_.services.OpenHandles();
-  facts.streams = machine_.files.OpenStreams();
-  facts.pipe_instances = machine_.pipes.OpenInstances();
-  facts.security_records = machine_.security.LiveRecords();
-  return Judge(EndInvariants(), facts);
+  facts.calls = main_calls_;
+  facts.library_answers = library_answers_;
+  facts.open = Open();
+  if (const Reason* reason = ReasonOf(facts)) ++reasons_[reason->name];
+  return end_court_.Judge(facts);
+}
+
+Counts Watcher::Asked() const {
+  Counts counts;
+  call_court_.AddTo(counts);
+  moment_court_.AddTo(counts);
+  exchange_court_.AddTo(counts);
+  timer_court_.AddTo(counts);
+  conversation_court_.AddTo(counts);
+  end_court_.AddTo(counts);
+  for (const auto& [name, times] : reasons_) counts.push_back({"ended by " + name, times});
+  return counts;
 }
 
 }  // namespace veltrane::simulation

@@ -20,6 +20,8 @@ bool IsChange(const std::string& name) {
   return call != simulated::kBoundaryCalls.end() && call->changes;
 }
 
+using Addresses = std::vector<std::uint32_t>;
+
 bool EraseOne(std::vector<std::string>& list, const std::string& text) {
   const auto found = std::find(list.begin(), list.end(), text);
   if (found == list.end()) return false;
@@ -37,14 +39,15 @@ std::string Watcher::OnCall(const Thread& thread, const std::string& name, const
   call.text = text;
   call.failed = failed;
   call.changes = IsChange(name);
+  call.locks = thread.locks;
   const auto& arguments = process_.Arguments();
   call.serves = arguments.size() == 1 &&
                 (arguments[0] == L"--run-as-service" || arguments[0] == L"--console");
-  last_calls_[thread.role] = name;
-  if (thread.role == Role::kTimer) NoteTimerCall(thread, call);
+  if (!Closes(name)) last_calls_[thread.role] = {name, failed};
   if (name == "FindBestRoute" && !failed) gateway_ = PhysicalWay(machine_);
   CompleteFacts(call);
-  const std::string broken = Judge(CallInvariants(), call);
+  if (thread.role == Role::kTimer) NoteTimerCall(thread, call);
+  const std::string broken = call_court_.Judge(call);
   NoteProcessCall(call);
   NoteRouteCall(call);
   if (exchange_ && !work_done_ && thread.role == Role::kPipe) NoteCall(call);
@@ -52,6 +55,11 @@ std::string Watcher::OnCall(const Thread& thread, const std::string& name, const
     reply_lost_ = failed.has_value();
   }
   return broken;
+}
+
+// A thread that ends the process closes on its way what it has open.
+bool Watcher::Closes(const std::string& name) {
+  return name == "ServerPipe.Close" || name == "FreeSecurityAttributes";
 }
 
 void Watcher::CompleteFacts(CallFacts& call) {
@@ -72,38 +80,30 @@ void Watcher::CompleteFacts(CallFacts& call) {
   call.states = states_;
   if (call.name == "Service.SendStop") polls_[call.role] = 0;
   if (call.name == "Service.QueryState") ++polls_[call.role];
-  if (call.name == "Service.Delete" || call.name == "PrintOutput") {
+  if (call.name == "TestExistence") {
+    call.file_is_there = machine_.files.Exists(Folder() + L"\\active.conf");
+  }
+  if (call.name.starts_with("Service") || call.name == "PrintOutput") {
     const auto tunnel = machine_.services.Find(kTunnel);
     call.polls = polls_[call.role];
+    call.tunnel_installed = tunnel.has_value();
     call.tunnel_stopped = tunnel && tunnel->state == simulated::kStopped;
     call.tunnel_running = tunnel && tunnel->state == simulated::kRunning;
     call.undisturbed = undisturbed_ && !odd_services_;
   }
 }
 
-void Watcher::NoteTimerCall(const Thread& thread, CallFacts& call) {
-  Timer& timer = timers_[thread.id];
-  call.timer_delay = timer.delay;
-  call.timer_sleeps = timer.sleeps;
-  if (call.name == "Sleep") {
-    ++timer.sleeps;
-  } else {
-    timer.calls.push_back(call.name);
-  }
-  if (!exchange_) return;
-  if (!timer.calls.empty()) exchange_->beside_timer = true;
-  ++exchange_->sleeps_of_timer;
-}
-
 void Watcher::NoteProcessCall(const CallFacts& call) {
   if (call.changes && !call.name.starts_with("Service")) files_changed_ = true;
-  if (call.name == "TestExistence" && call.failed) existence_unknown_ = RoleText(call.role);
   if (call.name == "ReadAdapterAddresses") {
-    own_ = call.failed ? std::set<std::string>() : OwnPublicAddresses(machine_);
+    const auto addresses = machine_.routes.AdapterAddresses();
+    own_ = PublicAddressesIn(
+        call.failed ? simulated::FailedList(addresses, *call.failed).value_or(Addresses())
+                    : addresses);
   }
   if (call.name == "IsRemoteSession" || call.name == "OpenAndClosePipe") counted_ = true;
-  if (call.text == "ReportServiceStatus 3") stop_waits_ = true;
-  if (call.text == "ReportServiceStatus 1") stop_waits_ = false;
+  if (call.name == "OpenAndClosePipe") cannot_wake_ = call.failed || !machine_.pipes.ServerWaits();
+  if (!call.serves && call.role == Role::kMain) main_calls_.push_back(call);
   if (call.role == Role::kPipe && call.name == "ServerPipe.Read") {
     awaits_request_ = true;
     reads_ = machine_.pipes.Reads();
@@ -114,7 +114,7 @@ void Watcher::NoteCall(const CallFacts& call) {
   ExchangeFacts& facts = *exchange_;
   facts.calls.push_back(call);
   facts.failures = facts.failures || call.failed;
-  facts.manager_failed = facts.manager_failed || (call.failed && call.name.starts_with("Service"));
+  shown_.OnCall(machine_, call);
   if (call.name == "UtcTicks") {
     facts.deadline_counts_from = machine_.clock.Ticks() / 10'000'000;
   }
@@ -138,22 +138,11 @@ void Watcher::NoteStart() {
 
 void Watcher::NoteRouteCall(const CallFacts& call) {
   if (call.role == Role::kPipe && exchange_ && call.name == "ReadForwardTable") {
-    exchange_->looks.push_back(call.failed ? std::set<std::string>() : GoodHostRoutes());
+    exchange_->looks.push_back(LookAtTable(call));
   }
   // From here on, a connect has forgotten what an earlier one had recorded.
   if (call.text == "ReadProcessVariable VELTRANE_POC_ADMIN_BYPASS") ForgetRoutes();
-  if (call.name == "CreateForwardRow") {
-    const std::string row = call.text.substr(call.name.size() + 1);
-    const std::string key = row.substr(0, row.find(" metric "));
-    const auto table = machine_.routes.Texts();
-    const bool is_there = std::any_of(table.begin(), table.end(), [&](const std::string& other) {
-      return other.starts_with(key + " metric ");
-    });
-    if (call.failed ? *call.failed != 0 : is_there) return;
-    recorded_.push_back(row);
-    if (!TimerTearsDown()) certain_.push_back(row);
-    if (exchange_) exchange_->created.push_back(row);
-  }
+  if (call.name == "CreateForwardRow") NoteCreatedRow(call);
   if (call.name == "DeleteForwardRow") {
     const std::string row = call.text.substr(call.name.size() + 1);
     EraseOne(recorded_, row);
@@ -161,6 +150,25 @@ void Watcher::NoteRouteCall(const CallFacts& call) {
     late_.push_back(row);
     if (exchange_ && call.role == Role::kPipe) exchange_->deleted.push_back(row);
   }
+}
+
+void Watcher::NoteCreatedRow(const CallFacts& call) {
+  const std::string row = call.text.substr(call.name.size() + 1);
+  const std::string key = row.substr(0, row.find(" metric "));
+  const auto table = machine_.routes.Texts();
+  const bool is_there = std::any_of(table.begin(), table.end(), [&](const std::string& other) {
+    return other.starts_with(key + " metric ");
+  });
+  const bool succeeds = call.failed ? *call.failed == 0 : !is_there;
+  if (exchange_) {
+    exchange_->attempts.push_back({.address = row.substr(0, row.find('/')),
+                                   .succeeded = succeeds,
+                                   .looks = exchange_->looks.size()});
+  }
+  if (!succeeds) return;
+  recorded_.push_back(row);
+  if (!TimerTearsDown()) certain_.push_back(row);
+  if (exchange_) exchange_->created.push_back(row);
 }
 
 void Watcher::ForgetRoutes() {

@@ -1,6 +1,8 @@
 // What the watcher sees when it looks at the machine and at the program.
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 
 #include "service/server_slot.h"
 #include "tests/simulation/invariants.h"
@@ -11,6 +13,7 @@ namespace {
 
 constexpr wchar_t kTunnel[] = L"VeltraneVpnTunnel$Active";
 constexpr std::uint32_t kGoodMetric = 15;
+constexpr std::uint32_t kWholeMask = 0xFFFFFFFF;
 
 }  // namespace
 
@@ -25,16 +28,16 @@ std::string Watcher::OnMoment() {
   moment.pipe_threads = baton_.Count(Role::kPipe);
   moment.idle = IsIdle();
   if (!exchange_ && !TimerTearsDown()) late_.clear();
-  moment.has_server = process_.Lives() && RegisteredServer() != nullptr;
-  if (moment.has_server) ReadPhase(moment.phase, moment.node);
-  moment.service_handles = machine_.services.OpenHandles();
-  moment.streams = machine_.files.OpenStreams();
-  moment.pipe_instances = machine_.pipes.OpenInstances();
-  moment.security_records = machine_.security.LiveRecords();
+  // Who holds the mutex of the phase between two turns keeps everybody from looking at it.
+  moment.has_server = process_.Lives() && RegisteredServer() != nullptr && process_.Locks() == 0;
+  if (moment.has_server) std::tie(moment.phase, moment.node) = ReadPhase();
+  if (moment.has_server && moment.idle) moment.phases = phases_.Now();
+  moment.open = Open();
   moment.serves_connect = exchange_ && exchange_->op == "connect";
   moment.prepares_connect = PreparesConnect();
-  if (files_changed_) moment.files_with_keys = FilesWithKeys();
-  return Judge(MomentInvariants(), moment);
+  moment.looked_for_keys = std::exchange(files_changed_, false);
+  if (moment.looked_for_keys) moment.files_with_keys = FilesWithKeys();
+  return moment_court_.Judge(moment);
 }
 
 bool Watcher::PreparesConnect() const {
@@ -42,8 +45,7 @@ bool Watcher::PreparesConnect() const {
          !exchange_->beside_timer;
 }
 
-std::vector<std::string> Watcher::FilesWithKeys() {
-  files_changed_ = false;
+std::vector<std::string> Watcher::FilesWithKeys() const {
   std::vector<std::string> files;
   for (const std::wstring& path : machine_.files.AllFiles()) {
     const std::string file = simulated::Narrow(path);
@@ -71,6 +73,7 @@ void Watcher::LookAtAccess(const CallFacts& call) {
   }
   const auto entries = machine_.files.Access(path);
   if (!machine_.files.Exists(path)) return;
+  exchange_->looked_at_access = true;
   if (!entries || simulated::AccessTexts(*entries) != kProtected) {
     exchange_->open_to_others = simulated::Narrow(path);
   }
@@ -80,7 +83,7 @@ bool Watcher::IsIdle() const {
   if (!process_.Lives() || exchange_ || TimerTearsDown()) return false;
   const auto last = [this](Role role) {
     const auto known = last_calls_.find(role);
-    return known == last_calls_.end() ? std::string() : known->second;
+    return known == last_calls_.end() ? std::string() : known->second.name;
   };
   const bool is_service = process_.Arguments() == std::vector<std::wstring>{L"--run-as-service"};
   if (last(is_service ? Role::kServiceMain : Role::kMain) != "Sleep") return false;
@@ -102,35 +105,36 @@ std::optional<std::string> Watcher::Conf() const {
   return machine_.files.Bytes(Folder() + L"\\active.conf");
 }
 
-bool Watcher::HasTunnelDefaultRoute() const {
-  const std::vector<ForwardRow> rows = machine_.routes.Rows();
-  return std::any_of(rows.begin(), rows.end(), [this](const ForwardRow& row) {
-    const auto names = machine_.routes.Names(row.interface_index);
-    if (row.dest != 0 || row.mask != 0 || !names) return false;
-    const std::wstring name =
-        simulated::FoldCase(names->alias.empty() ? names->description : names->alias);
-    return name.find(L"wireguard") != std::wstring::npos ||
-           name.find(L"wintun") != std::wstring::npos || name.find(L"tunnel") != std::wstring::npos;
-  });
+Look Watcher::LookAtTable(const CallFacts& call) const {
+  std::vector<ForwardRow> rows = machine_.routes.Read();
+  if (call.failed) {
+    rows = simulated::FailedList(rows, *call.failed).value_or(std::vector<ForwardRow>());
+  }
+  Look look;
+  for (const ForwardRow& row : rows) {
+    if (row.dest == 0 && row.mask == 0 && IsTunnel(row.interface_index)) look.tunnel_default = true;
+    if (row.mask != kWholeMask || row.metric1 > kGoodMetric) continue;
+    look.pinned.insert(simulated::IpText(row.dest) + " via " + simulated::IpText(row.next_hop) +
+                       " if " + std::to_string(row.interface_index));
+  }
+  return look;
 }
 
-void Watcher::ReadPhase(std::string& phase, std::string& node) const {
+bool Watcher::IsTunnel(std::uint32_t interface_index) const {
+  const auto names = machine_.routes.Names(interface_index);
+  if (!names) return false;
+  const std::wstring name =
+      simulated::FoldCase(names->alias.empty() ? names->description : names->alias);
+  return name.find(L"wireguard") != std::wstring::npos ||
+         name.find(L"wintun") != std::wstring::npos || name.find(L"tunnel") != std::wstring::npos;
+}
+
+Phase Watcher::ReadPhase() const {
   const IpcServer* server = RegisteredServer();
-  if (server == nullptr) return;
+  if (server == nullptr || process_.Locks() != 0) return {};
   const Baton::Quiet quiet(baton_);
   const ConnectionPhase now = server->Snapshot();
-  phase = now.phase;
-  node = now.node_id;
-}
-
-std::set<std::string> Watcher::GoodHostRoutes() const {
-  std::set<std::string> good;
-  for (const ForwardRow& row : machine_.routes.Rows()) {
-    if (row.mask != 0xFFFFFFFF || row.metric1 > kGoodMetric) continue;
-    good.insert(simulated::IpText(row.dest) + " via " + simulated::IpText(row.next_hop) + " if " +
-                std::to_string(row.interface_index));
-  }
-  return good;
+  return {now.phase, now.node_id};
 }
 
 }  // namespace veltrane::simulation

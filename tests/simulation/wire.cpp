@@ -15,11 +15,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 std::string TextIn(const Json& object, const char* key) {
   const auto member = object.find(key);
   return member != object.end() && member->is_string() ? member->get<std::string>() : "";
@@ -125,6 +120,11 @@ std::string TimeText(std::int64_t seconds) {
   gmtime_r(&time, &parts);
   char text[32];
   std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return text;
+}
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return text;
 }
 

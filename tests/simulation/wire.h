@@ -40,6 +40,7 @@ Wish Guarded(Wish wish);
 // "2026-11-16T02:25:07Z", of seconds since 1970.
 std::string TimeText(std::int64_t seconds);
 
+std::string Lower(std::string text);                 // ASCII letters alone
 bool IsOn(const std::string& setting);               // 1, true, yes, on in any case
 std::int64_t SecondsOf(const std::string& setting);  // 0: no auto-stop
 std::vector<std::string> Addresses(const std::string& setting);

@@ -3,7 +3,6 @@
 
 passed=0
 failed=0
-table=$work/table
 log=$work/log.txt
 service_key='HKLM\SYSTEM\CurrentControlSet\Services\VeltraneVpnTunnel'
 drive=
@@ -98,10 +97,10 @@ machine() {
 verdict() {
   if [ -z "$3" ]; then
     passed=$((passed + 1))
-    printf '%-70s| %-42s| passed\n' "$1" "$2" | tee -a "$table"
+    printf '%-70s| %-42s| passed\n' "$1" "$2"
   else
     failed=$((failed + 1))
-    printf '%-70s| %-42s| FAILED\n%s\n' "$1" "$2" "$3" | tee -a "$table"
+    printf '%-70s| %-42s| FAILED\n%s\n' "$1" "$2" "$3"
   fi
 }
 

@@ -75,4 +75,11 @@ SecurityAttributesOwner MakeSecurityAttributes(const std::vector<AccessEntry>& e
 // PROTECTED_DACL_SECURITY_INFORMATION). Returns false on any failure.
 bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
 
+// Creates a folder that nobody but Local System and the Administrators group can open, from its
+// first moment on: they have full access to it and to what will be in it, and it inherits nothing
+// (CreateDirectoryW with a protected access list; "Security Descriptor String Format"). The folder
+// above it must exist. Returns 0 or the Win32 error: 183 when something is there, 3 without the
+// folder above.
+std::uint32_t CreateClosedFolder(const std::wstring& path);
+
 }  // namespace veltrane

@@ -6,10 +6,13 @@
 #include <string>
 
 #include "client/text/windows_error.h"
+#include "platform/files.h"
 #include "platform/text.h"
 #include "service/service_name.h"
+#include "setup/configuration_folder.h"
 #include "setup/folder.h"
 #include "setup/leftovers.h"
+#include "setup/paths.h"
 #include "setup/plan.h"
 #include "setup/services.h"
 #include "setup/tunnel_end.h"
@@ -52,10 +55,9 @@ bool StopServices(InstallerSession& session) {
 bool RegisterControlService(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
-  const std::wstring folder = plan->program.substr(0, plan->program.find_last_of(L'\\'));
-  if (const std::string writers = FindOtherWriters(folder, plan->user); !writers.empty()) {
-    return Succeeded(session, writers);
-  }
+  const std::string writers = FindOtherWriters(FolderOf(plan->program), plan->user);
+  if (!writers.empty()) return Succeeded(session, writers);
+  MakeConfigurationFolder(plan->conf, plan->user, session);
   return Succeeded(session, RegisterService(plan->after));
 }
 
@@ -102,6 +104,7 @@ bool RestoreRegistration(InstallerSession& session) {
     StopService(kServiceName, kStopSeconds);
     DeleteService(kServiceName);
   }
+  if (plan->makes_folder) RemoveFolder(FolderOf(FolderOf(plan->conf)));
   return true;
 }
 

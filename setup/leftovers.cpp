@@ -5,16 +5,12 @@
 #include "platform/access_lists.h"
 #include "platform/files.h"
 #include "platform/text.h"
+#include "setup/paths.h"
 
 namespace veltrane {
 namespace {
 
 constexpr std::size_t kScrubBytes = 4096;
-
-std::wstring FolderOf(const std::wstring& path) {
-  const std::size_t separator = path.find_last_of(L'\\');
-  return separator == std::wstring::npos ? L"" : path.substr(0, separator);
-}
 
 bool LeadsElsewhere(const std::wstring& path) {
   const Result<bool> reparse_point = TestReparsePoint(path);

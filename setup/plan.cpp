@@ -83,6 +83,7 @@ std::wstring PackPlan(const Plan& plan) {
   packer.Put(WidenBytes(plan.user));
   packer.Put(plan.has_service);
   packer.Put(plan.ends_tunnel);
+  packer.Put(plan.makes_folder);
   packer.Put(plan.before);
   packer.Put(plan.after);
   return packer.Text();
@@ -96,6 +97,7 @@ std::optional<Plan> UnpackPlan(const std::wstring& text) {
   plan.user = WideToUtf8(unpacker.Text());
   plan.has_service = unpacker.Flag();
   plan.ends_tunnel = unpacker.Flag();
+  plan.makes_folder = unpacker.Flag();
   plan.before = unpacker.TakeRegistration();
   plan.after = unpacker.TakeRegistration();
   if (!unpacker.IsWhole()) return std::nullopt;

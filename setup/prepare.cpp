@@ -10,6 +10,7 @@
 #include "platform/text.h"
 #include "setup/actions.h"
 #include "setup/folder.h"
+#include "setup/paths.h"
 #include "setup/plan.h"
 #include "setup/tunnel_end.h"
 #include "setup/wishes.h"
@@ -27,11 +28,6 @@ constexpr const wchar_t* kPlannedActions[] = {
 std::wstring WithoutSeparator(std::wstring folder) {
   while (folder.ends_with(L'\\')) folder.pop_back();
   return folder;
-}
-
-std::wstring FolderOf(const std::wstring& path) {
-  const std::size_t separator = path.find_last_of(L'\\');
-  return separator == std::wstring::npos ? L"" : path.substr(0, separator);
 }
 
 // The file that the tunnel's service names, if there is one, because the control service may have
@@ -89,6 +85,7 @@ std::string FindRefusal(const Plan& plan, const Wishes& wishes,
 void PlanInstallation(Plan& plan, const Wishes& wishes) {
   plan.has_service = true;
   plan.ends_tunnel = wishes.stop_tunnel;
+  plan.makes_folder = !IsThere(FolderOf(FolderOf(plan.conf)));
   plan.after.exists = true;
   plan.after.command_line = CommandLineOf(plan.program);
   plan.after.start_type =

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <aclapi.h>
+#include <sddl.h>
 #include <wtsapi32.h>
 
 #include <algorithm>
@@ -127,6 +128,19 @@ bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>
   return SetNamedSecurityInfoW(object.data(), SE_FILE_OBJECT,
                                DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
                                nullptr, nullptr, list.get(), nullptr) == ERROR_SUCCESS;
+}
+
+std::uint32_t CreateClosedFolder(const std::wstring& path) {
+  // Protected; full access, inherited by files and folders, for Local System and Administrators.
+  constexpr wchar_t kClosed[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kClosed, SDDL_REVISION_1, &descriptor,
+                                                            nullptr)) {
+    return GetLastError();
+  }
+  const LocalMemory<void> owner(descriptor);
+  SECURITY_ATTRIBUTES attributes = {sizeof(SECURITY_ATTRIBUTES), descriptor, FALSE};
+  return CreateDirectoryW(path.c_str(), &attributes) ? ERROR_SUCCESS : GetLastError();
 }
 
 }  // namespace veltrane

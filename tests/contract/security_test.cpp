@@ -15,6 +15,7 @@ namespace {
 using SecurityIdentifier = Contract;
 using PipeSecurity = Contract;
 using ProtectedAccess = Contract;
+using ClosedFolder = Contract;
 using AccessLists = Contract;
 
 constexpr std::uint32_t kAllFileRights = 0x001F01FF;  // FILE_ALL_ACCESS
@@ -116,6 +117,33 @@ TEST_F(ProtectedAccess, MovesWithTheFile) {
   EXPECT_TRUE(MoveFileWithFlags(stage.Path(L"from"), stage.Path(L"to"), 0));
   EXPECT_EQ(Take(ReadAccessList(stage.Path(L"to"))).entries,
             (std::vector<AccessListEntry>{{"S-1-5-18", true, kAllFileRights}}));
+}
+
+TEST_F(ClosedFolder, IsMadeWhereNothingIs) {
+  EXPECT_EQ(CreateClosedFolder(stage.Path(L"folder")), 0u);
+  EXPECT_TRUE(IsThere(stage.Path(L"folder")));
+}
+
+TEST_F(ClosedFolder, AdmitsSystemAndAdministratorsAloneAndInheritsNothing) {
+  NOT_ON_WINE(kRoughly);
+  ASSERT_EQ(CreateClosedFolder(stage.Path(L"folder")), 0u);
+  const AccessList list = Take(ReadAccessList(stage.Path(L"folder")));
+  EXPECT_TRUE(list.has_list);
+  EXPECT_TRUE(list.is_protected);
+  EXPECT_EQ(list.entries, (std::vector<AccessListEntry>{{"S-1-5-18", true, kAllFileRights},
+                                                        {"S-1-5-32-544", true, kAllFileRights}}));
+}
+
+TEST_F(ClosedFolder, CannotBeMadeWhereAFileOrAFolderIs) {
+  stage.PutFile(stage.Path(L"file"), "text");
+  CreateFolders(stage.Path(L"folder"));
+  EXPECT_EQ(CreateClosedFolder(stage.Path(L"file")), 183u);
+  EXPECT_EQ(CreateClosedFolder(stage.Path(L"folder")), 183u);
+}
+
+TEST_F(ClosedFolder, CannotBeMadeInOneThatIsNotThere) {
+  EXPECT_EQ(CreateClosedFolder(stage.Path(L"missing\\folder")), 3u);
+  EXPECT_FALSE(IsThere(stage.Path(L"missing")));
 }
 
 TEST_F(AccessLists, AreReadOfAFileAndOfAFolder) {

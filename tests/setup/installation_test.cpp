@@ -28,9 +28,10 @@ TEST_F(Installation, RegistersTheServiceAndStartsNothing) {
   EXPECT_THAT(Log(), IsEmpty());
 }
 
-TEST_F(Installation, WithoutPropertiesDoesWhatInstallDoes) {
+TEST_F(Installation, WithoutPropertiesDoesWhatInstallDoesOnceTheConfigurationFolderIsClosed) {
   EXPECT_TRUE(Install());
-  EXPECT_THAT(machine.Changes(), ElementsAre("ServiceManager.Create VeltraneVpnTunnel",
+  EXPECT_THAT(machine.Changes(), ElementsAre("CreateClosedFolder C:\\ProgramData\\Veltrane",
+                                             "ServiceManager.Create VeltraneVpnTunnel",
                                              "Service.SetSidType VeltraneVpnTunnel 1"));
 }
 

@@ -15,6 +15,7 @@ Plan SomePlan() {
           .user = "S-1-5-21-1-2-3-1001",
           .has_service = true,
           .ends_tunnel = true,
+          .makes_folder = true,
           .before = {.exists = true,
                      .command_line = L"\"D:\\old.exe\" --run-as-service",
                      .start_type = 3,

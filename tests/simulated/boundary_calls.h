@@ -62,6 +62,7 @@ inline constexpr std::array kBoundaryCalls{
     Changing("MoveFileWithFlags"),           // C:\...\a.tmp to C:\...\a flags 9
     Changing("RemoveFile"),                  // C:\...\active.conf
     Changing("RemoveFolder"),                // C:\ProgramData\Veltrane\tunnels
+    Changing("CreateClosedFolder"),          // C:\ProgramData\Veltrane
     Changing("SetProtectedAccess"),          // C:\...\active.conf
     Unlogged("ParseIpv4"),                   // 203.0.113.5
     Unlogged("FormatIpv4"),                  // 203.0.113.5

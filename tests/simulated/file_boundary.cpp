@@ -96,4 +96,10 @@ bool SetProtectedAccess(const std::wstring& path, const std::vector<AccessEntry>
   return machine.files.SetAccess(path, entries);
 }
 
+std::uint32_t CreateClosedFolder(const std::wstring& path) {
+  Machine& machine = Machine::Current();
+  if (const auto error = machine.calls.Begin("CreateClosedFolder", Narrow(path))) return *error;
+  return machine.files.CreateClosedFolder(path);
+}
+
 }  // namespace veltrane

@@ -13,6 +13,7 @@ constexpr std::uint32_t kFileNotFound = 2;       // ERROR_FILE_NOT_FOUND
 constexpr std::uint32_t kPathNotFound = 3;       // ERROR_PATH_NOT_FOUND
 constexpr std::uint32_t kAccessDenied = 5;       // ERROR_ACCESS_DENIED
 constexpr std::uint32_t kSharingViolation = 32;  // ERROR_SHARING_VIOLATION
+constexpr std::uint32_t kAlreadyExists = 183;    // ERROR_ALREADY_EXISTS
 
 std::wstring Tidy(std::wstring path) {
   std::replace(path.begin(), path.end(), L'/', L'\\');
@@ -243,6 +244,21 @@ bool Files::RemoveFolder(const std::wstring& path) {
   if (next != nodes_.end() && next->first.starts_with(inside)) return false;
   nodes_.erase(KeyOf(path));
   return true;
+}
+
+std::uint32_t Files::CreateClosedFolder(const std::wstring& path) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  const std::uint32_t missing = WhyMissingLocked(path);
+  if (missing == 0) return kAlreadyExists;
+  if (missing != kFileNotFound) return missing;
+  CreateFoldersLocked(path);
+  constexpr std::uint32_t kFullAccess = 0x001F01FF;
+  std::vector<AccessEntry> entries;
+  for (const Sid& sid : {NtSid({18}), NtSid({32, 544})}) {
+    entries.push_back({sid, TrusteeType::kUser, kFullAccess, kObjectAndContainerInherit});
+  }
+  Find(path)->access = entries;
+  return 0;
 }
 
 bool Files::SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries) {

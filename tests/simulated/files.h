@@ -108,6 +108,7 @@ class Files {
   bool Move(const std::wstring& from, const std::wstring& to, std::uint32_t flags);
   bool Remove(const std::wstring& path);
   bool RemoveFolder(const std::wstring& path);
+  std::uint32_t CreateClosedFolder(const std::wstring& path);  // 0 or the Win32 error
   bool SetAccess(const std::wstring& path, const std::vector<AccessEntry>& entries);
 
  private:

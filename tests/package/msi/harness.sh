@@ -71,7 +71,8 @@ files() {
   esac
 }
 
-# What is below the folders in which services keep the configuration file.
+# What is below the folders in which the configuration file can be: Wine has one ProgramData for
+# programs, so that the installation makes the folder there, and another for services.
 configuration() {
   local found
   found=$(cd "$drive" && find ProgramData users/Public -ipath '*/Veltrane*' -printf '%p %s\n' 2>/dev/null |

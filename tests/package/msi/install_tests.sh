@@ -16,7 +16,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x3
 settings: none
 services: STOPPED, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 by_msi=$(registered)
 
@@ -42,7 +42,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x3
 settings: ProgramData=C:\ProgramData\0ADMIN_BYPASS_IP=203.0.113.9
 services: STOPPED, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 
 msi /i "$new" 'ADMIN_BYPASS_IPS=203.0.113.5 198.51.100.7' DISABLE_DEFAULT_ROUTE=1 \
@@ -55,7 +55,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x2
 settings: ProgramData=C:\ProgramData\0ADMIN_BYPASS_IP=203.0.113.9\0ADMIN_BYPASS_IPS=203.0.113.5,198.51.100.7\0VELTRANE_POC_DISABLE_DEFAULT_ROUTE=1\0VELTRANE_POC_AUTO_STOP_SECONDS=600
 services: RUNNING, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 
 msi /i "$new" ADMIN_BYPASS_IPS=none DISABLE_DEFAULT_ROUTE=0 START=demand
@@ -67,7 +67,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x3
 settings: ProgramData=C:\ProgramData\0ADMIN_BYPASS_IP=203.0.113.9\0VELTRANE_POC_DISABLE_DEFAULT_ROUTE=0\0VELTRANE_POC_AUTO_STOP_SECONDS=600
 services: RUNNING, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 
 echo "of the operator" >"$drive/Program Files/Veltrane VPN/own.txt"

@@ -16,7 +16,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x2
 settings: ADMIN_BYPASS_IPS=203.0.113.5\0VELTRANE_POC_AUTO_STOP_SECONDS=600\0OTHERS=stay
 services: RUNNING, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 verdict "the registration after it is that of --install, but for these" "the key of the service" \
   "$(differs '"Environment"=hex(7)
@@ -33,7 +33,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x2
 settings: ADMIN_BYPASS_IPS=203.0.113.5\0VELTRANE_POC_AUTO_STOP_SECONDS=600\0OTHERS=stay
 services: RUNNING, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 
 msi /x "$new"
@@ -49,7 +49,7 @@ command:  "C:\Program Files\Veltrane VPN\VeltraneVpnService.exe" --run-as-servic
 start:    0x3
 settings: ADMIN_BYPASS_IPS=198.51.100.7
 services: STOPPED, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 msi /x "$new"
 
@@ -64,7 +64,7 @@ command:  "C:\Program Files\Elsewhere\VeltraneVpnService.exe" --run-as-service
 start:    0x3
 settings: none
 services: STOPPED, tunnel none
-config:   none
+config:   ProgramData/Veltrane
 END
 msi /x "$new"
 expect_nothing "so does its removal" 0 ""

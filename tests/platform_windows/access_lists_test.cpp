@@ -30,6 +30,13 @@ TEST_F(GivenAccess, OfAPathIsAProtectedListAlone) {
                 {L"C:\\any\\path", SE_FILE_OBJECT, kProtectedList, true, kTunnelsList}}));
 }
 
+TEST_F(GivenAccess, OfAPathIsMadeAnewOfTwoEntriesThatAreAllTheirGroupsHave) {
+  EXPECT_TRUE(ApplyTunnelsAcl(L"C:\\any\\path"));
+  EXPECT_EQ(answers.entries, (std::vector<GivenEntry>{
+                                 {"S-1-5-18", GENERIC_ALL, SET_ACCESS, 3, TRUSTEE_IS_GROUP},
+                                 {"S-1-5-32-544", GENERIC_ALL, SET_ACCESS, 3, TRUSTEE_IS_GROUP}}));
+}
+
 TEST_F(GivenAccess, IsSetOnTheFolderTheTemporaryFileAndTheFile) {
   std::string error;
   SetEnvironmentVariableW(L"ProgramData", L"C:\\VeltraneAccess");
@@ -70,6 +77,17 @@ TEST_F(GivenPipeAccess, IsForSystemThenAdministratorsThenTheConsoleUser) {
   const PipeSecurity security = BuildPipeSecurity();
   EXPECT_THAT(Given(security.get()).descriptor,
               testing::MatchesRegex(R"(D:\(A;;GA;;;SY\)\(A;;GA;;;BA\)\(A;;0xc0100000;;;S-.+\))"));
+}
+
+TEST_F(GivenPipeAccess, IsMadeAnewOfEntriesThatAreAllTheirUsersHave) {
+  const PipeSecurity security = BuildPipeSecurity();
+  ASSERT_EQ(answers.entries.size(), 3U);
+  answers.entries[2].sid = "of the console user";
+  EXPECT_EQ(answers.entries,
+            (std::vector<GivenEntry>{
+                {"S-1-5-18", GENERIC_ALL, SET_ACCESS, 0, TRUSTEE_IS_USER},
+                {"S-1-5-32-544", GENERIC_ALL, SET_ACCESS, 0, TRUSTEE_IS_USER},
+                {"of the console user", 0xC0100000, SET_ACCESS, 0, TRUSTEE_IS_USER}}));
 }
 
 TEST_F(GivenPipeAccess, IsTheSystemsOwnWithoutARecord) {

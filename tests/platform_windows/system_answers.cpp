@@ -152,6 +152,26 @@ DWORD WINAPI TakeAccessList(wchar_t* object, SE_OBJECT_TYPE type, SECURITY_INFOR
   return ERROR_SUCCESS;
 }
 
+std::string SidText(const void* sid) {
+  char* text = nullptr;
+  if (!ConvertSidToStringSidA(const_cast<void*>(sid), &text)) return "unreadable";
+  const LocalMemory<char> owner(text);
+  return text;
+}
+
+DWORD WINAPI TakeEntries(ULONG count, EXPLICIT_ACCESSW* entries, ACL* earlier, ACL** list) {
+  for (ULONG i = 0; i < count && earlier == nullptr; ++i) {
+    const EXPLICIT_ACCESSW& entry = entries[i];
+    const bool is_sid = entry.Trustee.TrusteeForm == TRUSTEE_IS_SID;
+    current->entries.push_back({is_sid ? SidText(entry.Trustee.ptstrName) : "no SID",
+                                entry.grfAccessPermissions, entry.grfAccessMode,
+                                entry.grfInheritance, entry.Trustee.TrusteeType});
+  }
+  static const auto make = reinterpret_cast<decltype(&TakeEntries)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32"), "SetEntriesInAclW")));
+  return make(count, entries, earlier, list);
+}
+
 HANDLE WINAPI TakePipe(const wchar_t*, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD,
                        SECURITY_ATTRIBUTES* attributes) {
   std::optional<GivenPipeSecurity>& given = current->pipes.emplace_back();
@@ -184,6 +204,8 @@ decltype(&TakeServiceConfig) change_service_config = TakeServiceConfig;
 
 extern decltype(&TakeAccessList) set_named_security asm("__imp_SetNamedSecurityInfoW");
 decltype(&TakeAccessList) set_named_security = TakeAccessList;
+extern decltype(&TakeEntries) set_entries asm("__imp_SetEntriesInAclW");
+decltype(&TakeEntries) set_entries = TakeEntries;
 extern decltype(&TakePipe) create_named_pipe asm("__imp_CreateNamedPipeW");
 decltype(&TakePipe) create_named_pipe = TakePipe;
 

@@ -48,7 +48,8 @@ struct RegistryCall {
 };
 
 // An access list that the system was given: for a path, what of it was to be set and whether an
-// owner or a group came with it; for a pipe, the record and the descriptor around it.
+// owner or a group came with it; the entries that one was to be made of; for a pipe, the record and
+// the descriptor around it.
 struct GivenAccessList {
   std::wstring object;
   SE_OBJECT_TYPE type = SE_UNKNOWN_OBJECT_TYPE;
@@ -57,6 +58,15 @@ struct GivenAccessList {
   std::string list;  // in the security descriptor definition language
 
   bool operator==(const GivenAccessList&) const = default;
+};
+struct GivenEntry {
+  std::string sid;
+  DWORD rights = 0;
+  ACCESS_MODE mode = NOT_USED_ACCESS;
+  DWORD inheritance = 0;
+  TRUSTEE_TYPE type = TRUSTEE_IS_UNKNOWN;
+
+  bool operator==(const GivenEntry&) const = default;
 };
 struct GivenPipeSecurity {
   DWORD length = 0;
@@ -99,9 +109,11 @@ struct SystemAnswers {
   std::map<std::pair<HKEY, std::wstring>, std::wstring> registry;
   std::vector<RegistryCall> registry_calls;
 
-  // The access lists that were set, and the security of the pipes that were to be created, nullopt
+  // The access lists that were set, the entries of those that were made without an earlier one,
+  // which the system still makes, and the security of the pipes that were to be created, nullopt
   // for the system's own. No pipe can be created.
   std::vector<GivenAccessList> access_lists;
+  std::vector<GivenEntry> entries;
   std::vector<std::optional<GivenPipeSecurity>> pipes;
 
   // The service SID types that were set: the level of the call and the value.

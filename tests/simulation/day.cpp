@@ -166,10 +166,14 @@ void Day::Stop() {
   watcher_.OnStop();
   const bool is_console = process_.Arguments()[0] == L"--console";
   story_.Tell(Who("operator"), is_console ? "presses Ctrl+C" : "stops the service");
-  baton_.Start(Role::kActor, "operator", [this, is_console] {
+  baton_.Start(Role::kActor, "operator", [this, is_console, process = processes_] {
     const bool done = is_console ? machine_.console.SendEvent(0)
                                  : machine_.service_host.SendControl(kStopControl);
-    if (!done) stop_is_on_its_way_ = false;
+    if (done) return;
+    stop_is_on_its_way_ = false;
+    const bool is_there = process_.Lives() && process == processes_;
+    // The system ends a program that does not handle Ctrl+C.
+    if (is_console && is_there) EndProcess("is ended by Ctrl+C");
   });
 }
 

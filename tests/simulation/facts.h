@@ -35,7 +35,7 @@ struct CallFacts {
   bool tunnel_installed = false;
   bool tunnel_stopped = false;
   bool tunnel_running = false;
-  bool file_is_there = false;  // of TestExistence
+  bool file_is_there = false;  // which TestExistence asks for
   bool undisturbed = false;    // nothing has failed or happened since the process began
   int locks = 0;               // that the calling thread holds
 };

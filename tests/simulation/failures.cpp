@@ -1,5 +1,6 @@
 #include "tests/simulation/failures.h"
 
+#include "platform/sessions.h"
 #include "tests/simulated/calls.h"
 
 namespace veltrane::simulation {
@@ -13,6 +14,7 @@ const std::vector<FailingCall>& FailingCalls() {
       {"PrintError", {5}},
       {"PrintErrorLine", {5}},
       {"PrintDebugger", {5}},
+      {"InstallConsoleHandler", {8}},
       {"Mutex.Lock", {11}},
       {"ReadTcpConnections", {5, kOnlyHalf, kNothingAtAll}},
       {"ReadProcessVariable", {203}},
@@ -56,6 +58,7 @@ const std::vector<FailingCall>& FailingCalls() {
       {"RunServiceDispatcher", {1063}},
       {"RegisterControlHandler", {6}},
       {"ReportServiceStatus", {6}},
+      {"ActiveConsoleSession", {kNoSession}},
       {"ReadSessions", {5, kOnlyHalf, kNothingAtAll}},
       {"ReadClientAddress", {7022}},
   };

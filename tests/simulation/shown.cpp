@@ -72,7 +72,7 @@ void Shown::OnSetting(const simulated::Machine& machine, const CallFacts& call) 
 void Shown::OnSession(const simulated::Machine& machine, const CallFacts& call) {
   if (call.name == "IsRemoteSession") remote_ = machine.sessions.IsRemote();
   if (call.name == "ActiveConsoleSession") {
-    console_ = machine.sessions.Console();
+    console_ = call.failed ? kNoSession : machine.sessions.Console();
     guests_.clear();
   }
   if (call.name == "ReadSessions") sessions_ = Answered(machine.sessions.List(), call);

@@ -88,6 +88,13 @@ TEST_F(ShownTest, ASessionThatNobodyAskedAboutIsMissed) {
   EXPECT_EQ(shown.Facts({}).selected, (Texts{"198.18.255.2"}));
 }
 
+TEST_F(ShownTest, AConsoleSessionThatIsNotToldIsNone) {
+  machine.sessions.SetConsoleSession(3);
+  EXPECT_EQ(ShowAll().selected, (Texts{"198.18.255.3", "198.51.100.7", "203.0.113.5", "9.9.9.9"}));
+  EXPECT_EQ(ShowAll("ActiveConsoleSession").selected,
+            (Texts{"198.51.100.7", "203.0.113.5", "9.9.9.9"}));
+}
+
 TEST_F(ShownTest, ASettingCountsInTheFirstScopeThatHasIt) {
   machine.environment.SetUser(L"VELTRANE_POC_AUTO_STOP_SECONDS", L"60");
   EXPECT_EQ(ShowAll().delay, 60);

@@ -81,7 +81,9 @@ void Watcher::CompleteFacts(CallFacts& call) {
   if (call.name == "Service.SendStop") polls_[call.role] = 0;
   if (call.name == "Service.QueryState") ++polls_[call.role];
   if (call.name == "TestExistence") {
-    call.file_is_there = machine_.files.Exists(Folder() + L"\\active.conf");
+    // A folder that could not be read is another one.
+    const std::string path = call.text.substr(call.name.size() + 1);
+    call.file_is_there = machine_.files.Exists(std::wstring(path.begin(), path.end()));
   }
   if (call.name.starts_with("Service") || call.name == "PrintOutput") {
     const auto tunnel = machine_.services.Find(kTunnel);

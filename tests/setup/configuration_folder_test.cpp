@@ -1,5 +1,6 @@
 // The folder above that of the configuration file, which an installation makes and closes.
 
+#include "setup/folder.h"
 #include "tests/setup/on_installing_machine.h"
 #include "tests/simulated/security.h"
 
@@ -15,7 +16,7 @@ class FolderOfTheConfiguration : public OnInstallingMachine {
  protected:
   static AccessList SomebodyElses() {
     AccessList list;
-    list.owner = "S-1-5-21-1-2-3-1001";
+    list.owner = "S-1-5-21-1-2-3-1002";
     list.has_list = true;
     return list;
   }
@@ -40,9 +41,19 @@ TEST_F(FolderOfTheConfiguration, OfSomebodyElseIsNamedAndLeftAsItIs) {
   EXPECT_THAT(Access(), IsEmpty());
   EXPECT_THAT(
       Log(), ElementsAre("Veltrane VPN: Private keys are to be kept here: "
-                         "C:\\ProgramData\\Veltrane belongs to S-1-5-21-1-2-3-1001, who may give "
+                         "C:\\ProgramData\\Veltrane belongs to S-1-5-21-1-2-3-1002, who may give "
                          "anyone access; to fix it: icacls \"C:\\ProgramData\\Veltrane\" /setowner "
                          "\"*S-1-5-32-544\""));
+}
+
+TEST_F(FolderOfTheConfiguration, MayBelongToTheAdministratorWhoInstalls) {
+  machine.files.AddFolder(kFolderAbove);
+  AccessList list;
+  list.owner = InstallingUser();
+  list.has_list = true;
+  side.SetAccessList(kFolderAbove, list);
+  ASSERT_TRUE(Install());
+  EXPECT_THAT(Log(), IsEmpty());
 }
 
 TEST_F(FolderOfTheConfiguration, InAClosedOneMayStillBeSomebodyElses) {
@@ -51,7 +62,7 @@ TEST_F(FolderOfTheConfiguration, InAClosedOneMayStillBeSomebodyElses) {
   ASSERT_TRUE(Install());
   EXPECT_THAT(Log(),
               ElementsAre("Veltrane VPN: Private keys are to be kept here: "
-                          "C:\\ProgramData\\Veltrane\\tunnels belongs to S-1-5-21-1-2-3-1001, who "
+                          "C:\\ProgramData\\Veltrane\\tunnels belongs to S-1-5-21-1-2-3-1002, who "
                           "may give anyone access; to fix it: icacls "
                           "\"C:\\ProgramData\\Veltrane\\tunnels\" /setowner \"*S-1-5-32-544\""));
 }

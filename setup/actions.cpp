@@ -32,10 +32,15 @@ bool Succeeded(InstallerSession& session, const std::string& problem) {
   return problem.empty();
 }
 
+std::string CheckFolder(const Plan& plan) {
+  return FindOtherWriters(plan.program.substr(0, plan.program.find_last_of(L'\\')));
+}
+
 std::string EndTunnel(const Plan& plan, InstallerSession& session) {
-  if (plan.ends_tunnel) return BringTunnelDown(session);
+  const bool removes = !plan.after.exists;
+  if (plan.ends_tunnel || (removes && TunnelRuns(plan.program))) return BringTunnelDown(session);
   // One that another program runs holds no file of this product.
-  const bool in_the_way = plan.after.exists && ReadTunnelState() != TunnelState::kDown;
+  const bool in_the_way = !removes && ReadTunnelState() != TunnelState::kDown;
   return in_the_way ? "A tunnel has come up meanwhile; disconnect it and try again" : "";
 }
 
@@ -44,18 +49,19 @@ std::string EndTunnel(const Plan& plan, InstallerSession& session) {
 bool StopServices(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
+  if (plan->after.exists && !Succeeded(session, CheckFolder(*plan))) return false;
   if (!Succeeded(session, EndTunnel(*plan, session))) return false;
-  if (!plan->has_service || StopService(kServiceName, kStopSeconds)) return true;
-  return Succeeded(session, "The service VeltraneVpnTunnel does not stop");
+  if (plan->has_service && !StopService(kServiceName, kStopSeconds)) {
+    return Succeeded(session, "The service VeltraneVpnTunnel does not stop");
+  }
+  // Before it stopped, somebody may have connected, whom nothing can follow any more.
+  return Succeeded(session, EndTunnel(*plan, session));
 }
 
 bool RegisterControlService(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
-  const std::wstring folder = plan->program.substr(0, plan->program.find_last_of(L'\\'));
-  if (const std::string writers = FindOtherWriters(folder, plan->user); !writers.empty()) {
-    return Succeeded(session, writers);
-  }
+  if (!Succeeded(session, CheckFolder(*plan))) return false;
   return Succeeded(session, RegisterService(plan->after));
 }
 
@@ -73,7 +79,7 @@ bool StartControlService(InstallerSession& session) {
 bool RemoveServices(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
-  if (plan->ends_tunnel && !DeleteService(kTunnelServiceName)) {
+  if (TunnelRuns(plan->program) && !DeleteService(kTunnelServiceName)) {
     return Succeeded(session, "The service VeltraneVpnTunnel$Active cannot be deleted");
   }
   if (plan->before.exists && !plan->has_service) {
@@ -96,10 +102,11 @@ bool RestartControlService(InstallerSession& session) {
 bool RestoreRegistration(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan || !plan->has_service) return true;
+  // One that has been started already would hold the files, which go back next.
+  StopService(kServiceName, kStopSeconds);
   if (plan->before.exists) {
     Succeeded(session, RegisterService(plan->before));
   } else {
-    StopService(kServiceName, kStopSeconds);
     DeleteService(kServiceName);
   }
   return true;

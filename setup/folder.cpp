@@ -25,6 +25,11 @@ std::string SidText(const Sid& sid) {
   return text;
 }
 
+std::string OwnUser() {
+  const std::optional<Sid> sid = ReadOwnUserSid();
+  return sid ? SidText(*sid) : "";
+}
+
 std::wstring NearestExisting(std::wstring folder) {
   while (!IsThere(folder)) {
     const std::size_t separator = folder.find_last_of(L'\\');
@@ -37,12 +42,8 @@ std::wstring NearestExisting(std::wstring folder) {
 
 }  // namespace
 
-std::string InstallingUser() {
-  const std::optional<Sid> sid = ReadOwnUserSid();
-  return sid ? SidText(*sid) : "";
-}
-
-std::string FindOtherWriters(const std::wstring& folder, const std::string& user) {
+std::string FindOtherWriters(const std::wstring& folder) {
+  const std::string user = OwnUser();
   Findings findings;
   CheckWriters("folder", NearestExisting(folder), true, Readers::kUsers, findings, user);
   for (const wchar_t* file : {kServiceProgram, L"tunnel.dll", L"wireguard.dll"}) {

@@ -30,5 +30,9 @@ verdict "executables have a version and a language" "table File" "$(differs '1.0
 verdict "all other files have a hash" "tables File, MsiFileHash" "$(differs \
   "$(msiinfo export "$work/new.msi" File | tr -d '\r' | awk -F'\t' 'NR > 3 && $5 == "" {print $1}' | sort)" \
   "$(msiinfo export "$work/new.msi" MsiFileHash | tr -d '\r' | awk 'NR > 3 {print $1}' | sort)")"
+verdict "users who are not administrators can set no property of the product" "table Property" \
+  "$(differs 'NEWERPRODUCT;OLDERPRODUCT' "$(property new.msi SecureCustomProperties)")"
+verdict "with windows it does what it does without" "table InstallUISequence" "$(differs ExecuteAction \
+  "$(msiinfo export "$work/new.msi" InstallUISequence | tr -d '\r' | awk 'NR > 3 {print $1}')")"
 verdict "nothing names the folders of the build" "the file" \
   "$(grep -aobF -e "$work" -e "$root" -e "$build_folder" "$work/new.msi" | head -3)"

@@ -35,10 +35,13 @@ bool Succeeded(InstallerSession& session, const std::string& problem) {
   return problem.empty();
 }
 
+std::string CheckFolder(const Plan& plan) { return FindOtherWriters(FolderOf(plan.program)); }
+
 std::string EndTunnel(const Plan& plan, InstallerSession& session) {
-  if (plan.ends_tunnel) return BringTunnelDown(session);
+  const bool removes = !plan.after.exists;
+  if (plan.ends_tunnel || (removes && TunnelRuns(plan.program))) return BringTunnelDown(session);
   // One that another program runs holds no file of this product.
-  const bool in_the_way = plan.after.exists && ReadTunnelState() != TunnelState::kDown;
+  const bool in_the_way = !removes && ReadTunnelState() != TunnelState::kDown;
   return in_the_way ? "A tunnel has come up meanwhile; disconnect it and try again" : "";
 }
 
@@ -47,17 +50,20 @@ std::string EndTunnel(const Plan& plan, InstallerSession& session) {
 bool StopServices(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
+  if (plan->after.exists && !Succeeded(session, CheckFolder(*plan))) return false;
   if (!Succeeded(session, EndTunnel(*plan, session))) return false;
-  if (!plan->has_service || StopService(kServiceName, kStopSeconds)) return true;
-  return Succeeded(session, "The service VeltraneVpnTunnel does not stop");
+  if (plan->has_service && !StopService(kServiceName, kStopSeconds)) {
+    return Succeeded(session, "The service VeltraneVpnTunnel does not stop");
+  }
+  // Before it stopped, somebody may have connected, whom nothing can follow any more.
+  return Succeeded(session, EndTunnel(*plan, session));
 }
 
 bool RegisterControlService(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
-  const std::string writers = FindOtherWriters(FolderOf(plan->program), plan->user);
-  if (!writers.empty()) return Succeeded(session, writers);
-  MakeConfigurationFolder(plan->conf, plan->user, session);
+  if (!Succeeded(session, CheckFolder(*plan))) return false;
+  MakeConfigurationFolder(plan->conf, session);
   return Succeeded(session, RegisterService(plan->after));
 }
 
@@ -75,7 +81,7 @@ bool StartControlService(InstallerSession& session) {
 bool RemoveServices(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan) return false;
-  if (plan->ends_tunnel && !DeleteService(kTunnelServiceName)) {
+  if (TunnelRuns(plan->program) && !DeleteService(kTunnelServiceName)) {
     return Succeeded(session, "The service VeltraneVpnTunnel$Active cannot be deleted");
   }
   if (plan->before.exists && !plan->has_service) {
@@ -98,10 +104,11 @@ bool RestartControlService(InstallerSession& session) {
 bool RestoreRegistration(InstallerSession& session) {
   const std::optional<Plan> plan = ReadPlan(session);
   if (!plan || !plan->has_service) return true;
+  // One that has been started already would hold the files, which go back next.
+  StopService(kServiceName, kStopSeconds);
   if (plan->before.exists) {
     Succeeded(session, RegisterService(plan->before));
   } else {
-    StopService(kServiceName, kStopSeconds);
     DeleteService(kServiceName);
   }
   if (plan->makes_folder) RemoveFolder(FolderOf(FolderOf(plan->conf)));

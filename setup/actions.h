@@ -4,7 +4,8 @@
 // whether the installation may go on, and explains in the log why not.
 //
 //   PrepareInstallation     immediate  all refusals, before any change; plans what the others do
-//   StopServices            deferred   the tunnel, if it may be stopped, and the control service
+//   StopServices            deferred   the tunnel, if it may be stopped, and the control service;
+//                                      asks again, as Local System, who can write to the folder
 //   RegisterControlService  deferred   registers it, with its start type and settings
 //   StartControlService     deferred   if it ran before, or is to start with Windows
 //   RemoveServices          deferred   both services, and what they left on the disk

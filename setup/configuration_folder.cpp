@@ -7,6 +7,7 @@
 #include "client/text/windows_error.h"
 #include "platform/security.h"
 #include "platform/text.h"
+#include "setup/folder.h"
 #include "setup/paths.h"
 
 namespace veltrane {
@@ -16,8 +17,7 @@ constexpr std::uint32_t kErrorAlreadyExists = 183;  // ERROR_ALREADY_EXISTS
 
 }  // namespace
 
-void MakeConfigurationFolder(const std::wstring& conf, const std::string& user,
-                             InstallerSession& session) {
+void MakeConfigurationFolder(const std::wstring& conf, InstallerSession& session) {
   const std::wstring folder = FolderOf(conf);
   const std::wstring folder_above = FolderOf(folder);
   const std::uint32_t error = CreateClosedFolder(folder_above);
@@ -27,6 +27,7 @@ void MakeConfigurationFolder(const std::wstring& conf, const std::string& user,
                  WindowsError(error) + ".");
     return;
   }
+  const std::string user = OwnUser();
   Findings findings;
   CheckWriters("folder above", folder_above, true, Readers::kNobody, findings, user);
   CheckWriters("folder", folder, true, Readers::kNobody, findings, user);

@@ -12,9 +12,8 @@ namespace veltrane {
 
 // Makes the folder above that of this configuration file, closed to all but Local System and
 // Administrators. Where it is there already, changes nothing, and notes in the log who else could
-// write to it or to the folder in it; the user who installs, a SID as text, may. Notes also when it
-// cannot be made; the first connect makes it then.
-void MakeConfigurationFolder(const std::wstring& conf, const std::string& user,
-                             InstallerSession& session);
+// write to it or to the folder in it; the user of this process, Local System, may. Notes also when
+// it cannot be made; the first connect makes it then.
+void MakeConfigurationFolder(const std::wstring& conf, InstallerSession& session);
 
 }  // namespace veltrane

@@ -37,12 +37,13 @@ std::wstring NearestExisting(std::wstring folder) {
 
 }  // namespace
 
-std::string InstallingUser() {
+std::string OwnUser() {
   const std::optional<Sid> sid = ReadOwnUserSid();
   return sid ? SidText(*sid) : "";
 }
 
-std::string FindOtherWriters(const std::wstring& folder, const std::string& user) {
+std::string FindOtherWriters(const std::wstring& folder) {
+  const std::string user = OwnUser();
   Findings findings;
   CheckWriters("folder", NearestExisting(folder), true, Readers::kUsers, findings, user);
   for (const wchar_t* file : {kServiceProgram, L"tunnel.dll", L"wireguard.dll"}) {

@@ -3,9 +3,6 @@
 #include <cstddef>
 #include <cwchar>
 
-#include "platform/text.h"
-#include "text/ascii.h"
-
 namespace veltrane {
 namespace {
 
@@ -80,7 +77,6 @@ std::wstring PackPlan(const Plan& plan) {
   Packer packer;
   packer.Put(plan.program);
   packer.Put(plan.conf);
-  packer.Put(WidenBytes(plan.user));
   packer.Put(plan.has_service);
   packer.Put(plan.ends_tunnel);
   packer.Put(plan.makes_folder);
@@ -94,7 +90,6 @@ std::optional<Plan> UnpackPlan(const std::wstring& text) {
   Plan plan;
   plan.program = unpacker.Text();
   plan.conf = unpacker.Text();
-  plan.user = WideToUtf8(unpacker.Text());
   plan.has_service = unpacker.Flag();
   plan.ends_tunnel = unpacker.Flag();
   plan.makes_folder = unpacker.Flag();

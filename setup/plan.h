@@ -15,9 +15,8 @@ namespace veltrane {
 struct Plan {
   std::wstring program;       // the path that the service's executable has, or is to have
   std::wstring conf;          // the configuration file of the tunnel
-  std::string user;           // the SID of the user who installs, as text
   bool has_service = false;   // the control service is this product's, or is to be
-  bool ends_tunnel = false;   // a tunnel of this product is to be brought down
+  bool ends_tunnel = false;   // any tunnel may be brought down; a removal may do so with its own
   bool makes_folder = false;  // the folder above that of the configuration file is not there
   Registration before;
   Registration after;  // unless the product is removed

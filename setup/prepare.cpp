@@ -44,17 +44,6 @@ std::wstring ConfigurationFile(const Registration& registration) {
   return ActiveConfPath();
 }
 
-// Whether a command line runs this program, also without the quotes that a path with spaces needs.
-bool Runs(const std::wstring& command_line, const std::wstring& program) {
-  return EqualsIgnoreCase(ProgramOf(command_line), program) ||
-         EqualsIgnoreCase(command_line.substr(0, program.size() + 1), program + L" ");
-}
-
-bool TunnelRuns(const std::wstring& program) {
-  const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
-  return tunnel && Runs(tunnel->command_line, program);
-}
-
 // Why the product cannot be installed, repaired or upgraded now; empty when it can.
 std::string FindRefusal(const Plan& plan, const Wishes& wishes,
                         const std::wstring& earlier_program) {
@@ -68,14 +57,14 @@ std::string FindRefusal(const Plan& plan, const Wishes& wishes,
            "it "
            "brought down";
   }
-  if (plan.before.exists && !Runs(plan.before.command_line, plan.program) &&
-      !Runs(plan.before.command_line, earlier_program)) {
+  if (plan.before.exists && !RunsProgram(plan.before.command_line, plan.program) &&
+      !RunsProgram(plan.before.command_line, earlier_program)) {
     return "The service VeltraneVpnTunnel is registered for another program, with the command "
            "line " +
            WideToUtf8(plan.before.command_line) +
            ". Unregister it first, as an administrator: VeltraneVpnService.exe --uninstall";
   }
-  const std::string writers = FindOtherWriters(FolderOf(plan.program), plan.user);
+  const std::string writers = FindOtherWriters(FolderOf(plan.program));
   if (writers.empty()) return {};
   return "Local System is to run the program, so only administrators may be able to write to its "
          "folder: " +
@@ -114,12 +103,10 @@ bool PrepareInstallation(InstallerSession& session) {
   }
   Plan plan{.program = folder + L"\\" + kServiceProgram,
             .conf = ConfigurationFile(*before),
-            .user = InstallingUser(),
             .before = *before,
             .after = {}};
   if (!session.Property(L"REMOVE").empty()) {
-    plan.has_service = before->exists && Runs(before->command_line, plan.program);
-    plan.ends_tunnel = TunnelRuns(plan.program);
+    plan.has_service = before->exists && RunsProgram(before->command_line, plan.program);
   } else {
     const Wishes wishes = ReadWishes(session);
     PlanInstallation(plan, wishes);

@@ -12,6 +12,7 @@
 #include "platform/text.h"
 #include "service/installer.h"
 #include "service/service_name.h"
+#include "text/ascii.h"
 #include "tunnel/own_service.h"
 
 namespace veltrane {
@@ -72,6 +73,11 @@ Result<Registration> ReadRegistration() {
                       .start_type = facts->start_type,
                       .runs = facts->state != kServiceStopped,
                       .environment = *environment};
+}
+
+bool RunsProgram(const std::wstring& command_line, const std::wstring& program) {
+  return EqualsIgnoreCase(ProgramOf(command_line), program) ||
+         EqualsIgnoreCase(command_line.substr(0, program.size() + 1), program + L" ");
 }
 
 std::wstring CommandLineOf(const std::wstring& program) {

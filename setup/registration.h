@@ -27,6 +27,9 @@ struct Registration {
 // REG_MULTI_SZ.
 Result<Registration> ReadRegistration();
 
+// Whether a command line runs this program, also without the quotes that a path with spaces needs.
+bool RunsProgram(const std::wstring& command_line, const std::wstring& program);
+
 // Returns the command line with which `--install` registers this program.
 std::wstring CommandLineOf(const std::wstring& program);
 

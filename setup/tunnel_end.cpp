@@ -7,6 +7,7 @@
 #include "guard/settings.h"
 #include "platform/service_codes.h"
 #include "platform/service_facts.h"
+#include "setup/registration.h"
 #include "setup/services.h"
 #include "text/ascii.h"
 #include "tunnel/tunnel_manager.h"
@@ -41,6 +42,11 @@ TunnelState ReadTunnelState() {
   const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
   if (tunnel) return tunnel->state == kServiceStopped ? TunnelState::kDown : TunnelState::kUp;
   return tunnel.Error() == kErrorServiceDoesNotExist ? TunnelState::kDown : TunnelState::kUnknown;
+}
+
+bool TunnelRuns(const std::wstring& program) {
+  const Result<ServiceFacts> tunnel = ReadServiceFacts(kTunnelServiceName);
+  return tunnel && RunsProgram(tunnel->command_line, program);
 }
 
 std::string BringTunnelDown(InstallerSession& session) {

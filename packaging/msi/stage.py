@@ -1,16 +1,14 @@
 """The files of the package: everything below the stage."""
 
 import dataclasses
+import functools
 import pathlib
-import struct
 import xml.etree.ElementTree as ElementTree
 
 import identities
+import pefile
 
 WIX = "http://schemas.microsoft.com/wix/2006/wi"
-FIXED_VERSION_SIGNATURE = struct.pack("<II", 0xFEEF04BD, 0x00010000)
-TRANSLATION = "Translation\0".encode("utf-16-le")
-TRANSLATION_VALUE = 26  # where its value begins: the next multiple of 4 from the head of 6 bytes on
 
 
 @dataclasses.dataclass
@@ -28,20 +26,29 @@ class StagedFile:
 
     def version(self):
         """Returns the file version of its version resource (VS_FIXEDFILEINFO), or None."""
-        content = self.source.read_bytes()
-        found = content.find(FIXED_VERSION_SIGNATURE)
-        if content[:2] != b"MZ" or found < 0:
-            return None
-        high, low = struct.unpack_from("<II", content, found + 8)
-        return f"{high >> 16}.{high & 0xFFFF}.{low >> 16}.{low & 0xFFFF}"
+        for fixed in getattr(version_resource(self.source), "VS_FIXEDFILEINFO", []):
+            high, low = fixed.FileVersionMS, fixed.FileVersionLS
+            return f"{high >> 16}.{high & 0xFFFF}.{low >> 16}.{low & 0xFFFF}"
+        return None
 
     def language(self):
         """Returns the first language of its version resource in decimal: 1033 if it names none."""
-        content = self.source.read_bytes()
-        found = content.find(TRANSLATION)
-        if found < 0:
-            return "1033"
-        return str(struct.unpack_from("<H", content, found + TRANSLATION_VALUE)[0])
+        for info in getattr(version_resource(self.source), "FileInfo", []):
+            for variable in (var for part in info for var in getattr(part, "Var", [])):
+                if b"Translation" in variable.entry:
+                    return str(int(variable.entry[b"Translation"].split()[0], 16))
+        return "1033"
+
+
+@functools.cache
+def version_resource(source):
+    """Returns the file as pefile has read it and its resources, or None when it is no executable."""
+    try:
+        image = pefile.PE(source, fast_load=True)
+    except pefile.PEFormatError:
+        return None
+    image.parse_data_directories([pefile.DIRECTORY_ENTRY["IMAGE_DIRECTORY_ENTRY_RESOURCE"]])
+    return image
 
 
 def staged_files(stage):

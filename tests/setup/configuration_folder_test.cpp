@@ -1,6 +1,5 @@
 // The folder above that of the configuration file, which an installation makes and closes.
 
-#include "setup/folder.h"
 #include "tests/setup/on_installing_machine.h"
 #include "tests/simulated/security.h"
 
@@ -44,16 +43,6 @@ TEST_F(FolderOfTheConfiguration, OfSomebodyElseIsNamedAndLeftAsItIs) {
                          "C:\\ProgramData\\Veltrane belongs to S-1-5-21-1-2-3-1002, who may give "
                          "anyone access; to fix it: icacls \"C:\\ProgramData\\Veltrane\" /setowner "
                          "\"*S-1-5-32-544\""));
-}
-
-TEST_F(FolderOfTheConfiguration, MayBelongToTheAdministratorWhoInstalls) {
-  machine.files.AddFolder(kFolderAbove);
-  AccessList list;
-  list.owner = InstallingUser();
-  list.has_list = true;
-  side.SetAccessList(kFolderAbove, list);
-  ASSERT_TRUE(Install());
-  EXPECT_THAT(Log(), IsEmpty());
 }
 
 TEST_F(FolderOfTheConfiguration, InAClosedOneMayStillBeSomebodyElses) {

@@ -229,5 +229,19 @@ TEST_F(AnUpgrade, FailsWhenATunnelComesUpMeanwhile) {
   EXPECT_EQ(State(kTunnel), simulated::kRunning);
 }
 
+TEST_F(AnUpgrade, FailsWhenATunnelComesUpWhileTheServiceStops) {
+  RunInstalled();
+  machine.services.OnStopped([this](const std::wstring&) {
+    side.ExpectServer(false);
+    server.Stop();
+    AddTunnel();
+  });
+  EXPECT_FALSE(Install());
+  EXPECT_THAT(Log(), ElementsAre("error: Veltrane VPN: A tunnel has come up meanwhile; disconnect "
+                                 "it and try again."));
+  EXPECT_EQ(State(kTunnel), simulated::kRunning);
+  EXPECT_EQ(State(kControl), simulated::kRunning);
+}
+
 }  // namespace
 }  // namespace veltrane

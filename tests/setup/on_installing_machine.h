@@ -27,7 +27,8 @@ inline constexpr wchar_t kServiceKeyPath[] =
 
 // A machine on which an administrator installs to C:\Program Files\Veltrane VPN, and what Windows
 // Installer does there: it calls the actions in their order and, when one fails, the rollback
-// actions of those before it, the latest first.
+// actions of those before it, the latest first. The first action runs as the user who installs,
+// the others as Local System. No service may hold the files when they come or go.
 class OnInstallingMachine : public OnMachine {
  protected:
   OnInstallingMachine() {
@@ -45,7 +46,7 @@ class OnInstallingMachine : public OnMachine {
   bool Install() {
     return Perform(
         {{L"VeltraneStop", StopServices, L"VeltraneStartAgain", RestartControlService},
-         {L"", PutFiles, L"", nullptr},
+         {L"", PutFiles, L"", TakeFilesBack},
          {L"VeltraneRegister", RegisterControlService, L"VeltraneRestore", RestoreRegistration},
          {L"VeltraneStart", StartControlService, L"", nullptr}});
   }
@@ -128,14 +129,25 @@ class OnInstallingMachine : public OnMachine {
   };
 
   static bool PutFiles(InstallerSession&) {
+    ExpectFreeFiles();
     simulated::Machine::Current().files.AddFile(kProgramPath, "MZ");
     return true;
+  }
+  static bool TakeFilesBack(InstallerSession&) {
+    ExpectFreeFiles();
+    return true;
+  }
+  static void ExpectFreeFiles() {
+    const auto record = simulated::Machine::Current().services.Find(kControl);
+    EXPECT_TRUE(!record || record->state == simulated::kStopped) << "the service holds its files";
   }
 
   bool Call(const std::wstring& name, Action action) {
     machine.installer.Set(L"CustomActionData", machine.installer.Get(name));
+    machine.sessions.SetOwnUser(simulated::NtSid({18}));
     InstallerSession session(1);
     const bool succeeded = action(session);
+    machine.sessions.SetOwnUser(simulated::NtSid({21, 1, 2, 3, 1001}));
     machine.installer.Set(L"CustomActionData", L"");
     return succeeded;
   }

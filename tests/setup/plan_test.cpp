@@ -12,7 +12,6 @@ using PackedPlan = OnMachine;
 Plan SomePlan() {
   return {.program = L"D:\\Värme\\VeltraneVpnService.exe",
           .conf = L"C:\\ProgramData\\Veltrane\\tunnels\\active.conf",
-          .user = "S-1-5-21-1-2-3-1001",
           .has_service = true,
           .ends_tunnel = true,
           .makes_folder = true,

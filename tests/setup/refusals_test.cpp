@@ -140,13 +140,17 @@ TEST_F(Refusal, IsMadeOfALibraryThatOthersCanWrite) {
                                  "access; "));
 }
 
-TEST_F(Refusal, IsNotMadeOfAFolderOfTheUserWhoInstalls) {
+// His other programs, which run without the rights of an administrator, could write there too.
+TEST_F(Refusal, IsMadeByTheFirstActionOfLocalSystemOfAFolderOfTheUserWhoInstalls) {
   machine.files.AddFolder(kFolder);
   side.SetAccessList(kFolder, AccessList{.owner = "S-1-5-21-1-2-3-1001",
                                          .has_list = true,
                                          .is_protected = true,
                                          .entries = {{"S-1-5-21-1-2-3-1001", true, 0x10000000}}});
-  EXPECT_TRUE(Install());
+  EXPECT_EQ(OfInstallation(),
+            "error: Veltrane VPN: C:\\Program Files\\Veltrane VPN belongs to "
+            "S-1-5-21-1-2-3-1001, who may give anyone access; to fix it: icacls \"C:\\Program "
+            "Files\\Veltrane VPN\" /setowner \"*S-1-5-32-544\".");
 }
 
 TEST_F(Refusal, IsMadeWithoutAFolder) {

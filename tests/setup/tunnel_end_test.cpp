@@ -133,6 +133,29 @@ TEST_F(TunnelEnd, ComesWithEveryRemoval) {
   EXPECT_THAT(Log(), ElementsAre("Veltrane VPN: A tunnel is up: the service has disconnected."));
 }
 
+TEST_F(TunnelEnd, ComesToATunnelThatComesUpWhileTheServiceStops) {
+  RunInstalled();
+  machine.services.OnStopped([this](const std::wstring& name) {
+    if (name != kControl) return;
+    side.ExpectServer(false);
+    server.Stop();
+    AddTunnel();
+  });
+  EXPECT_TRUE(UpgradeAnyway());
+  EXPECT_EQ(State(kTunnel), simulated::kStopped);
+  EXPECT_THAT(Log(),
+              ElementsAre("Veltrane VPN: A tunnel is up: the service is not running.",
+                          "Veltrane VPN: The tunnel is still up: its service is being stopped.",
+                          "Veltrane VPN: The service has been started."));
+}
+
+TEST_F(TunnelEnd, ComesWithARemovalAlsoToATunnelThatComesUpMeanwhile) {
+  ASSERT_TRUE(Install());
+  machine.OnCall("InstallerSession.SetProperty", 1, [this] { AddTunnel(); });
+  EXPECT_TRUE(Uninstall());
+  EXPECT_THAT(machine.services.Names(), IsEmpty());
+}
+
 TEST_F(TunnelEnd, LetsARemovalDeleteTheTunnelServiceThatItHasStopped) {
   ASSERT_TRUE(Install());
   AddTunnel();

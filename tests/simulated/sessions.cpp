@@ -14,6 +14,8 @@ constexpr std::size_t kIpv4OffsetInBytes = 2;  // WTS_CLIENT_ADDRESS
 
 }  // namespace
 
+Sessions::Sessions(Core& core) : core_(core), own_user_(NtSid({21, 1, 2, 3, 1001})) {}
+
 void Sessions::SetRemoteSession(bool remote) {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   remote_ = remote;
@@ -57,6 +59,11 @@ void Sessions::SetUser(std::uint32_t id, const Sid& sid) {
   users_[id] = sid;
 }
 
+void Sessions::SetOwnUser(const Sid& sid) {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  own_user_ = sid;
+}
+
 bool Sessions::IsRemote() const {
   const std::lock_guard<std::mutex> lock(core_.mutex);
   return remote_;
@@ -84,6 +91,11 @@ std::optional<Sid> Sessions::User(std::uint32_t id) const {
   const auto user = users_.find(id);
   if (user == users_.end()) return std::nullopt;
   return user->second;
+}
+
+Sid Sessions::OwnUser() const {
+  const std::lock_guard<std::mutex> lock(core_.mutex);
+  return own_user_;
 }
 
 }  // namespace simulated
@@ -123,7 +135,7 @@ std::optional<Sid> ReadSessionUserSid(std::uint32_t session_id) {
 
 std::optional<Sid> ReadOwnUserSid() {
   if (Machine::Current().calls.Begin("ReadOwnUserSid")) return std::nullopt;
-  return simulated::NtSid({21, 1, 2, 3, 1001});
+  return Machine::Current().sessions.OwnUser();
 }
 
 }  // namespace veltrane

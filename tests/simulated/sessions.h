@@ -19,7 +19,7 @@ namespace veltrane::simulated {
 // session may have a client address without being listed. Every member may be called on any thread.
 class Sessions {
  public:
-  explicit Sessions(Core& core) : core_(core) {}
+  explicit Sessions(Core& core);
 
   void SetRemoteSession(bool remote);
   void SetConsoleSession(std::uint32_t id);  // kNoSession: none
@@ -39,12 +39,16 @@ class Sessions {
   // The user of a session; without one the program may not read it, as in a console process.
   void SetUser(std::uint32_t id, const Sid& sid);
 
+  // The user of this process; at the start S-1-5-21-1-2-3-1001.
+  void SetOwnUser(const Sid& sid);
+
   // For the boundary functions.
   bool IsRemote() const;
   std::uint32_t Console() const;
   std::vector<Session> List() const;
   std::optional<ClientAddress> Address(std::uint32_t id) const;
   std::optional<Sid> User(std::uint32_t id) const;
+  Sid OwnUser() const;
 
  private:
   Core& core_;
@@ -53,6 +57,7 @@ class Sessions {
   std::vector<Session> list_;
   std::map<std::uint32_t, ClientAddress> addresses_;
   std::map<std::uint32_t, Sid> users_;
+  Sid own_user_;
 };
 
 }  // namespace veltrane::simulated

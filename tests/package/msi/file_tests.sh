@@ -27,8 +27,29 @@ Last saved: Thu Jan  1 00:00:00 2026' \
     grep -E '^(Created|Last saved)')")"
 verdict "executables have a version and a language" "table File" "$(differs '1.0.0.0 1033
 1.0.0.0 1033' "$(msiinfo export "$work/new.msi" File | tr -d '\r' | awk -F'\t' '$3 ~ /\.exe$/ {print $5, $6}')")"
+
+# A file that has another one inside, as a library has its driver, has the versions of both.
+with_another_inside() {
+  python3 - "$1" <<'END'
+import pathlib, struct, sys
+file = pathlib.Path(sys.argv[1])
+content = bytearray(file.read_bytes())
+content[0x40:0x50] = struct.pack("<IIII", 0xFEEF04BD, 0x00010000, 0x00070000, 0)
+file.write_bytes(content)
+END
+}
+with_another_inside "$stage/VeltraneVpnService.exe"
+make_msi 1.0.0 "$work/two.msi"
+cp "$build_folder/VeltraneVpnService.exe" "$stage"
+verdict "the version of a file is not that of another inside it" "table File" "$(differs '1.0.0.0 1033' \
+  "$(msiinfo export "$work/two.msi" File | tr -d '\r' | awk -F'\t' '$3 ~ /Service\.exe$/ {print $5, $6}')")"
+
 verdict "all other files have a hash" "tables File, MsiFileHash" "$(differs \
   "$(msiinfo export "$work/new.msi" File | tr -d '\r' | awk -F'\t' 'NR > 3 && $5 == "" {print $1}' | sort)" \
   "$(msiinfo export "$work/new.msi" MsiFileHash | tr -d '\r' | awk 'NR > 3 {print $1}' | sort)")"
+verdict "users who are not administrators can set no property of the product" "table Property" \
+  "$(differs 'NEWERPRODUCT;OLDERPRODUCT' "$(property new.msi SecureCustomProperties)")"
+verdict "with windows it does what it does without" "table InstallUISequence" "$(differs ExecuteAction \
+  "$(msiinfo export "$work/new.msi" InstallUISequence | tr -d '\r' | awk 'NR > 3 {print $1}')")"
 verdict "nothing names the folders of the build" "the file" \
   "$(grep -aobF -e "$work" -e "$root" -e "$build_folder" "$work/new.msi" | head -3)"

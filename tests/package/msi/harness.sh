@@ -24,11 +24,12 @@ end_machine() {
   stop_wine
 }
 
-# msi ARGUMENT...: runs msiexec silently. Its exit code is in msi_exit; Wine passes on the low 8 bits.
+# msi ARGUMENT...: runs msiexec silently, or with the windows that msi_windows says. Its exit code is in
+# msi_exit; Wine passes on the low 8 bits.
 msi() {
   msi_exit=0
   rm -f "$log"
-  "$wine64_binary" msiexec "$@" /qn /l*v "Z:${log//\//\\}" </dev/null >"$work/msiexec.out" 2>&1 ||
+  "$wine64_binary" msiexec "$@" "${msi_windows:-/qn}" /l*v "Z:${log//\//\\}" </dev/null >"$work/msiexec.out" 2>&1 ||
     msi_exit=$?
 }
 

@@ -68,4 +68,11 @@ config:   ProgramData/Veltrane
 END
 msi /x "$new"
 expect_nothing "so does its removal" 0 ""
+
+# A double click goes through the tables of the windows too, although there are none.
+msi /i "$old" 'INSTALLFOLDER=C:\Program Files\Elsewhere'
+msi_windows=/qr msi /i "$new"
+verdict "so does an upgrade with windows" "registry" \
+  "$(differs '"C:\Program Files\Elsewhere\VeltraneVpnService.exe" --run-as-service' "$(service_value ImagePath)")"
+msi /x "$new"
 verdict "and nothing stays in that folder" "files" "$(ls "$drive/Program Files/Elsewhere" 2>/dev/null || true)"

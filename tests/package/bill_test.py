@@ -83,6 +83,13 @@ class Bill(unittest.TestCase):
     def test_names_the_licences(self):
         self.assertEqual({name: licence(component(self.bill, name)) for name in LICENCES}, LICENCES)
 
+    def test_names_the_holders_of_the_copyrights(self):
+        self.assertEqual(component(self.bill, "winpthreads")["copyright"],
+                         "1992, 1993 The Regents of the University of California\n"
+                         "2010 Lockless Inc.\n2011-2016 mingw-w64 project")
+        holders = [line for each in self.bill["components"] for line in each.get("copyright", "").splitlines()]
+        self.assertEqual([line for line in holders if line != line.strip() or line == "public-domain"], [])
+
     def test_names_licences_that_spdx_knows(self):
         words = {word for each in self.bill["components"] for word in
                  re.findall(r"[\w.+-]+", licence(each))} - {"AND", "OR", "WITH"}

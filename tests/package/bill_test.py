@@ -127,7 +127,7 @@ class Bill(unittest.TestCase):
 
 
 class Unreviewed(unittest.TestCase):
-    """What nobody has reviewed stops the package, and the earlier one stays as it was."""
+    """What is not as it was reviewed stops the package, and the earlier one stays as it was."""
 
     def refuses(self, addition, words):
         before = sha256(made.built_elsewhere() / "SHA256SUMS")
@@ -142,6 +142,10 @@ class Unreviewed(unittest.TestCase):
         self.assertRegex(finished.stderr, words)
         self.assertEqual(sha256(made.built_elsewhere() / "SHA256SUMS"), before)
         self.assertEqual(list((made.elsewhere() / "build").glob("package.*")), [])
+
+    def test_protection(self):
+        self.refuses("target_link_options(veltranectl PRIVATE -Wl,--image-base,0x400000)",
+                     "veltranectl.exe\n  FAILED  high-entropy ASLR: +the image base 0x400000 is below 4 GiB\n")
 
     def test_library_of_the_compiler(self):
         self.refuses("target_link_libraries(veltranectl PRIVATE -Wl,-u,sqrtq quadmath)",

@@ -22,7 +22,8 @@ def section(component, shown):
         holders.setdefault((notice.licence, notice.text), set()).update(named)
     for (licence, text), names in sorted(holders.items()):
         first = shown.setdefault(text, component.known.name)
-        lines += ["", *(f"Copyright: {name}".replace("\n", "\n           ") for name in sorted(names)), f"[{licence}]", "",
+        copyrights = (f"Copyright: {name}".replace("\n", "\n           ") for name in sorted(names))
+        lines += ["", *copyrights, f"[{licence}]", "",
                   text if first == component.known.name else f"The text is above, with {first}."]
     return "\n".join(lines) + "\n"
 

@@ -22,8 +22,9 @@ copy_executables() {
 
 # copy_documents: to $stage what an operator reads; how the service is made and tested stays here.
 copy_documents() {
-  cp LICENSE SECURITY.md CHANGELOG.md "$stage"
-  mkdir "$stage/docs"
+  cp LICENSE SECURITY.md CHANGELOG.md packaging/README.txt "$stage"
+  mkdir "$stage/docs" "$stage/examples"
+  cp examples/profile.conf examples/profile.json examples/minimal_client.cpp "$stage/examples"
   cp docs/*.md "$stage/docs"
   rm "$stage/docs/architecture.md" "$stage/docs/lab.md"
   cp -r docs/schema "$stage/docs"
@@ -36,8 +37,8 @@ set_modes_and_times() {
   find "$stage" -exec touch -d "@$SOURCE_DATE_EPOCH" {} +
 }
 
-# make_zip FILE: of $stage.
-make_zip() { (cd "$work" && find "$name" -type f | sort | zip -q -X -9 -@ "$1"); }
+# make_zip FILE: of $stage. Options of the caller's that zip would add could change what is in it.
+make_zip() { (cd "$work" && find "$name" -type f | sort | env -u ZIPOPT -u ZIP zip -q -X -9 -@ "$1"); }
 
 # make_installer FILE: of $stage and $setup.
 make_installer() {

@@ -36,8 +36,8 @@ def contained(component, release):
     known = component.known
     return {"type": "library", "bom-ref": known.name, "name": known.name, "version": component.version,
             "description": known.about, "scope": "required", "licenses": licences(component.licence),
-            "copyright": "\n".join(sorted({notice.copyright for notice in component.notices
-                                           if notice.copyright})) or None,
+            "copyright": "\n".join(sorted({holder for notice in component.notices
+                                           for holder in notice.copyright.splitlines()})) or None,
             "purl": purl(component.package, release),
             "components": [{"type": "file", "name": file, "hashes": hashes(file)}
                            for file in component.identity]}

@@ -36,7 +36,7 @@ class Notice:
     """The terms of some files of a component."""
     licence: str  # an SPDX expression
     text: str
-    copyright: str = ""
+    copyright: str = ""  # a line for each holder; empty also for what is in the public domain
 
 
 def spdx(name, package):
@@ -55,7 +55,8 @@ def notice(paragraph, package):
              for alone in machine_readable_copyright(package).all_license_paragraphs()}
     name = paragraph.license.synopsis
     text = paragraph.license.text or "\n\n".join(texts[word] for word in re.split(r" and | or ", name))
-    return Notice(spdx(name, package), text.strip(), paragraph.copyright.strip())
+    holders = "\n".join(line.strip() for line in paragraph.copyright.strip().splitlines())
+    return Notice(spdx(name, package), text.strip(), "" if holders == "public-domain" else holders)
 
 
 def reviewed_notices(known, package):

@@ -18,11 +18,12 @@ def section(component, shown):
              f"licence: {component.licence}", RULE]
     holders = {}
     for notice in component.notices:
-        named = {notice.copyright} - {"", "public-domain"}
+        named = {notice.copyright} - {""}
         holders.setdefault((notice.licence, notice.text), set()).update(named)
     for (licence, text), names in sorted(holders.items()):
         first = shown.setdefault(text, component.known.name)
-        lines += ["", *(f"Copyright: {name}" for name in sorted(names)), f"[{licence}]", "",
+        copyrights = (f"Copyright: {name}".replace("\n", "\n           ") for name in sorted(names))
+        lines += ["", *copyrights, f"[{licence}]", "",
                   text if first == component.known.name else f"The text is above, with {first}."]
     return "\n".join(lines) + "\n"
 

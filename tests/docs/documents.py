@@ -124,6 +124,15 @@ def check_settings():
     check_same("variables", ("the service", read), ("docs/operations.md", documented))
 
 
+def check_properties():
+    """Those of the MSI that an operator can set: what its actions get, but for what it finds out itself."""
+    secure = re.search(r"^SECURE = \((.*?)\)", (ROOT / "packaging/msi/make").read_text(), re.MULTILINE | re.DOTALL)
+    taken = set(re.findall(r'"(\w+)"', secure[1])) - {"NEWERPRODUCT", "OLDERPRODUCT", "PREVIOUSFOLDER"}
+    for document in ["operations.md", "deployment.md"]:
+        documented = {word for row in table(document, "property") for word in words(row[0])} - {"REBOOT"}
+        check_same("properties", ("packaging/msi/make", taken), (f"docs/{document}", documented))
+
+
 def check_recipes():
     """The files that CONTRIBUTING.md names exist, except those of a build and those with a placeholder."""
     for path in sorted(set(re.findall(r"`([\w.]+/[\w./-]*)`", (ROOT / "CONTRIBUTING.md").read_text()))):
@@ -159,6 +168,7 @@ def check_documents():
     check_operations()
     check_errors()
     check_settings()
+    check_properties()
     check_recipes()
     check_evidence()
     check_version()

@@ -83,6 +83,13 @@ class Bill(unittest.TestCase):
     def test_names_the_licences(self):
         self.assertEqual({name: licence(component(self.bill, name)) for name in LICENCES}, LICENCES)
 
+    def test_names_the_holders_of_the_copyrights(self):
+        self.assertEqual(component(self.bill, "winpthreads")["copyright"],
+                         "1992, 1993 The Regents of the University of California\n"
+                         "2010 Lockless Inc.\n2011-2016 mingw-w64 project")
+        holders = [line for each in self.bill["components"] for line in each.get("copyright", "").splitlines()]
+        self.assertEqual([line for line in holders if line != line.strip() or line == "public-domain"], [])
+
     def test_names_licences_that_spdx_knows(self):
         words = {word for each in self.bill["components"] for word in
                  re.findall(r"[\w.+-]+", licence(each))} - {"AND", "OR", "WITH"}
@@ -120,7 +127,7 @@ class Bill(unittest.TestCase):
 
 
 class Unreviewed(unittest.TestCase):
-    """What nobody has reviewed stops the package, and the earlier one stays as it was."""
+    """What is not as it was reviewed stops the package, and the earlier one stays as it was."""
 
     def refuses(self, addition, words):
         before = sha256(made.built_elsewhere() / "SHA256SUMS")
@@ -135,6 +142,10 @@ class Unreviewed(unittest.TestCase):
         self.assertRegex(finished.stderr, words)
         self.assertEqual(sha256(made.built_elsewhere() / "SHA256SUMS"), before)
         self.assertEqual(list((made.elsewhere() / "build").glob("package.*")), [])
+
+    def test_protection(self):
+        self.refuses("target_link_options(veltranectl PRIVATE -Wl,--image-base,0x400000)",
+                     "veltranectl.exe\n  FAILED  high-entropy ASLR: +the image base 0x400000 is below 4 GiB\n")
 
     def test_library_of_the_compiler(self):
         self.refuses("target_link_libraries(veltranectl PRIVATE -Wl,-u,sqrtq quadmath)",

@@ -37,15 +37,17 @@ class Zip(unittest.TestCase):
     def test_has_executables_licence_notice_and_documents(self):
         names = {entry.filename.partition("/")[2] for entry in self.entries()}
         self.assertLessEqual({"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE", "SECURITY.md",
-                              "docs/limits.md", "docs/operations.md", "docs/protocol.md",
-                              "docs/veltranectl.md", "docs/schema/doctor.schema.json"}, names)
+                              "README.txt", "docs/deployment.md", "docs/limits.md", "docs/operations.md",
+                              "docs/protocol.md", "docs/veltranectl.md", "docs/schema/doctor.schema.json",
+                              "examples/profile.conf"}, names)
 
     def test_has_nothing_that_an_operator_does_not_use(self):
-        documents = re.compile(r"docs/[a-z]+\.md|docs/schema/[\w-]+\.schema\.json")
+        documents = re.compile(r"docs/[a-z]+\.md|docs/schema/[\w-]+\.schema\.json"
+                               r"|examples/(profile\.(conf|json)|minimal_client\.cpp)")
         names = {entry.filename.partition("/")[2] for entry in self.entries()}
         self.assertEqual({name for name in names if not documents.fullmatch(name)},
                          {"VeltraneVpnService.exe", "veltranectl.exe", "LICENSE", "NOTICE", "SECURITY.md",
-                          "CHANGELOG.md"})
+                          "CHANGELOG.md", "README.txt"})
         self.assertFalse({"docs/architecture.md", "docs/lab.md"} & names)
 
     def test_has_the_executables_of_the_build(self):
@@ -84,6 +86,20 @@ class Documents(unittest.TestCase):
                 if not (document.parent / target).exists():
                     broken.append(f"{document.name} links {target}")
         self.assertEqual(broken, [])
+
+    def test_name_only_examples_that_are_in_the_package(self):
+        named = {name for document in made.plain_files().rglob("*.md")
+                 for name in re.findall(r"`(examples/[^`]+)`", document.read_text())}
+        self.assertEqual(named, {"examples/minimal_client.cpp", "examples/profile.conf",
+                                 "examples/profile.json"})
+        self.assertEqual([name for name in named if not (made.plain_files() / name).is_file()], [])
+
+    def test_begin_with_one_that_names_all_others(self):
+        beginning = (made.plain_files() / "README.txt").read_text()
+        documents = {str(file.relative_to(made.plain_files())) for file in made.plain_files().rglob("*.md")}
+        self.assertEqual(documents, set(re.findall(r"[\w/]+\.md", beginning)))
+        for name in ("VeltraneVpnService.exe", "tunnel.dll", "wireguard.dll", "LICENSE", "NOTICE"):
+            self.assertIn(name, beginning)
 
     def test_say_where_the_libraries_go(self):
         operations = (made.plain_files() / "docs/operations.md").read_text()

@@ -33,12 +33,12 @@ def once(make_it):
     return call
 
 
-def run_package(*arguments, tree=ROOT, **environment):
+def run_package(*arguments, tree=ROOT, umask=-1, **environment):
     """Runs ./package of a tree, without the caller's settings. Returns the finished process."""
     clean = {name: value for name, value in os.environ.items()
              if not name.startswith("SIGN_") and name != "SOURCE_DATE_EPOCH"}
     return subprocess.run([tree / "package", *map(str, arguments)], text=True, cwd=WORK,
-                          env=clean | environment,
+                          env=clean | environment, umask=umask,
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
@@ -104,10 +104,15 @@ def elsewhere():
     return copy
 
 
+# Settings that programs of a build look at, and a default of somebody else.
+ELSEWHERE = {"TZ": "Asia/Kolkata", "LC_ALL": "C", "LANG": "C", "CXXFLAGS": "-O1", "RCFLAGS": "-DOTHER",
+             "LDFLAGS": "-Wl,--stack,4194304", "ZIPOPT": "-l"}
+
+
 @once
 def built_elsewhere():
-    """The package that ./package makes there by default, in dist/."""
-    finished = run_package(tree=elsewhere(), SOURCE_DATE_EPOCH=str(EPOCH))
+    """The package that ./package makes there by default, in dist/, for somebody with other settings."""
+    finished = run_package(tree=elsewhere(), umask=0o077, SOURCE_DATE_EPOCH=str(EPOCH), **ELSEWHERE)
     if finished.returncode:
         raise AssertionError(f"./package failed: {finished.stdout}{finished.stderr}")
     return elsewhere() / "dist"

@@ -13,7 +13,7 @@ def differences(one, other):
 
 
 class SameBytes(unittest.TestCase):
-    def test_come_from_a_build_in_another_folder(self):
+    def test_come_from_a_build_in_another_folder_with_other_settings(self):
         self.assertEqual(differences(made.plain(), made.built_elsewhere()), [])
 
     def test_would_be_missed_if_they_were_others(self):

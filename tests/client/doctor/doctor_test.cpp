@@ -1,9 +1,13 @@
 #include "client/doctor/doctor.h"
 
+#include <gmock/gmock.h>
+
 #include "tests/client/doctor/on_examined_machine.h"
 
 namespace veltrane {
 namespace {
+
+using testing::StartsWith;
 
 using Doctor = OnExaminedMachine;
 
@@ -139,6 +143,31 @@ TEST_F(Doctor, AMachineWithoutTheService) {
       "Run the commands as administrator, in a command prompt or in PowerShell.\n"
       "\n"
       "Connecting would fail: 1 failure, 0 warnings.\n");
+}
+
+TEST_F(Doctor, JsonCallsAMachineFine) {
+  SetAdministrator();
+  StartService();
+  EXPECT_EQ(Run({"doctor", "--json"}), 0);
+  EXPECT_THAT(side.Output(),
+              StartsWith(R"({"verdict":"fine","risks":0,"failures":0,"warnings":0,"findings":[)"));
+}
+
+TEST_F(Doctor, JsonCountsWarnings) {
+  machine.routes.Clear();
+  StartService();
+  EXPECT_EQ(Run({"doctor", "--json"}), 10);
+  EXPECT_THAT(
+      side.Output(),
+      StartsWith(R"({"verdict":"warnings","risks":0,"failures":0,"warnings":1,"findings":[)"));
+}
+
+TEST_F(Doctor, JsonCountsRisks) {
+  machine.connections.AddEstablished(3389, "198.51.100.7");
+  StartService();
+  EXPECT_EQ(Run({"doctor", "--json"}), 12);
+  EXPECT_THAT(side.Output(),
+              StartsWith(R"({"verdict":"risk","risks":1,"failures":0,"warnings":0,"findings":[)"));
 }
 
 TEST_F(Doctor, JsonHasTheSameFindings) {

@@ -95,6 +95,19 @@ TEST_F(DoctorOnLeftovers, AConnectionIsNotALeftover) {
       "Administrators alone\n");
 }
 
+TEST_F(DoctorOnLeftovers, TheDefaultRouteOfAConnectionIsNotALeftover) {
+  StartService();
+  Run({"connect", kConfPath});
+  machine.routes.AddInterface(23, L"Veltrane Tunnel");
+  machine.routes.Add("0.0.0.0/0", "10.66.66.1", 23, 100);
+  EXPECT_EQ(Run({"doctor"}), 0);
+  EXPECT_EQ(
+      Group("leftovers"),
+      "  ok    tunnel service        VeltraneVpnTunnel$Active belongs to the connection\n"
+      "  ok    active.conf           belongs to the connection\n"
+      "  note  tunnel default route  0.0.0.0/0->10.66.66.1@if23:Veltrane Tunnel:metric=100\n");
+}
+
 TEST_F(DoctorOnLeftovers, AConnectionWhoseTunnelServiceIsGone) {
   StartService();
   Run({"connect", kConfPath});

@@ -89,6 +89,9 @@ TEST_F(DoctorOnNetwork, NoGateway) {
 TEST_F(DoctorOnNetwork, NoGatewayIsOnlyAWarningWithoutTheBypass) {
   machine.routes.Clear();
   EXPECT_EQ(ExamineService(), 10);
+  EXPECT_EQ(Group("network"),
+            "  warn  gateway  no default route with a gateway\n"
+            "                 fix: route print -4\n");
 }
 
 TEST_F(DoctorOnNetwork, AGatewayBehindATunnel) {

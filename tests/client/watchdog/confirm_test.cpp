@@ -113,6 +113,13 @@ TEST_F(ConfirmCommand, WaitsWhileAnotherProgramTalksToTheWatchdog) {
   EXPECT_EQ(Run({"confirm"}), 0);
 }
 
+TEST_F(ConfirmCommand, WaitsForAnAnswerThatComesLate) {
+  PlayedWatchdog watchdog("confirmed\n");
+  side.DelayReply(14);
+  EXPECT_EQ(Run({"confirm"}), 0);
+  EXPECT_EQ(side.Output(), "confirmed, the connection stays\n");
+}
+
 TEST_F(ConfirmCommand, DoesNotWaitForEver) {
   side.FailOpen(231);
   side.OnWaitForPipe([](std::uint32_t) { return 121; });

@@ -126,17 +126,17 @@ def check_settings():
 
 def check_properties():
     """Those of the MSI that an operator can set: what its actions get, but for what it finds out itself."""
-    secure = re.search(r"^SECURE = \((.*?)\)", (ROOT / "packaging/msi/make").read_text(), re.MULTILINE | re.DOTALL)
-    taken = set(re.findall(r'"(\w+)"', secure[1])) - {"NEWERPRODUCT", "OLDERPRODUCT", "PREVIOUSFOLDER"}
+    taken = {word for read in [r'Text\(L"(\w+)"\)', r'Property\(L"([A-Z]+)"\)'] for word in words_in("setup", read)}
+    taken -= {"NEWERPRODUCT", "PREVIOUSFOLDER", "REMOVE"}
     for document in ["operations.md", "deployment.md"]:
         documented = {word for row in table(document, "property") for word in words(row[0])} - {"REBOOT"}
-        check_same("properties", ("packaging/msi/make", taken), (f"docs/{document}", documented))
+        check_same("properties", ("setup/", taken), (f"docs/{document}", documented))
 
 
 def check_recipes():
     """The files that CONTRIBUTING.md names exist, except those of a build and those with a placeholder."""
     for path in sorted(set(re.findall(r"`([\w.]+/[\w./-]*)`", (ROOT / "CONTRIBUTING.md").read_text()))):
-        if not re.search(r"^build/|WORD|NAME", path):
+        if not re.search(r"^(?:build|dist)/|WORD|NAME", path):
             verdict(f"{path} of CONTRIBUTING.md exists", "" if (ROOT / path).exists() else "it does not")
 
 

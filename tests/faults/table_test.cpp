@@ -16,6 +16,7 @@
 #include "tests/scenarios/connection.h"
 #include "tests/scenarios/reply_passages.h"
 #include "tests/simulated/boundary_calls.h"
+#include "tests/support/calls_of_others.h"
 
 namespace veltrane::faults {
 namespace {
@@ -23,30 +24,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Calls that the client and the setup alone make.
-const std::set<std::string_view> kNotOfTheService = {"ReadRegistryTexts",
-                                                     "FindRegistryText",
-                                                     "TestExpandableText",
-                                                     "ReadRegistryNumber",
-                                                     "ListRegistryKeys",
-                                                     "ReadKeyWriteTime",
-                                                     "ReadProcessStart",
-                                                     "ReadIpv6Routes",
-                                                     "ReadEstablishedConnections",
-                                                     "ReadOwnAddresses",
-                                                     "ReadIpv6InterfaceMetric",
-                                                     "IsHardwareInterface",
-                                                     "ReadOwnUserSid",
-                                                     "WriteRegistryTexts",
-                                                     "RemoveRegistryValue",
-                                                     "RemoveFolder",
-                                                     "Service.ChangeSettings",
-                                                     "InstallerSession.Property",
-                                                     "InstallerSession.SetProperty"};
-
 TEST(FailureKinds, CoverEveryCallOfTheServiceThatCanFail) {
   for (const simulated::BoundaryCall& call : simulated::kBoundaryCalls) {
-    const bool expected = call.fails && !kNotOfTheService.contains(call.name);
+    const bool expected = call.fails && !kCallsOfOthers.contains(call.name);
     EXPECT_EQ(!KindsOf(call.name).empty(), expected) << call.name;
   }
 }

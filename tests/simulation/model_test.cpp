@@ -9,6 +9,7 @@
 #include "tests/simulation/exchange_examples.h"
 #include "tests/simulation/failures.h"
 #include "tests/simulation/phases.h"
+#include "tests/support/calls_of_others.h"
 
 namespace veltrane::simulation {
 namespace {
@@ -65,18 +66,12 @@ TEST(PossiblePhases, AreTwoAfterAReplyThatWasLost) {
   EXPECT_EQ(phases.Now(), (Phases{{"disconnected", ""}}));
 }
 
-// A call of the service that can fail is made to fail some day; the client's are not its own.
+// A call of the service that can fail is made to fail some day.
 TEST(Failures, LeaveOutNoCallOfTheService) {
-  const std::set<std::string> of_the_client = {
-      "ReadRegistryTexts",  "FindRegistryText", "TestExpandableText",
-      "ReadRegistryNumber", "ListRegistryKeys", "ReadKeyWriteTime",
-      "ReadProcessStart",   "ReadIpv6Routes",   "ReadEstablishedConnections",
-      "ReadOwnAddresses",   "ReadOwnUserSid",   "ReadIpv6InterfaceMetric",
-      "IsHardwareInterface"};
   for (const auto& call : simulated::kBoundaryCalls) {
     const std::string name(call.name);
     // The dice refuse threads in another way (Process::RefuseNextThread).
-    if (!call.fails || of_the_client.contains(name) || name == "Thread.Start") continue;
+    if (!call.fails || kCallsOfOthers.contains(name) || name == "Thread.Start") continue;
     EXPECT_TRUE(std::any_of(FailingCalls().begin(), FailingCalls().end(),
                             [&name](const FailingCall& failing) { return failing.name == name; }))
         << name;
